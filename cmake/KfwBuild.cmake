@@ -1,0 +1,78 @@
+# Flags and helpers of every target.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+endif()
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+# Programs and modules side by side, as in an install, so that each finds the others.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+
+add_library(kfw_flags INTERFACE)
+target_compile_options(kfw_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Wcast-align
+    -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion -Wnull-dereference -Wformat=2
+    -fno-omit-frame-pointer)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # Unique symbols would keep a module loaded for ever.
+    target_compile_options(kfw_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
+endif()
+if(KFW_SANITIZE)
+    # -Wnull-dereference sees ghosts in instrumented code.
+    add_compile_options(-fsanitize=${KFW_SANITIZE} -fno-sanitize-recover=all -Wno-null-dereference)
+    add_link_options(-fsanitize=${KFW_SANITIZE})
+endif()
+if(KFW_COVERAGE)
+    add_compile_options(--coverage)
+    add_link_options(--coverage)
+endif()
+
+# k_library(<name> SOURCES ... [PUBLIC <libraries>] [PRIVATE <libraries>])
+# A shared library of the platform with its public headers in <name>/include.
+function(k_library pName)
+    cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+    add_library(${pName} SHARED ${ARG_SOURCES})
+    string(TOUPPER ${pName} tUpper)
+    target_compile_definitions(${pName} PRIVATE ${tUpper}_BUILD)
+    target_include_directories(${pName} PUBLIC
+        $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
+    target_link_libraries(${pName} PUBLIC ${ARG_PUBLIC} PRIVATE kfw_flags ${ARG_PRIVATE})
+    if(WIN32)
+        set_target_properties(${pName} PROPERTIES PREFIX "")
+    else()
+        target_link_options(${pName} PRIVATE -Wl,--no-undefined,-z,relro)
+        if(KFW_SANITIZE)
+            target_link_options(${pName} PRIVATE -Wl,-z,undefs)
+        endif()
+    endif()
+endfunction()
+
+# The run-time libraries of the Windows tool chain, beside the programs that need them.
+if(WIN32)
+    foreach(tDll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${tDll}
+            OUTPUT_VARIABLE tPath OUTPUT_STRIP_TRAILING_WHITESPACE)
+        if(NOT EXISTS "${tPath}")
+            find_file(K_DLL_${tDll} ${tDll} PATHS /usr/x86_64-w64-mingw32/lib NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+            set(tPath "${K_DLL_${tDll}}")
+        endif()
+        configure_file("${tPath}" ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${tDll} COPYONLY)
+        install(FILES "${tPath}" DESTINATION ${CMAKE_INSTALL_BINDIR})
+    endforeach()
+endif()

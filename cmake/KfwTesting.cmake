@@ -1,0 +1,28 @@
+# Tests: one GoogleTest program per subject, the same source on every target.
+
+set(INSTALL_GTEST OFF)
+set(BUILD_GMOCK ON)
+set(gtest_disable_pthreads OFF)
+add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+
+set(KFW_TEST_RESULTS ${CMAKE_BINARY_DIR}/test-results)
+file(MAKE_DIRECTORY ${KFW_TEST_RESULTS})
+
+# k_test(<name> SOURCES ... [LIBRARIES ...] [WRAP <function>...] [TIMEOUT <seconds>] [ARGUMENTS ...])
+# A test program that ctest runs (through Wine when cross compiling). WRAP sends the program's own calls of
+# those C functions to __wrap_<function>. Each run leaves its counts in test-results/<name>.json.
+function(k_test pName)
+    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;WRAP;ARGUMENTS" ${ARGN})
+    add_executable(${pName} ${ARG_SOURCES})
+    target_link_libraries(${pName} PRIVATE ${ARG_LIBRARIES} kfw_flags GTest::gmock_main)
+    foreach(tFunction ${ARG_WRAP})
+        target_link_options(${pName} PRIVATE -Wl,--wrap=${tFunction})
+    endforeach()
+    add_test(NAME ${pName}
+        COMMAND ${pName} --gtest_output=json:${KFW_TEST_RESULTS}/${pName}.json ${ARG_ARGUMENTS}
+        WORKING_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+    if(NOT ARG_TIMEOUT)
+        set(ARG_TIMEOUT 300)
+    endif()
+    set_tests_properties(${pName} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+endfunction()

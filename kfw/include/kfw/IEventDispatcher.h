@@ -1,0 +1,86 @@
+// Events, their consumers, and the dispatcher between them.
+#pragma once
+
+#include "kfw/IApplication.h"
+#include "kom/implements.h"
+
+namespace vel::kos::fw {
+
+/// Something that happened. Implemented by whoever sends it.
+class IEvent : public kom::IUnknown {
+public:
+    using Parent = kom::IUnknown;
+    static constexpr char IID[] = "IDL:vel/kos/fw/IEvent:1.0";
+
+    /// The event's type name as a kom heap string, freed by the caller; null counts as "".
+    virtual uint32_t getType(char** pType) = 0;
+    /// Marks the event as consumed: no further consumer sees it.
+    virtual uint32_t consume() = 0;
+    /// 0 when consumed, a positive code when not, a failure code when that cannot be told.
+    virtual uint32_t isConsumed() = 0;
+
+protected:
+    ~IEvent() = default;
+};
+
+using IEvent_Adapter = kom::Adapter<IEvent>;
+
+/// Receives events. Implemented by whoever registers it.
+class IEventConsumer : public kom::IUnknown {
+public:
+    using Parent = kom::IUnknown;
+    static constexpr char IID[] = "IDL:vel/kos/fw/IEventConsumer:1.0";
+
+    /// Handles one event, which is borrowed for the call. A failure is logged and stops nothing.
+    virtual uint32_t handleEvent(IEvent* pEvent) = 0;
+
+protected:
+    ~IEventConsumer() = default;
+};
+
+using IEventConsumer_Adapter = kom::Adapter<IEventConsumer>;
+
+/// Delivers events to the consumers registered for their type or for all types, at once (sendEvent) or from
+/// a queue when the application is idle (postEvent).
+///
+/// All operations of one dispatcher are made on one thread, the one that runs the application's idle loop.
+/// A null pointer to an interface answers E_INVALIDARG before anything else; before init every operation
+/// answers E_WRONG_STATE. A null type is read as "", the name that stands for all types.
+class IEventDispatcher : public kom::IUnknown {
+public:
+    using Parent = kom::IUnknown;
+    static constexpr char IID[] = "IDL:vel/kos/fw/IEventDispatcher:1.0";
+
+    /// Binds the dispatcher to the application, once; a second call answers E_WRONG_STATE.
+    virtual uint32_t init(IApplication* pApp) = 0;
+    /// Delivers an event now: to the consumers of all types, then to those of its own type, each in the order
+    /// of registration, until it is consumed. E_FAIL when its type cannot be read.
+    virtual uint32_t sendEvent(IEvent* pEvent) = 0;
+    /// Queues an event for delivery when the application is idle, oldest first.
+    virtual uint32_t postEvent(IEvent* pEvent) = 0;
+// Microsoft's ABI lays a group of overloads out in the reverse of their order: the declarations are turned
+// round there, so that the slots are the same everywhere (all types first, then one type).
+#if defined(_MSC_VER)
+    virtual uint32_t addConsumer(const char* pType, IEventConsumer* pConsumer) = 0;
+    virtual uint32_t addConsumer(IEventConsumer* pConsumer) = 0;
+    virtual uint32_t removeConsumer(const char* pType, IEventConsumer* pConsumer) = 0;
+    virtual uint32_t removeConsumer(IEventConsumer* pConsumer) = 0;
+#else
+    /// Registers a consumer for all types, after the registrations that stand. No check for duplicates: each
+    /// registration is served.
+    virtual uint32_t addConsumer(IEventConsumer* pConsumer) = 0;
+    /// Registers a consumer for one type.
+    virtual uint32_t addConsumer(const char* pType, IEventConsumer* pConsumer) = 0;
+    /// Drops every registration of the consumer (the same pointer); 0 also when there is none.
+    virtual uint32_t removeConsumer(IEventConsumer* pConsumer) = 0;
+    /// Drops the consumer's registrations under one type.
+    virtual uint32_t removeConsumer(const char* pType, IEventConsumer* pConsumer) = 0;
+#endif
+
+protected:
+    ~IEventDispatcher() = default;
+};
+
+using IEventDispatcher_Adapter = kom::Adapter<IEventDispatcher>;
+
+} // namespace vel::kos::fw

@@ -1,0 +1,133 @@
+// kom::Implements: the interface plumbing of a class, written once.
+//
+//     class EventDispatcher : public kom::Implements<EventDispatcher, fw::IEventDispatcher> {
+//         friend Implements;
+//     public:
+//         virtual ~EventDispatcher();
+//         ... the interface's operations ...
+//     private:
+//         kom::RefCount mRefCount;
+//     };
+//
+// The class declares its count where its layout wants it; the count starts at 0, and whoever creates the
+// object takes the first reference. The virtual destructor is the class's own, so its slots follow those of
+// the interface.
+#pragma once
+
+#include <concepts>
+#include <cstdlib>
+
+#include "kom/heap.h"
+#include "kom/identity.h"
+#include "kom/ref.h"
+#include "kom/unknown.h"
+#include "kpr/thread.h"
+
+namespace kom {
+
+/// An object's reference count; it also counts the object as live.
+class RefCount {
+public:
+    RefCount() { komCountObject(1); }
+    ~RefCount() { komCountObject(-1); }
+    RefCount(const RefCount&) = delete;
+    RefCount& operator=(const RefCount&) = delete;
+
+    uint32_t increment() noexcept { return kprAtomicIncrement(&mCount); }
+    /// Stops the process when there was no reference to give back.
+    uint32_t decrement() noexcept
+    {
+        const uint32_t tCount = kprAtomicDecrement(&mCount);
+        if (static_cast<int32_t>(tCount) < 0) std::abort();
+        return tCount;
+    }
+    uint32_t value() const noexcept { return __atomic_load_n(&mCount, __ATOMIC_SEQ_CST); }
+
+private:
+    unsigned int mCount = 0;
+};
+
+/// An interface with the operations that are the same for every class: the COM-layout slots and the face's
+/// identity. Each interface IX names its Adapter IX_Adapter.
+template <class TFace>
+class Adapter : public TFace {
+public:
+    uint32_t QueryInterface(const void*, void** pOut) override
+    {
+        *pOut = nullptr;
+        return E_NOINTERFACE;
+    }
+    uint32_t AddRef() override { return this->addRef(); }
+    uint32_t Release() override { return this->release(); }
+    const char* getInterfaceId() override { return TFace::IID; }
+
+protected:
+    ~Adapter() = default;
+};
+
+namespace detail {
+
+/// Whether an identity names the face or one of the interfaces it extends (IUnknown apart).
+template <class TFace>
+bool matches(const char* pIid)
+{
+    if constexpr (std::same_as<TFace, IUnknown>) {
+        return false;
+    } else {
+        return komCompareIID(pIid, TFace::IID) == 0 || matches<typename TFace::Parent>(pIid);
+    }
+}
+
+template <class TFirst, class...>
+struct FirstOf {
+    using Type = TFirst;
+};
+
+} // namespace detail
+
+/// Implements the identity answers and the counts of a class with the given faces. The first face answers
+/// "IDL:kom/IUnknown:1.0", unless the class names another with a public `using PrimaryFace`. A face answers
+/// the interfaces that it extends as well.
+template <class TClass, class... TFaces>
+class Implements : public Adapter<TFaces>... {
+public:
+    uint32_t queryInterface(const char* pIid, IUnknown** pOut) override
+    {
+        IUnknown* tFace = nullptr;
+        if (komCompareIID(pIid, IUnknown::IID) == 0)
+            tFace = primary();
+        else
+            static_cast<void>(((detail::matches<TFaces>(pIid) && (tFace = face<TFaces>(), true)) || ...));
+        *pOut = tFace;
+        if (!tFace) return E_NOINTERFACE;
+        tFace->addRef();
+        return 0;
+    }
+    uint32_t addRef() override { return self()->mRefCount.increment(); }
+    uint32_t release() override
+    {
+        const uint32_t tCount = self()->mRefCount.decrement();
+        if (tCount == 0) delete self();
+        return tCount;
+    }
+
+protected:
+    ~Implements() = default;
+
+private:
+    TClass* self() noexcept { return static_cast<TClass*>(this); }
+    template <class TFace>
+    IUnknown* face() noexcept
+    {
+        return static_cast<TFace*>(static_cast<Adapter<TFace>*>(this));
+    }
+    IUnknown* primary() noexcept
+    {
+        if constexpr (requires { typename TClass::PrimaryFace; })
+            return face<typename TClass::PrimaryFace>();
+        else
+            return face<typename detail::FirstOf<TFaces...>::Type>();
+    }
+};
+
+} // namespace kom

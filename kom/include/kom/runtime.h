@@ -1,0 +1,77 @@
+// The class registry and the loader: from a class identity to an object.
+//
+// The registry is a readable text file per user that tells which module provides a class. It is replaced
+// atomically under a lock, so several processes may register at once and a failure leaves it as it was.
+#pragma once
+
+#include <cstdint>
+
+#include "kom/api.h"
+#include "kom/ref.h"
+#include "kom/unknown.h"
+
+extern "C" {
+
+/// What komRegisterModule hands through a module's dsoRegisterServer to komRegisterDSO.
+struct KomRegistration {
+    const char* registryPath; ///< the class registry file; null: the process's own (komGetClassRegistry)
+    const char* modulePath;   ///< the module that provides the class
+};
+
+/// Sets the class registry file of this process (UTF-8; null: the user's default). Before any other call here.
+KOM_API uint32_t komSetClassRegistry(const char* pPath);
+/// The path in use: what was set, else $KOM_CLASSES, else "kom/classes" in the user's data directory. The text
+/// stays valid until the next komSetClassRegistry.
+KOM_API const char* komGetClassRegistry(void);
+
+/// Called by modules, once a class: enters the class as provided by a module, replacing an older entry.
+/// pFlags is 0, pContext a KomRegistration.
+KOM_API uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
+/// Takes the class's entry out; KOM_E_CLASSNOTREGISTERED when it has none for that module.
+KOM_API uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
+
+/// Loads a module and has it register (unregister) its classes through its own entry points.
+/// KOM_E_NOT_A_MODULE when it lacks them.
+KOM_API uint32_t komRegisterModule(const char* pPath);
+KOM_API uint32_t komUnregisterModule(const char* pPath);
+
+/// A registered class.
+struct KomClass {
+    const char* classId;
+    const char* modulePath;
+};
+struct KomClassList {
+    uint32_t count;
+    const KomClass* classes;
+};
+/// The registered classes in ascending order of their identities, in one block freed with komFree. No
+/// registry file is an empty list; KOM_E_BAD_REGISTRY when the file is damaged.
+KOM_API uint32_t komListClasses(KomClassList** pList);
+/// Which line of the registry was found damaged, in words, by the calling thread's last call; "" when none.
+KOM_API const char* komGetRegistryProblem(void);
+
+/// The factory of a registered class; the module is loaded when it is not yet. KOM_E_CLASSNOTREGISTERED when
+/// the registry has no such class; a loading failure's code; what dsoGetObjectFactory answers.
+KOM_API uint32_t komGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
+/// Makes an object of a registered class and answers the face asked for.
+KOM_API uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
+/// Unloads the modules that the loader has loaded. While any object lives (komGetHeapStats), of whichever
+/// module, nothing that provides classes is unloaded, except modules whose only live objects are their own
+/// singletons; *pUnloaded (may be null) gets the number of modules let go.
+KOM_API uint32_t komUnloadModules(uint32_t* pUnloaded);
+
+} // extern "C"
+
+namespace kom {
+
+/// komCreateInstance with a typed result.
+template <class J>
+uint32_t createInstance(const char* pClassId, Ref<J>& pObject)
+{
+    IUnknown* tFace = nullptr;
+    const uint32_t tRes = komCreateInstance(pClassId, J::IID, &tFace);
+    pObject = adopt(static_cast<J*>(tFace));
+    return tRes;
+}
+
+} // namespace kom

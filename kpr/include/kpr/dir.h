@@ -1,0 +1,32 @@
+// Directories and their listings.
+#pragma once
+
+#include <cstdint>
+
+#include "kpr/api.h"
+
+extern "C" {
+
+/// An open listing; KPR_NO_DIR when closed.
+typedef intptr_t KprDir;
+#define KPR_NO_DIR (static_cast<KprDir>(-1))
+
+KPR_API uint32_t kprOpenDir(const char* pPath, KprDir* pDir);
+/// Reads the next entry's name ("." and ".." are left out) into pBuffer; pKind (may be null) gets a
+/// KprFileKind. At the end KPR_E_END. KPR_E_BUFFER_TOO_SMALL skips the entry. The order is the file
+/// system's; an entry that comes or goes meanwhile may be missed or seen twice.
+KPR_API uint32_t kprReadDir(KprDir pDir, char* pBuffer, uint32_t pSize, uint32_t* pKind);
+KPR_API uint32_t kprCloseDir(KprDir pDir);
+
+/// Creates one directory, for the current user only (0700). KPR_E_EXISTS when something stands there.
+KPR_API uint32_t kprMakeDir(const char* pPath);
+/// Removes an empty directory.
+KPR_API uint32_t kprRemoveDir(const char* pPath);
+
+/// The folder for applications' per-user data, without a trailing separator: %LOCALAPPDATA% on Windows,
+/// $XDG_DATA_HOME or ~/.local/share on Linux. It need not exist.
+KPR_API uint32_t kprGetUserDataDir(char* pBuffer, uint32_t pSize);
+/// The folder for temporary files, without a trailing separator.
+KPR_API uint32_t kprGetTempDir(char* pBuffer, uint32_t pSize);
+
+} // extern "C"

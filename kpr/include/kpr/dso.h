@@ -1,0 +1,72 @@
+// Dynamically loaded modules: opening, symbols, what a module says of itself, and which are loaded.
+#pragma once
+
+#include <cstdint>
+
+#include "kpr/api.h"
+
+extern "C" {
+
+/// An open module; 0 is none.
+typedef intptr_t KprDSO;
+
+/// One key and its value. In a module's own attributes both strings are static.
+struct KprAttribute {
+    const char* key;
+    const char* value;
+};
+
+/// What a component module's dsoGetAttributes fills: a static array and its length.
+struct ModuleAttributes {
+    const KprAttribute* pairs;
+    uint32_t count;
+};
+
+/// A module's attributes, copied into one block that the receiver gives back with kprFree.
+struct KprAttributeList {
+    uint32_t count;
+    const KprAttribute* pairs;
+};
+
+struct KprLoadedModule {
+    const char* path; ///< native path
+    KprDSO handle;    ///< valid while the list lives; 0 when the system gave none
+};
+
+/// The loaded modules, in the loader's order, in one block that the receiver gives back with kprFree (which
+/// also gives back the handles).
+struct KprModuleList {
+    uint32_t count;
+    const KprLoadedModule* modules;
+};
+
+/// Loads a module; pFlags is 0. KPR_E_NOT_FOUND when there is no such file, KPR_E_NOT_A_DSO when the file is
+/// none that this process can load. Code of the module may run.
+KPR_API uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle);
+KPR_API uint32_t kprCloseDSO(KprDSO pHandle);
+/// The address of an exported symbol; KPR_E_NO_SYMBOL and null when there is none.
+KPR_API uint32_t kprGetDSOSymbol(KprDSO pHandle, const char* pName, void** pAddress);
+/// What the operating system said when the calling thread's last kprOpenDSO failed; "" when nothing.
+KPR_API const char* kprGetDSOErrorText(void);
+
+/// The attributes of an open module: from its dsoGetAttributes where it has one, else from the file itself
+/// (Windows: the version resource; Linux: soname, build id and the version in the real file name).
+KPR_API uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList);
+/// The modules loaded in this process.
+KPR_API uint32_t kprListLoadedModules(KprModuleList** pList);
+/// Gives back a list of this header; null is nothing.
+KPR_API void kprFree(void* pList);
+
+/// The prefix and suffix of a module's file name: "" and ".dll" on Windows, "lib" and ".so" on Linux.
+KPR_API const char* kprGetDSOPrefix(void);
+KPR_API const char* kprGetDSOSuffix(void);
+/// The native path of the module that holds an address (of a function or a static object).
+KPR_API uint32_t kprGetModulePath(const void* pAddress, char* pBuffer, uint32_t pSize);
+/// Keeps the module that holds an address loaded until the process ends.
+KPR_API uint32_t kprPinModule(const void* pAddress);
+/// The running program's file name, with its extension (static).
+KPR_API const char* kprGetProgramName(void);
+/// The native path of the running program (static).
+KPR_API const char* kprGetProgramPath(void);
+
+} // extern "C"

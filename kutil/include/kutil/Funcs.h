@@ -1,0 +1,18 @@
+// Small questions to the application.
+#pragma once
+
+#include "kfw/IApplication.h"
+#include "kutil/api.h"
+
+namespace vel::kos::util {
+
+class KUTIL_API Funcs {
+public:
+    Funcs() = delete;
+    /// True when the application's property is set to a false value; false also when it cannot be asked.
+    static bool isPropertyFalse(fw::IApplication* pApp, const char* pName);
+    /// True when the application's property is set to a true value; false also when it cannot be asked.
+    static bool isPropertyTrue(fw::IApplication* pApp, const char* pName);
+};
+
+} // namespace vel::kos::util

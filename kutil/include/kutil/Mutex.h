@@ -1,0 +1,43 @@
+// A lock within the process.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "kfw/IApplication.h"
+#include "kutil/api.h"
+
+namespace vel::kos::util {
+
+/// A recursive mutex bound to the application that failures are reported to. The application's reference is
+/// held while the mutex lives.
+class KUTIL_API Mutex {
+public:
+    explicit Mutex(fw::IApplication* pApp);
+    ~Mutex();
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    /// Waits for the mutex; the thread that holds it may lock it again and unlocks it as often.
+    uint32_t lock();
+    /// E_WRONG_STATE when the caller does not hold it.
+    uint32_t unlock();
+
+private:
+    struct State;
+    std::unique_ptr<State> mState;
+};
+
+/// Locks in its constructor and unlocks in its destructor.
+class MutexLocker {
+public:
+    explicit MutexLocker(Mutex* pMutex) : mMutex(pMutex) { mMutex->lock(); }
+    ~MutexLocker() { mMutex->unlock(); }
+    MutexLocker(const MutexLocker&) = delete;
+    MutexLocker& operator=(const MutexLocker&) = delete;
+
+private:
+    Mutex* mMutex;
+};
+
+} // namespace vel::kos::util

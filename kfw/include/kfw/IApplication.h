@@ -13,7 +13,12 @@
 namespace vel::kos::fw {
 
 /// The importance of a log line; a lower number is more important.
-enum LogLevel : uint32_t { LOG_LEVEL_ERROR = 0, LOG_LEVEL_WARNING = 1, LOG_LEVEL_INFO = 2, LOG_LEVEL_DEBUG = 3 };
+enum LogLevel : uint32_t {
+    LOG_LEVEL_ERROR = 0,
+    LOG_LEVEL_WARNING = 1,
+    LOG_LEVEL_INFO = 2,
+    LOG_LEVEL_DEBUG = 3
+};
 
 class IApplication : public kom::IUnknown {
 public:
@@ -28,7 +33,8 @@ public:
     virtual uint32_t getVersion(char** pVersion) = 0;
     /// Who makes it.
     virtual uint32_t getVendor(char** pVendor) = 0;
-    /// The language of its texts as a POSIX locale name without encoding ("de", "de_AT"); "" for untranslated.
+    /// The language of its texts as a POSIX locale name without encoding ("de", "de_AT"); "" for
+    /// untranslated.
     virtual uint32_t getLanguage(char** pLanguage) = 0;
     /// The folder that holds the message catalogues (<dir>/<language>/LC_MESSAGES/<domain>.mo); "" for none.
     virtual uint32_t getCatalogueDir(char** pDir) = 0;
@@ -52,7 +58,8 @@ public:
     virtual uint32_t isInteractive(uint32_t* pInteractive) = 0;
     /// Shows a short text about what is being done; "" clears it.
     virtual uint32_t setStatusText(const char* pText) = 0;
-    /// Asks the application to close with the given exit status as soon as it is back in its loop. Any thread.
+    /// Asks the application to close with the given exit status as soon as it is back in its loop. Any
+    /// thread.
     virtual uint32_t requestClose(int32_t pExitStatus) = 0;
     /// Whether the application is closing (1) or not (0). Any thread.
     virtual uint32_t isClosing(uint32_t* pClosing) = 0;

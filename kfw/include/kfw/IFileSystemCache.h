@@ -49,7 +49,8 @@ struct CacheAttrList {
     /// Appends copies of a key and a value (null is copied as "").
     void add(const char* pKey, const char* pValue)
     {
-        mAttrs = static_cast<KFSCacheAttr*>(komRealloc(mAttrs, (mCount + std::size_t(1)) * sizeof(KFSCacheAttr)));
+        mAttrs =
+            static_cast<KFSCacheAttr*>(komRealloc(mAttrs, (mCount + std::size_t(1)) * sizeof(KFSCacheAttr)));
         KFSCacheAttr* tAttr = new (mAttrs + mCount) KFSCacheAttr;
         ++mCount;
         tAttr->mKey = komStrDup(pKey);
@@ -114,7 +115,8 @@ public:
     /// The identity of the object that a URI names. E_INVALIDARG for a URI that normalises to nothing.
     virtual uint32_t computeCacheId(const char* pUri, CacheId* pId) = 0;
     /// Stores an object. One that is there already is kept as it is, and its time is refreshed.
-    virtual uint32_t putObject(const char* pUri, const CacheAttrList* pAttributes, const CacheBytes* pData) = 0;
+    virtual uint32_t putObject(const char* pUri, const CacheAttrList* pAttributes,
+                               const CacheBytes* pData) = 0;
     /// Stores an object file as it is, without looking at its layout.
     virtual uint32_t putObjectFile(const CacheId* pId, const CacheBytes* pFile) = 0;
     /// Reads an object; KPR_E_NOT_FOUND when the cache has none.

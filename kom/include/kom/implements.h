@@ -95,7 +95,7 @@ public:
     {
         IUnknown* tFace = nullptr;
         if (komCompareIID(pIid, IUnknown::IID) == 0)
-            tFace = primary();
+            tFace = unknown();
         else
             static_cast<void>(((detail::matches<TFaces>(pIid) && (tFace = face<TFaces>(), true)) || ...));
         *pOut = tFace;
@@ -110,6 +110,14 @@ public:
         if (tCount == 0) delete self();
         return tCount;
     }
+    /// The face that answers "IDL:kom/IUnknown:1.0", without a reference.
+    IUnknown* unknown() noexcept
+    {
+        if constexpr (requires { typename TClass::PrimaryFace; })
+            return face<typename TClass::PrimaryFace>();
+        else
+            return face<typename detail::FirstOf<TFaces...>::Type>();
+    }
 
 protected:
     ~Implements() = default;
@@ -120,13 +128,6 @@ private:
     IUnknown* face() noexcept
     {
         return static_cast<TFace*>(static_cast<Adapter<TFace>*>(this));
-    }
-    IUnknown* primary() noexcept
-    {
-        if constexpr (requires { typename TClass::PrimaryFace; })
-            return face<typename TClass::PrimaryFace>();
-        else
-            return face<typename detail::FirstOf<TFaces...>::Type>();
     }
 };
 

@@ -1,0 +1,29 @@
+#include "kfw_ClassTable.h"
+
+#include "kfw/classes.h"
+#include "kfw_ObjectFactory.h"
+#include "kfw_SingletonObjectFactory.h"
+
+namespace vel::kos::kfw {
+
+namespace {
+
+template <class TFactory>
+kom::IObjectFactory* make()
+{
+    return new TFactory;
+}
+
+template <class T>
+constexpr auto plain = &make<util::ObjectFactory<T>>;
+template <class T>
+constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
+
+} // namespace
+
+std::span<const ClassRow> classTable()
+{
+    return {};
+}
+
+} // namespace vel::kos::kfw

@@ -1,0 +1,29 @@
+// The factory of a singleton class: every request gets the one object of the process.
+#pragma once
+
+#include "kfw_ObjectFactory.h"
+#include "kom/ref.h"
+
+namespace vel::kos::util {
+
+/// The module-wide reference to the one T, null until the first request. It is defined in kfw_Singletons.cpp
+/// with the others, in the order of their construction; at unload they let go in the reverse order. Then it
+/// neither logs nor locks: when the process ends, other threads may have been stopped anywhere.
+template <class T>
+struct SingletonHolder {
+    static kom::Ref<T> sInstance;
+};
+
+/// The first request must not be raced by another.
+template <class T>
+class SingletonObjectFactory : public ObjectFactory<T> {
+protected:
+    kom::IUnknown* createObject() override
+    {
+        auto& tInstance = SingletonHolder<T>::sInstance;
+        if (!tInstance) tInstance = kom::retain(new T);
+        return tInstance->unknown();
+    }
+};
+
+} // namespace vel::kos::util

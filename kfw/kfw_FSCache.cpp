@@ -17,19 +17,13 @@ namespace {
 constexpr int64_t TOUCH_INTERVAL = 900;
 
 /// Whether a block of bytes is one: it has a buffer, or no size.
-bool isValid(const fw::CacheBytes* pBytes)
-{
-    return pBytes && (pBytes->mData || pBytes->mSize == 0);
-}
+bool isValid(const fw::CacheBytes* pBytes) { return pBytes && (pBytes->mData || pBytes->mSize == 0); }
 
 } // namespace
 
 FSCache::FSCache() = default;
 
-FSCache::~FSCache()
-{
-    mState->abandon();
-}
+FSCache::~FSCache() { mState->abandon(); }
 
 uint32_t FSCache::computeCacheId(const char* pUri, fw::CacheId* pId)
 {
@@ -50,10 +44,7 @@ uint32_t FSCache::computeCacheId(const char* pUri, fw::CacheId* pId)
     return 0;
 }
 
-uint32_t FSCache::checkReady() const
-{
-    return mState->mObjectsDir.empty() ? E_WRONG_STATE : 0;
-}
+uint32_t FSCache::checkReady() const { return mState->mObjectsDir.empty() ? E_WRONG_STATE : 0; }
 
 uint32_t FSCache::composeObjectName(const fw::CacheId& pId, std::string* pName)
 {

@@ -148,9 +148,6 @@ private:
 };
 
 /// The kilobytes that a file of a size counts for.
-constexpr uint32_t kilobytes(uint64_t pBytes)
-{
-    return static_cast<uint32_t>((pBytes + 1023) >> 10);
-}
+constexpr uint32_t kilobytes(uint64_t pBytes) { return static_cast<uint32_t>((pBytes + 1023) >> 10); }
 
 } // namespace vel::kos::kfw

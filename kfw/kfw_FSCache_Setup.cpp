@@ -19,10 +19,7 @@ uint32_t makeDirectory(FSCacheState& pCache, const std::string& pPath)
 }
 
 /// The nearest whole second.
-int64_t rounded(const KprTime& pTime)
-{
-    return pTime.seconds + (pTime.microseconds > 500000 ? 1 : 0);
-}
+int64_t rounded(const KprTime& pTime) { return pTime.seconds + (pTime.microseconds > 500000 ? 1 : 0); }
 
 } // namespace
 

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "kfw/IApplication.h"
+#include "kom/ref.h"
 #include "kpr/file.h"
 #include "kpr/thread.h"
 #include "kpr/time.h"
@@ -27,7 +28,7 @@ struct FSCacheState {
     FSCacheState() = default;
     FSCacheState(const FSCacheState&) = delete;
     FSCacheState& operator=(const FSCacheState&) = delete;
-    /// Closes the files: nobody is left who could use them.
+    /// Closes the files and lets go of the thread's handle: nobody is left who could use them.
     ~FSCacheState();
 
     /// The FSCache goes: gives the application back and forgets the pins. Afterwards the application is not

@@ -3,6 +3,7 @@
 #include "kfw/classes.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_SingletonObjectFactory.h"
+#include "kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::kfw {
 
@@ -23,7 +24,10 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 
 std::span<const ClassRow> classTable()
 {
-    return {};
+    static constexpr ClassRow ROWS[] = {
+        {fw::CLASS_SQL_FACTORY_REGISTRY, singleton<SqlDbFactoryReg>},
+    };
+    return ROWS;
 }
 
 } // namespace vel::kos::kfw

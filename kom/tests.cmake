@@ -1,0 +1,12 @@
+add_subdirectory(testmodule)
+
+foreach(tSubject heap identity ref implements)
+    k_test(kom_${tSubject}_test SOURCES kom_${tSubject}_test.cpp LIBRARIES kom)
+endforeach()
+foreach(tSubject classfile module)
+    k_test(kom_${tSubject}_test SOURCES kom_${tSubject}_test.cpp LIBRARIES kom_objects)
+endforeach()
+k_test(kom_registry_test SOURCES kom_registry_test.cpp LIBRARIES kom kpr_testing)
+k_test(kom_registry_fault_test SOURCES kom_registry_fault_test.cpp
+    LIBRARIES kom_objects kfw_fault_table kpr_testing)
+k_test(kom_loader_test SOURCES kom_loader_test.cpp LIBRARIES kom kom_testmodules kpr_testing)

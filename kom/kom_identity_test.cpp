@@ -82,12 +82,18 @@ class IOne : public IUnknown {
 public:
     using Parent = IUnknown;
     static constexpr char IID[] = "IDL:test/IOne:1.0";
+
+protected:
+    ~IOne() = default;
 };
 
 class ITwo : public IUnknown {
 public:
     using Parent = IUnknown;
     static constexpr char IID[] = "IDL:test/ITwo:1.0";
+
+protected:
+    ~ITwo() = default;
 };
 
 class Both : public Implements<Both, IOne, ITwo> {
@@ -101,7 +107,7 @@ private:
 };
 
 /// A foreign face that refuses to name itself.
-class Mute : public Adapter<IOne> {
+class Mute final : public Adapter<IOne> {
 public:
     uint32_t queryInterface(const char*, IUnknown** pOut) override
     {

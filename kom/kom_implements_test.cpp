@@ -15,6 +15,9 @@ public:
     using Parent = IUnknown;
     static constexpr char IID[] = "IDL:test/IOld:1.0";
     virtual uint32_t oldOperation() = 0;
+
+protected:
+    ~IOld() = default;
 };
 
 class INew : public IOld {
@@ -22,12 +25,18 @@ public:
     using Parent = IOld;
     static constexpr char IID[] = "IDL:test/INew:1.0";
     virtual uint32_t newOperation() = 0;
+
+protected:
+    ~INew() = default;
 };
 
 class ISide : public IUnknown {
 public:
     using Parent = IUnknown;
     static constexpr char IID[] = "IDL:test/ISide:1.0";
+
+protected:
+    ~ISide() = default;
 };
 
 class Plain : public Implements<Plain, IOld> {

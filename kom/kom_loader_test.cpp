@@ -14,6 +14,7 @@
 #include "kpr/dso.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/time.h"
 #include "kpr_testing.h"
 
 namespace kom::test {
@@ -319,11 +320,14 @@ TEST_F(LoaderTest, unloadsNothingThatIsBeingCalled)
                 EXPECT_EQ(komGetObjectFactory(CLASS_A_MISSING, IUnknown::IID, &tOut),
                           KOM_E_CLASSNOTAVAILABLE);
                 EXPECT_EQ(komCreateInstance(CLASS_A_THING, "IDL:x:1.0", &tOut), E_NOINTERFACE);
+                kprSleep(1); // leaves moments in which nobody calls
             }
         });
     uint32_t tUnloaded = 0;
-    for (int i = 0; i < 200 || (tUnloaded == 0 && i < 20000); ++i)
+    for (int i = 0; i < 5000 && tUnloaded < 20; ++i) {
         tUnloaded += unload();
+        kprSleep(1);
+    }
     tStop = true;
     for (auto& tThread : tThreads)
         tThread.join();

@@ -1,6 +1,8 @@
 // kom's records of modules, with records of the test's own.
 #include "kom_module.h"
 
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "kom/heap.h"
@@ -14,6 +16,9 @@ class IThing : public IUnknown {
 public:
     using Parent = IUnknown;
     static constexpr char IID[] = "IDL:test/IThing:1.0";
+
+protected:
+    ~IThing() = default;
 };
 
 class Thing : public Implements<Thing, IThing> {

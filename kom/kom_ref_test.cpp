@@ -16,12 +16,18 @@ class IBase : public IUnknown {
 public:
     using Parent = IUnknown;
     static constexpr char IID[] = "IDL:test/IBase:1.0";
+
+protected:
+    ~IBase() = default;
 };
 
 class IOther : public IUnknown {
 public:
     using Parent = IUnknown;
     static constexpr char IID[] = "IDL:test/IOther:1.0";
+
+protected:
+    ~IOther() = default;
 };
 
 std::vector<std::string> gEvents;
@@ -170,7 +176,7 @@ TEST_F(RefTest, isEmptyWhenTheObjectGoes)
 TEST_F(RefTest, lendsItsPointerToAnAnswer)
 {
     const auto tObject = retain(new Object("a"));
-    Ref<IUnknown> tFace = retain(new Object("old"));
+    Ref<IUnknown> tFace = Ref<IBase>(retain(new Object("old")));
     gEvents.clear();
     IUnknown** tOut = tFace.out();
     EXPECT_EQ(gEvents, (Events{"-old", "~old"})) << "what was held goes first";

@@ -218,8 +218,8 @@ TEST_F(RegistryTest, refusesAFolderInItsPlace)
 {
     ASSERT_EQ(kprMakeDir(mPath.c_str()), 0u);
     KomClassList* tList = nullptr;
-    EXPECT_EQ(komListClasses(&tList), KPR_E_IS_DIRECTORY);
-    EXPECT_EQ(registerClass(classId(1), "/a"), KPR_E_IS_DIRECTORY);
+    EXPECT_EQ(komListClasses(&tList), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(registerClass(classId(1), "/a"), KPR_E_NOT_REGULAR);
     const std::string tBelow = mFolder / "file/classes";
     kprtest::writeFile(mFolder / "file", "");
     EXPECT_TRUE(KFAILED(registerClass(classId(1), "/a", tBelow.c_str())));

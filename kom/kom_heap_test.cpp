@@ -95,9 +95,11 @@ TEST_F(HeapTest, growsAndShrinks)
     EXPECT_EQ(komRealloc(nullptr, 0), nullptr);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(HeapTest, keepsTheBlockWhenItCannotGrow)
 {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer's allocator stops the process at such a size";
+#endif
     auto* tBlock = static_cast<char*>(komRealloc(nullptr, 4));
     std::memcpy(tBlock, "abc", 4);
     volatile size_t tTooLarge = SIZE_MAX / 2 - 100;
@@ -107,7 +109,6 @@ TEST_F(HeapTest, keepsTheBlockWhenItCannotGrow)
     EXPECT_EQ(liveBlocks(), mBefore + 1);
     komFree(tBlock);
 }
-#endif
 
 TEST_F(HeapTest, freesNothing)
 {

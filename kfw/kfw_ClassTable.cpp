@@ -1,8 +1,10 @@
 #include "kfw_ClassTable.h"
 
 #include "kfw/classes.h"
+#include "kfw_FSCache.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_SingletonObjectFactory.h"
+#include "kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::kfw {
 
@@ -23,7 +25,11 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 
 std::span<const ClassRow> classTable()
 {
-    return {};
+    static constexpr ClassRow tRows[] = {
+        {fw::CLASS_SQL_FACTORY_REGISTRY, singleton<SqlDbFactoryReg>},
+        {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
+    };
+    return tRows;
 }
 
 } // namespace vel::kos::kfw

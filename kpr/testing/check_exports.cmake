@@ -1,7 +1,7 @@
 # Fails unless every symbol that the library exports begins with "kpr", and there are some.
 if(WINDOWS)
     execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE tText COMMAND_ERROR_IS_FATAL ANY)
-    string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table.*" tTable "${tText}")
+    string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table\n(\t[^\n]*\n)*" tTable "${tText}")
     string(REGEX MATCHALL "\\[ *[0-9]+\\] [A-Za-z_0-9@?]+" tRows "${tTable}")
 else()
     execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE tText COMMAND_ERROR_IS_FATAL ANY)

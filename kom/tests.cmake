@@ -13,3 +13,7 @@ k_test(kom_loader_test SOURCES kom_loader_test.cpp LIBRARIES kom kom_testmodules
 if(NOT WIN32)
     k_test(kom_registry_posix_test SOURCES kom_registry_posix_test.cpp LIBRARIES kom kpr_testing)
 endif()
+
+add_test(NAME kom_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:kom> -DPREFIX=kom
+    -DNM=${CMAKE_NM} -DOBJDUMP=${CMAKE_OBJDUMP} -DWINDOWS=${WIN32}
+    -P ${PROJECT_SOURCE_DIR}/kpr/testing/check_exports.cmake)

@@ -252,6 +252,7 @@ K_WRAP_RELEASE(kprUnlockFile, (KprFile pFile, uint64_t pOffset, uint64_t pLength
 K_WRAP_RELEASE(kprCloseDir, (KprDir pDir), (pDir))
 K_WRAP(kprLockFile, (KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength),
        (pFile, pMode, pOffset, pLength))
+K_WRAP(kprSyncFile, (KprFile pFile), (pFile))
 K_WRAP(kprMoveFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprReplaceFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprRemoveFile, (const char* pPath), (pPath))

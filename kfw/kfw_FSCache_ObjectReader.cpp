@@ -81,7 +81,7 @@ uint32_t ObjectReader::readData(fw::CacheBytes* pBytes)
 {
     fw::CacheBytes tBytes;
     tBytes.mSize = mHeader.dataSize;
-    tBytes.mData = static_cast<uint8_t*>(komCalloc(1, tBytes.mSize));
+    tBytes.mData = static_cast<uint8_t*>(komRealloc(nullptr, tBytes.mSize));
     if (const uint32_t tRes = readRange("data", mHeader.dataOffset, tBytes.mData, tBytes.mSize);
         KFAILED(tRes))
         return tRes;

@@ -43,6 +43,7 @@ uint32_t ObjectReader::readObjectHeader()
 
 uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength)
 {
+    if (pLength == 0) return 0; // and perhaps no buffer
     uint32_t tGot = 0;
     if (pOffset < mHeadSize) {
         tGot = std::min(pLength, mHeadSize - pOffset);

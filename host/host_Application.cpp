@@ -117,14 +117,19 @@ uint32_t Application::open(std::string* pProblem)
     return 0;
 }
 
+uint32_t Application::defaultUserAppDir(const std::string& pName, std::string& pDir)
+{
+    std::string tData;
+    if (auto tRes = fetch(tData, kprGetUserDataDir); KFAILED(tRes)) return tRes;
+    return append(tData, pName.c_str(), pDir);
+}
+
 uint32_t Application::openUserAppDir(std::string* pProblem)
 {
     std::string& tDir = mOptions.userAppDir;
     if (tDir.empty()) {
         *pProblem = "the user's data directory";
-        std::string tData;
-        if (auto tRes = fetch(tData, kprGetUserDataDir); KFAILED(tRes)) return tRes;
-        if (auto tRes = append(tData, mOptions.name.c_str(), tDir); KFAILED(tRes)) return tRes;
+        if (auto tRes = defaultUserAppDir(mOptions.name, tDir); KFAILED(tRes)) return tRes;
     }
     *pProblem = tDir;
     if (mOptions.createUserAppDir)

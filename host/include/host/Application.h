@@ -80,6 +80,8 @@ public:
     static uint32_t create(ApplicationOptions pOptions, kom::Ref<Application>& pApp,
                            std::string* pProblem = nullptr);
     virtual ~Application();
+    /// Where an application of that name keeps the user's files by default.
+    static uint32_t defaultUserAppDir(const std::string& pName, std::string& pDir);
 
     /// Serves idle callouts and waits, until the application is asked to close; answers the exit status asked
     /// for (1 after Ctrl-C and its like). Main thread.

@@ -113,8 +113,13 @@ uint32_t CacheFiles::readCounters(CacheCounters* pCounters)
 uint32_t CacheFiles::readCounter(const char* pName, uint64_t* pValue)
 {
     mCulprit = joinPath(mDir, pName);
+    KprFile tFile = KPR_NO_FILE;
+    if (auto tRes = kprOpenFile(mCulprit.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes))
+        return tRes;
     KprMapping tMapping;
-    if (auto tRes = kprMapFile(mCulprit.c_str(), &tMapping); KFAILED(tRes)) return tRes;
+    const uint32_t tMapped = kprMapFile(tFile, &tMapping);
+    kprCloseFile(tFile);
+    if (KFAILED(tMapped)) return tMapped;
     uint64_t tValue = 0;
     const bool tWhole = tMapping.size >= sizeof tValue;
     if (tWhole) std::memcpy(&tValue, tMapping.data, sizeof tValue);

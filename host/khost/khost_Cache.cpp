@@ -3,9 +3,9 @@
 
 #include <memory>
 
+#include "kfw_CacheId.h"
 #include "khost_Commands.h"
 #include "khost_Files.h"
-#include "kfw_CacheId.h"
 #include "kpr/file.h"
 
 namespace vel::kos::host {
@@ -70,7 +70,8 @@ int put(Session& pSession, const Arguments& pArguments)
         tAttributes.add(tPair->first.c_str(), tPair->second.c_str());
     }
     fw::CacheBytes tData;
-    if (const int tStatus = readArgument(pSession, pArguments.file, &tData); tStatus != STATUS_DONE) return tStatus;
+    if (const int tStatus = readArgument(pSession, pArguments.file, &tData); tStatus != STATUS_DONE)
+        return tStatus;
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     fw::CacheId tId;
@@ -147,7 +148,8 @@ int putFile(Session& pSession, const Arguments& pArguments)
     fw::CacheId tId;
     if (!kfw::parseCacheId(pArguments.id, &tId)) return badId(pSession, pArguments.id);
     fw::CacheBytes tFile;
-    if (const int tStatus = readArgument(pSession, pArguments.file, &tFile); tStatus != STATUS_DONE) return tStatus;
+    if (const int tStatus = readArgument(pSession, pArguments.file, &tFile); tStatus != STATUS_DONE)
+        return tStatus;
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     const uint32_t tRes = tCache->putObjectFile(&tId, &tFile);
@@ -161,11 +163,13 @@ int getFile(Session& pSession, const Arguments& pArguments)
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     fw::CacheBytes tFile;
-    if (auto tRes = tCache->getObjectFile(&tId, &tFile); KFAILED(tRes)) return pSession.fail(tRes, pArguments.id);
+    if (auto tRes = tCache->getObjectFile(&tId, &tFile); KFAILED(tRes))
+        return pSession.fail(tRes, pArguments.id);
     return writeResult(pSession, pArguments.output, tFile);
 }
 
-int changePin(Session& pSession, const Arguments& pArguments, uint32_t (fw::IFileSystemCache::*pOperation)(const char*))
+int changePin(Session& pSession, const Arguments& pArguments,
+              uint32_t (fw::IFileSystemCache::*pOperation)(const char*))
 {
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
@@ -174,8 +178,8 @@ int changePin(Session& pSession, const Arguments& pArguments, uint32_t (fw::IFil
 }
 
 /// One command with the arguments that its letters name: u(RI), i(D), f(ILE), o(utput), a(ttributes).
-void addCommand(CLI::App& pCache, Session& pSession, const char* pName, const char* pText, std::string_view pLetters,
-                std::function<int(Session&, const Arguments&)> pAction)
+void addCommand(CLI::App& pCache, Session& pSession, const char* pName, const char* pText,
+                std::string_view pLetters, std::function<int(Session&, const Arguments&)> pAction)
 {
     CLI::App* tCommand = pCache.add_subcommand(pName, pText);
     auto tArguments = std::make_shared<Arguments>();

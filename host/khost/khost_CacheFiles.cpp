@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "khost_Session.h"
 #include "kfw_CacheId.h"
 #include "kfw_ObjectFile.h"
+#include "khost_Session.h"
 #include "kpr/byteorder.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
@@ -18,14 +18,14 @@ namespace {
 /// Whether a name is one that the cache gives to object files: 32 hexadecimal digits, letters in upper case.
 bool isObjectName(std::string_view pName)
 {
-    return pName.size() == kfw::OBJECT_NAME_LENGTH && pName.find_first_not_of("0123456789ABCDEF") == pName.npos;
+    return pName.size() == kfw::OBJECT_NAME_LENGTH &&
+           pName.find_first_not_of("0123456789ABCDEF") == pName.npos;
 }
 
 } // namespace
 
 CacheFiles::CacheFiles(const std::string& pUserAppDir)
-    : mDir(joinPath(pUserAppDir, "cache")),
-      mObjectsDir(joinPath(mDir, "objects"))
+    : mDir(joinPath(pUserAppDir, "cache")), mObjectsDir(joinPath(mDir, "objects"))
 {
 }
 
@@ -49,7 +49,8 @@ uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
         }
         KprFileInfo tInfo = {};
         // What is cleaned while we look is no longer there to be listed.
-        const uint32_t tFound = kprGetFileInfo(joinPath(mObjectsDir, tFile.name).c_str(), KPR_INFO_ALL, &tInfo);
+        const uint32_t tFound =
+            kprGetFileInfo(joinPath(mObjectsDir, tFile.name).c_str(), KPR_INFO_ALL, &tInfo);
         if (tFound == KPR_E_NOT_FOUND) continue;
         tFile.bytes = tInfo.size;
         tFile.modified = tInfo.modified.seconds;
@@ -83,7 +84,8 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
     if (!KFAILED(tRes)) {
         tFacts.problem = kfw::checkObjectSize(tPath, tInfo.size);
         if (tFacts.problem.empty())
-            tFacts.problem = kfw::parseObjectHeader(tPath, static_cast<uint32_t>(tInfo.size), tHead, tRead, &tHeader);
+            tFacts.problem =
+                kfw::parseObjectHeader(tPath, static_cast<uint32_t>(tInfo.size), tHead, tRead, &tHeader);
         // The data itself is any bytes: that its space lies in the file is all that can be told.
         if (tFacts.problem.empty()) {
             std::vector<uint8_t> tSpace(tHeader.attrSize);
@@ -91,7 +93,8 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
                 tRes = kprSeekAndRead(tFile, tHeader.attrOffset, tSpace.data(), tHeader.attrSize, &tRead);
             if (!KFAILED(tRes) && !tSpace.empty() && tRead < tHeader.attrSize) tRes = KPR_E_IO;
             if (!KFAILED(tRes))
-                tFacts.problem = kfw::parseAttributes(tSpace.data(), tHeader.attrSize, tHeader.attrCount, &tList);
+                tFacts.problem =
+                    kfw::parseAttributes(tSpace.data(), tHeader.attrSize, tHeader.attrCount, &tList);
         }
     }
     if (tFile != KPR_NO_FILE) kprCloseFile(tFile);

@@ -1,5 +1,5 @@
-// A cache's files as they lie in the user application directory, read without taking part in the cache: nothing
-// is created, locked, touched or cleaned, and no lock of another process stands in the way.
+// A cache's files as they lie in the user application directory, read without taking part in the cache:
+// nothing is created, locked, touched or cleaned, and no lock of another process stands in the way.
 #pragma once
 
 #include <cstdint>

@@ -16,7 +16,8 @@ namespace {
 /// A path with every byte percent-encoded that may not stand in the path of a URI.
 std::string encodePath(std::string_view pPath)
 {
-    constexpr std::string_view KEPT = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/!$&'()*+,;=:@";
+    constexpr std::string_view KEPT =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/!$&'()*+,;=:@";
     constexpr char DIGITS[] = "0123456789ABCDEF";
     std::string tText;
     for (const char tChar : pPath) {
@@ -43,10 +44,7 @@ std::string folderUri(std::string pFolder)
 class Import {
 public:
     Import(Session& pSession, fw::IFileSystemCache& pCache, std::string pFolder, std::string pBase)
-        : mSession(pSession),
-          mCache(pCache),
-          mFolder(std::move(pFolder)),
-          mBase(std::move(pBase))
+        : mSession(pSession), mCache(pCache), mFolder(std::move(pFolder)), mBase(std::move(pBase))
     {
     }
 
@@ -124,7 +122,6 @@ private:
             mSession.print(cacheIdText(tId) + " " + pName + "\n");
     }
 
-
     Session& mSession;
     fw::IFileSystemCache& mCache;
     const std::string mFolder;
@@ -137,10 +134,9 @@ private:
 int import(Session& pSession, const std::string& pFolder, const std::string& pBase)
 {
     std::string tFolder;
-    if (auto tRes = fetchPath(tFolder,
-                              [&](char* pBuffer, uint32_t pSize) {
-                                  return kprGetRealPath(pFolder.c_str(), pBuffer, pSize);
-                              });
+    if (auto tRes = fetchPath(
+            tFolder,
+            [&](char* pBuffer, uint32_t pSize) { return kprGetRealPath(pFolder.c_str(), pBuffer, pSize); });
         KFAILED(tRes))
         return pSession.fail(tRes, pFolder);
     KprFileInfo tInfo = {};
@@ -159,8 +155,12 @@ void addCacheImportCommands(CLI::App& pCache, Session& pSession)
     CLI::App* tImport = pCache.add_subcommand("import", "Store the files of a folder and its subfolders.");
     auto tFolder = std::make_shared<std::string>();
     auto tBase = std::make_shared<std::string>();
-    tImport->add_option("DIR", *tFolder, "The folder; links in it are not followed")->required()->type_name("");
-    tImport->add_option("--base", *tBase, "What comes before each relative path (default: the folder's file URI)")
+    tImport->add_option("DIR", *tFolder, "The folder; links in it are not followed")
+        ->required()
+        ->type_name("");
+    tImport
+        ->add_option("--base", *tBase,
+                     "What comes before each relative path (default: the folder's file URI)")
         ->type_name("URI");
     pSession.onRun(tImport, [&pSession, tFolder, tBase] { return import(pSession, *tFolder, *tBase); });
 }

@@ -29,7 +29,8 @@ std::string utcTime(int64_t pSeconds)
     const long long tYear = tYearOfEra + tEra * 400 + (tCivilMonth <= 2 ? 1 : 0);
     std::array<char, 48> tText;
     std::snprintf(tText.data(), tText.size(), "%04lld-%02d-%02dT%02d:%02d:%02dZ", tYear, tCivilMonth, tDay,
-                  static_cast<int>(tRest / 3600), static_cast<int>(tRest / 60 % 60), static_cast<int>(tRest % 60));
+                  static_cast<int>(tRest / 3600), static_cast<int>(tRest / 60 % 60),
+                  static_cast<int>(tRest % 60));
     return tText.data();
 }
 
@@ -50,7 +51,8 @@ int ls(Session& pSession, CacheFiles& pCache)
     if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
     auto tJson = nlohmann::ordered_json::array();
     if (!pSession.json() && !tFiles.empty())
-        pSession.print("ID                                    BYTES  ATTRIBUTES       DATA  MODIFIED              VALID\n");
+        pSession.print("ID                                    BYTES  ATTRIBUTES       DATA  MODIFIED         "
+                       "     VALID\n");
     for (const CacheFile& tFile : tFiles) {
         const CacheFileFacts tFacts = pCache.examine(tFile);
         const bool tValid = tFacts.problem.empty();
@@ -65,8 +67,8 @@ int ls(Session& pSession, CacheFiles& pCache)
         } else {
             pSession.print(tFile.name + " " + padded(std::to_string(tFile.bytes), 10) + "  " +
                            padded(tValid ? std::to_string(tFacts.attributes) : "-", 10) + " " +
-                           padded(tValid ? std::to_string(tFacts.dataBytes) : "-", 10) + "  " + tModified + "  " +
-                           (tValid ? "yes" : "no") + "\n");
+                           padded(tValid ? std::to_string(tFacts.dataBytes) : "-", 10) + "  " + tModified +
+                           "  " + (tValid ? "yes" : "no") + "\n");
         }
     }
     if (pSession.json()) pSession.printJson(tJson);
@@ -98,7 +100,8 @@ int stat(Session& pSession, CacheFiles& pCache)
         return STATUS_DONE;
     }
     const auto tLine = [&](const char* pName, const std::string& pValue) {
-        pSession.print(std::string(pName) + std::string(12 - std::string_view(pName).size(), ' ') + pValue + "\n");
+        pSession.print(std::string(pName) + std::string(12 - std::string_view(pName).size(), ' ') + pValue +
+                       "\n");
     };
     tLine("directory", pCache.dir());
     tLine("objects", std::to_string(tFiles.size()));

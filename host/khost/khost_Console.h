@@ -24,8 +24,8 @@ inline bool isTerminal(Stream pStream)
 unsigned terminalWidth();
 /// Writes all bytes, unchanged; false when the stream does not take them.
 bool writeStream(Stream pStream, std::string_view pBytes);
-/// Reads at most pSize bytes of standard input: their number, 0 at its end, -1 on an error. Text that is typed
-/// at a terminal comes as UTF-8.
+/// Reads at most pSize bytes of standard input: their number, 0 at its end, -1 on an error. Text that is
+/// typed at a terminal comes as UTF-8.
 int64_t readInput(char* pBuffer, std::size_t pSize);
 
 } // namespace vel::kos::host

@@ -29,9 +29,11 @@ int64_t readTerminal(char* pBuffer, std::size_t pSize)
         DWORD tCount = 0;
         if (!ReadConsoleW(handle(Stream::IN), tWide, 4096, &tCount, nullptr)) return -1;
         if (tCount == 0 || tWide[0] == L'\x1A') return 0; // Ctrl-Z ends the input
-        const int tLength = WideCharToMultiByte(CP_UTF8, 0, tWide, static_cast<int>(tCount), nullptr, 0, nullptr, nullptr);
+        const int tLength =
+            WideCharToMultiByte(CP_UTF8, 0, tWide, static_cast<int>(tCount), nullptr, 0, nullptr, nullptr);
         tLeft.resize(static_cast<std::size_t>(tLength));
-        WideCharToMultiByte(CP_UTF8, 0, tWide, static_cast<int>(tCount), tLeft.data(), tLength, nullptr, nullptr);
+        WideCharToMultiByte(CP_UTF8, 0, tWide, static_cast<int>(tCount), tLeft.data(), tLength, nullptr,
+                            nullptr);
     }
     const std::size_t tTaken = std::min(pSize, tLeft.size());
     std::copy_n(tLeft.begin(), tTaken, pBuffer);
@@ -65,8 +67,8 @@ int64_t readInput(char* pBuffer, std::size_t pSize)
 {
     if (isTerminal(Stream::IN)) return readTerminal(pBuffer, pSize);
     DWORD tRead = 0;
-    if (ReadFile(handle(Stream::IN), pBuffer, static_cast<DWORD>(std::min<std::size_t>(pSize, 1u << 30)), &tRead,
-                 nullptr))
+    if (ReadFile(handle(Stream::IN), pBuffer, static_cast<DWORD>(std::min<std::size_t>(pSize, 1u << 30)),
+                 &tRead, nullptr))
         return tRead;
     return GetLastError() == ERROR_BROKEN_PIPE ? 0 : -1;
 }

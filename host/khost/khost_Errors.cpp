@@ -25,7 +25,8 @@ std::optional<uint32_t> parseCode(const std::string& pText)
     const bool tHexadecimal = pText.starts_with("0x") || pText.starts_with("0X");
     const char* const tEnd = pText.data() + pText.size();
     uint32_t tCode = 0;
-    const auto tParsed = std::from_chars(pText.data() + (tHexadecimal ? 2 : 0), tEnd, tCode, tHexadecimal ? 16 : 10);
+    const auto tParsed =
+        std::from_chars(pText.data() + (tHexadecimal ? 2 : 0), tEnd, tCode, tHexadecimal ? 16 : 10);
     if (tParsed.ec == std::errc() && tParsed.ptr == tEnd) return tCode;
     uint32_t tCount = 0;
     const KomResultCode* tRows = komGetResultCodes(&tCount);
@@ -62,7 +63,8 @@ void addErrorCommands(CLI::App& pRoot, Session& pSession)
 {
     CLI::App* tErrors = pRoot.add_subcommand("errors", "Show the table of result codes, or one of them.");
     auto tCode = std::make_shared<std::string>();
-    tErrors->add_option("CODE", *tCode, "0x and hexadecimal digits, a decimal number, or a name")->type_name("");
+    tErrors->add_option("CODE", *tCode, "0x and hexadecimal digits, a decimal number, or a name")
+        ->type_name("");
     pSession.onRun(tErrors, [&pSession, tCode] { return showErrors(pSession, *tCode); });
 }
 

@@ -49,11 +49,9 @@ uint32_t readWholeFile(const std::string& pPath, fw::CacheBytes* pBytes)
     if (!KFAILED(tRes) && tInfo.kind == KPR_KIND_DIRECTORY) tRes = KPR_E_IS_DIRECTORY;
     if (!KFAILED(tRes) && tInfo.size > UINT32_MAX) tRes = KPR_E_TOO_LARGE;
     if (!KFAILED(tRes))
-        tRes = collect(
-            [tFile](uint8_t* pBuffer, uint32_t pSize, uint32_t* pRead) {
-                return kprRead(tFile, pBuffer, pSize, pRead);
-            },
-            tInfo.size, pBytes);
+        tRes = collect([tFile](uint8_t* pBuffer, uint32_t pSize,
+                               uint32_t* pRead) { return kprRead(tFile, pBuffer, pSize, pRead); },
+                       tInfo.size, pBytes);
     kprCloseFile(tFile);
     return tRes;
 }
@@ -77,8 +75,8 @@ uint32_t writeWholeFile(const std::string& pPath, std::string_view pBytes)
     uint32_t tRes = 0;
     while (!KFAILED(tRes) && !pBytes.empty()) {
         uint32_t tWritten = 0;
-        tRes = kprWrite(tFile, pBytes.data(), static_cast<uint32_t>(std::min<std::size_t>(pBytes.size(), 1u << 30)),
-                        &tWritten);
+        tRes = kprWrite(tFile, pBytes.data(),
+                        static_cast<uint32_t>(std::min<std::size_t>(pBytes.size(), 1u << 30)), &tWritten);
         if (!KFAILED(tRes) && tWritten == 0) tRes = KPR_E_NO_SPACE;
         pBytes.remove_prefix(tWritten);
     }

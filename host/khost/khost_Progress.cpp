@@ -7,9 +7,7 @@
 namespace vel::kos::host {
 
 Progress::Progress(std::string pWhat, uint64_t pTotal)
-    : mWhat(std::move(pWhat)),
-      mTotal(pTotal),
-      mVisible(isTerminal(Stream::ERR))
+    : mWhat(std::move(pWhat)), mTotal(pTotal), mVisible(isTerminal(Stream::ERR))
 {
 }
 
@@ -22,8 +20,9 @@ void Progress::show(uint64_t pDone)
     const std::size_t tFixed = mWhat.size() + tNumbers.size() + 4;
     const std::size_t tWidth = terminalWidth();
     const std::size_t tBar = tWidth > tFixed + 10 ? std::min<std::size_t>(tWidth - tFixed, 50) : 10;
-    const auto tFull = static_cast<std::size_t>(static_cast<double>(tBar) * static_cast<double>(std::min(pDone, mTotal)) /
-                                                static_cast<double>(mTotal));
+    const auto tFull =
+        static_cast<std::size_t>(static_cast<double>(tBar) * static_cast<double>(std::min(pDone, mTotal)) /
+                                 static_cast<double>(mTotal));
     const std::string tLine =
         mWhat + " [" + std::string(tFull, '#') + std::string(tBar - tFull, '.') + "]" + tNumbers;
     if (tLine == mShown) return;

@@ -29,7 +29,8 @@ int listClasses(Session& pSession)
 {
     if (!pSession.haveClasses()) return STATUS_FAILED;
     KomClassList* tList = nullptr;
-    if (auto tRes = komListClasses(&tList); KFAILED(tRes)) return failRegistry(pSession, tRes, komGetClassRegistry());
+    if (auto tRes = komListClasses(&tList); KFAILED(tRes))
+        return failRegistry(pSession, tRes, komGetClassRegistry());
     auto tJson = nlohmann::ordered_json::array();
     for (uint32_t i = 0; i < tList->count; ++i) {
         const KomClass& tClass = tList->classes[i];
@@ -77,18 +78,21 @@ int showAttributes(Session& pSession, const std::string& pModule)
 
 void addRegistryCommands(CLI::App& pRoot, Session& pSession)
 {
-    const auto tAdd = [&](const char* pName, const char* pText, int (*pAction)(Session&, const std::string&)) {
+    const auto tAdd = [&](const char* pName, const char* pText,
+                          int (*pAction)(Session&, const std::string&)) {
         CLI::App* tCommand = pRoot.add_subcommand(pName, pText);
         auto tModule = std::make_shared<std::string>();
-        tCommand->add_option("MODULE", *tModule, "Path of a module; default: the one beside khost")->type_name("");
+        tCommand->add_option("MODULE", *tModule, "Path of a module; default: the one beside khost")
+            ->type_name("");
         pSession.onRun(tCommand, [&pSession, tModule, pAction] { return pAction(pSession, *tModule); });
     };
     tAdd("register", "Have a module register its classes.", [](Session& pOwner, const std::string& pModule) {
         return callModule(pOwner, pModule, komRegisterModule);
     });
-    tAdd("unregister", "Have a module unregister its classes.", [](Session& pOwner, const std::string& pModule) {
-        return callModule(pOwner, pModule, komUnregisterModule);
-    });
+    tAdd("unregister", "Have a module unregister its classes.",
+         [](Session& pOwner, const std::string& pModule) {
+             return callModule(pOwner, pModule, komUnregisterModule);
+         });
     CLI::App* tClasses = pRoot.add_subcommand("classes", "List the registered classes and their modules.");
     pSession.onRun(tClasses, [&pSession] { return listClasses(pSession); });
     tAdd("info", "Show what a module says of itself.", showAttributes);

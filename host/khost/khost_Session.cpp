@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <new>
 
+#include "kfw/classes.h"
 #include "khost_Commands.h"
 #include "khost_Console.h"
 #include "khost_Words.h"
-#include "kfw/classes.h"
 #include "kom/identity.h"
 #include "kpr/dso.h"
 #include "kpr/file.h"
@@ -46,11 +46,13 @@ std::string usageProblem(const CLI::App& pRoot, const CLI::ParseError& pError)
     const CLI::App* tCommand = parsedCommand(&pRoot);
     const std::string tName = commandName(tCommand);
     const std::string tPrefix = tName.empty() ? "" : tName + ": ";
-    const std::string tHint = " (see " + std::string(PROGRAM) + (tName.empty() ? "" : " " + tName) + " --help)";
+    const std::string tHint =
+        " (see " + std::string(PROGRAM) + (tName.empty() ? "" : " " + tName) + " --help)";
     if (!tCommand->get_subcommands([](const CLI::App*) { return true; }).empty()) {
         const auto tRest = pRoot.remaining(true);
         for (const std::string& tWord : tRest)
-            if (!tWord.empty() && tWord.front() != '-') return tPrefix + "unknown command \"" + tWord + "\"" + tHint;
+            if (!tWord.empty() && tWord.front() != '-')
+                return tPrefix + "unknown command \"" + tWord + "\"" + tHint;
         if (tRest.empty()) return tPrefix + "a command is missing" + tHint;
     }
     std::string tText = pError.what();
@@ -96,7 +98,8 @@ void addGlobalOptions(CLI::App& pRoot, GlobalOptions& pOptions)
             "--log-level",
             [&pOptions](const std::string& pName) {
                 if (KFAILED(parseLogLevel(pName, pOptions.logLevel)))
-                    throw CLI::ValidationError("--log-level " + pName + ": not error, warning, info or debug");
+                    throw CLI::ValidationError("--log-level " + pName +
+                                               ": not error, warning, info or debug");
             },
             "error, warning (default), info or debug: what is logged on standard error")
         ->type_name("LEVEL");
@@ -116,7 +119,8 @@ void Session::onRun(CLI::App* pCommand, std::function<int()> pAction)
 
 int Session::run(std::vector<std::string> pArguments)
 {
-    CLI::App tRoot("Embeds the framework module and drives it: cache, settings, system facts and more.", PROGRAM);
+    CLI::App tRoot("Embeds the framework module and drives it: cache, settings, system facts and more.",
+                   PROGRAM);
     tRoot.allow_windows_style_options(false);
     tRoot.fallthrough();
     tRoot.require_subcommand(1);

@@ -48,8 +48,8 @@ public:
     /// Runs the action when the command is parsed. Its answer is the exit status; a failure of memory becomes
     /// one.
     void onRun(CLI::App* pCommand, std::function<int()> pAction);
-    /// Parses and runs one command, given without the program's name; answers its exit status. Output has been
-    /// written when it returns.
+    /// Parses and runs one command, given without the program's name; answers its exit status. Output has
+    /// been written when it returns.
     int run(std::vector<std::string> pArguments);
     /// The same for a line of the shell; nothing is run, and *pEmpty true, when it holds no word.
     int runLine(std::string_view pLine, bool* pEmpty);

@@ -43,7 +43,8 @@ int runShell(Session& pSession)
 
 int sleepSeconds(Session& pSession, double pSeconds)
 {
-    if (!(pSeconds >= 0 && pSeconds <= MAX_SLEEP_SECONDS)) return pSession.usage("not a time that can be waited");
+    if (!(pSeconds >= 0 && pSeconds <= MAX_SLEEP_SECONDS))
+        return pSession.usage("not a time that can be waited");
     pSession.flush();
     const bool tSlept = pSession.application()->serve({}, static_cast<uint32_t>(pSeconds * 1000));
     return tSlept ? STATUS_DONE : STATUS_FAILED;

@@ -19,6 +19,13 @@ constexpr int64_t TOUCH_INTERVAL = 900;
 /// Whether a block of bytes is one: it has a buffer, or no size.
 bool isValid(const fw::CacheBytes* pBytes) { return pBytes && (pBytes->mData || pBytes->mSize == 0); }
 
+/// The buffer of a block of bytes, for functions that want one for no bytes as well.
+void* bufferOf(const fw::CacheBytes& pBytes)
+{
+    static uint8_t sNothing;
+    return pBytes.mData ? pBytes.mData : &sNothing;
+}
+
 } // namespace
 
 FSCache::FSCache() = default;
@@ -89,7 +96,7 @@ uint32_t FSCache::putObjectFile(const fw::CacheId* pId, const fw::CacheBytes* pF
     if (!pId || !isValid(pFile)) return E_INVALIDARG;
     std::string tName, tPath;
     if (const uint32_t tRes = locateObject(*pId, &tPath, &tName); KFAILED(tRes)) return tRes;
-    return storeObject(tName, tPath, pFile->mData, pFile->mSize);
+    return storeObject(tName, tPath, bufferOf(*pFile), pFile->mSize);
 }
 
 uint32_t FSCache::storeObject(const std::string& pName, const std::string& pPath, const void* pBytes,
@@ -193,7 +200,7 @@ uint32_t FSCache::getObjectFile(const fw::CacheId* pId, fw::CacheBytes* pFile)
         return tRes;
     }
     uint32_t tRead = 0;
-    tRes = kprRead(tFile.get(), tBytes.mData, tFLen, &tRead);
+    tRes = kprRead(tFile.get(), bufferOf(tBytes), tFLen, &tRead);
     if (KFAILED(tRes)) {
         mState->debug("FS cache: failed to read %1: %2", tPath, komStrError(tRes));
         return tRes;

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <string>
 
 #include "kpr/thread.h"
@@ -41,8 +41,10 @@ private:
 
 inline std::string readFile(const std::filesystem::path& pPath)
 {
-    std::ifstream tStream(pPath, std::ios::binary);
-    return {std::istreambuf_iterator<char>(tStream), {}};
+    std::ostringstream tBytes;
+    if (std::ifstream tStream(pPath, std::ios::binary); tStream.peek() != std::ifstream::traits_type::eof())
+        tBytes << tStream.rdbuf();
+    return tBytes.str();
 }
 
 inline void writeFile(const std::filesystem::path& pPath, const std::string& pBytes)

@@ -16,7 +16,7 @@ TEST_P(CloseSignalsTest, MakesTheApplicationCloseWithStatus1)
 {
     TestDirectory tDir;
     ApplicationOptions tOptions;
-    tOptions.userAppDir = tDir.path();
+    tOptions.userAppDir = tDir.text();
     tOptions.handleCloseSignals = true;
     kom::Ref<Application> tApp;
     ASSERT_EQ(Application::create(tOptions, tApp), 0u);

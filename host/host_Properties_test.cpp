@@ -52,7 +52,7 @@ TEST(Properties, ReportsMalformedLinesAndGoesOn)
     const Problems tExpected = {{2, "the line is not \"name = value\""},
                                 {4, "the name is missing"},
                                 {5, "the line holds a NUL byte"}};
-    EXPECT_EQ(addLines(tProperties, std::string_view("a = 1\n[section]\nb = 2\n = 3\nc\0 = 4\nd = 5\n", 41)),
+    EXPECT_EQ(addLines(tProperties, std::string_view("a = 1\n[section]\nb = 2\n = 3\nc\0 = 4\nd = 5\n", 40)),
               tExpected);
     EXPECT_EQ(valueOf(tProperties, "a"), "1");
     EXPECT_EQ(valueOf(tProperties, "b"), "2");

@@ -9,7 +9,7 @@
 
 namespace vel::kos::host {
 
-enum class Stream : uint32_t { IN = KPR_STDIN, OUT = KPR_STDOUT, ERR = KPR_STDERR };
+enum class Stream : uint32_t { INPUT = KPR_STDIN, OUTPUT = KPR_STDOUT, ERRORS = KPR_STDERR };
 
 /// Makes the terminal show UTF-8, and a reader that has gone away an error of writing instead of the
 /// process's end. Once, first thing.

@@ -12,9 +12,9 @@ namespace {
 int descriptor(Stream pStream)
 {
     switch (pStream) {
-    case Stream::IN:
+    case Stream::INPUT:
         return STDIN_FILENO;
-    case Stream::OUT:
+    case Stream::OUTPUT:
         return STDOUT_FILENO;
     default:
         return STDERR_FILENO;

@@ -11,9 +11,9 @@ namespace {
 HANDLE handle(Stream pStream)
 {
     switch (pStream) {
-    case Stream::IN:
+    case Stream::INPUT:
         return GetStdHandle(STD_INPUT_HANDLE);
-    case Stream::OUT:
+    case Stream::OUTPUT:
         return GetStdHandle(STD_OUTPUT_HANDLE);
     default:
         return GetStdHandle(STD_ERROR_HANDLE);
@@ -27,7 +27,7 @@ int64_t readTerminal(char* pBuffer, std::size_t pSize)
     if (tLeft.empty()) {
         wchar_t tWide[4096];
         DWORD tCount = 0;
-        if (!ReadConsoleW(handle(Stream::IN), tWide, 4096, &tCount, nullptr)) return -1;
+        if (!ReadConsoleW(handle(Stream::INPUT), tWide, 4096, &tCount, nullptr)) return -1;
         if (tCount == 0 || tWide[0] == L'\x1A') return 0; // Ctrl-Z ends the input
         const int tLength =
             WideCharToMultiByte(CP_UTF8, 0, tWide, static_cast<int>(tCount), nullptr, 0, nullptr, nullptr);
@@ -48,7 +48,7 @@ void prepareConsole() { SetConsoleOutputCP(CP_UTF8); }
 unsigned terminalWidth()
 {
     CONSOLE_SCREEN_BUFFER_INFO tInfo;
-    if (!GetConsoleScreenBufferInfo(handle(Stream::ERR), &tInfo)) return 80;
+    if (!GetConsoleScreenBufferInfo(handle(Stream::ERRORS), &tInfo)) return 80;
     return static_cast<unsigned>(std::max(1, tInfo.srWindow.Right - tInfo.srWindow.Left + 1));
 }
 
@@ -65,9 +65,9 @@ bool writeStream(Stream pStream, std::string_view pBytes)
 
 int64_t readInput(char* pBuffer, std::size_t pSize)
 {
-    if (isTerminal(Stream::IN)) return readTerminal(pBuffer, pSize);
+    if (isTerminal(Stream::INPUT)) return readTerminal(pBuffer, pSize);
     DWORD tRead = 0;
-    if (ReadFile(handle(Stream::IN), pBuffer, static_cast<DWORD>(std::min<std::size_t>(pSize, 1u << 30)),
+    if (ReadFile(handle(Stream::INPUT), pBuffer, static_cast<DWORD>(std::min<std::size_t>(pSize, 1u << 30)),
                  &tRead, nullptr))
         return tRead;
     return GetLastError() == ERROR_BROKEN_PIPE ? 0 : -1;

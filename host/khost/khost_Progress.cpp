@@ -7,7 +7,7 @@
 namespace vel::kos::host {
 
 Progress::Progress(std::string pWhat, uint64_t pTotal)
-    : mWhat(std::move(pWhat)), mTotal(pTotal), mVisible(isTerminal(Stream::ERR))
+    : mWhat(std::move(pWhat)), mTotal(pTotal), mVisible(isTerminal(Stream::ERRORS))
 {
 }
 
@@ -27,13 +27,13 @@ void Progress::show(uint64_t pDone)
         mWhat + " [" + std::string(tFull, '#') + std::string(tBar - tFull, '.') + "]" + tNumbers;
     if (tLine == mShown) return;
     mShown = tLine;
-    writeStream(Stream::ERR, "\r" + tLine);
+    writeStream(Stream::ERRORS, "\r" + tLine);
 }
 
 void Progress::wipe()
 {
     if (mShown.empty()) return;
-    writeStream(Stream::ERR, "\r" + std::string(mShown.size(), ' ') + "\r");
+    writeStream(Stream::ERRORS, "\r" + std::string(mShown.size(), ' ') + "\r");
     mShown.clear();
 }
 

@@ -21,7 +21,7 @@ constexpr std::size_t OUTPUT_PART = 1u << 20;
 constexpr char PROGRAM[] = "khost";
 constexpr char MODULE[] = "kfw";
 
-void tell(const std::string& pLine) { writeStream(Stream::ERR, "khost: " + pLine + "\n"); }
+void tell(const std::string& pLine) { writeStream(Stream::ERRORS, "khost: " + pLine + "\n"); }
 
 /// "cache put" for the subcommand put of cache.
 std::string commandName(const CLI::App* pCommand)
@@ -187,7 +187,7 @@ void Session::printJson(const nlohmann::ordered_json& pValue)
 
 bool Session::flush()
 {
-    if (!mOutputFailed && !writeStream(Stream::OUT, mOutput)) mOutputFailed = true;
+    if (!mOutputFailed && !writeStream(Stream::OUTPUT, mOutput)) mOutputFailed = true;
     mOutput.clear();
     return !mOutputFailed;
 }
@@ -222,7 +222,7 @@ Application* Session::application()
     tOptions.userAppDir = mOptions.appDir;
     tOptions.settingsFile = mOptions.settings;
     tOptions.properties = mOptions.properties;
-    tOptions.interactive = isTerminal(Stream::IN) && isTerminal(Stream::ERR);
+    tOptions.interactive = isTerminal(Stream::INPUT) && isTerminal(Stream::ERRORS);
     tOptions.logLevel = mOptions.logLevel;
     tOptions.log.file = mOptions.logFile;
     tOptions.handleCloseSignals = true;

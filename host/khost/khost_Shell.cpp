@@ -16,7 +16,7 @@ int runShell(Session& pSession)
     Application* tApp = pSession.application();
     if (!tApp) return STATUS_FAILED;
     pSession.inShell() = true;
-    const bool tTerminal = isTerminal(Stream::IN);
+    const bool tTerminal = isTerminal(Stream::INPUT);
     LineReader tReader([tApp] { tApp->wakeUp(); });
     for (;;) {
         if (tTerminal) {

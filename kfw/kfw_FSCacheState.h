@@ -7,8 +7,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "kfw/IApplication.h"
+#include "kom/ref.h"
 #include "kpr/file.h"
 #include "kpr/thread.h"
 #include "kpr/time.h"

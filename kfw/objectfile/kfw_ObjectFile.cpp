@@ -27,16 +27,10 @@ uint8_t* writeNumber(uint8_t* pBytes, uint32_t pNumber)
 }
 
 /// The bytes that a string of pLength bytes, NUL included, occupies after its length.
-constexpr uint64_t padded(uint64_t pLength)
-{
-    return (pLength + 3) / 4 * 4;
-}
+constexpr uint64_t padded(uint64_t pLength) { return (pLength + 3) / 4 * 4; }
 
 /// The length with its NUL; a null is "".
-uint64_t stringLength(const char* pText)
-{
-    return pText ? std::strlen(pText) + uint64_t(1) : 1;
-}
+uint64_t stringLength(const char* pText) { return pText ? std::strlen(pText) + uint64_t(1) : 1; }
 
 uint8_t* writeString(uint8_t* pBytes, const char* pText)
 {

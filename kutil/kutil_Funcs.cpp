@@ -1,5 +1,7 @@
 #include "kutil/Funcs.h"
 
+#include "kom/ref.h"
+
 namespace vel::kos::util {
 
 namespace {

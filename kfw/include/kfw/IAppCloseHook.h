@@ -1,7 +1,7 @@
 // What an application calls when it closes.
 #pragma once
 
-#include "kom/implements.h"
+#include "kom/adapter.h"
 
 namespace vel::kos::fw {
 

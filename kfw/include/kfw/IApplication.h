@@ -8,7 +8,7 @@
 
 #include "kfw/IAppCloseHook.h"
 #include "kfw/IIdleCallout.h"
-#include "kom/implements.h"
+#include "kom/adapter.h"
 
 namespace vel::kos::fw {
 

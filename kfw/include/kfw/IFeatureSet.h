@@ -2,7 +2,7 @@
 #pragma once
 
 #include "kfw/IApplication.h"
-#include "kom/implements.h"
+#include "kom/adapter.h"
 
 namespace vel::kos::fw {
 

@@ -6,7 +6,8 @@
 #include <utility>
 
 #include "kfw/IApplication.h"
-#include "kom/implements.h"
+#include "kom/adapter.h"
+#include "kom/heap.h"
 
 namespace vel::kos::fw {
 

@@ -3,6 +3,7 @@
 
 #include "kfw/IAppCloseHook.h"
 #include "kfw/IApplication.h"
+#include "kom/implements.h"
 #include "kutil/api.h"
 
 namespace vel::kos::util {

@@ -1,0 +1,112 @@
+#!/usr/bin/env python3
+"""Rules of the source tree that no compiler checks. Each check answers the lines that break its rule."""
+
+import argparse
+import json
+import os
+import re
+import subprocess
+import sys
+
+ROOT = os.path.normpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
+
+# Which layers a layer may include headers of (its own apart).
+LAYERS = {
+    "kpr": [],
+    "kgen": ["kpr"],
+    "kom": ["kpr"],
+    "kfw/include": ["kom", "kpr"],
+    "kutil": ["kfw", "kom", "kpr", "kgen"],
+    "kfw": ["kutil", "kom", "kpr", "kgen"],
+    "host": ["kfw", "kutil", "kom", "kpr", "kgen"],
+    "drivers": ["kfw", "kom", "kpr"],
+    "examples": ["host", "kfw", "kutil", "kom", "kpr"],
+}
+SYSTEM_HEADERS = re.compile(
+    r'#\s*include\s*<(windows|winsock2|winternl|winreg|winver|psapi|powrprof|bcrypt|shlobj|shellapi|tlhelp32|'
+    r'unistd|fcntl|dlfcn|link|elf|dirent|pthread|sched|signal|poll|termios|spawn|pwd|grp|'
+    r'sys/[a-z]+|arpa/[a-z]+|netinet/[a-z]+|linux/[a-z]+)\.h>')
+SYSTEM_TYPES = re.compile(r'\b(HANDLE|HMODULE|DWORD|HKEY|LPVOID|LPCSTR|LPCWSTR|BOOL|pid_t|off_t|ssize_t|mode_t|wchar_t)\b')
+SYSTEM_FILE = re.compile(r'_(win|posix|linux)(_test)?\.(cpp|h)$')
+
+
+def sources(pattern=r'\.(cpp|h|cc|hpp)$'):
+    names = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, check=True,
+                           stdout=subprocess.PIPE, text=True).stdout.splitlines()
+    return [name for name in names if re.search(pattern, name) and os.path.exists(os.path.join(ROOT, name))]
+
+
+def lines(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8") as file:
+        return list(enumerate(file.read().splitlines(), 1))
+
+
+def check_system_headers():
+    """Operating-system headers stand only in *_win, *_posix and *_linux files."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources() if not SYSTEM_FILE.search(name)
+            for number, line in lines(name) if SYSTEM_HEADERS.search(line)]
+
+
+def check_public_headers():
+    """Public headers hold no operating-system type."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources(r'/include/.*\.h$')
+            for number, line in lines(name) if SYSTEM_TYPES.search(re.sub(r'//.*', '', line))]
+
+
+def layer_of(name):
+    best = [layer for layer in LAYERS if name.startswith(layer + "/")]
+    return max(best, key=len) if best else None
+
+
+def check_layers():
+    """A layer includes only the headers of the layers below it."""
+    found = []
+    for name in sources():
+        layer = layer_of(name)
+        if layer is None or "_test." in name or "/testmodule" in name:
+            continue
+        own = layer.split("/")[0]
+        for number, line in lines(name):
+            include = re.match(r'\s*#\s*include\s*[<"]((kpr|kom|kgen|kutil|kfw|host)/[^>"]+)[>"]', line)
+            if include and include.group(2) not in LAYERS[layer] + [own]:
+                found.append(f"{name}:{number}: {layer} must not include {include.group(1)}")
+    return found
+
+
+def check_assertion_sources():
+    """_kAssert is given the class's source name, never __FILE__."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources() for number, line in lines(name)
+            if "__FILE__" in line]
+
+
+def check_formatting():
+    """Every source is as clang-format leaves it (skipped lines of third parties: there are none)."""
+    names = sources()
+    result = subprocess.run(["clang-format-14", "--dry-run"] + names, cwd=ROOT, stdout=subprocess.PIPE,
+                            stderr=subprocess.STDOUT, text=True)
+    return [line for line in result.stdout.splitlines() if "warning:" in line or "error:" in line]
+
+
+CHECKS = [check_system_headers, check_public_headers, check_layers, check_assertion_sources, check_formatting]
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--report")
+    options = parser.parse_args()
+    report = {"passed": 0, "failed": 0, "skipped": 0, "reasons": []}
+    for check in CHECKS:
+        found = check()
+        print(f"{check.__name__}: {'ok' if not found else 'FAILED'}  ({check.__doc__})")
+        for line in found[:40]:
+            print("   ", line)
+        report["failed" if found else "passed"] += 1
+    if options.report:
+        os.makedirs(os.path.dirname(options.report), exist_ok=True)
+        with open(options.report, "w", encoding="utf-8") as file:
+            json.dump(report, file)
+    return 1 if report["failed"] else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -2,6 +2,8 @@
 
 #include "kfw/classes.h"
 #include "kfw_ObjectFactory.h"
+#include "kfw_RegDbSendMailConfig.h"
+#include "kfw_RegDbUserData.h"
 #include "kfw_SingletonObjectFactory.h"
 
 namespace vel::kos::kfw {
@@ -23,7 +25,11 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 
 std::span<const ClassRow> classTable()
 {
-    return {};
+    static constexpr ClassRow ROWS[] = {
+        {fw::CLASS_USER_DATA, singleton<RegDbUserData>},
+        {fw::CLASS_SEND_MAIL_CONFIG, singleton<RegDbSendMailConfig>},
+    };
+    return ROWS;
 }
 
 } // namespace vel::kos::kfw

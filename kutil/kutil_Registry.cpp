@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kom/ref.h"
 #include "kutil/log.h"
 #include "kutil_RegistryStore.h"
 
@@ -38,17 +39,12 @@ bool locate(fw::IApplication* pApp, StoreLocation& pLocation)
 } // namespace
 
 RegNode::RegNode() noexcept = default;
-RegNode::RegNode(std::unique_ptr<StoreNode> pNode) noexcept : mNode(std::move(pNode))
-{
-}
+RegNode::RegNode(std::unique_ptr<StoreNode> pNode) noexcept : mNode(std::move(pNode)) {}
 RegNode::~RegNode() = default;
 RegNode::RegNode(RegNode&& pOther) noexcept = default;
 RegNode& RegNode::operator=(RegNode&& pOther) noexcept = default;
 
-void RegNode::close() noexcept
-{
-    mNode.reset();
-}
+void RegNode::close() noexcept { mNode.reset(); }
 
 uint32_t RegNode::get(const char* pName, std::string* pValue) const
 {

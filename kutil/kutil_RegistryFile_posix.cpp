@@ -65,10 +65,7 @@ uint32_t codeOf(int pCode)
     }
 }
 
-bool isDamage(int pCode)
-{
-    return (pCode & 0xFF) == SQLITE_CORRUPT || (pCode & 0xFF) == SQLITE_NOTADB;
-}
+bool isDamage(int pCode) { return (pCode & 0xFF) == SQLITE_CORRUPT || (pCode & 0xFF) == SQLITE_NOTADB; }
 
 uint32_t copyFile(KprFile pFrom, KprFile pTo)
 {
@@ -99,8 +96,7 @@ uint32_t keepDamaged(const std::string& pPath, std::string& pCopy)
     if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFrom); KFAILED(tRes)) return tRes;
     // A copy that was broken off must not pass for the whole.
     const std::string tPart = pCopy + ".part";
-    uint32_t tRes =
-        kprOpenFile(tPart.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE, &tTo);
+    uint32_t tRes = kprOpenFile(tPart.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE, &tTo);
     if (!KFAILED(tRes)) {
         tRes = copyFile(tFrom, tTo);
         kprCloseFile(tTo);
@@ -128,8 +124,8 @@ public:
     /// Binds a text that outlives the next step.
     void bind(int pIndex, const std::string& pText)
     {
-        const int tCode = sqlite3_bind_text64(mStatement, pIndex, pText.data(), pText.size(), SQLITE_STATIC,
-                                              SQLITE_UTF8);
+        const int tCode =
+            sqlite3_bind_text64(mStatement, pIndex, pText.data(), pText.size(), SQLITE_STATIC, SQLITE_UTF8);
         if (mCode == SQLITE_OK) mCode = tCode;
     }
     void bind(int pIndex, bool pValue) { sqlite3_bind_int(mStatement, pIndex, pValue ? 1 : 0); }
@@ -167,7 +163,8 @@ RegistryFile::~RegistryFile()
     sqlite3_close_v2(mDatabase);
 }
 
-std::shared_ptr<RegistryFile> RegistryFile::open(fw::IApplication* pApp, const std::string& pPath, bool pCreate)
+std::shared_ptr<RegistryFile> RegistryFile::open(fw::IApplication* pApp, const std::string& pPath,
+                                                 bool pCreate)
 {
     if (pCreate) {
         const uint32_t tRes = makeFile(pPath);

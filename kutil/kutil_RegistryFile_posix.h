@@ -1,6 +1,7 @@
 // The settings store where it is a file: one SQLite database per user.
 //
-//     CREATE TABLE setting(node TEXT NOT NULL, name TEXT NOT NULL, value, PRIMARY KEY(node, name)) WITHOUT ROWID
+//     CREATE TABLE setting(node TEXT NOT NULL, name TEXT NOT NULL, value, PRIMARY KEY(node, name)) WITHOUT
+//     ROWID
 //
 // A node is a path ("VEL/KOS/KFW") and exists when it has a row with the name "" and a null value; the other
 // rows are its values, strings as TEXT (any bytes) and booleans as INTEGER. PRAGMA user_version is 1.
@@ -12,6 +13,7 @@
 
 #include <sqlite3.h>
 
+#include "kom/ref.h"
 #include "kutil/Registry.h"
 
 namespace vel::kos::util {
@@ -19,8 +21,8 @@ namespace vel::kos::util {
 /// An open store. For one thread at a time.
 class RegistryFile {
 public:
-    /// Opens the store, and makes it when it is missing and pCreate is true. Null when it is missing or cannot
-    /// be opened, which is reported unless it is just missing.
+    /// Opens the store, and makes it when it is missing and pCreate is true. Null when it is missing or
+    /// cannot be opened, which is reported unless it is just missing.
     static std::shared_ptr<RegistryFile> open(fw::IApplication* pApp, const std::string& pPath, bool pCreate);
     ~RegistryFile();
     RegistryFile(const RegistryFile&) = delete;

@@ -18,8 +18,8 @@ public:
     virtual uint32_t get(const std::string& pName, bool* pValue) = 0;
     virtual uint32_t put(const std::string& pName, const std::string& pValue) = 0;
     virtual uint32_t put(const std::string& pName, bool pValue) = 0;
-    /// Opens a child for writing when possible, made when it is missing; with pOnlyRead for reading, never made.
-    /// Null when it cannot be opened.
+    /// Opens a child for writing when possible, made when it is missing; with pOnlyRead for reading, never
+    /// made. Null when it cannot be opened.
     virtual std::unique_ptr<StoreNode> openChild(const std::string& pName, bool pOnlyRead) = 0;
 
     virtual void beginBatch(RegBatch::Kind pKind) = 0;

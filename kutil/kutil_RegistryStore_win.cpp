@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "kom/identity.h"
+#include "kom/ref.h"
 #include "kutil/log.h"
 #include "kutil_RegistryText.h"
 

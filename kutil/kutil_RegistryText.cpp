@@ -9,10 +9,7 @@ namespace {
 
 constexpr char32_t ESCAPE = 0xDC00;
 
-bool isContinuation(unsigned char pByte)
-{
-    return (pByte & 0xC0) == 0x80;
-}
+bool isContinuation(unsigned char pByte) { return (pByte & 0xC0) == 0x80; }
 
 /// The length of the well-formed sequence that the text starts with, and its code point; 0 when it is none.
 size_t decode(std::string_view pText, char32_t& pPoint)

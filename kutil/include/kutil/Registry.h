@@ -32,8 +32,9 @@ public:
     /// Closes the node; harmless when it is closed.
     void close() noexcept;
 
-    /// Reads a value. Anything but 0 leaves *pValue as it is: KPR_E_NOT_FOUND when the node has no such value,
-    /// E_FAIL when it is of another kind, E_WRONG_STATE when the node is closed, or the store's failure.
+    /// Reads a value. Anything but 0 leaves *pValue as it is: KPR_E_NOT_FOUND when the node has no such
+    /// value, E_FAIL when it is of another kind, E_WRONG_STATE when the node is closed, or the store's
+    /// failure.
     uint32_t get(const char* pName, std::string* pValue) const;
     uint32_t get(const char* pName, bool* pValue) const;
 
@@ -59,9 +60,9 @@ private:
 /// Makes the operations of a scope one, on a node and on those that came from it or that it came from. Scopes
 /// do not nest. The node outlives the scope.
 ///
-/// Where the store is a file, a READ scope sees the values of one moment, and the writes of a WRITE scope take
-/// effect all together when it is committed, or not at all. The Windows registry has no such thing: each value
-/// is read and written by itself.
+/// Where the store is a file, a READ scope sees the values of one moment, and the writes of a WRITE scope
+/// take effect all together when it is committed, or not at all. The Windows registry has no such thing: each
+/// value is read and written by itself.
 class KUTIL_API RegBatch {
 public:
     enum class Kind { READ, WRITE };
@@ -87,8 +88,8 @@ public:
     Registry() = delete;
     /// Opens the current user's node of a module, "KOS/<module>" below the application's settings name. With
     /// pCreate it is made when it is missing, as is the store. A closed node when there is none or it cannot
-    /// be opened. A damaged store is reported, copied beside and left as it is: all its nodes are closed until
-    /// somebody has repaired or removed it.
+    /// be opened. A damaged store is reported, copied beside and left as it is: all its nodes are closed
+    /// until somebody has repaired or removed it.
     static RegNode openCurrentUserKOSModule(fw::IApplication* pApp, const char* pModuleName, bool pCreate);
 };
 

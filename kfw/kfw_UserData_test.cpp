@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "TestSettings.h"
+#include "UserFields.h"
 #include "callSlot.h"
 #include "kfw_Module.h"
 #include "kfw_SingletonObjectFactory.h"
@@ -19,34 +20,8 @@ using test::callSlot;
 
 constexpr char OPEN_FAILED[] = "Failed to open user registry node for KOS/KFW";
 
-using Setter = uint32_t (fw::IAddressData2::*)(const char*);
-using Getter = uint32_t (fw::IAddressData2::*)(char**);
-
-struct Accessors {
-    const char* field;
-    uint32_t order; ///< of the setter among the operations of the address face; the getter follows it
-    Setter set;
-    Getter get;
-};
-
-#define ACCESSORS(pField, pOrder)                                                                            \
-    {                                                                                                        \
-#pField, pOrder, &fw::IAddressData2::set##pField, &fw::IAddressData2::get##pField                    \
-    }
-/// In record order.
-constexpr Accessors FIELDS[] = {
-    ACCESSORS(Salutation, 4),     ACCESSORS(FirstName, 36),       ACCESSORS(SecondName, 38),
-    ACCESSORS(LastName, 40),      ACCESSORS(EmailAddr, 8),        ACCESSORS(Company, 10),
-    ACCESSORS(JobFunction, 12),   ACCESSORS(Organization, 14),    ACCESSORS(Street, 16),
-    ACCESSORS(City, 18),          ACCESSORS(StateOrProvince, 20), ACCESSORS(CityCode, 22),
-    ACCESSORS(POBox, 24),         ACCESSORS(PostalCode, 50),      ACCESSORS(POBoxPostalCode, 52),
-    ACCESSORS(Country, 28),       ACCESSORS(Language, 30),        ACCESSORS(PrivatePhone, 42),
-    ACCESSORS(BusinessPhone, 44), ACCESSORS(Pager, 46),           ACCESSORS(Mobile, 48),
-    ACCESSORS(Fax, 34),           ACCESSORS(WebPage, 54),         ACCESSORS(Custom1, 56),
-    ACCESSORS(Custom2, 58),       ACCESSORS(Custom3, 60),         ACCESSORS(Custom4, 62),
-    ACCESSORS(Notes, 64),
-};
-#undef ACCESSORS
+using test::UserField;
+constexpr auto& FIELDS = test::USER_FIELDS;
 
 class UserDataTest : public testing::Test {
 protected:
@@ -85,14 +60,14 @@ protected:
         fresh();
         ASSERT_EQ(mData->init(mApp.get()), 0u);
     }
-    std::string value(const Accessors& pField)
+    std::string value(const UserField& pField)
     {
         kom::HeapString tText;
-        EXPECT_EQ((mAddress.get()->*pField.get)(tText.out()), 0u) << pField.field;
+        EXPECT_EQ((mAddress.get()->*pField.get)(tText.out()), 0u) << pField.name;
         EXPECT_FALSE(tText.isNull());
         return tText.c_str();
     }
-    std::string value(Getter pGet) { return value({"", 0, nullptr, pGet}); }
+    std::string value(UserField::Getter pGet) { return value({"", 0, nullptr, pGet}); }
     bool isModifiable()
     {
         uint32_t tModifiable = 7;
@@ -156,11 +131,11 @@ TEST_F(UserDataTest, answersNothingBeforeInit)
     uint32_t tInitialized = 7;
     EXPECT_EQ(mData->isInitialized(&tInitialized), 0u);
     EXPECT_EQ(tInitialized, 0u);
-    for (const Accessors& tField : FIELDS) {
+    for (const UserField& tField : FIELDS) {
         auto* tText = reinterpret_cast<char*>(&tInitialized);
-        EXPECT_EQ((mAddress.get()->*tField.get)(&tText), 0x80000100u) << tField.field;
-        EXPECT_EQ(tText, nullptr) << tField.field;
-        EXPECT_EQ((mAddress.get()->*tField.set)("x"), 0x80000100u) << tField.field;
+        EXPECT_EQ((mAddress.get()->*tField.get)(&tText), 0x80000100u) << tField.name;
+        EXPECT_EQ(tText, nullptr) << tField.name;
+        EXPECT_EQ((mAddress.get()->*tField.set)("x"), 0x80000100u) << tField.name;
     }
     for (auto tGet : {&fw::IAddressData::getName, &fw::IAddressData::getPostalCodes,
                       &fw::IAddressData::getPhoneNumbers}) {
@@ -198,8 +173,8 @@ TEST_F(UserDataTest, refusesNullOutputs)
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(mAddress->isModifiable(nullptr), E_INVALIDARG);
         EXPECT_EQ(mData->isInitialized(nullptr), E_INVALIDARG);
-        for (const Accessors& tField : FIELDS)
-            EXPECT_EQ((mAddress.get()->*tField.get)(nullptr), E_INVALIDARG) << tField.field;
+        for (const UserField& tField : FIELDS)
+            EXPECT_EQ((mAddress.get()->*tField.get)(nullptr), E_INVALIDARG) << tField.name;
         char* tText = nullptr;
         EXPECT_EQ(mAddress->getName(&tText, nullptr), E_INVALIDARG);
         EXPECT_EQ(mAddress->getName(nullptr, &tText), E_INVALIDARG);
@@ -213,32 +188,32 @@ TEST_F(UserDataTest, refusesNullOutputs)
 TEST_F(UserDataTest, startsEmptyAndWritesEveryFieldWhenTheApplicationCloses)
 {
     start();
-    for (const Accessors& tField : FIELDS)
-        EXPECT_EQ(value(tField), "") << tField.field;
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(value(tField), "") << tField.name;
     EXPECT_TRUE(mSettings.seenFromOutside("UserData").empty()) << "the node is there, without values";
     mApp->close();
     const auto tSeen = mSettings.seenFromOutside("UserData");
     EXPECT_EQ(tSeen.size(), 28u);
-    for (const Accessors& tField : FIELDS)
-        EXPECT_EQ(tSeen.count(tField.field) ? tSeen.at(tField.field) : "missing", "string:") << tField.field;
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(tSeen.count(tField.name) ? tSeen.at(tField.name) : "missing", "string:") << tField.name;
 }
 
 TEST_F(UserDataTest, keepsEveryFieldUnderItsName)
 {
     start();
-    for (const Accessors& tField : FIELDS)
-        EXPECT_EQ((mAddress.get()->*tField.set)((std::string("the ") + tField.field).c_str()), 0u);
-    for (const Accessors& tField : FIELDS)
-        EXPECT_EQ(value(tField), std::string("the ") + tField.field);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ((mAddress.get()->*tField.set)((std::string("the ") + tField.name).c_str()), 0u);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(value(tField), std::string("the ") + tField.name);
     EXPECT_TRUE(mSettings.seenFromOutside("UserData").empty()) << "nothing is written before the close";
     mApp->close();
     const auto tSeen = mSettings.seenFromOutside("UserData");
     EXPECT_EQ(tSeen.size(), 28u);
-    for (const Accessors& tField : FIELDS)
-        EXPECT_EQ(tSeen.at(tField.field), std::string("string:the ") + tField.field);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(tSeen.at(tField.name), std::string("string:the ") + tField.name);
     start();
-    for (const Accessors& tField : FIELDS)
-        EXPECT_EQ(value(tField), std::string("the ") + tField.field);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(value(tField), std::string("the ") + tField.name);
 }
 
 TEST_F(UserDataTest, hasItsOperationsInTheirSlots)
@@ -250,12 +225,12 @@ TEST_F(UserDataTest, hasItsOperationsInTheirSlots)
     EXPECT_EQ(tModifiable, 1u);
     EXPECT_EQ(callSlot(tFace, 2), 0x80000101u);
     EXPECT_EQ(callSlot(tFace, 3), 0x80000101u);
-    for (const Accessors& tField : FIELDS)
-        EXPECT_EQ(callSlot(tFace, tField.order, tField.field), 0u);
-    for (const Accessors& tField : FIELDS) {
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(callSlot(tFace, tField.order, tField.name), 0u);
+    for (const UserField& tField : FIELDS) {
         kom::HeapString tText;
         EXPECT_EQ(callSlot(tFace, tField.order + 1, tText.out()), 0u);
-        EXPECT_STREQ(tText.c_str(), tField.field);
+        EXPECT_STREQ(tText.c_str(), tField.name);
     }
     const struct {
         uint32_t order;
@@ -269,8 +244,8 @@ TEST_F(UserDataTest, hasItsOperationsInTheirSlots)
         EXPECT_STREQ(tFirst.c_str(), tPair.fields[0]);
         EXPECT_STREQ(tSecond.c_str(), tPair.fields[1]);
         EXPECT_EQ(callSlot(tFace, tPair.order, "one", "two"), 0u);
-        for (const Accessors& tField : FIELDS) {
-            const std::string_view tName = tField.field;
+        for (const UserField& tField : FIELDS) {
+            const std::string_view tName = tField.name;
             if (tName == tPair.fields[0] || tName == tPair.fields[1]) {
                 EXPECT_EQ(value(tField), tName == tPair.fields[0] ? "one" : "two") << tName;
             }
@@ -317,10 +292,10 @@ TEST_F(UserDataTest, aNewNameDropsTheSecondName)
 TEST_F(UserDataTest, takesNullForEmpty)
 {
     start();
-    for (const Accessors& tField : FIELDS) {
+    for (const UserField& tField : FIELDS) {
         EXPECT_EQ((mAddress.get()->*tField.set)("text"), 0u);
         EXPECT_EQ((mAddress.get()->*tField.set)(nullptr), 0u);
-        EXPECT_EQ(value(tField), "") << tField.field;
+        EXPECT_EQ(value(tField), "") << tField.name;
     }
     mAddress->setPostalCodes("1", "2");
     mAddress->setPhoneNumbers("3", "4");
@@ -361,9 +336,9 @@ TEST_F(UserDataTest, isEmptyAndReadOnlyWithoutTheModuleNode)
     EXPECT_EQ(mData->init(mApp.get()), 0u) << "not reported to the caller";
     EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG, OPEN_FAILED), 1u);
     EXPECT_FALSE(isModifiable());
-    for (const Accessors& tField : FIELDS) {
+    for (const UserField& tField : FIELDS) {
         EXPECT_EQ(value(tField), "");
-        EXPECT_EQ((mAddress.get()->*tField.set)("x"), 0x80000102u) << tField.field;
+        EXPECT_EQ((mAddress.get()->*tField.set)("x"), 0x80000102u) << tField.name;
     }
     EXPECT_EQ(mAddress->setName("x", "y"), 0x80000102u);
     EXPECT_EQ(mAddress->setPostalCodes("x", "y"), 0x80000102u);

@@ -134,9 +134,10 @@ public:
     /// Makes it ready for its next use; the values bound are dropped.
     void reset()
     {
+        if (!mStatement) return;
         sqlite3_reset(mStatement);
         sqlite3_clear_bindings(mStatement);
-        if (mStatement) mCode = SQLITE_OK;
+        mCode = SQLITE_OK;
     }
     int type() { return sqlite3_column_type(mStatement, 0); }
     std::string text()

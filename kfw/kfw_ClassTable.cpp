@@ -1,6 +1,7 @@
 #include "kfw_ClassTable.h"
 
 #include "kfw/classes.h"
+#include "kfw_FSCache.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_RegDbSendMailConfig.h"
 #include "kfw_RegDbUserData.h"
@@ -25,11 +26,12 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 
 std::span<const ClassRow> classTable()
 {
-    static constexpr ClassRow ROWS[] = {
+    static constexpr ClassRow tRows[] = {
         {fw::CLASS_USER_DATA, singleton<RegDbUserData>},
         {fw::CLASS_SEND_MAIL_CONFIG, singleton<RegDbSendMailConfig>},
+        {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
     };
-    return ROWS;
+    return tRows;
 }
 
 } // namespace vel::kos::kfw

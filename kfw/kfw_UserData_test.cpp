@@ -321,8 +321,10 @@ TEST_F(UserDataTest, givesBytesBackAsTheyWere)
                                   std::string(1 << 20, 'x') + "\xE9",
                                   std::string(1 << 20, '\xBF')};
     start();
-    for (size_t i = 0; i < std::size(tTexts); ++i)
-        EXPECT_EQ((mAddress.get()->*FIELDS[i].set)(tTexts[i].c_str()), 0u);
+    for (size_t i = 0; i < std::size(tTexts); ++i) {
+        const UserField& tField = FIELDS[i];
+        EXPECT_EQ((mAddress.get()->*tField.set)(tTexts[i].c_str()), 0u);
+    }
     mApp->close();
     start();
     for (size_t i = 0; i < std::size(tTexts); ++i)

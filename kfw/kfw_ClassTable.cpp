@@ -6,6 +6,7 @@
 #include "kfw_RegDbSendMailConfig.h"
 #include "kfw_RegDbUserData.h"
 #include "kfw_SingletonObjectFactory.h"
+#include "kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::kfw {
 
@@ -29,6 +30,7 @@ std::span<const ClassRow> classTable()
     static constexpr ClassRow tRows[] = {
         {fw::CLASS_USER_DATA, singleton<RegDbUserData>},
         {fw::CLASS_SEND_MAIL_CONFIG, singleton<RegDbSendMailConfig>},
+        {fw::CLASS_SQL_FACTORY_REGISTRY, singleton<SqlDbFactoryReg>},
         {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
     };
     return tRows;

@@ -3,6 +3,7 @@
 #include "kfw_RegDbSendMailConfig.h"
 #include "kfw_RegDbUserData.h"
 #include "kfw_SingletonObjectFactory.h"
+#include "kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::util {
 
@@ -10,5 +11,7 @@ template <>
 kom::Ref<kfw::RegDbUserData> SingletonHolder<kfw::RegDbUserData>::sInstance = {};
 template <>
 kom::Ref<kfw::RegDbSendMailConfig> SingletonHolder<kfw::RegDbSendMailConfig>::sInstance = {};
+template <>
+kom::Ref<kfw::SqlDbFactoryReg> SingletonHolder<kfw::SqlDbFactoryReg>::sInstance = {};
 
 } // namespace vel::kos::util

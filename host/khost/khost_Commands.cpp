@@ -8,10 +8,11 @@ namespace {
 
 using AddFunction = void (*)(CLI::App&, Session&);
 
-constexpr std::array<AddFunction, 4> GROUPS = {
+constexpr std::array<AddFunction, 5> GROUPS = {
     addRegistryCommands,
     addCacheCommands,
     addErrorCommands,
+    addSettingsCommands,
     addShellCommands,
 };
 

@@ -5,6 +5,7 @@
 #include "kgen/directory.h"
 #include "kgen/path.h"
 #include "kgen/text.h"
+#include "kpr/path.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {

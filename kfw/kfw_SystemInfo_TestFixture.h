@@ -32,18 +32,22 @@ inline std::string valueOf(const Pairs& pPairs, const std::string& pKey)
     return "(none)";
 }
 
+inline KomHeapStats heapStats()
+{
+    KomHeapStats tStats;
+    komGetHeapStats(&tStats);
+    return tStats;
+}
+
 /// An application and the checks that nothing outlives a test.
 class SystemInfoFixture : public testing::Test {
 protected:
-    SystemInfoFixture() { komGetHeapStats(&mBefore); }
-
     void TearDown() override
     {
         mInfo.reset();
         EXPECT_EQ(mApp->references(), 1u) << "the application is given back";
         mApp.reset();
-        KomHeapStats tAfter;
-        komGetHeapStats(&tAfter);
+        const KomHeapStats tAfter = heapStats();
         EXPECT_EQ(tAfter.liveBlocks, mBefore.liveBlocks);
         EXPECT_EQ(tAfter.liveObjects, mBefore.liveObjects);
     }
@@ -65,7 +69,7 @@ protected:
     }
     std::vector<std::string> debugMessages() const { return mApp->messages(fw::LOG_LEVEL_DEBUG); }
 
-    KomHeapStats mBefore;
+    const KomHeapStats mBefore = heapStats(); // before there is an application
     kom::Ref<vel::kos::test::TestApplication> mApp = vel::kos::test::TestApplication::make();
     kom::Ref<SystemInfo> mInfo;
 };

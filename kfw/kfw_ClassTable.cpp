@@ -1,6 +1,7 @@
 #include "kfw_ClassTable.h"
 
 #include "kfw/classes.h"
+#include "kfw_FSCache.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_SingletonObjectFactory.h"
 
@@ -23,7 +24,10 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 
 std::span<const ClassRow> classTable()
 {
-    return {};
+    static constexpr ClassRow tRows[] = {
+        {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
+    };
+    return tRows;
 }
 
 } // namespace vel::kos::kfw

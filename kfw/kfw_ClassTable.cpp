@@ -4,6 +4,7 @@
 #include "kfw_FSCache.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_SingletonObjectFactory.h"
+#include "kfw_SystemInfo.h"
 
 namespace vel::kos::kfw {
 
@@ -26,6 +27,7 @@ std::span<const ClassRow> classTable()
 {
     static constexpr ClassRow tRows[] = {
         {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
+        {fw::CLASS_SYSTEM_INFO, plain<SystemInfo>},
     };
     return tRows;
 }

@@ -54,9 +54,10 @@ inline FakeLoader gLoader;
 
 } // namespace vel::kos::kfw::test
 
+// Visible to the platform libraries as well: the linker wants a wrapper of what they call to be so.
 extern "C" {
 
-uint32_t __wrap_kprListLoadedModules(KprModuleList** pList)
+KPR_API uint32_t __wrap_kprListLoadedModules(KprModuleList** pList)
 {
     using vel::kos::kfw::test::gLoader;
     struct Block {
@@ -78,7 +79,7 @@ uint32_t __wrap_kprListLoadedModules(KprModuleList** pList)
     return 0;
 }
 
-uint32_t __wrap_kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
+KPR_API uint32_t __wrap_kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
 {
     using vel::kos::kfw::test::gLoader;
     struct Block {
@@ -104,9 +105,9 @@ uint32_t __wrap_kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
     return 0;
 }
 
-void __wrap_kprFree(void* pList) { vel::kos::kfw::test::gLoader.blocks.erase(pList); }
+KPR_API void __wrap_kprFree(void* pList) { vel::kos::kfw::test::gLoader.blocks.erase(pList); }
 
-uint32_t __wrap_kprOpenDSO(const char* pPath, uint32_t, KprDSO* pHandle)
+KPR_API uint32_t __wrap_kprOpenDSO(const char* pPath, uint32_t, KprDSO* pHandle)
 {
     using vel::kos::kfw::test::gLoader;
     *pHandle = 0;
@@ -118,12 +119,15 @@ uint32_t __wrap_kprOpenDSO(const char* pPath, uint32_t, KprDSO* pHandle)
     return 0;
 }
 
-uint32_t __wrap_kprCloseDSO(KprDSO)
+KPR_API uint32_t __wrap_kprCloseDSO(KprDSO)
 {
     ++vel::kos::kfw::test::gLoader.closed;
     return 0;
 }
 
-const char* __wrap_kprGetProgramName(void) { return vel::kos::kfw::test::gLoader.programName.c_str(); }
+KPR_API const char* __wrap_kprGetProgramName(void)
+{
+    return vel::kos::kfw::test::gLoader.programName.c_str();
+}
 
 } // extern "C"

@@ -8,9 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include "LeakCheck.h"
 #include "TestApplication.h"
 #include "kfw_SystemInfo.h"
-#include "kom/heap.h"
 
 namespace vel::kos::kfw::test {
 
@@ -32,13 +32,6 @@ inline std::string valueOf(const Pairs& pPairs, const std::string& pKey)
     return "(none)";
 }
 
-inline KomHeapStats heapStats()
-{
-    KomHeapStats tStats;
-    komGetHeapStats(&tStats);
-    return tStats;
-}
-
 /// An application and the checks that nothing outlives a test.
 class SystemInfoFixture : public testing::Test {
 protected:
@@ -46,10 +39,6 @@ protected:
     {
         mInfo.reset();
         EXPECT_EQ(mApp->references(), 1u) << "the application is given back";
-        mApp.reset();
-        const KomHeapStats tAfter = heapStats();
-        EXPECT_EQ(tAfter.liveBlocks, mBefore.liveBlocks);
-        EXPECT_EQ(tAfter.liveObjects, mBefore.liveObjects);
     }
 
     /// Makes and initialises an object over a source of facts.
@@ -69,7 +58,7 @@ protected:
     }
     std::vector<std::string> debugMessages() const { return mApp->messages(fw::LOG_LEVEL_DEBUG); }
 
-    const KomHeapStats mBefore = heapStats(); // before there is an application
+    const vel::kos::test::LeakCheck mLeaks;
     kom::Ref<vel::kos::test::TestApplication> mApp = vel::kos::test::TestApplication::make();
     kom::Ref<SystemInfo> mInfo;
 };

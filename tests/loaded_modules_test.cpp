@@ -14,14 +14,14 @@ extern "C" {
 static int gReads = 0, gOpens = 0; // by the inventory: the calls of the module's own objects
 
 uint32_t __real_kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList);
-uint32_t __wrap_kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
+KPR_API uint32_t __wrap_kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
 {
     ++gReads;
     return __real_kprGetDSOAttributes(pHandle, pList);
 }
 
 uint32_t __real_kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle);
-uint32_t __wrap_kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
+KPR_API uint32_t __wrap_kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
 {
     ++gOpens;
     return __real_kprOpenDSO(pPath, pFlags, pHandle);
@@ -103,9 +103,10 @@ TEST_F(LoadedModulesTest, listsWhatTheLoaderListsInOrder)
     ASSERT_EQ(kprListLoadedModules(&tLoaded), 0u);
     for (const Module& tModule : tModules) {
         const auto* tEnd = tLoaded->modules + tLoaded->count;
-        EXPECT_EQ(std::count_if(tLoaded->modules, tEnd,
-                                [&](const auto& pOne) { return kgen::fromNativePath(pOne.path) == tModule.path; }),
-                  1)
+        EXPECT_EQ(
+            std::count_if(tLoaded->modules, tEnd,
+                          [&](const auto& pOne) { return kgen::fromNativePath(pOne.path) == tModule.path; }),
+            1)
             << tModule.path;
         EXPECT_EQ(tModule.file, tModule.path.substr(tModule.path.rfind('/') + 1));
         EXPECT_EQ(valueOf(tModule.attributes, "InternalName").empty(), false);
@@ -117,7 +118,8 @@ TEST_F(LoadedModulesTest, describesASystemLibrary)
 {
     const Module tModule = get(SYSTEM_LIBRARY);
     std::string tFile = tModule.file;
-    std::ranges::transform(tFile, tFile.begin(), [](char pChar) { return static_cast<char>(std::tolower(pChar)); });
+    std::ranges::transform(tFile, tFile.begin(),
+                           [](char pChar) { return static_cast<char>(std::tolower(pChar)); });
     EXPECT_EQ(tFile, SYSTEM_FILE);
     EXPECT_TRUE(std::filesystem::exists(tModule.path)) << tModule.path;
     kom::HeapString tVersion;
@@ -189,7 +191,8 @@ TEST_F(LoadedModulesTest, tellsTheRangeOfAProduct)
     EXPECT_EQ(mInfo->getProductVersionRange("TestProduct", tMin.out(), tMax.out()), 0u);
     EXPECT_STREQ(tMin.c_str(), "1.2.3.4");
     EXPECT_STREQ(tMax.c_str(), "1.10.0.0");
-    EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG, "Invalid product version 'x' in '" + tOdd.path() + "'"), 1u);
+    EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG, "Invalid product version 'x' in '" + tOdd.path() + "'"),
+              1u);
 }
 
 TEST_F(LoadedModulesTest, looksIntoNothingTwice)
@@ -218,9 +221,11 @@ TEST_F(LoadedModulesTest, survivesAThousandLoadsAndUnloads)
             EXPECT_EQ(list().size(), tBefore + 2);
         }
         EXPECT_EQ(list().size(), tBefore);
-        if (i == 0) tStart = heapStats();
+        if (i == 0) komGetHeapStats(&tStart);
     }
-    EXPECT_EQ(heapStats().liveBlocks, tStart.liveBlocks);
+    KomHeapStats tEnd;
+    komGetHeapStats(&tEnd);
+    EXPECT_EQ(tEnd.liveBlocks, tStart.liveBlocks);
 }
 
 } // namespace

@@ -18,10 +18,12 @@ public:
     /// differ in size, is left out.
     std::vector<FrequencyFacts> readFrequencies(fw::IApplication* pApp, uint32_t pCount) override;
 
-private:
+    /// The half of detect that needs no module kept loaded.
     void detectOs(fw::IApplication* pApp, SystemFacts& pFacts);
+
+private:
     void detectCpu(fw::IApplication* pApp, SystemFacts& pFacts);
-    /// False when no call told the version; *pExtended tells whether the record is whole.
+    /// False when no call told the version. pExtended: the record holds product type and suites.
     bool readVersion(fw::IApplication* pApp, OsVersionRecord& pRecord, bool& pExtended);
     void readProcessorValue(fw::IApplication* pApp, SystemHandle pKey, const char* pName,
                             std::string& pValue);

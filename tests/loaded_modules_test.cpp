@@ -129,7 +129,7 @@ TEST_F(LoadedModulesTest, describesASystemLibrary)
     EXPECT_EQ(std::sscanf(tVersion.c_str(), "%u.%u.%u.%u", &tParts[0], &tParts[1], &tParts[2], &tParts[3]), 4)
         << tVersion.c_str();
 #else
-    // Since the file of the C library has no version in its name, it declares none; its build id it does.
+    EXPECT_FALSE(tVersion.empty()) << "the number in its file's name";
     EXPECT_EQ(valueOf(tModule.attributes, "BuildId").size(), 40u);
 #endif
 }

@@ -8,9 +8,10 @@ namespace {
 
 using AddFunction = void (*)(CLI::App&, Session&);
 
-constexpr std::array<AddFunction, 4> GROUPS = {
+constexpr std::array<AddFunction, 5> GROUPS = {
     addRegistryCommands,
     addCacheCommands,
+    addSystemInfoCommands,
     addErrorCommands,
     addShellCommands,
 };

@@ -104,6 +104,9 @@ struct WindowsCalls {
     int32_t (*regCloseKey)(SystemHandle pKey);
 };
 
+/// The calls of Windows itself; on Windows only.
+const WindowsCalls& windowsCalls();
+
 /// The entries that are looked up by name.
 using RtlGetVersionEntry = int32_t (*)(OsVersionRecord* pRecord);
 using GetNativeSystemInfoEntry = void (*)(SystemRecord* pRecord);

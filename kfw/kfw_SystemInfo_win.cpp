@@ -55,6 +55,8 @@ const WindowsCalls WINDOWS_CALLS = {
 
 } // namespace
 
+const WindowsCalls& windowsCalls() { return WINDOWS_CALLS; }
+
 std::unique_ptr<FactSource> makeFactSource() { return std::make_unique<WindowsFacts>(WINDOWS_CALLS); }
 
 } // namespace vel::kos::kfw

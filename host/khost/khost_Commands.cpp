@@ -9,11 +9,7 @@ namespace {
 using AddFunction = void (*)(CLI::App&, Session&);
 
 constexpr std::array<AddFunction, 5> GROUPS = {
-    addRegistryCommands,
-    addCacheCommands,
-    addSystemInfoCommands,
-    addErrorCommands,
-    addShellCommands,
+    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addErrorCommands, addShellCommands,
 };
 
 } // namespace

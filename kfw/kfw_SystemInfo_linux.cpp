@@ -26,6 +26,18 @@ std::string_view trim(std::string_view pText)
     return pText.substr(tFirst, pText.find_last_not_of(BLANKS) - tFirst + 1);
 }
 
+/// Calls pVisit(key, value), both without blanks around them, for every line that holds the separator.
+void eachPair(std::string_view pText, char pSeparator, auto pVisit)
+{
+    while (!pText.empty()) {
+        const std::string_view tLine = pText.substr(0, pText.find('\n'));
+        pText.remove_prefix(std::min(pText.size(), tLine.size() + 1));
+        const auto tPlace = tLine.find(pSeparator);
+        if (tPlace != std::string_view::npos)
+            pVisit(trim(tLine.substr(0, tPlace)), trim(tLine.substr(tPlace + 1)));
+    }
+}
+
 /// The number that a text starts with.
 template <class T>
 std::optional<T> parseNumber(std::string_view pText)
@@ -117,11 +129,12 @@ std::string featureNames(const std::set<std::string, std::less<>>& pFlags)
 
 std::string LinuxFacts::read(fw::IApplication* pApp, const std::string& pPath) const
 {
-    std::ifstream tFile(mRoot + pPath);
-    std::ostringstream tText;
-    if (tFile) tText << tFile.rdbuf();
-    if (tText.str().empty()) kDebug(pApp, "kos:kfw", message("Failed to read %1", pPath));
-    return tText.str();
+    std::ifstream tFile(mRoot + pPath, std::ios::binary);
+    std::string tText;
+    for (char tPart[8192]; tFile.read(tPart, sizeof tPart), tFile.gcount() > 0;)
+        tText.append(tPart, static_cast<std::size_t>(tFile.gcount()));
+    if (tText.empty()) kDebug(pApp, "kos:kfw", message("Failed to read %1", pPath));
+    return tText;
 }
 
 void LinuxFacts::detect(fw::IApplication* pApp, SystemFacts& pFacts)
@@ -133,11 +146,11 @@ void LinuxFacts::detect(fw::IApplication* pApp, SystemFacts& pFacts)
 void LinuxFacts::detectOs(fw::IApplication* pApp, SystemFacts& pFacts) const
 {
     const bool tIsLocal = std::ifstream(mRoot + "/etc/os-release").good();
-    std::istringstream tRelease(read(pApp, tIsLocal ? "/etc/os-release" : "/usr/lib/os-release"));
     Values tValues;
-    for (std::string tLine; std::getline(tRelease, tLine);)
-        if (const auto tEqual = tLine.find('='); tEqual != std::string::npos && tLine[0] != '#')
-            tValues[tLine.substr(0, tEqual)] = unquote(trim(std::string_view(tLine).substr(tEqual + 1)));
+    eachPair(read(pApp, tIsLocal ? "/etc/os-release" : "/usr/lib/os-release"), '=',
+             [&](std::string_view pKey, std::string_view pValue) {
+                 if (!pKey.starts_with('#')) tValues[std::string(pKey)] = unquote(pValue);
+             });
     const auto firstOf = [&](auto... pKeys) {
         std::string tFound;
         static_cast<void>(((tFound = tValues[pKeys], !tFound.empty()) || ...));
@@ -153,15 +166,11 @@ void LinuxFacts::detectOs(fw::IApplication* pApp, SystemFacts& pFacts) const
 
 std::vector<LinuxFacts::Values> LinuxFacts::readProcessors(fw::IApplication* pApp) const
 {
-    std::istringstream tText(read(pApp, "/proc/cpuinfo"));
     std::vector<Values> tProcessors;
-    for (std::string tLine; std::getline(tText, tLine);) {
-        const auto tColon = tLine.find(':');
-        if (tColon == std::string::npos) continue;
-        const std::string tKey(trim(tLine.substr(0, tColon)));
-        if (tKey == "processor") tProcessors.emplace_back();
-        if (!tProcessors.empty()) tProcessors.back()[tKey] = trim(std::string_view(tLine).substr(tColon + 1));
-    }
+    eachPair(read(pApp, "/proc/cpuinfo"), ':', [&](std::string_view pKey, std::string_view pValue) {
+        if (pKey == "processor") tProcessors.emplace_back();
+        if (!tProcessors.empty()) tProcessors.back()[std::string(pKey)] = pValue;
+    });
     return tProcessors;
 }
 
@@ -183,17 +192,20 @@ void LinuxFacts::detectCpu(fw::IApplication* pApp, SystemFacts& pFacts) const
 
 std::optional<MemoryFacts> LinuxFacts::readMemory(fw::IApplication* pApp)
 {
-    std::istringstream tText(read(pApp, "/proc/meminfo"));
-    std::map<std::string, uint64_t> tBytes;
-    for (std::string tLine; std::getline(tText, tLine);)
-        if (const auto tColon = tLine.find(':'); tColon != std::string::npos)
-            if (const auto tKb = parseNumber<uint64_t>(trim(std::string_view(tLine).substr(tColon + 1))))
-                tBytes[tLine.substr(0, tColon)] = *tKb * 1024;
-    const uint64_t tTotal = tBytes["MemTotal"];
-    if (tTotal == 0 || !tBytes.contains("MemAvailable")) return std::nullopt;
-    const uint64_t tAvailable = std::min(tBytes["MemAvailable"], tTotal);
-    return MemoryFacts{static_cast<uint32_t>((tTotal - tAvailable) * 100 / tTotal), tTotal, tAvailable,
-                       tTotal + tBytes["SwapTotal"], tAvailable + tBytes["SwapFree"]};
+    std::optional<uint64_t> tTotal, tAvailable, tSwapTotal, tSwapFree;
+    const std::pair<std::string_view, std::optional<uint64_t>&> tWanted[] = {{"MemTotal", tTotal},
+                                                                             {"MemAvailable", tAvailable},
+                                                                             {"SwapTotal", tSwapTotal},
+                                                                             {"SwapFree", tSwapFree}};
+    eachPair(read(pApp, "/proc/meminfo"), ':', [&](std::string_view pKey, std::string_view pValue) {
+        for (const auto& [tKey, tBytes] : tWanted)
+            if (pKey == tKey)
+                if (const auto tKb = parseNumber<uint64_t>(pValue)) tBytes = *tKb * 1024;
+    });
+    if (!tTotal || *tTotal == 0 || !tAvailable) return std::nullopt;
+    const uint64_t tFree = std::min(*tAvailable, *tTotal);
+    return MemoryFacts{static_cast<uint32_t>((*tTotal - tFree) * 100 / *tTotal), *tTotal, tFree,
+                       *tTotal + tSwapTotal.value_or(0), tFree + tSwapFree.value_or(0)};
 }
 
 std::optional<uint32_t> LinuxFacts::readMhz(uint32_t pProcessor, const char* pName) const

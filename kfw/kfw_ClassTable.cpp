@@ -4,6 +4,7 @@
 #include "kfw_FSCache.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_SingletonObjectFactory.h"
+#include "kfw_SqlDbFactoryReg.h"
 #include "kfw_SystemInfo.h"
 
 namespace vel::kos::kfw {
@@ -26,6 +27,7 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 std::span<const ClassRow> classTable()
 {
     static constexpr ClassRow tRows[] = {
+        {fw::CLASS_SQL_FACTORY_REGISTRY, singleton<SqlDbFactoryReg>},
         {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
         {fw::CLASS_SYSTEM_INFO, plain<SystemInfo>},
     };

@@ -7,6 +7,7 @@
 #include "kfw_RegDbUserData.h"
 #include "kfw_SingletonObjectFactory.h"
 #include "kfw_SqlDbFactoryReg.h"
+#include "kfw_SystemInfo.h"
 
 namespace vel::kos::kfw {
 
@@ -32,6 +33,7 @@ std::span<const ClassRow> classTable()
         {fw::CLASS_SEND_MAIL_CONFIG, singleton<RegDbSendMailConfig>},
         {fw::CLASS_SQL_FACTORY_REGISTRY, singleton<SqlDbFactoryReg>},
         {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
+        {fw::CLASS_SYSTEM_INFO, plain<SystemInfo>},
     };
     return tRows;
 }

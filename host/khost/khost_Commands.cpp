@@ -8,11 +8,12 @@ namespace {
 
 using AddFunction = void (*)(CLI::App&, Session&);
 
-constexpr std::array<AddFunction, 5> GROUPS = {
+constexpr std::array GROUPS = {
     addRegistryCommands,
     addCacheCommands,
-    addErrorCommands,
+    addSystemInfoCommands,
     addSettingsCommands,
+    addErrorCommands,
     addShellCommands,
 };
 

@@ -14,6 +14,7 @@ constexpr std::array GROUPS = {
     addSystemInfoCommands,
     addSettingsCommands,
     addErrorCommands,
+    addSqlCommands,
     addShellCommands,
 };
 

@@ -23,8 +23,8 @@ KUTIL_API void kDebug(fw::IApplication* pApp, const char* pDomain, const std::st
 typedef void (*FallbackLog)(uint32_t pLevel, const char* pDomain, const char* pMessage);
 KUTIL_API void kSetFallbackLog(FallbackLog pLog);
 
-/// Reports a failed internal check and returns: to IApplication::reportAssertion, and as a line at error level
-/// that holds the expression, the source and the line.
+/// Reports a failed internal check and returns: to IApplication::reportAssertion, and as a line at error
+/// level that holds the expression, the source and the line.
 KUTIL_API void _kAssert(fw::IApplication* pApp, const char* pDomain, const char* pExpression,
                         const char* pSourceFile, int pLine);
 

@@ -21,8 +21,8 @@ public:
     MessageArgument(const std::string& pText) : mView(pText) {}
     MessageArgument(std::string_view pText) : mView(pText) {}
     template <class T>
-        requires std::is_integral_v<T>
-    MessageArgument(T pNumber) : mNumber(std::to_string(pNumber)), mView(mNumber)
+    requires std::is_integral_v<T> MessageArgument(T pNumber)
+        : mNumber(std::to_string(pNumber)), mView(mNumber)
     {
     }
     MessageArgument(const MessageArgument&) = delete;
@@ -35,7 +35,8 @@ private:
     std::string_view mView;
 };
 
-KUTIL_API std::string fillMessage(std::string_view pFormat, const MessageArgument* pArguments, std::size_t pCount);
+KUTIL_API std::string fillMessage(std::string_view pFormat, const MessageArgument* pArguments,
+                                  std::size_t pCount);
 
 /// The format with %1 replaced by the first argument's text, and so on, in one pass: what an argument
 /// contains is never taken for a placeholder. A placeholder without an argument stays as it is.

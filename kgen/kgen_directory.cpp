@@ -1,0 +1,66 @@
+#include "kgen/directory.h"
+
+#include "kpr/codes.h"
+#include "kpr/dir.h"
+#include "kpr/file.h"
+#include "kpr/path.h"
+
+namespace kgen {
+
+namespace {
+
+/// The kind of what stands at a path, links followed; KPR_KIND_OTHER when nothing does.
+uint32_t kindOf(const std::string& pPath)
+{
+    KprFileInfo tInfo = {};
+    if (KFAILED(kprGetFileInfo(pPath.c_str(), KPR_INFO_KIND, &tInfo))) return KPR_KIND_OTHER;
+    if (tInfo.kind != KPR_KIND_LINK) return tInfo.kind;
+    const std::string tTarget = realPath(pPath);
+    if (tTarget.empty() || KFAILED(kprGetFileInfo(tTarget.c_str(), KPR_INFO_KIND, &tInfo)))
+        return KPR_KIND_OTHER;
+    return tInfo.kind;
+}
+
+/// The path without its last component; "" when it has no shorter one.
+std::string parentOf(const std::string& pPath)
+{
+    std::string tParent(pPath.size() + 2, '\0');
+    if (KFAILED(kprGetDirname(pPath.c_str(), tParent.data(), static_cast<uint32_t>(tParent.size()))))
+        return {};
+    tParent.resize(tParent.find('\0'));
+    return tParent == pPath ? std::string() : tParent;
+}
+
+} // namespace
+
+bool directoryExists(const std::string& pPath) { return kindOf(pPath) == KPR_KIND_DIRECTORY; }
+
+bool fileExists(const std::string& pPath) { return kindOf(pPath) == KPR_KIND_FILE; }
+
+uint32_t createDirectories(const std::string& pPath)
+{
+    uint32_t tRes = kprMakeDir(pPath.c_str());
+    // A file in place of a parent is one or the other, depending on the platform.
+    if (tRes == KPR_E_NOT_FOUND || tRes == KPR_E_NOT_DIRECTORY) {
+        const std::string tParent = parentOf(pPath);
+        if (tParent.empty()) return tRes;
+        if (const auto tParentRes = createDirectories(tParent); KFAILED(tParentRes)) return tParentRes;
+        tRes = kprMakeDir(pPath.c_str());
+    }
+    // Whoever made it, and whatever the platform answers for a root: what counts is that it stands.
+    return KFAILED(tRes) && directoryExists(pPath) ? 0 : tRes;
+}
+
+std::string realPath(const std::string& pPath)
+{
+    for (std::string tBuffer(1024, '\0');; tBuffer.assign(tBuffer.size() * 4, '\0')) {
+        const uint32_t tRes =
+            kprGetRealPath(pPath.c_str(), tBuffer.data(), static_cast<uint32_t>(tBuffer.size()));
+        if (tRes == KPR_E_BUFFER_TOO_SMALL && tBuffer.size() < (1u << 20)) continue;
+        if (KFAILED(tRes)) return {};
+        tBuffer.resize(tBuffer.find('\0'));
+        return tBuffer;
+    }
+}
+
+} // namespace kgen

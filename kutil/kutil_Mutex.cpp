@@ -1,0 +1,51 @@
+#include "kutil/Mutex.h"
+
+#include <atomic>
+#include <mutex>
+#include <thread>
+
+#include "kutil/log.h"
+
+namespace vel::kos::util {
+
+struct Mutex::State {
+    explicit State(fw::IApplication* pApp) : app(kom::retain(pApp)) {}
+
+    kom::Ref<fw::IApplication> app;
+    std::mutex mutex;
+    /// The thread that holds the mutex. Others may read it at any time, and never find themselves in it.
+    std::atomic<std::thread::id> owner{};
+    /// How often the owner holds it; the owner's alone.
+    unsigned depth = 0;
+};
+
+Mutex::Mutex(fw::IApplication* pApp) : mState(std::make_unique<State>(pApp)) {}
+
+Mutex::~Mutex() = default;
+
+uint32_t Mutex::lock()
+{
+    const std::thread::id tSelf = std::this_thread::get_id();
+    if (mState->owner.load(std::memory_order_relaxed) != tSelf) {
+        mState->mutex.lock();
+        mState->owner.store(tSelf, std::memory_order_relaxed);
+    }
+    ++mState->depth;
+    return 0;
+}
+
+uint32_t Mutex::unlock()
+{
+    if (mState->owner.load(std::memory_order_relaxed) != std::this_thread::get_id()) {
+        _kAssert(mState->app.get(), "kos:kutil", "owner == std::this_thread::get_id()", "kutil_Mutex",
+                 __LINE__);
+        return E_WRONG_STATE;
+    }
+    if (--mState->depth == 0) {
+        mState->owner.store({}, std::memory_order_relaxed);
+        mState->mutex.unlock();
+    }
+    return 0;
+}
+
+} // namespace vel::kos::util

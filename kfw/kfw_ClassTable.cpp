@@ -1,6 +1,8 @@
 #include "kfw_ClassTable.h"
 
 #include "kfw/classes.h"
+#include "kfw_EventDispatcher.h"
+#include "kfw_FeatureSet.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_SingletonObjectFactory.h"
 
@@ -23,7 +25,11 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 
 std::span<const ClassRow> classTable()
 {
-    return {};
+    static constexpr ClassRow ROWS[] = {
+        {fw::CLASS_EVENT_DISPATCHER, plain<EventDispatcher>},
+        {fw::CLASS_FEATURE_SET, plain<FeatureSet>},
+    };
+    return ROWS;
 }
 
 } // namespace vel::kos::kfw

@@ -10,7 +10,7 @@ function(k_catalogue pDomain pLanguage)
     set(tOutput ${tDir}/${pDomain}.mo)
     add_custom_command(OUTPUT ${tOutput}
         COMMAND ${CMAKE_COMMAND} -E make_directory ${tDir}
-        COMMAND ${MSGFMT_PROGRAM} --check --output-file=${tOutput} ${tSource}
+        COMMAND ${MSGFMT_PROGRAM} --check-format --check-domain --output-file=${tOutput} ${tSource}
         DEPENDS ${tSource} VERBATIM)
     add_custom_target(catalogue_${pDomain}_${pLanguage} ALL DEPENDS ${tOutput})
     install(FILES ${tOutput} DESTINATION ${CMAKE_INSTALL_DATADIR}/locale/${pLanguage}/LC_MESSAGES)

@@ -7,6 +7,7 @@
 
 uint32_t kprGetCurrentTime(KprTime* pTime)
 {
+    if (!pTime) return E_INVALIDARG;
     timespec tNow;
     if (clock_gettime(CLOCK_REALTIME, &tNow) != 0) return KPR_E_SYSTEM;
     *pTime = {tNow.tv_sec, static_cast<uint32_t>(tNow.tv_nsec / 1000), 0};
@@ -15,9 +16,11 @@ uint32_t kprGetCurrentTime(KprTime* pTime)
 
 uint32_t kprGetMonotonicTime(uint64_t* pMicroseconds)
 {
+    if (!pMicroseconds) return E_INVALIDARG;
     timespec tNow;
     if (clock_gettime(CLOCK_MONOTONIC, &tNow) != 0) return KPR_E_SYSTEM;
-    *pMicroseconds = static_cast<uint64_t>(tNow.tv_sec) * 1000000u + static_cast<uint64_t>(tNow.tv_nsec / 1000);
+    *pMicroseconds =
+        static_cast<uint64_t>(tNow.tv_sec) * 1000000u + static_cast<uint64_t>(tNow.tv_nsec / 1000);
     return 0;
 }
 

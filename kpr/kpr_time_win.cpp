@@ -16,7 +16,8 @@ uint32_t kprGetCurrentTime(KprTime* pTime)
     FILETIME tNow;
     GetSystemTimePreciseAsFileTime(&tNow);
     const int64_t tSteps =
-        static_cast<int64_t>((static_cast<uint64_t>(tNow.dwHighDateTime) << 32) | tNow.dwLowDateTime) - UNIX_EPOCH;
+        static_cast<int64_t>((static_cast<uint64_t>(tNow.dwHighDateTime) << 32) | tNow.dwLowDateTime) -
+        UNIX_EPOCH;
     *pTime = {tSteps / 10000000, static_cast<uint32_t>(tSteps % 10000000 / 10), 0};
     return 0;
 }

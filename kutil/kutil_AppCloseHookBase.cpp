@@ -13,7 +13,7 @@ constexpr char LOG_DOMAIN[] = "kos:kutil";
 AppCloseHookBase::AppCloseHookBase(fw::IApplication* pApp, int pOrder)
 {
     const uint32_t tRes = pApp ? kom::queryInterface(pApp, mApp3) : E_INVALIDARG;
-    if (KFAILED(tRes)) {
+    if (KFAILED(tRes) || !mApp3) {
         _queryInterfaceError(pApp, LOG_DOMAIN, pApp, fw::IApplication3::IID, tRes);
         return;
     }

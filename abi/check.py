@@ -1,0 +1,177 @@
+#!/usr/bin/env python3
+"""Compares the published binary contract with the golden lists beside this script.
+
+check.py              compares; status 1 and the differences when anything has changed
+check.py --update     writes the golden lists anew, for a deliberate change
+
+interfaces.txt: every interface with its identity and its slots, counted from 0, the inherited ones included. Clang lays
+each out for three targets (Linux, MinGW, Microsoft), freestanding, with the few standard headers of stub/;
+the three have to be equal. records.txt: size and field offsets of the records that cross an interface, the
+same for all. codes.txt: the result codes. classes.txt: the module's classes.
+"""
+
+import argparse
+import difflib
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+TARGETS = ("x86_64-pc-linux-gnu", "x86_64-w64-mingw32", "x86_64-pc-windows-msvc")
+RECORDS = ("ModuleAttributes", "KprAttribute", "vel::kos::fw::CacheId", "vel::kos::fw::KFSCacheAttr",
+           "vel::kos::fw::CacheAttrList", "vel::kos::fw::CacheBytes", "vel::kos::fw::AttributeList",
+           "vel::kos::fw::Attribute", "vel::kos::fw::SysInfoModule", "vel::kos::fw::ModuleList",
+           "vel::kos::sql::StringList", "vel::kos::sql::FactoryList")
+INTERFACE = re.compile(r'^class (I[A-Z]\w*)(?: : public [\w:]+)? \{\n.*?static constexpr char IID\[\] = "([^"]+)"',
+                       re.MULTILINE | re.DOTALL)
+CLASS_ID = re.compile(r'inline constexpr char (CLASS_\w+)\[\] =\s*"([^"]+)"')
+CODE = re.compile(r'X\((\w+), (0x[0-9A-F]{8})u,\s*"([^"]*)"\)')
+
+
+class Tree:
+    """The sources of one checkout."""
+
+    def __init__(self, root):
+        self.root = root
+        self.headers = []
+        for folder in ("kom/include", "kfw/include"):
+            for path, _, names in os.walk(os.path.join(root, folder)):
+                self.headers += [os.path.relpath(os.path.join(path, name), os.path.join(root, folder))
+                                 for name in names if name.endswith(".h")]
+        self.headers.sort()
+        self.interfaces = {}  # qualified name -> (header, identity)
+        for header in self.headers:
+            text = self.read(header)
+            namespace = re.search(r'^namespace ([\w:]+) \{', text, re.MULTILINE)
+            for name, identity in INTERFACE.findall(text):
+                self.interfaces[namespace.group(1) + "::" + name] = (header, identity)
+
+    def read(self, header):
+        for folder in ("kom/include", "kfw/include", "kpr/include"):
+            path = os.path.join(self.root, folder, header)
+            if os.path.exists(path):
+                with open(path, encoding="utf-8") as file:
+                    return file.read()
+        raise FileNotFoundError(header)
+
+    def compile(self, target, text, option):
+        """Clang's standard output for a probe source."""
+        with tempfile.TemporaryDirectory() as folder:
+            probe = os.path.join(folder, "probe.cpp")
+            with open(probe, "w", encoding="utf-8") as file:
+                file.write(text)
+            command = ["clang++-14", "-std=c++20", "-target", target, "-ffreestanding", "-nostdinc++", "-nostdlibinc",
+                       "-I" + os.path.join(HERE, "stub")]
+            command += ["-I" + os.path.join(self.root, layer, "include") for layer in ("kfw", "kom", "kpr")]
+            result = subprocess.run(command + ["-emit-llvm", "-S", "-o", os.devnull, "-Xclang", option, probe],
+                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        if result.returncode:
+            sys.exit(f"abi: the probe does not compile for {target}:\n{result.stderr}")
+        return result.stdout
+
+    def slots(self, target):
+        """Every interface's own slots: {interface: {index: declaration}}."""
+        text = "".join(f'#include "{header}"\n' for header in sorted({row[0] for row in self.interfaces.values()}))
+        for number, name in enumerate(self.interfaces):
+            text += f"struct Probe{number} : {name} {{ Probe{number}(); }};\nProbe{number}::Probe{number}() {{}}\n"
+        own = {}
+        for block in self.compile(target, text, "-fdump-vtable-layouts").split("\n\n"):
+            head = re.match(r"\s*VF?Table indices for '([^']+)'", block)
+            if head and head.group(1) in self.interfaces:
+                own[head.group(1)] = {int(index): declaration.replace(head.group(1) + "::", "", 1) for index, declaration
+                                      in re.findall(r'^\s*(\d+) \| (.+)$', block, re.MULTILINE)}
+        return own
+
+    def parents(self):
+        found = {}
+        for name, (header, _) in self.interfaces.items():
+            short = name.split("::")[-1]
+            base = re.search(rf'^class {short} : public ([\w:]+)', self.read(header), re.MULTILINE)
+            if base:
+                found[name] = next(other for other in self.interfaces
+                                   if other == base.group(1) or other == name.rsplit("::", 1)[0] + "::" + base.group(1))
+        return found
+
+    def interface_list(self):
+        lists = {target: self.slots(target) for target in TARGETS}
+        for target in TARGETS[1:]:
+            if lists[target] != lists[TARGETS[0]]:
+                for name in self.interfaces:
+                    if lists[target].get(name) != lists[TARGETS[0]].get(name):
+                        sys.exit(f"abi: the slots of {name} differ between {TARGETS[0]} and {target}:\n"
+                                 f"{lists[TARGETS[0]].get(name)}\n{lists[target].get(name)}")
+        own, parents, text = lists[TARGETS[0]], self.parents(), ""
+        for name in sorted(self.interfaces):
+            chain = [name]
+            while chain[-1] in parents:
+                chain.append(parents[chain[-1]])
+            text += f"{name} {self.interfaces[name][1]}\n"
+            for level in reversed(chain):
+                for index, declaration in sorted(own.get(level, {}).items()):
+                    text += f"{index:4} {declaration}\n"
+            text += "\n"
+        return text
+
+    def record_list(self):
+        texts = set()
+        for target in TARGETS:
+            source = '#include "kpr/dso.h"\n' + "".join(f'#include "{header}"\n' for header in self.headers
+                                                         if header.startswith("kfw/"))
+            every = "".join(self.read(header) for header in self.headers if header.startswith("kfw/"))
+            every += self.read("kpr/dso.h")
+            names = [name for name in RECORDS if re.search(rf'^struct {name.split("::")[-1]} \{{', every, re.MULTILINE)]
+            source += "".join(f"static_assert(sizeof({name}) > 0);\n" for name in names)
+            blocks = {}
+            for block in self.compile(target, source, "-fdump-record-layouts").split("\n\n"):
+                head = re.search(r'^\s*0 \| struct ([\w:]+)$', block, re.MULTILINE)
+                size = re.search(r'\[sizeof=(\d+), (?:dsize=\d+, )?align=(\d+)', block)
+                if head and size and head.group(1) in names:
+                    fields = [row for row in re.findall(r'^\s*(\d+) \|   (\S.*?)\s*$', block, re.MULTILINE)]
+                    blocks[head.group(1)] = f"{head.group(1)} size {size.group(1)} align {size.group(2)}\n" + "".join(
+                        f"{offset:>4} {field}\n" for offset, field in fields)
+            texts.add("\n".join(blocks[name] for name in names if name in blocks))
+        if len(texts) != 1:
+            sys.exit("abi: the records differ between the targets:\n" + "\n----\n".join(sorted(texts)))
+        return texts.pop()
+
+    def golden(self):
+        codes = CODE.findall(self.read("kpr/codes.h"))
+        classes = CLASS_ID.findall(self.read("kfw/classes.h"))
+        return {"interfaces.txt": self.interface_list(), "records.txt": self.record_list(),
+                "codes.txt": "".join(f"{value} {name} {text}\n" for name, value, text in codes),
+                "classes.txt": "".join(f"{identity} {name}\n" for name, identity in classes)}
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--update", action="store_true")
+    parser.add_argument("--root", default=os.path.dirname(HERE), help="the checkout to look at")
+    parser.add_argument("--report", help="writes a report of the counts")
+    options = parser.parse_args()
+    failed = 0
+    lists = Tree(os.path.abspath(options.root)).golden()
+    for name, text in lists.items():
+        path = os.path.join(HERE, name)
+        if options.update:
+            with open(path, "w", encoding="utf-8") as file:
+                file.write(text)
+            continue
+        with open(path, encoding="utf-8") as file:
+            golden = file.read()
+        if golden != text:
+            failed += 1
+            sys.stdout.writelines(difflib.unified_diff(golden.splitlines(True), text.splitlines(True),
+                                                       "golden " + name, "this tree"))
+    if options.report:
+        with open(options.report, "w", encoding="utf-8") as file:
+            json.dump({"passed": len(lists) - failed, "failed": failed, "skipped": 0, "reasons": []}, file)
+    if not failed and not options.update:
+        print(f"abi: {len(lists)} lists are as published")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

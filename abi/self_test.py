@@ -1,0 +1,68 @@
+#!/usr/bin/env python3
+"""Shows that check.py catches what breaks a client: each deliberate break is made in a copy of the headers, and the
+comparison has to fail on it. Writes a report of the counts when --report is given."""
+
+import json
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(HERE)
+
+# What is broken, in which header, the text and what it becomes.
+BREAKS = [
+    ("an inserted virtual", "kfw/include/kfw/IEventDispatcher.h",
+     "    virtual uint32_t sendEvent(", "    virtual uint32_t peekEvent() = 0;\n    virtual uint32_t sendEvent("),
+    ("a swapped pair", "kfw/include/kfw/IFileSystemCache.h",
+     "    virtual uint32_t pinObject(const char* pUri) = 0;\n    virtual uint32_t pinObjectById(const CacheId* pId) = 0;\n",
+     "    virtual uint32_t pinObjectById(const CacheId* pId) = 0;\n    virtual uint32_t pinObject(const char* pUri) = 0;\n"),
+    ("a virtual destructor in a base", "kom/include/kom/unknown.h",
+     "protected:\n    ~IUnknown() = default;", "protected:\n    virtual ~IUnknown() = default;"),
+    ("a changed width", "kfw/include/kfw/IFileSystemCache.h",
+     "virtual uint32_t hasObject(const char* pUri, uint32_t* pExists)",
+     "virtual uint32_t hasObject(const char* pUri, uint64_t* pExists)"),
+    ("a widened field", "kfw/include/kfw/IFileSystemCache.h",
+     "    uint32_t mSize = 0;\n    uint8_t* mData", "    uint64_t mSize = 0;\n    uint8_t* mData"),
+    ("overloads in one order for both ABIs", "kfw/include/kfw/IEventDispatcher.h",
+     "#if defined(_MSC_VER)", "#if 0"),
+    ("a changed identity", "kfw/include/kfw/IIdleCallout.h", "IIdleCallout:1.0", "IIdleCallout:1.1"),
+    ("a changed result code", "kpr/include/kpr/codes.h", "0x9623000B", "0x9623000D + 0"),
+    ("a changed class identity", "kfw/include/kfw/classes.h", "a20d8cf0", "a20d8cf1"),
+]
+
+
+def caught(header, old, new):
+    with tempfile.TemporaryDirectory() as folder:
+        for layer in ("kpr", "kom", "kfw"):
+            shutil.copytree(os.path.join(ROOT, layer, "include"), os.path.join(folder, layer, "include"))
+        path = os.path.join(folder, header)
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        if old not in text:
+            print(f"    the text to break is gone from {header}")
+            return False
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text.replace(old, new, 1))
+        result = subprocess.run([sys.executable, os.path.join(HERE, "check.py"), "--root", folder],
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        return result.returncode != 0 and not re.search("Traceback|does not compile", result.stdout)
+
+
+def main():
+    report = {"passed": 0, "failed": 0, "skipped": 0, "reasons": []}
+    for name, header, old, new in BREAKS:
+        good = caught(header, old, new)
+        print(f"{name}: {'caught' if good else 'NOT CAUGHT'}")
+        report["passed" if good else "failed"] += 1
+    if len(sys.argv) > 2 and sys.argv[1] == "--report":
+        with open(sys.argv[2], "w", encoding="utf-8") as file:
+            json.dump(report, file)
+    return 1 if report["failed"] else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

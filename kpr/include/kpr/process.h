@@ -1,0 +1,29 @@
+// What a program is told by whoever starts it: arguments, environment and standard streams.
+#pragma once
+
+#include <cstdint>
+
+#include "kpr/api.h"
+
+extern "C" {
+
+/// The program's arguments, in one block that the receiver gives back with kprFree (dso.h).
+struct KprArgumentList {
+    uint32_t count;            ///< with the program's own name, which is the first
+    const char* const* values; ///< UTF-8, and a null pointer after the last
+};
+
+enum KprStandardStream : uint32_t { KPR_STDIN = 0, KPR_STDOUT = 1, KPR_STDERR = 2 };
+
+/// The arguments of the running program in UTF-8, whatever the system's code page is. On Linux they are the
+/// bytes that the program was started with. KPR_E_BAD_NAME when one of them is no Unicode text.
+KPR_API uint32_t kprGetArguments(KprArgumentList** pList);
+/// A variable of the environment, in UTF-8; KPR_E_NOT_FOUND when it is not set.
+KPR_API uint32_t kprGetEnvironment(const char* pName, char* pBuffer, uint32_t pSize);
+/// Whether a KprStandardStream is a terminal: *pTerminal is 1 or 0.
+KPR_API uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal);
+/// Makes standard input and output pass bytes unchanged (no line-end conversion). Call it before either is
+/// used.
+KPR_API uint32_t kprSetBinaryStdio(void);
+
+} // extern "C"

@@ -1,0 +1,43 @@
+// The blocks that kprFree gives back: a hidden head that knows how to let go of the content, then the
+// content.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "kpr/dso.h"
+#include "kpr/process.h"
+
+namespace kpr {
+
+/// One block of pSize bytes, zeroed; pRelease (may be null) is called with it before it is freed. Null when
+/// memory is out.
+void* allocateBlock(size_t pSize, void (*pRelease)(void*)) noexcept;
+
+using AttributePairs = std::vector<std::pair<std::string, std::string>>;
+
+/// Copies attributes into one block.
+uint32_t makeAttributeList(const AttributePairs& pPairs, KprAttributeList** pList);
+
+struct ModuleEntry {
+    std::string path;
+    KprDSO handle;
+};
+
+/// Copies modules into one block, which owns the handles from then on, also when this fails.
+uint32_t makeModuleList(const std::vector<ModuleEntry>& pModules, KprModuleList** pList);
+
+/// Copies a program's arguments into one block.
+uint32_t makeArgumentList(const std::vector<std::string>& pArguments, KprArgumentList** pList);
+
+/// What an open module's own dsoGetAttributes says: E_NOT_SUPPORTED when it has none.
+uint32_t readOwnAttributes(KprDSO pHandle, AttributePairs* pPairs);
+
+/// What the module's file says (target specific); nothing that the file lacks.
+uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs);
+
+} // namespace kpr

@@ -1,0 +1,61 @@
+#include "kpr/process.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <unistd.h>
+
+#include "kpr/file.h"
+#include "kpr_block.h"
+#include "kpr_error.h"
+#include "kpr_internal.h"
+
+namespace {
+
+uint32_t readCommandLine(std::string* pBytes)
+{
+    KprFile tFile;
+    if (auto tRes = kprOpenFile("/proc/self/cmdline", KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
+    uint32_t tRes, tRead;
+    do {
+        char tPiece[4096];
+        tRes = kprRead(tFile, tPiece, sizeof tPiece, &tRead);
+        pBytes->append(tPiece, tRead);
+    } while (!KFAILED(tRes) && tRead);
+    kprCloseFile(tFile);
+    return tRes;
+}
+
+} // namespace
+
+uint32_t kprGetArguments(KprArgumentList** pList)
+{
+    if (!pList) return E_INVALIDARG;
+    *pList = nullptr;
+    std::string tBytes; // each argument with its terminator
+    if (auto tRes = readCommandLine(&tBytes); KFAILED(tRes)) return tRes;
+    std::vector<std::string> tArguments;
+    for (size_t tPos = 0; tPos < tBytes.size(); tPos += tArguments.back().size() + 1)
+        tArguments.emplace_back(tBytes.c_str() + tPos);
+    return kpr::makeArgumentList(tArguments, pList);
+}
+
+uint32_t kprGetEnvironment(const char* pName, char* pBuffer, uint32_t pSize)
+{
+    if (!pName || !pBuffer) return E_INVALIDARG;
+    const char* tValue = std::getenv(pName);
+    return tValue ? kpr::copyOut(tValue, pBuffer, pSize) : KPR_E_NOT_FOUND;
+}
+
+uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal)
+{
+    if (!pTerminal || pStream > KPR_STDERR) return E_INVALIDARG;
+    *pTerminal = isatty(static_cast<int>(pStream)) ? 1 : 0;
+    return K_SUCCESS;
+}
+
+uint32_t kprSetBinaryStdio(void)
+{
+    return K_SUCCESS;
+} // they are

@@ -265,7 +265,7 @@ TEST_F(EventDispatcherTest, takesAnyPositiveAnswerForNotConsumed)
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
     for (const uint32_t tAnswer : {1u, 2u, 0x7FFFFFFFu}) {
-        tEvent->consumedCode = tAnswer;
+        tEvent->answers.consumedCode = tAnswer;
         EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0u);
     }
     EXPECT_EQ(mServed.size(), 3u);
@@ -295,7 +295,7 @@ TEST_F(EventDispatcherTest, failsWhenTheTypeCannotBeRead)
     add(nullptr, "all");
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
-    tEvent->typeCode = E_NOT_SUPPORTED;
+    tEvent->answers.typeCode = E_NOT_SUPPORTED;
     EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0x80004005u);
     EXPECT_EQ(mServed, Strings{"all:type"}) << "those of all types have been served by then";
     EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG,
@@ -308,7 +308,7 @@ TEST_F(EventDispatcherTest, readsTheTypeWithAPositiveAnswerToo)
 {
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
-    tEvent->typeCode = 7;
+    tEvent->answers.typeCode = 7;
     EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0u);
     EXPECT_EQ(mServed, Strings{"one:type"});
 }
@@ -319,7 +319,7 @@ TEST_F(EventDispatcherTest, skipsARegistrationWhenItCannotTellWhetherTheEventIsC
     add("type", "one");
     add("type", "two");
     const auto tEvent = TestEvent::make("type");
-    tEvent->consumedCode = E_FAIL;
+    tEvent->answers.consumedCode = E_FAIL;
     EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0u);
     EXPECT_TRUE(mServed.empty());
     EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG,
@@ -332,7 +332,7 @@ TEST_F(EventDispatcherTest, skipsARegistrationWhenItCannotTellWhetherTheEventIsC
 TEST_F(EventDispatcherTest, goesOnWhenTheQuestionCanBeAnsweredAgain)
 {
     const auto tFirst = TestConsumer::make([](TestEvent* pEvent) {
-        pEvent->consumedCode = E_FAIL;
+        pEvent->answers.consumedCode = E_FAIL;
         return 0u;
     });
     mDispatcher->addConsumer(tFirst.get());
@@ -340,7 +340,7 @@ TEST_F(EventDispatcherTest, goesOnWhenTheQuestionCanBeAnsweredAgain)
     add(nullptr, "skipped");
     mDispatcher->sendEvent(tEvent.get());
     EXPECT_TRUE(mServed.empty());
-    tEvent->consumedCode = 1;
+    tEvent->answers.consumedCode = 1;
     mDispatcher->removeConsumer(tFirst.get());
     mDispatcher->sendEvent(tEvent.get());
     EXPECT_EQ(mServed, Strings{"skipped:type"});
@@ -413,7 +413,7 @@ TEST_F(EventDispatcherTest, doesNotMindFailuresWhileItDrains)
 {
     add("type", "one", E_FAIL);
     const auto tBad = TestEvent::make("type");
-    tBad->typeCode = E_FAIL;
+    tBad->answers.typeCode = E_FAIL;
     mDispatcher->postEvent(tBad.get());
     post("type");
     EXPECT_EQ(mApp->idle(), 1u);

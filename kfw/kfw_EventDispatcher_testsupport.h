@@ -13,6 +13,12 @@
 
 namespace vel::kos::test {
 
+/// What an event answers.
+struct EventAnswers {
+    uint32_t typeCode = 0;
+    uint32_t consumedCode = 1;
+};
+
 /// An event that answers what a test tells it to.
 class TestEvent : public kom::Implements<TestEvent, fw::IEvent> {
     friend Implements;
@@ -31,19 +37,18 @@ public:
     {
         ++typeQuestions;
         *pType = type ? komStrDup(type->c_str()) : nullptr;
-        return typeCode;
+        return answers.typeCode;
     }
     uint32_t consume() override
     {
-        consumedCode = 0;
+        answers.consumedCode = 0;
         return 0;
     }
-    uint32_t isConsumed() override { return consumedCode; }
+    uint32_t isConsumed() override { return answers.consumedCode; }
     uint32_t references() const { return mRefCount.value(); }
 
     std::optional<std::string> type; ///< none: a null pointer
-    uint32_t typeCode = 0;
-    uint32_t consumedCode = 1;
+    EventAnswers answers;
     uint32_t typeQuestions = 0;
     std::function<void()> onEnd;
 

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <thread>
 
+#include "kom/ref.h"
 #include "kutil/log.h"
 
 namespace vel::kos::util {

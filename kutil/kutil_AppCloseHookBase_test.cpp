@@ -39,18 +39,22 @@ private:
 
 class CloseHook : public testing::Test {
 protected:
-    CloseHook() { komGetHeapStats(&mBefore); }
     ~CloseHook() override
     {
         mApp.reset();
-        KomHeapStats tAfter;
-        komGetHeapStats(&tAfter);
-        EXPECT_EQ(tAfter.liveObjects, mBefore.liveObjects);
+        EXPECT_EQ(liveObjects(), mLiveBefore);
+    }
+
+    static uint64_t liveObjects()
+    {
+        KomHeapStats tStats;
+        komGetHeapStats(&tStats);
+        return tStats.liveObjects;
     }
 
     kom::Ref<Hook> make(int pOrder) { return kom::retain(new Hook(mApp.get(), pOrder, mCalls)); }
 
-    KomHeapStats mBefore;
+    const uint64_t mLiveBefore = liveObjects();
     kom::Ref<TestApplication> mApp = TestApplication::make();
     std::vector<int> mCalls;
 };
@@ -123,11 +127,12 @@ TEST_F(CloseHook, AnswersItsIdentities)
     EXPECT_EQ(tFace, nullptr);
     EXPECT_STREQ(tHook->getInterfaceId(), "IDL:vel/kos/fw/IAppCloseHook:1.0");
 
-    void* tCom = &tHook;
+    void* tCom = this;
     EXPECT_EQ(tHook->QueryInterface(nullptr, &tCom), E_NOINTERFACE);
     EXPECT_EQ(tCom, nullptr);
     EXPECT_EQ(tHook->AddRef(), 3u);
     EXPECT_EQ(tHook->Release(), 2u);
+    tHook->reset(); // the hook holds the application, which holds the hook
 }
 
 TEST_F(CloseHook, ReportsAnApplicationThatHasNoHooks)

@@ -86,7 +86,7 @@ TEST(MoFile, RefusesTextsOutsideOfTheFile)
             expectRefused(with(8, tBad, tBigEndian), OUTSIDE);  // the number of texts
             expectRefused(with(12, tBad, tBigEndian), OUTSIDE); // the tables
             expectRefused(with(16, tBad, tBigEndian), OUTSIDE);
-            for (const uint32_t tRow : {28u, 28 + 8 * tCount, 28 + 16 * tCount - 8}) {
+            for (const uint32_t tRow : {28u + 8, 28 + 8 * tCount, 28 + 16 * tCount - 16}) {
                 expectRefused(with(tRow, tBad, tBigEndian), OUTSIDE);     // a length
                 expectRefused(with(tRow + 4, tBad, tBigEndian), OUTSIDE); // an offset
             }

@@ -1,0 +1,232 @@
+#include <windows.h>
+// after windows.h
+#include <psapi.h>
+
+#include <cstring>
+
+#include "kpr/dso.h"
+#include "kpr_block.h"
+#include "kpr_error.h"
+#include "kpr_version_resource.h"
+#include "kpr_wide_win.h"
+
+namespace {
+
+// Plain bytes: they need no destructor at a thread's end.
+thread_local char tErrorText[512];
+
+HMODULE toModule(KprDSO pHandle)
+{
+    return reinterpret_cast<HMODULE>(pHandle);
+}
+
+void keepErrorText(DWORD pError)
+{
+    tErrorText[0] = '\0';
+    if (pError == ERROR_SUCCESS) return;
+    wchar_t tWide[256];
+    DWORD tLength = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                                   pError, 0, tWide, static_cast<DWORD>(std::size(tWide)), nullptr);
+    while (tLength > 0 &&
+           (tWide[tLength - 1] == L'\n' || tWide[tLength - 1] == L'\r' || tWide[tLength - 1] == L' '))
+        --tLength;
+    std::string tText;
+    if (tLength == 0 || KFAILED(kpr::toUtf8({tWide, tLength}, &tText)))
+        tText = "error " + std::to_string(pError) + " of the operating system";
+    tText.resize(std::min(tText.size(), sizeof tErrorText - 1));
+    std::memcpy(tErrorText, tText.c_str(), tText.size() + 1);
+}
+
+uint32_t modulePath(HMODULE pModule, std::string* pPath)
+{
+    std::wstring tPath(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD tLength = GetModuleFileNameW(pModule, tPath.data(), static_cast<DWORD>(tPath.size()));
+        if (tLength == 0) return kpr::lastError();
+        if (tLength < tPath.size()) {
+            tPath.resize(tLength);
+            return kpr::toUtf8(kpr::withoutLongPrefix(tPath), pPath);
+        }
+        tPath.resize(tPath.size() * 2);
+    }
+}
+
+// Never destroyed: threads may ask until the process ends.
+const std::string& programPath()
+{
+    static const std::string& tPath = *[] {
+        auto* tRead = new std::string;
+        modulePath(nullptr, tRead);
+        return tRead;
+    }();
+    return tPath;
+}
+
+uint32_t moduleHolding(const void* pAddress, DWORD pFlags, HMODULE* pModule)
+{
+    if (!pAddress) return E_INVALIDARG;
+    return GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | pFlags, static_cast<LPCWSTR>(pAddress),
+                              pModule)
+               ? uint32_t{K_SUCCESS}
+               : uint32_t{KPR_E_NOT_FOUND};
+}
+
+// Keeps the system from showing a dialog when a module cannot be loaded.
+class QuietErrors {
+public:
+    QuietErrors() { SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &mBefore); }
+    ~QuietErrors() { SetThreadErrorMode(mBefore, nullptr); }
+    QuietErrors(const QuietErrors&) = delete;
+    QuietErrors& operator=(const QuietErrors&) = delete;
+
+private:
+    DWORD mBefore = 0;
+};
+
+uint32_t listModules(std::vector<HMODULE>* pModules)
+{
+    pModules->resize(256);
+    for (;;) {
+        const DWORD tRoom = static_cast<DWORD>(pModules->size() * sizeof(HMODULE));
+        DWORD tNeeded = 0;
+        if (!EnumProcessModules(GetCurrentProcess(), pModules->data(), tRoom, &tNeeded))
+            return kpr::lastError();
+        pModules->resize(tNeeded / sizeof(HMODULE));
+        if (tNeeded <= tRoom) return K_SUCCESS;
+    }
+}
+
+} // namespace
+
+namespace kpr {
+
+uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
+{
+    // The resource lies in the loaded image, so no file is read.
+    const HRSRC tResource = FindResourceW(toModule(pHandle), MAKEINTRESOURCEW(VS_VERSION_INFO), RT_VERSION);
+    const HGLOBAL tLoaded = tResource ? LoadResource(toModule(pHandle), tResource) : nullptr;
+    const void* tBytes = tLoaded ? LockResource(tLoaded) : nullptr;
+    if (tBytes)
+        readVersionResource(
+            {static_cast<const uint8_t*>(tBytes), SizeofResource(toModule(pHandle), tResource)}, pPairs);
+    return K_SUCCESS;
+}
+
+} // namespace kpr
+
+uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
+{
+    if (!pHandle) return E_INVALIDARG;
+    *pHandle = 0;
+    if (!pPath || pFlags != 0) return E_INVALIDARG;
+    keepErrorText(ERROR_SUCCESS);
+
+    std::wstring tPath;
+    const bool tIsPath = std::strpbrk(pPath, "/\\") != nullptr;
+    if (auto tRes = tIsPath ? kpr::toWidePath(pPath, &tPath) : kpr::toWide(pPath, &tPath); KFAILED(tRes)) {
+        keepErrorText(ERROR_INVALID_NAME);
+        return tRes;
+    }
+    DWORD tFlags = 0;
+    if (tIsPath) {
+        // The altered search, which finds what the module needs beside it, wants an absolute path.
+        wchar_t* tRest;
+        std::wstring tFull(GetFullPathNameW(tPath.c_str(), 0, nullptr, nullptr), L'\0');
+        tFull.resize(GetFullPathNameW(tPath.c_str(), static_cast<DWORD>(tFull.size()), tFull.data(), &tRest));
+        if (!tFull.empty()) tPath = tFull;
+        tFlags = LOAD_WITH_ALTERED_SEARCH_PATH;
+    }
+    QuietErrors tQuiet;
+    const HMODULE tModule = LoadLibraryExW(tPath.c_str(), nullptr, tFlags);
+    if (!tModule) {
+        const DWORD tError = GetLastError();
+        keepErrorText(tError);
+        if (tError != ERROR_MOD_NOT_FOUND) {
+            const uint32_t tRes = kpr::errorFromSystem(tError);
+            return tRes == KPR_E_NOT_FOUND || tRes == KPR_E_ACCESS_DENIED || tRes == E_OUTOFMEMORY
+                       ? tRes
+                       : uint32_t{KPR_E_NOT_A_DSO};
+        }
+        // The same error when the file is missing and when something that it needs is.
+        const bool tThere = tIsPath && GetFileAttributesW(tPath.c_str()) != INVALID_FILE_ATTRIBUTES;
+        return tThere ? KPR_E_NOT_A_DSO : KPR_E_NOT_FOUND;
+    }
+    *pHandle = reinterpret_cast<KprDSO>(tModule);
+    return K_SUCCESS;
+}
+
+uint32_t kprCloseDSO(KprDSO pHandle)
+{
+    return pHandle && FreeLibrary(toModule(pHandle)) ? K_SUCCESS : KPR_E_BAD_HANDLE;
+}
+
+uint32_t kprGetDSOSymbol(KprDSO pHandle, const char* pName, void** pAddress)
+{
+    if (!pAddress) return E_INVALIDARG;
+    *pAddress = nullptr;
+    if (!pName) return E_INVALIDARG;
+    if (!pHandle) return KPR_E_BAD_HANDLE;
+    *pAddress = reinterpret_cast<void*>(GetProcAddress(toModule(pHandle), pName));
+    return *pAddress ? K_SUCCESS : KPR_E_NO_SYMBOL;
+}
+
+const char* kprGetDSOErrorText(void)
+{
+    return tErrorText;
+}
+
+uint32_t kprListLoadedModules(KprModuleList** pList)
+{
+    if (!pList) return E_INVALIDARG;
+    *pList = nullptr;
+    std::vector<HMODULE> tHandles;
+    if (auto tRes = listModules(&tHandles); KFAILED(tRes)) return tRes;
+    std::vector<kpr::ModuleEntry> tModules;
+    for (HMODULE tListed : tHandles) {
+        HMODULE tHandle = nullptr;
+        if (KFAILED(moduleHolding(tListed, 0, &tHandle))) continue; // unloaded since
+        std::string tPath;
+        if (KFAILED(modulePath(tHandle, &tPath)))
+            FreeLibrary(tHandle);
+        else
+            tModules.push_back({std::move(tPath), reinterpret_cast<KprDSO>(tHandle)});
+    }
+    return kpr::makeModuleList(tModules, pList);
+}
+
+const char* kprGetDSOPrefix(void)
+{
+    return "";
+}
+const char* kprGetDSOSuffix(void)
+{
+    return ".dll";
+}
+
+uint32_t kprGetModulePath(const void* pAddress, char* pBuffer, uint32_t pSize)
+{
+    HMODULE tModule;
+    if (auto tRes = moduleHolding(pAddress, GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, &tModule);
+        KFAILED(tRes))
+        return tRes;
+    std::string tPath;
+    const uint32_t tRes = modulePath(tModule, &tPath);
+    return KFAILED(tRes) ? tRes : kpr::copyOut(tPath, pBuffer, pSize);
+}
+
+uint32_t kprPinModule(const void* pAddress)
+{
+    HMODULE tModule;
+    return moduleHolding(pAddress, GET_MODULE_HANDLE_EX_FLAG_PIN, &tModule);
+}
+
+const char* kprGetProgramName(void)
+{
+    const std::string& tPath = programPath();
+    return tPath.c_str() + tPath.rfind('\\') + 1;
+}
+
+const char* kprGetProgramPath(void)
+{
+    return programPath().c_str();
+}

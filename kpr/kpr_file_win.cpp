@@ -1,0 +1,267 @@
+#include <windows.h>
+
+#include <algorithm>
+
+#include "kpr/file.h"
+#include "kpr_error.h"
+#include "kpr_filetime_win.h"
+#include "kpr_kind_win.h"
+#include "kpr_wide_win.h"
+
+namespace {
+
+constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// -1 is also the pseudo-handle of the process, which no file function must get.
+HANDLE toHandle(KprFile pFile)
+{
+    return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile);
+}
+
+DWORD toAccess(uint32_t pMode)
+{
+    DWORD tAccess = 0;
+    if (pMode & KPR_OPEN_READ) tAccess |= GENERIC_READ;
+    // Without the right to write data, every write goes to the end.
+    if (pMode & KPR_OPEN_WRITE)
+        tAccess |= pMode & KPR_OPEN_APPEND ? FILE_GENERIC_WRITE & ~static_cast<DWORD>(FILE_WRITE_DATA)
+                                           : static_cast<DWORD>(GENERIC_WRITE);
+    return tAccess;
+}
+
+// Truncation is a step of its own: asking for it here would refuse hidden files and change attributes.
+DWORD toDisposition(uint32_t pMode)
+{
+    if (pMode & KPR_OPEN_EXCLUSIVE) return CREATE_NEW;
+    return pMode & KPR_OPEN_CREATE ? OPEN_ALWAYS : OPEN_EXISTING;
+}
+
+uint32_t openHandle(const std::wstring& pPath, uint32_t pMode, DWORD pFlags, HANDLE* pHandle)
+{
+    const uint32_t tError = kpr::retried([&] {
+        *pHandle = CreateFileW(pPath.c_str(), toAccess(pMode), SHARE_ALL, nullptr, toDisposition(pMode),
+                               FILE_ATTRIBUTE_NORMAL | pFlags, nullptr);
+        return *pHandle != INVALID_HANDLE_VALUE;
+    });
+    if (tError == 0) return K_SUCCESS;
+    if (tError == ERROR_ACCESS_DENIED && kpr::isDirectory(pPath))
+        return pMode & KPR_OPEN_REGULAR ? KPR_E_NOT_REGULAR : KPR_E_IS_DIRECTORY;
+    return kpr::errorFromSystem(tError);
+}
+
+bool isSameFile(const BY_HANDLE_FILE_INFORMATION& pOne, const BY_HANDLE_FILE_INFORMATION& pOther)
+{
+    return pOne.dwVolumeSerialNumber == pOther.dwVolumeSerialNumber &&
+           pOne.nFileIndexHigh == pOther.nFileIndexHigh && pOne.nFileIndexLow == pOther.nFileIndexLow;
+}
+
+DWORD reparseTag(HANDLE pHandle)
+{
+    FILE_ATTRIBUTE_TAG_INFO tInfo;
+    // A point whose tag cannot be told is taken for a link, the careful answer.
+    return GetFileInformationByHandleEx(pHandle, FileAttributeTagInfo, &tInfo, sizeof tInfo)
+               ? tInfo.ReparseTag
+               : IO_REPARSE_TAG_SYMLINK;
+}
+
+// Opened without following anything: lets only regular files pass.
+uint32_t checkRegular(const std::wstring& pPath, uint32_t pMode, HANDLE* pHandle)
+{
+    BY_HANDLE_FILE_INFORMATION tInfo;
+    if (GetFileType(*pHandle) != FILE_TYPE_DISK) return KPR_E_NOT_REGULAR;
+    if (!GetFileInformationByHandle(*pHandle, &tInfo)) return kpr::lastError();
+    if (!(tInfo.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT))
+        return kpr::toKind(tInfo.dwFileAttributes, 0) == KPR_KIND_FILE ? K_SUCCESS : KPR_E_NOT_REGULAR;
+    if (kpr::toKind(tInfo.dwFileAttributes, reparseTag(*pHandle)) != KPR_KIND_FILE) return KPR_E_NOT_REGULAR;
+
+    // A file whose content the file system keeps elsewhere is read through its reparse point.
+    HANDLE tContent;
+    const uint32_t tReopen = pMode & ~static_cast<uint32_t>(KPR_OPEN_CREATE | KPR_OPEN_EXCLUSIVE);
+    if (auto tRes = openHandle(pPath, tReopen, 0, &tContent); KFAILED(tRes)) return tRes;
+    std::swap(*pHandle, tContent);
+    CloseHandle(tContent);
+    BY_HANDLE_FILE_INFORMATION tContentInfo;
+    if (!GetFileInformationByHandle(*pHandle, &tContentInfo)) return kpr::lastError();
+    return isSameFile(tInfo, tContentInfo) ? K_SUCCESS : KPR_E_NOT_REGULAR;
+}
+
+bool isEndOfFile(DWORD pError)
+{
+    return pError == ERROR_HANDLE_EOF || pError == ERROR_BROKEN_PIPE;
+}
+
+uint32_t readPiece(KprFile pFile, void* pBuffer, uint32_t pLength, OVERLAPPED* pWhere, uint32_t* pRead)
+{
+    DWORD tRead = 0;
+    if (!ReadFile(toHandle(pFile), pBuffer, pLength, &tRead, pWhere) && !isEndOfFile(GetLastError()))
+        return kpr::lastError();
+    *pRead = tRead;
+    return K_SUCCESS;
+}
+
+uint32_t writePiece(KprFile pFile, const void* pBuffer, uint32_t pLength, OVERLAPPED* pWhere,
+                    uint32_t* pWritten)
+{
+    DWORD tWritten = 0;
+    const bool tDone = WriteFile(toHandle(pFile), pBuffer, pLength, &tWritten, pWhere);
+    *pWritten = tWritten;
+    return tDone ? K_SUCCESS : kpr::lastError();
+}
+
+OVERLAPPED toOverlapped(uint64_t pOffset)
+{
+    OVERLAPPED tWhere{};
+    tWhere.Offset = static_cast<DWORD>(pOffset & 0xFFFFFFFFu);
+    tWhere.OffsetHigh = static_cast<DWORD>(pOffset >> 32);
+    return tWhere;
+}
+
+} // namespace
+
+uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
+{
+    if (!pFile) return E_INVALIDARG;
+    *pFile = KPR_NO_FILE;
+    if (!pPath || !kpr::isValidOpenMode(pMode)) return E_INVALIDARG;
+    std::wstring tPath;
+    if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
+
+    // A server of a named pipe must not act in our name.
+    const DWORD tFlags = pMode & KPR_OPEN_REGULAR
+                             ? FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS
+                             : 0;
+    HANDLE tHandle;
+    if (auto tRes = openHandle(tPath, pMode, tFlags, &tHandle); KFAILED(tRes)) return tRes;
+    uint32_t tRes = K_SUCCESS;
+    if (pMode & KPR_OPEN_REGULAR) tRes = checkRegular(tPath, pMode, &tHandle);
+    if (!KFAILED(tRes) && (pMode & KPR_OPEN_TRUNCATE) && !SetEndOfFile(tHandle)) tRes = kpr::lastError();
+    if (KFAILED(tRes)) {
+        CloseHandle(tHandle);
+        return tRes;
+    }
+    *pFile = reinterpret_cast<KprFile>(tHandle);
+    return K_SUCCESS;
+}
+
+uint32_t kprCloseFile(KprFile pFile)
+{
+    return toHandle(pFile) && CloseHandle(toHandle(pFile)) ? K_SUCCESS : KPR_E_BAD_HANDLE;
+}
+
+uint32_t kprRead(KprFile pFile, void* pBuffer, uint32_t pLength, uint32_t* pRead)
+{
+    if (!pBuffer || !pRead) return E_INVALIDARG;
+    *pRead = 0;
+    // A pipe gives what it has; a file gives everything at once.
+    while (*pRead < pLength) {
+        uint32_t tPiece = 0;
+        const uint32_t tRes =
+            readPiece(pFile, static_cast<char*>(pBuffer) + *pRead, pLength - *pRead, nullptr, &tPiece);
+        if (KFAILED(tRes) || tPiece == 0) return tRes;
+        *pRead += tPiece;
+    }
+    return K_SUCCESS;
+}
+
+uint32_t kprWrite(KprFile pFile, const void* pBuffer, uint32_t pLength, uint32_t* pWritten)
+{
+    if (!pBuffer || !pWritten) return E_INVALIDARG;
+    return writePiece(pFile, pBuffer, pLength, nullptr, pWritten);
+}
+
+uint32_t kprSeek(KprFile pFile, int64_t pOffset, uint32_t pOrigin, uint64_t* pNewOffset)
+{
+    constexpr DWORD tOrigins[] = {FILE_BEGIN, FILE_CURRENT, FILE_END};
+    if (pOrigin >= std::size(tOrigins)) return E_INVALIDARG;
+    LARGE_INTEGER tDistance, tOffset;
+    tDistance.QuadPart = pOffset;
+    if (!SetFilePointerEx(toHandle(pFile), tDistance, &tOffset, tOrigins[pOrigin])) return kpr::lastError();
+    if (pNewOffset) *pNewOffset = static_cast<uint64_t>(tOffset.QuadPart);
+    return K_SUCCESS;
+}
+
+uint32_t kprSeekAndRead(KprFile pFile, uint64_t pOffset, void* pBuffer, uint32_t pLength, uint32_t* pRead)
+{
+    if (!pBuffer || !pRead || !kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
+    *pRead = 0;
+    OVERLAPPED tWhere = toOverlapped(pOffset);
+    return readPiece(pFile, pBuffer, pLength, &tWhere, pRead);
+}
+
+uint32_t kprSeekAndWrite(KprFile pFile, uint64_t pOffset, const void* pBuffer, uint32_t pLength,
+                         uint32_t* pWritten)
+{
+    if (!pBuffer || !pWritten || !kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
+    OVERLAPPED tWhere = toOverlapped(pOffset);
+    return writePiece(pFile, pBuffer, pLength, &tWhere, pWritten);
+}
+
+uint32_t kprSyncFile(KprFile pFile)
+{
+    return FlushFileBuffers(toHandle(pFile)) ? K_SUCCESS : kpr::lastError();
+}
+
+uint32_t kprGetFileInfo(const char* pPath, uint32_t, KprFileInfo* pInfo)
+{
+    if (!pPath || !pInfo) return E_INVALIDARG;
+    *pInfo = {};
+    std::wstring tPath;
+    if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
+    WIN32_FILE_ATTRIBUTE_DATA tData;
+    const uint32_t tError = kpr::retried(
+        [&] { return GetFileAttributesExW(tPath.c_str(), GetFileExInfoStandard, &tData) != FALSE; });
+    if (tError != 0) return kpr::errorFromSystem(tError);
+    DWORD tTag = 0;
+    if (tData.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) {
+        WIN32_FIND_DATAW tFound; // the only way to the tag that needs no right to the file
+        const HANDLE tFind = FindFirstFileW(tPath.c_str(), &tFound);
+        if (tFind == INVALID_HANDLE_VALUE) return kpr::lastError();
+        FindClose(tFind);
+        tTag = tFound.dwReserved0;
+    }
+    *pInfo = {kpr::toKind(tData.dwFileAttributes, tTag), 0,
+              kpr::toUint64(tData.nFileSizeHigh, tData.nFileSizeLow),
+              kpr::fromFileTime(tData.ftLastWriteTime), kpr::fromFileTime(tData.ftLastAccessTime)};
+    return K_SUCCESS;
+}
+
+uint32_t kprGetOpenFileInfo(KprFile pFile, uint32_t, KprFileInfo* pInfo)
+{
+    if (!pInfo) return E_INVALIDARG;
+    *pInfo = {};
+    BY_HANDLE_FILE_INFORMATION tInfo;
+    if (!GetFileInformationByHandle(toHandle(pFile), &tInfo)) {
+        const uint32_t tRes = kpr::lastError();
+        return GetFileType(toHandle(pFile)) == FILE_TYPE_UNKNOWN ? tRes
+                                                                 : uint32_t{K_SUCCESS}; // a device, a pipe
+    }
+    const DWORD tTag =
+        tInfo.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT ? reparseTag(toHandle(pFile)) : 0;
+    *pInfo = {kpr::toKind(tInfo.dwFileAttributes, tTag), 0,
+              kpr::toUint64(tInfo.nFileSizeHigh, tInfo.nFileSizeLow),
+              kpr::fromFileTime(tInfo.ftLastWriteTime), kpr::fromFileTime(tInfo.ftLastAccessTime)};
+    return K_SUCCESS;
+}
+
+uint32_t kprSetFileTime(const char* pPath, const KprTime* pAccessed, const KprTime* pModified)
+{
+    if (!pPath || !kpr::isValidTime(pAccessed) || !kpr::isValidTime(pModified)) return E_INVALIDARG;
+    FILETIME tAccessed, tModified;
+    if ((pAccessed && !kpr::toFileTime(*pAccessed, &tAccessed)) ||
+        (pModified && !kpr::toFileTime(*pModified, &tModified)))
+        return E_INVALIDARG;
+    std::wstring tPath;
+    if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
+    HANDLE tHandle = INVALID_HANDLE_VALUE;
+    uint32_t tError = kpr::retried([&] {
+        tHandle = CreateFileW(tPath.c_str(), FILE_WRITE_ATTRIBUTES, SHARE_ALL, nullptr, OPEN_EXISTING,
+                              FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+        return tHandle != INVALID_HANDLE_VALUE;
+    });
+    if (tError != 0) return kpr::errorFromSystem(tError);
+    const bool tDone =
+        SetFileTime(tHandle, nullptr, pAccessed ? &tAccessed : nullptr, pModified ? &tModified : nullptr);
+    tError = tDone ? 0 : GetLastError();
+    CloseHandle(tHandle);
+    return tDone ? K_SUCCESS : kpr::errorFromSystem(tError);
+}

@@ -1,0 +1,70 @@
+// Byte-range locks of Windows. They are mandatory and belong to the handle.
+#include <windows.h>
+
+#include "kpr/file.h"
+#include "kpr_error.h"
+#include "kpr_internal.h"
+
+namespace {
+
+struct Range {
+    OVERLAPPED where;
+    DWORD low;
+    DWORD high;
+};
+
+Range toRange(uint64_t pOffset, uint64_t pLength)
+{
+    Range tRange{};
+    tRange.where.Offset = static_cast<DWORD>(pOffset & 0xFFFFFFFFu);
+    tRange.where.OffsetHigh = static_cast<DWORD>(pOffset >> 32);
+    // To the end of any file: the whole of it, also what is yet to be written.
+    const uint64_t tLength = pLength ? pLength : UINT64_MAX - pOffset;
+    tRange.low = static_cast<DWORD>(tLength & 0xFFFFFFFFu);
+    tRange.high = static_cast<DWORD>(tLength >> 32);
+    return tRange;
+}
+
+HANDLE toHandle(KprFile pFile)
+{
+    return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile);
+}
+
+} // namespace
+
+uint32_t kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength)
+{
+    if ((pMode & ~static_cast<uint32_t>(KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT)) ||
+        !kpr::isValidRange(pOffset, pLength))
+        return E_INVALIDARG;
+    Range tRange = toRange(pOffset, pLength);
+    DWORD tFlags = 0;
+    if (pMode & KPR_LOCK_EXCLUSIVE) tFlags |= LOCKFILE_EXCLUSIVE_LOCK;
+    if (pMode & KPR_LOCK_NO_WAIT) tFlags |= LOCKFILE_FAIL_IMMEDIATELY;
+    if (LockFileEx(toHandle(pFile), tFlags, 0, tRange.low, tRange.high, &tRange.where)) return K_SUCCESS;
+    return GetLastError() == ERROR_IO_PENDING ? uint32_t{KPR_E_LOCKED} : kpr::lastError();
+}
+
+uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
+{
+    if (!kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
+    Range tRange = toRange(pOffset, pLength);
+    if (UnlockFileEx(toHandle(pFile), 0, tRange.low, tRange.high, &tRange.where)) return K_SUCCESS;
+    return GetLastError() == ERROR_NOT_LOCKED ? uint32_t{K_SUCCESS} : kpr::lastError();
+}
+
+uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked)
+{
+    if (!pPath || !pLocked) return E_INVALIDARG;
+    *pLocked = 0;
+    KprFile tFile;
+    if (auto tRes = kprOpenFile(pPath, KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes)) return tRes;
+    // One byte that lies in every whole-file lock and past everything else.
+    uint32_t tRes = kprLockFile(tFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, INT64_MAX - 1, 1);
+    if (tRes == KPR_E_LOCKED) {
+        *pLocked = 1;
+        tRes = K_SUCCESS;
+    }
+    kprCloseFile(tFile); // which also gives the lock back
+    return tRes;
+}

@@ -1,0 +1,80 @@
+#include <windows.h>
+
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+#include "kpr/file.h"
+#include "kpr_error.h"
+#include "kpr_wide_win.h"
+
+namespace {
+
+// Replaces a file also while others have it open; they keep what they opened. Windows 10 and later, on file
+// systems that can; elsewhere this fails without having changed anything.
+bool replaceOpenTarget(const std::wstring& pFrom, const std::wstring& pTo)
+{
+    constexpr auto tInfoClass = static_cast<FILE_INFO_BY_HANDLE_CLASS>(22); // FileRenameInfoEx
+    constexpr DWORD tFlags = 0x1 | 0x2;                                     // replace, POSIX semantics
+    struct RenameInfo {
+        DWORD flags;
+        HANDLE root;
+        DWORD nameBytes;
+        wchar_t name[1];
+    };
+    const HANDLE tHandle = CreateFileW(
+        pFrom.c_str(), DELETE | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+        OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (tHandle == INVALID_HANDLE_VALUE) return false;
+    const size_t tBytes = pTo.size() * sizeof(wchar_t);
+    std::vector<std::max_align_t> tStorage((sizeof(RenameInfo) + tBytes) / sizeof(std::max_align_t) + 1);
+    auto* tInfo = reinterpret_cast<RenameInfo*>(tStorage.data());
+    *tInfo = {tFlags, nullptr, static_cast<DWORD>(tBytes), {}};
+    std::memcpy(tInfo->name, pTo.c_str(), tBytes + sizeof(wchar_t));
+    const bool tDone =
+        SetFileInformationByHandle(tHandle, tInfoClass, tInfo,
+                                   static_cast<DWORD>(offsetof(RenameInfo, name) + tBytes + sizeof(wchar_t)));
+    CloseHandle(tHandle);
+    return tDone;
+}
+
+uint32_t toWidePaths(const char* pFrom, const char* pTo, std::wstring* pWideFrom, std::wstring* pWideTo)
+{
+    if (!pFrom || !pTo) return E_INVALIDARG;
+    const uint32_t tRes = kpr::toWidePath(pFrom, pWideFrom);
+    return KFAILED(tRes) ? tRes : kpr::toWidePath(pTo, pWideTo);
+}
+
+} // namespace
+
+uint32_t kprMoveFile(const char* pFrom, const char* pTo)
+{
+    std::wstring tFrom, tTo;
+    if (auto tRes = toWidePaths(pFrom, pTo, &tFrom, &tTo); KFAILED(tRes)) return tRes;
+    const uint32_t tError = kpr::retried([&] { return MoveFileExW(tFrom.c_str(), tTo.c_str(), 0) != FALSE; });
+    return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
+}
+
+uint32_t kprReplaceFile(const char* pFrom, const char* pTo)
+{
+    std::wstring tFrom, tTo;
+    if (auto tRes = toWidePaths(pFrom, pTo, &tFrom, &tTo); KFAILED(tRes)) return tRes;
+    if (kpr::isDirectory(tTo)) return KPR_E_IS_DIRECTORY;
+    const uint32_t tError = kpr::retried(
+        [&] {
+            return replaceOpenTarget(tFrom, tTo) ||
+                   MoveFileExW(tFrom.c_str(), tTo.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE;
+        },
+        true);
+    return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
+}
+
+uint32_t kprRemoveFile(const char* pPath)
+{
+    if (!pPath) return E_INVALIDARG;
+    std::wstring tPath;
+    if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
+    const uint32_t tError = kpr::retried([&] { return DeleteFileW(tPath.c_str()) != FALSE; });
+    if (tError == ERROR_ACCESS_DENIED && kpr::isDirectory(tPath)) return KPR_E_IS_DIRECTORY;
+    return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
+}

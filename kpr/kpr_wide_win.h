@@ -1,0 +1,52 @@
+// UTF-8 outside, UTF-16 towards Windows: the only place where one becomes the other.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "kpr_internal.h"
+
+namespace kpr {
+
+/// UTF-8 to UTF-16. KPR_E_BAD_NAME when the bytes are no UTF-8 (encoded surrogates are none).
+uint32_t toWide(std::string_view pText, std::wstring* pWide);
+/// UTF-16 to UTF-8. KPR_E_BAD_NAME when a surrogate stands alone.
+uint32_t toUtf8(std::wstring_view pWide, std::string* pText);
+/// The same into a caller's buffer.
+uint32_t copyOutWide(std::wstring_view pWide, char* pBuffer, uint32_t pSize);
+
+/// A path as the system takes it: backslashes, and the "\\?\" form where the plain one would hit the limit
+/// of 260 characters. KPR_E_NOT_FOUND for the empty path.
+uint32_t toWidePath(const char* pPath, std::wstring* pWide);
+/// A native path without the "\\?\" that toWidePath adds again where it is needed.
+std::wstring withoutLongPrefix(std::wstring pPath);
+
+/// Whether the path names a directory (not a link to one).
+bool isDirectory(const std::wstring& pPath);
+
+/// Calls pOperation (true on success, else GetLastError tells) again for a bounded time, about a quarter of
+/// a second, while it fails because somebody else, a virus scanner most likely, has the file open or it is
+/// just being deleted; with pDenied also while access is denied, which is how replacing an open file fails.
+/// Answers the system's error, 0 on success.
+template <typename TOperation>
+uint32_t retried(TOperation pOperation, bool pDenied = false);
+
+/// Whether the last error of this thread passes by itself.
+bool isPassingError(uint32_t pError, bool pDenied);
+void pauseBeforeRetry(uint32_t pAttempt);
+uint32_t systemError();
+
+template <typename TOperation>
+uint32_t retried(TOperation pOperation, bool pDenied)
+{
+    constexpr uint32_t tAttempts = 9;
+    for (uint32_t tAttempt = 0;; ++tAttempt) {
+        if (pOperation()) return 0;
+        const uint32_t tError = systemError();
+        if (tAttempt + 1 == tAttempts || !isPassingError(tError, pDenied)) return tError;
+        pauseBeforeRetry(tAttempt);
+    }
+}
+
+} // namespace kpr

@@ -18,62 +18,52 @@ std::string_view nameOf(const char* pType) { return pType ? pType : ""; }
 
 } // namespace
 
-/// Goes over the registrations of one name, whatever becomes of the table meanwhile: the entry it stands on
-/// is held in place, and the next one is located from it only when it moves on.
+/// Goes over the registrations of one name. The next one is located only when the walk moves on, so that it
+/// reaches what was added meanwhile; a removal keeps the walk's place and the consumer it is serving.
 class EventDispatcher::Walk {
 public:
-    Walk(Consumers& pConsumers, std::string_view pName) : mConsumers(pConsumers), mName(pName)
+    Walk(EventDispatcher& pDispatcher, Consumers::iterator pEntry)
+        : mDispatcher(pDispatcher), mEntry(pEntry), mOuter(pDispatcher.mWalk)
     {
-        const auto tFirst = mConsumers.lower_bound(pName);
-        if (isOfName(tFirst)) stand(tFirst);
-        if (mStanding && mCurrent->second.removed) next();
+        pDispatcher.mWalk = this;
     }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
     ~Walk()
     {
-        if (mStanding) leave(mCurrent);
+        mDispatcher.mWalk = mOuter;
+        mDispatcher.dropIfEmpty(mEntry);
     }
 
-    bool atEnd() const { return !mStanding; }
-    fw::IEventConsumer* consumer() const { return mCurrent->second.consumer.get(); }
-
-    /// Moves on, over entries that are removed but still held by other walks.
-    void next()
+    /// The consumer to serve next, null at the end.
+    fw::IEventConsumer* next()
     {
-        do {
-            const auto tLeft = mCurrent;
-            const auto tNext = std::next(tLeft);
-            mStanding = false;
-            // The new place is taken before the old one is left: leaving may destroy a consumer, which may
-            // in turn change the table.
-            if (isOfName(tNext)) stand(tNext);
-            leave(tLeft);
-        } while (mStanding && mCurrent->second.removed);
+        mKept.reset(); // this may call back, too
+        const Registrations& tList = mEntry->second;
+        mServed = mNext < tList.size() ? tList[mNext++].get() : nullptr;
+        return mServed;
+    }
+
+    bool isIn(const Registrations& pList) const { return &mEntry->second == &pList; }
+    Walk* outer() const { return mOuter; }
+    /// The registration at an index of the walk's list goes: what is next moves up with the others.
+    void removed(size_t pIndex)
+    {
+        if (pIndex < mNext) --mNext;
+    }
+    /// A consumer loses registrations: if it is being served, it has to outlive its handler.
+    void keep(const kom::Ref<fw::IEventConsumer>& pConsumer)
+    {
+        if (mServed == pConsumer.get()) mKept = pConsumer;
     }
 
 private:
-    bool isOfName(Consumers::iterator pEntry) const
-    {
-        return pEntry != mConsumers.end() && pEntry->first == mName;
-    }
-    void stand(Consumers::iterator pEntry)
-    {
-        mCurrent = pEntry;
-        mStanding = true;
-        ++pEntry->second.walks;
-    }
-    void leave(Consumers::iterator pEntry)
-    {
-        if (--pEntry->second.walks > 0 || !pEntry->second.removed) return;
-        const auto tConsumer = std::move(pEntry->second.consumer); // given back after the entry is gone
-        mConsumers.erase(pEntry);
-    }
-
-    Consumers& mConsumers;
-    std::string_view mName;
-    Consumers::iterator mCurrent;
-    bool mStanding = false;
+    EventDispatcher& mDispatcher;
+    const Consumers::iterator mEntry;
+    Walk* const mOuter;
+    size_t mNext = 0;
+    fw::IEventConsumer* mServed = nullptr;
+    kom::Ref<fw::IEventConsumer> mKept;
 };
 
 EventDispatcher::EventDispatcher() : mIdleCallout(kom::retain(new IdleCallout(this))) {}
@@ -84,8 +74,10 @@ EventDispatcher::~EventDispatcher()
     // Consumers and events that go with the dispatcher may still call it: each is taken out before it is
     // given back, and a reference of our own keeps theirs from destroying the dispatcher a second time.
     mRefCount.increment();
-    while (!mConsumers.empty())
-        mConsumers.extract(mConsumers.begin());
+    while (!mConsumers.empty()) {
+        const auto tConsumers = std::move(mConsumers.begin()->second);
+        mConsumers.erase(mConsumers.begin());
+    }
     while (!mQueue.empty()) {
         const auto tEvent = std::move(mQueue.front());
         mQueue.pop_front();
@@ -110,7 +102,10 @@ uint32_t EventDispatcher::addConsumer(const char* pType, fw::IEventConsumer* pCo
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    mConsumers.emplace(nameOf(pType), Registration{kom::retain(pConsumer)});
+    const std::string_view tName = nameOf(pType);
+    auto tEntry = find(tName);
+    if (tEntry == mConsumers.end()) tEntry = mConsumers.emplace(tName, Registrations()).first;
+    tEntry->second.push_back(kom::retain(pConsumer));
     return 0;
 }
 
@@ -118,7 +113,9 @@ uint32_t EventDispatcher::removeConsumer(fw::IEventConsumer* pConsumer)
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    remove(mConsumers.begin(), pConsumer, [](std::string_view) { return true; });
+    kom::Ref<fw::IEventConsumer> tLast;
+    for (auto tEntry = mConsumers.begin(); tEntry != mConsumers.end(); tEntry = dropIfEmpty(tEntry))
+        removeFrom(tEntry->second, pConsumer, tLast);
     return 0;
 }
 
@@ -126,28 +123,49 @@ uint32_t EventDispatcher::removeConsumer(const char* pType, fw::IEventConsumer* 
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    const std::string_view tName = nameOf(pType);
-    remove(mConsumers.lower_bound(tName), pConsumer,
-           [tName](std::string_view pOther) { return pOther == tName; });
+    const auto tEntry = find(nameOf(pType));
+    if (tEntry == mConsumers.end()) return 0;
+    kom::Ref<fw::IEventConsumer> tLast;
+    removeFrom(tEntry->second, pConsumer, tLast);
+    dropIfEmpty(tEntry);
     return 0;
 }
 
-template <class TInRange>
-void EventDispatcher::remove(Consumers::iterator pFirst, fw::IEventConsumer* pConsumer, TInRange pInRange)
+// The reference in pLast outlives the caller's loop: the end of the consumer, which may call back, finds the
+// removal done.
+void EventDispatcher::removeFrom(Registrations& pList, fw::IEventConsumer* pConsumer,
+                                 kom::Ref<fw::IEventConsumer>& pLast)
 {
-    // One reference outlives the loop, so that the consumer's end, which may call back, finds it done.
-    kom::Ref<fw::IEventConsumer> tLast;
-    for (auto tEntry = pFirst; tEntry != mConsumers.end() && pInRange(tEntry->first);) {
-        const auto tCurrent = tEntry++;
-        Registration& tRegistration = tCurrent->second;
-        if (tRegistration.consumer.get() != pConsumer) continue;
-        if (tRegistration.walks > 0) {
-            tRegistration.removed = true;
-        } else {
-            tLast = std::move(tRegistration.consumer);
-            mConsumers.erase(tCurrent);
+    size_t tKept = 0;
+    for (auto& tConsumer : pList) {
+        if (tConsumer.get() != pConsumer) {
+            std::swap(pList[tKept++], tConsumer);
+            continue;
+        }
+        pLast = std::move(tConsumer);
+        for (Walk* tWalk = mWalk; tWalk; tWalk = tWalk->outer()) {
+            tWalk->keep(pLast);
+            if (tWalk->isIn(pList)) tWalk->removed(tKept);
         }
     }
+    pList.resize(tKept);
+}
+
+EventDispatcher::Consumers::iterator EventDispatcher::dropIfEmpty(Consumers::iterator pEntry)
+{
+    bool tNeeded = !pEntry->second.empty();
+    for (Walk* tWalk = mWalk; tWalk && !tNeeded; tWalk = tWalk->outer())
+        tNeeded = tWalk->isIn(pEntry->second);
+    return tNeeded ? std::next(pEntry) : mConsumers.erase(pEntry);
+}
+
+EventDispatcher::Consumers::iterator EventDispatcher::find(std::string_view pName)
+{
+    // The name of all types, asked for with every event, can only be the first.
+    if (pName.empty())
+        return !mConsumers.empty() && mConsumers.begin()->first.empty() ? mConsumers.begin()
+                                                                        : mConsumers.end();
+    return mConsumers.find(pName);
 }
 
 uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
@@ -168,7 +186,10 @@ uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
 
 void EventDispatcher::deliver(std::string_view pName, fw::IEvent* pEvent)
 {
-    for (Walk tWalk(mConsumers, pName); !tWalk.atEnd(); tWalk.next()) {
+    const auto tEntry = find(pName);
+    if (tEntry == mConsumers.end()) return;
+    Walk tWalk(*this, tEntry);
+    while (fw::IEventConsumer* tConsumer = tWalk.next()) {
         const uint32_t tConsumed = pEvent->isConsumed();
         if (KFAILED(tConsumed)) {
             kDebug(mApp.get(), DOMAIN_NAME,
@@ -177,7 +198,7 @@ void EventDispatcher::deliver(std::string_view pName, fw::IEvent* pEvent)
             continue;
         }
         if (tConsumed == 0) return;
-        if (auto tRes = tWalk.consumer()->handleEvent(pEvent); KFAILED(tRes))
+        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes))
             kDebug(mApp.get(), DOMAIN_NAME,
                    message("Event dispatcher failed to deliver event of type %1: %2",
                            pName.empty() ? "ANY" : pName, komStrError(tRes)));

@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "kfw/IEventDispatcher.h"
 #include "kom/implements.h"
@@ -15,9 +16,9 @@ namespace vel::kos::kfw {
 /// See IEventDispatcher for the contract.
 ///
 /// A send allocates nothing and copies no name: registrations are found by comparing bytes in place, and the
-/// walk over them goes over the live table. Handlers may change that table in any way, because an entry on
-/// which a walk stands stays where it is until the walk has left it (Registration).
-class EventDispatcher : public kom::Implements<EventDispatcher, fw::IEventDispatcher> {
+/// walk over them goes over the live table. Handlers may change that table in any way: each walk is known to
+/// the dispatcher, and a removal moves the walks that it concerns (Walk).
+class EventDispatcher final : public kom::Implements<EventDispatcher, fw::IEventDispatcher> {
     friend Implements;
 
 public:
@@ -51,22 +52,19 @@ public:
     uint32_t removeConsumer(const char* pType, fw::IEventConsumer* pConsumer) override;
 
 private:
-    struct Registration {
-        kom::Ref<fw::IEventConsumer> consumer;
-        /// How many walks stand on the entry. While there are any, removal only marks it: the place in the
-        /// table and the consumer that is being called stay, and the last walk to leave erases the entry.
-        uint32_t walks = 0;
-        bool removed = false;
-    };
-    /// By the names' bytes, unsigned, the shorter name first; equal names in the order of registration.
-    using Consumers = std::multimap<std::string, Registration, std::less<>>;
     class Walk;
+    using Registrations = std::vector<kom::Ref<fw::IEventConsumer>>;
+    /// A multimap whose equal names share one list, in the order of registration; no list stays empty unless
+    /// a walk is in it. Ordered by the names' bytes, unsigned, the shorter name first.
+    using Consumers = std::map<std::string, Registrations, std::less<>>;
 
+    Consumers::iterator find(std::string_view pName);
     /// Delivers to the registrations of one name until the event is consumed. Failures are logged.
     void deliver(std::string_view pName, fw::IEvent* pEvent);
-    /// Drops the registrations of a consumer from pFirst on, for as long as the names are in range.
-    template <class TInRange>
-    void remove(Consumers::iterator pFirst, fw::IEventConsumer* pConsumer, TInRange pInRange);
+    /// Drops the registrations of a consumer from one list. pLast gets a reference to it when there were any.
+    void removeFrom(Registrations& pList, fw::IEventConsumer* pConsumer, kom::Ref<fw::IEventConsumer>& pLast);
+    /// Drops a list that is empty, unless a walk is in it; answers what follows it.
+    Consumers::iterator dropIfEmpty(Consumers::iterator pEntry);
     void processQueue();
 
     kom::RefCount mRefCount;
@@ -76,6 +74,7 @@ private:
     std::deque<kom::Ref<fw::IEvent>> mQueue;
     Consumers mConsumers;
     bool mIdleScheduled = false;
+    Walk* mWalk = nullptr; ///< the innermost walk in progress
 };
 
 } // namespace vel::kos::kfw

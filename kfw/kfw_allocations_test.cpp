@@ -55,7 +55,7 @@ TEST(AllocationsTest, aSendMakesNone)
     EXPECT_EQ(tAfter.liveBlocks, tBefore.liveBlocks);
     EXPECT_EQ(tConsumer->handled, 2000u);
     EXPECT_EQ(tEvent->typeQuestions, 100u) << "the type is read once a send";
-    tDispatcher->addConsumer(LONG_NAME, tConsumer.get());
+    tDispatcher->addConsumer("a.new.type.that.needs.a.name.of.its.own", tConsumer.get());
     EXPECT_GT(gAllocations, tAllocations) << "the count counts";
 }
 

@@ -2,9 +2,11 @@
 
 #include "kfw/classes.h"
 #include "kfw_EventDispatcher.h"
+#include "kfw_FSCache.h"
 #include "kfw_FeatureSet.h"
 #include "kfw_ObjectFactory.h"
 #include "kfw_SingletonObjectFactory.h"
+#include "kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::kfw {
 
@@ -25,11 +27,13 @@ constexpr auto singleton = &make<util::SingletonObjectFactory<T>>;
 
 std::span<const ClassRow> classTable()
 {
-    static constexpr ClassRow ROWS[] = {
+    static constexpr ClassRow tRows[] = {
         {fw::CLASS_EVENT_DISPATCHER, plain<EventDispatcher>},
+        {fw::CLASS_SQL_FACTORY_REGISTRY, singleton<SqlDbFactoryReg>},
+        {fw::CLASS_FILE_SYSTEM_CACHE, plain<FSCache>},
         {fw::CLASS_FEATURE_SET, plain<FeatureSet>},
     };
-    return ROWS;
+    return tRows;
 }
 
 } // namespace vel::kos::kfw

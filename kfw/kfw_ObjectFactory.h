@@ -20,7 +20,9 @@ public:
             *pOut = nullptr;
             return KOM_E_NOAGGREGATION;
         }
-        const auto tObject = kom::retain(createObject());
+        kom::IUnknown* tNew = createObject();
+        tNew->addRef();
+        const auto tObject = kom::adopt(tNew);
         const uint32_t tRes = tObject->queryInterface(pIid, pOut);
         return KFAILED(tRes) ? tRes : 0;
     }

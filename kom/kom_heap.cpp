@@ -5,10 +5,11 @@
 #include <cstring>
 #include <new>
 
+#include "kom_module.h"
+
 namespace {
 
 std::atomic<uint64_t> gLiveBlocks{0};
-std::atomic<uint64_t> gLiveObjects{0};
 
 void* counted(void* pBlock)
 {
@@ -58,10 +59,5 @@ void komFree(void* pBlock)
 
 void komGetHeapStats(KomHeapStats* pStats)
 {
-    *pStats = {gLiveBlocks.load(std::memory_order_relaxed), gLiveObjects.load(std::memory_order_relaxed)};
-}
-
-void komCountObject(int32_t pChange)
-{
-    gLiveObjects.fetch_add(static_cast<uint64_t>(static_cast<int64_t>(pChange)), std::memory_order_relaxed);
+    *pStats = {gLiveBlocks.load(std::memory_order_relaxed), kom::countLiveObjects()};
 }

@@ -17,8 +17,9 @@ static_assert(std::is_sorted(RESULT_CODES.begin(), RESULT_CODES.end(),
 
 const KomResultCode* find(uint32_t pCode)
 {
-    const auto tRow = std::lower_bound(RESULT_CODES.begin(), RESULT_CODES.end(), pCode,
-                                       [](const auto& pRow, uint32_t pWanted) { return pRow.code < pWanted; });
+    const auto tRow =
+        std::lower_bound(RESULT_CODES.begin(), RESULT_CODES.end(), pCode,
+                         [](const auto& pRow, uint32_t pWanted) { return pRow.code < pWanted; });
     return tRow != RESULT_CODES.end() && tRow->code == pCode ? &*tRow : nullptr;
 }
 

@@ -49,4 +49,6 @@ uint32_t Mutex::unlock()
     return 0;
 }
 
+void Mutex::unbind() { mState->app.reset(); }
+
 } // namespace vel::kos::util

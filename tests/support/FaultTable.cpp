@@ -35,6 +35,9 @@ struct Table {
     std::optional<KprTime> clock;
     std::function<uint32_t(uint32_t)> sleeper;
     int64_t serverOffset = 0;
+    bool capturing = false;
+    std::function<void(const char*)> tempFileAction;
+    std::vector<FaultTable::Thread> threads;
 };
 
 /// Never destroyed: threads may call until the process ends.
@@ -131,6 +134,9 @@ void FaultTable::reset()
     tTable.clock.reset();
     tTable.sleeper = nullptr;
     tTable.serverOffset = 0;
+    tTable.capturing = false;
+    tTable.tempFileAction = nullptr;
+    tTable.threads.clear();
 }
 
 void FaultTable::fail(const std::string& pFunction, uint32_t pCode, uint32_t pNth, uint32_t pTimes)
@@ -153,6 +159,12 @@ void FaultTable::before(const std::string& pFunction, std::function<void()> pAct
     addRule({pFunction, pNth - 1, 1, 0, {}, 0, std::move(pAction)});
 }
 
+void FaultTable::onTempFile(std::function<void(const char*)> pAction)
+{
+    std::lock_guard tLock(table().mutex);
+    table().tempFileAction = std::move(pAction);
+}
+
 uint32_t FaultTable::calls(const std::string& pFunction)
 {
     std::lock_guard tLock(table().mutex);
@@ -170,6 +182,18 @@ void FaultTable::recordTrace()
 {
     std::lock_guard tLock(table().mutex);
     table().tracing = true;
+}
+
+void FaultTable::captureThreads()
+{
+    std::lock_guard tLock(table().mutex);
+    table().capturing = true;
+}
+
+std::vector<FaultTable::Thread> FaultTable::capturedThreads()
+{
+    std::lock_guard tLock(table().mutex);
+    return table().threads;
 }
 
 void FaultTable::setClock(KprTime pNow)
@@ -231,9 +255,6 @@ K_WRAP(kprLockFile, (KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t p
 K_WRAP(kprMoveFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprReplaceFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprRemoveFile, (const char* pPath), (pPath))
-K_WRAP(kprGetTempFileName,
-       (const char* pDir, const char* pPrefix, uint32_t pFlags, char* pBuffer, uint32_t pSize),
-       (pDir, pPrefix, pFlags, pBuffer, pSize))
 K_WRAP(kprOpenDir, (const char* pPath, KprDir* pDir), (pPath, pDir))
 K_WRAP(kprReadDir, (KprDir pDir, char* pBuffer, uint32_t pSize, uint32_t* pKind),
        (pDir, pBuffer, pSize, pKind))
@@ -242,9 +263,6 @@ K_WRAP(kprGetDirname, (const char* pPath, char* pBuffer, uint32_t pSize), (pPath
 K_WRAP(kprGetBasename, (const char* pPath, char* pBuffer, uint32_t pSize), (pPath, pBuffer, pSize))
 K_WRAP(kprAppendToPath, (const char* pPath, const char* pName, char* pBuffer, uint32_t pSize),
        (pPath, pName, pBuffer, pSize))
-K_WRAP(kprThreadCreate,
-       (KprThread * pThread, uint32_t pFlags, uint32_t pStackSize, KprThreadMain pMain, void* pArgument),
-       (pThread, pFlags, pStackSize, pMain, pArgument))
 K_WRAP(kprMD5Init, (KprMD5 * pState), (pState))
 K_WRAP(kprMD5Update, (KprMD5 * pState, const void* pBytes, uint32_t pLength), (pState, pBytes, pLength))
 K_WRAP_RELEASE(kprMD5Final, (KprMD5 * pState, uint8_t* pDigest), (pState, pDigest))
@@ -257,6 +275,43 @@ uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     if (tVerdict.code == 0) return __real_kprOpenFile(pPath, pMode, pFile);
     *pFile = KPR_NO_FILE;
     return tVerdict.code;
+}
+
+uint32_t __real_kprGetTempFileName(const char*, const char*, uint32_t, char*, uint32_t);
+uint32_t __wrap_kprGetTempFileName(const char*, const char*, uint32_t, char*, uint32_t);
+uint32_t __wrap_kprGetTempFileName(const char* pDir, const char* pPrefix, uint32_t pFlags, char* pBuffer,
+                                   uint32_t pSize)
+{
+    const auto tVerdict = enter("kprGetTempFileName");
+    if (tVerdict.code) return tVerdict.code;
+    const uint32_t tRes = __real_kprGetTempFileName(pDir, pPrefix, pFlags, pBuffer, pSize);
+    if (KFAILED(tRes)) return tRes;
+    std::function<void(const char*)> tAction;
+    {
+        std::lock_guard tLock(vel::kos::test::table().mutex);
+        tAction = vel::kos::test::table().tempFileAction;
+    }
+    if (tAction) tAction(pBuffer);
+    return tRes;
+}
+
+uint32_t __real_kprThreadCreate(KprThread*, uint32_t, uint32_t, KprThreadMain, void*);
+uint32_t __wrap_kprThreadCreate(KprThread*, uint32_t, uint32_t, KprThreadMain, void*);
+uint32_t __wrap_kprThreadCreate(KprThread* pThread, uint32_t pFlags, uint32_t pStackSize, KprThreadMain pMain,
+                                void* pArgument)
+{
+    const auto tVerdict = enter("kprThreadCreate");
+    *pThread = 0;
+    if (tVerdict.code) return tVerdict.code;
+    {
+        auto& tTable = vel::kos::test::table();
+        std::lock_guard tLock(tTable.mutex);
+        if (tTable.capturing) {
+            tTable.threads.push_back({pMain, pArgument, pStackSize});
+            return 0;
+        }
+    }
+    return __real_kprThreadCreate(pThread, pFlags, pStackSize, pMain, pArgument);
 }
 
 uint32_t __real_kprRead(KprFile, void*, uint32_t, uint32_t*);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "kpr/file.h"
+#include "kpr/thread.h"
 #include "kpr/time.h"
 
 namespace vel::kos::test {
@@ -31,11 +32,24 @@ public:
     /// Runs pAction before the pNth call, on the calling thread.
     static void before(const std::string& pFunction, std::function<void()> pAction, uint32_t pNth = 1);
 
+    /// Runs pAction with the path of every file that kprGetTempFileName makes.
+    static void onTempFile(std::function<void(const char* pPath)> pAction);
+
     /// The calls of a function since reset().
     static uint32_t calls(const std::string& pFunction);
     /// The names of all wrapped functions called since reset(), in order; only after recordTrace().
     static std::vector<std::string> trace();
     static void recordTrace();
+
+    /// A thread that kprThreadCreate was asked for.
+    struct Thread {
+        KprThreadMain main;
+        void* argument;
+        uint32_t stackSize;
+    };
+    /// From now on kprThreadCreate starts nothing and answers success; the test may run the bodies itself.
+    static void captureThreads();
+    static std::vector<Thread> capturedThreads();
 
     /// kprGetCurrentTime answers this time from now on.
     static void setClock(KprTime pNow);

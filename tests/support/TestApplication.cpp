@@ -11,10 +11,7 @@ TestApplication::TestApplication() : mMainThread(std::this_thread::get_id()) {}
 
 TestApplication::~TestApplication() = default;
 
-kom::Ref<TestApplication> TestApplication::make()
-{
-    return kom::retain(new TestApplication);
-}
+kom::Ref<TestApplication> TestApplication::make() { return kom::retain(new TestApplication); }
 
 void TestApplication::setUserAppDir(const std::string& pDir)
 {
@@ -195,25 +192,16 @@ uint32_t TestApplication::queryInterface(const char* pIid, kom::IUnknown** pOut)
     return Implements::queryInterface(pIid, pOut);
 }
 
-uint32_t TestApplication::getName(char** pName)
-{
-    return answer("getName", pName, "test");
-}
+uint32_t TestApplication::getName(char** pName) { return answer("getName", pName, "test"); }
 
 uint32_t TestApplication::getDisplayName(char** pName)
 {
     return answer("getDisplayName", pName, "Test application");
 }
 
-uint32_t TestApplication::getVersion(char** pVersion)
-{
-    return answer("getVersion", pVersion, "1.0.0");
-}
+uint32_t TestApplication::getVersion(char** pVersion) { return answer("getVersion", pVersion, "1.0.0"); }
 
-uint32_t TestApplication::getVendor(char** pVendor)
-{
-    return answer("getVendor", pVendor, "nobody");
-}
+uint32_t TestApplication::getVendor(char** pVendor) { return answer("getVendor", pVendor, "nobody"); }
 
 uint32_t TestApplication::getLanguage(char** pLanguage)
 {
@@ -225,15 +213,9 @@ uint32_t TestApplication::getCatalogueDir(char** pDir)
     return answer("getCatalogueDir", pDir, mCatalogueDir);
 }
 
-uint32_t TestApplication::getProgramDir(char** pDir)
-{
-    return answer("getProgramDir", pDir, ".");
-}
+uint32_t TestApplication::getProgramDir(char** pDir) { return answer("getProgramDir", pDir, "."); }
 
-uint32_t TestApplication::getArgumentCount(uint32_t* pCount)
-{
-    return answer("getArgumentCount", pCount, 0);
-}
+uint32_t TestApplication::getArgumentCount(uint32_t* pCount) { return answer("getArgumentCount", pCount, 0); }
 
 uint32_t TestApplication::getArgument(uint32_t, char** pArgument)
 {
@@ -311,10 +293,7 @@ uint32_t TestApplication::isClosing(uint32_t* pClosing)
     return 0;
 }
 
-uint32_t TestApplication::wakeUp()
-{
-    return called("wakeUp");
-}
+uint32_t TestApplication::wakeUp() { return called("wakeUp"); }
 
 uint32_t TestApplication::runIdleCallouts(uint32_t* pRan)
 {
@@ -337,10 +316,7 @@ uint32_t TestApplication::addIdleCallout(fw::IIdleCallout* pCallout)
     return 0;
 }
 
-uint32_t TestApplication::getUserAppDir(char** pDir)
-{
-    return answer("getUserAppDir", pDir, mUserAppDir);
-}
+uint32_t TestApplication::getUserAppDir(char** pDir) { return answer("getUserAppDir", pDir, mUserAppDir); }
 
 uint32_t TestApplication::getTempDir(char** pDir)
 {

@@ -11,6 +11,7 @@
 
 #include "kfw/IApplication.h"
 #include "kom/implements.h"
+#include "kom/ref.h"
 
 namespace vel::kos::test {
 

@@ -31,7 +31,4 @@ struct KomHeapStats {
 /// The counts at this moment. Any thread; exact when no other thread is at work.
 KOM_API void komGetHeapStats(KomHeapStats* pStats);
 
-/// Called by kom::RefCount for every object; not for anybody else.
-KOM_API void komCountObject(int32_t pChange);
-
 } // extern "C"

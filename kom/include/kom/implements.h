@@ -18,19 +18,19 @@
 #include <cstdlib>
 
 #include "kom/adapter.h"
-#include "kom/heap.h"
 #include "kom/identity.h"
+#include "kom/module.h"
 #include "kom/ref.h"
 #include "kom/unknown.h"
 #include "kpr/thread.h"
 
 namespace kom {
 
-/// An object's reference count; it also counts the object as live.
+/// An object's reference count; it also counts the object as live, in the process and in its module.
 class RefCount {
 public:
-    RefCount() { komCountObject(1); }
-    ~RefCount() { komCountObject(-1); }
+    KOM_LOCAL RefCount() { komCountObject(detail::gModule.record, 1); }
+    KOM_LOCAL ~RefCount() { komCountObject(detail::gModule.record, -1); }
     RefCount(const RefCount&) = delete;
     RefCount& operator=(const RefCount&) = delete;
 

@@ -21,16 +21,11 @@ public:
     Ref(const Ref& pOther) noexcept : mPointer(pOther.mPointer) { take(); }
     Ref(Ref&& pOther) noexcept : mPointer(std::exchange(pOther.mPointer, nullptr)) {}
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    Ref(const Ref<U>& pOther) noexcept : mPointer(pOther.get())
-    {
-        take();
-    }
+    requires std::is_convertible_v<U*, T*> Ref(const Ref<U>& pOther)
+    noexcept : mPointer(pOther.get()) { take(); }
     template <class U>
-        requires std::is_convertible_v<U*, T*>
-    Ref(Ref<U>&& pOther) noexcept : mPointer(pOther.detach())
-    {
-    }
+    requires std::is_convertible_v<U*, T*> Ref(Ref<U>&& pOther)
+    noexcept : mPointer(pOther.detach()) {}
     ~Ref() { reset(); }
 
     Ref& operator=(Ref pOther) noexcept
@@ -98,7 +93,8 @@ template <class T>
     return adopt(pPointer);
 }
 
-/// Asks pObject (not null) for the interface J; pFace gets the face, or nothing. Answers queryInterface's code.
+/// Asks pObject (not null) for the interface J; pFace gets the face, or nothing. Answers queryInterface's
+/// code.
 template <class T, class J>
 uint32_t queryInterface(T* pObject, Ref<J>& pFace)
 {

@@ -18,10 +18,11 @@ struct KomRegistration {
     const char* modulePath;   ///< the module that provides the class
 };
 
-/// Sets the class registry file of this process (UTF-8; null: the user's default). Before any other call here.
+/// Sets the class registry file of this process (UTF-8; null: the user's default). Before any other call
+/// here.
 KOM_API uint32_t komSetClassRegistry(const char* pPath);
-/// The path in use: what was set, else $KOM_CLASSES, else "kom/classes" in the user's data directory. The text
-/// stays valid until the next komSetClassRegistry.
+/// The path in use: what was set, else $KOM_CLASSES, else "kom/classes" in the user's data directory. The
+/// text stays valid until the next komSetClassRegistry.
 KOM_API const char* komGetClassRegistry(void);
 
 /// Called by modules, once a class: enters the class as provided by a module, replacing an older entry.
@@ -55,9 +56,10 @@ KOM_API const char* komGetRegistryProblem(void);
 KOM_API uint32_t komGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
 /// Makes an object of a registered class and answers the face asked for.
 KOM_API uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
-/// Unloads the modules that the loader has loaded. While any object lives (komGetHeapStats), of whichever
-/// module, nothing that provides classes is unloaded, except modules whose only live objects are their own
-/// singletons; *pUnloaded (may be null) gets the number of modules let go.
+/// Lets go of the modules that the loader has loaded and that nobody uses: a module with a live object stays,
+/// unless all its objects are singletons that only its own holders (kom::ModuleRef) keep; so does a module
+/// that kom has no record of (kom/module.h). *pUnloaded (may be null) gets the number of modules let go. For
+/// a moment when no other thread is about to return from the last release of a module's object.
 KOM_API uint32_t komUnloadModules(uint32_t* pUnloaded);
 
 } // extern "C"

@@ -22,6 +22,9 @@ public:
     uint32_t lock();
     /// E_WRONG_STATE when the caller does not hold it.
     uint32_t unlock();
+    /// Gives the application back before the mutex goes; a wrong unlock is from then on reported without one.
+    /// Any thread, also while another one holds the mutex.
+    void unbind();
 
 private:
     struct State;

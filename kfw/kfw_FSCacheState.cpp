@@ -1,0 +1,114 @@
+#include "kfw_FSCacheState.h"
+
+#include <cstring>
+
+#include "kom/identity.h"
+#include "kpr/path.h"
+#include "kutil/log.h"
+
+namespace vel::kos::kfw {
+
+FSCacheState::~FSCacheState()
+{
+    for (const KprFile tFile : {mInsertedFile, mCleanedFile})
+        if (tFile != KPR_NO_FILE) kprCloseFile(tFile);
+    if (mCleanerThread) kprThreadDetach(mCleanerThread);
+}
+
+void FSCacheState::abandon()
+{
+    kom::Ref<fw::IApplication> tApp; // given back after the mutex
+    {
+        std::lock_guard tLock(mAppMutex);
+        std::swap(tApp, mApp);
+    }
+    if (!tApp) return;
+    mInserterMutex->unbind();
+    mPinMutex->unbind();
+    util::MutexLocker tLock(&*mPinMutex);
+    mPinned.clear();
+}
+
+void FSCacheState::writeDebug(const std::string& pMessage)
+{
+    std::lock_guard tLock(mAppMutex);
+    util::kDebug(mApp.get(), "kos:kfw", pMessage);
+}
+
+void FSCacheState::error(const std::string& pMessage)
+{
+    std::lock_guard tLock(mAppMutex);
+    util::kError(mApp.get(), "kos:kfw", pMessage);
+}
+
+void FSCacheState::assertion(const char* pExpression, int pLine)
+{
+    std::lock_guard tLock(mAppMutex);
+    util::_kAssert(mApp.get(), "kos:kfw", pExpression, "kfw_FSCache", pLine);
+}
+
+uint32_t FSCacheState::composeObjectPath(const std::string& pName, std::string* pPath)
+{
+    // Room for the separator and the terminating NUL.
+    std::string tPath(mObjectsDir.size() + pName.size() + 2, '\0');
+    const uint32_t tRes = kprAppendToPath(mObjectsDir.c_str(), pName.c_str(), tPath.data(),
+                                          static_cast<uint32_t>(tPath.size()));
+    if (KFAILED(tRes)) {
+        assertion("!KFAILED(tRes)", __LINE__);
+        return tRes;
+    }
+    tPath.resize(std::strlen(tPath.c_str()));
+    pPath->swap(tPath);
+    return 0;
+}
+
+uint32_t FSCacheState::readClock(KprTime* pNow)
+{
+    const uint32_t tRes = kprGetCurrentTime(pNow);
+    if (KFAILED(tRes)) debug("FS cache: failed to get current time: %1", komStrError(tRes));
+    return tRes;
+}
+
+uint32_t FSCacheState::touchObject(const std::string& pName)
+{
+    std::string tPath;
+    if (const uint32_t tRes = composeObjectPath(pName, &tPath); KFAILED(tRes)) return tRes;
+    KprTime tTime;
+    if (const uint32_t tRes = readClock(&tTime); KFAILED(tRes)) return tRes;
+    tTime.seconds += mTimeOffset;
+    const uint32_t tRes = kprSetFileTime(tPath.c_str(), &tTime, &tTime);
+    if (KFAILED(tRes)) debug("FS cache: failed to touch %1: %2", tPath, komStrError(tRes));
+    return tRes;
+}
+
+InserterLock::InserterLock(FSCacheState& pCache, bool pExclusive)
+{
+    pCache.mInserterMutex->lock();
+    if (pCache.mInserterLocked) {
+        pCache.assertion("!pCache->mInserterLocked", __LINE__);
+        pCache.mInserterMutex->unlock();
+        return;
+    }
+    pCache.mInserterLocked = true;
+    const uint32_t tRes =
+        kprLockFile(pCache.mInsertedFile, pExclusive ? KPR_LOCK_EXCLUSIVE : KPR_LOCK_SHARED, 0, 0);
+    if (KFAILED(tRes)) {
+        pCache.debug("FS cache: can't get %1lock of %2: %3", pExclusive ? "exclusive " : "",
+                     pCache.mInsertedPath, komStrError(tRes));
+        pCache.mInserterLocked = false;
+        pCache.mInserterMutex->unlock();
+        return;
+    }
+    mCache = &pCache;
+}
+
+InserterLock::~InserterLock()
+{
+    if (!mCache) return;
+    if (const uint32_t tRes = kprUnlockFile(mCache->mInsertedFile, 0, 0); KFAILED(tRes))
+        mCache->debug("FS cache: can't unlock %1: %2", mCache->mInsertedPath, komStrError(tRes));
+    mCache->mInserterLocked = false;
+    mCache->mInserterMutex->unlock();
+}
+
+} // namespace vel::kos::kfw

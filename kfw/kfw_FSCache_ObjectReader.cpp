@@ -1,0 +1,92 @@
+#include "kfw_FSCache_ObjectReader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "kom/identity.h"
+
+namespace vel::kos::kfw {
+
+uint32_t ObjectReader::open()
+{
+    const uint32_t tRes = mFile.open(mPath, KPR_OPEN_READ);
+    if (KFAILED(tRes)) mCache.debug("FS cache: can't open %1 for reading: %2", mPath, komStrError(tRes));
+    return tRes;
+}
+
+uint32_t ObjectReader::refuse(const std::string& pProblem)
+{
+    mCache.debug("%1", pProblem);
+    return E_FAIL;
+}
+
+uint32_t ObjectReader::readObjectHeader()
+{
+    KprFileInfo tInfo;
+    uint32_t tRes = kprGetOpenFileInfo(mFile.get(), KPR_INFO_SIZE, &tInfo);
+    if (KFAILED(tRes)) {
+        mCache.debug("FS cache: failed to get size of %1: %2", mPath, komStrError(tRes));
+        return tRes;
+    }
+    if (const std::string tProblem = checkObjectSize(mPath, tInfo.size); !tProblem.empty())
+        return refuse(tProblem);
+    tRes = kprRead(mFile.get(), mHead, sizeof mHead, &mHeadSize);
+    if (KFAILED(tRes)) {
+        mHeadSize = 0;
+        mCache.debug("FS cache: error reading object header from %1: %2", mPath, komStrError(tRes));
+        return tRes;
+    }
+    const std::string tProblem =
+        parseObjectHeader(mPath, static_cast<uint32_t>(tInfo.size), mHead, mHeadSize, &mHeader);
+    return tProblem.empty() ? 0 : refuse(tProblem);
+}
+
+uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength)
+{
+    uint32_t tGot = 0;
+    if (pOffset < mHeadSize) {
+        tGot = std::min(pLength, mHeadSize - pOffset);
+        std::memcpy(pBuffer, mHead + pOffset, tGot);
+    }
+    if (tGot == pLength) return 0;
+    uint32_t tRead = 0;
+    const uint32_t tRes = mCache.readAt(mFile.get(), pOffset + tGot, pBuffer + tGot, pLength - tGot, &tRead);
+    if (KFAILED(tRes)) {
+        mCache.debug("FS cache: error reading %1 from %2: %3", pWhat, mPath, komStrError(tRes));
+        return tRes;
+    }
+    tGot += tRead;
+    if (tGot == pLength) return 0;
+    mCache.debug("FS cache: incomplete read of %1 from %2 (got only %3 bytes).", pWhat, mPath, tGot);
+    return E_FAIL;
+}
+
+uint32_t ObjectReader::readAttributes(fw::CacheAttrList* pList)
+{
+    const uint32_t tSize = mHeader.attrSize;
+    std::unique_ptr<uint8_t[]> tOwned;
+    const uint8_t* tSpace = mHead + mHeader.attrOffset;
+    if (uint64_t(mHeader.attrOffset) + tSize > mHeadSize) {
+        tOwned.reset(new uint8_t[tSize]);
+        tSpace = tOwned.get();
+        if (const uint32_t tRes = readRange("attributes", mHeader.attrOffset, tOwned.get(), tSize);
+            KFAILED(tRes))
+            return tRes;
+    }
+    const std::string tProblem = parseAttributes(tSpace, tSize, mHeader.attrCount, pList);
+    return tProblem.empty() ? 0 : refuse(tProblem);
+}
+
+uint32_t ObjectReader::readData(fw::CacheBytes* pBytes)
+{
+    fw::CacheBytes tBytes;
+    tBytes.mSize = mHeader.dataSize;
+    tBytes.mData = static_cast<uint8_t*>(komCalloc(1, tBytes.mSize));
+    if (const uint32_t tRes = readRange("data", mHeader.dataOffset, tBytes.mData, tBytes.mSize);
+        KFAILED(tRes))
+        return tRes;
+    pBytes->swap(tBytes);
+    return 0;
+}
+
+} // namespace vel::kos::kfw

@@ -1,0 +1,78 @@
+// Several processes with several threads on one cache directory.
+#include <cstdlib>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "TestDirectory.h"
+#include "kfw_FSCacheState.h"
+#include "kfw_ObjectFile.h"
+#include "kpr/dso.h"
+
+namespace vel::kos::kfw {
+
+namespace {
+
+#if defined(_WIN32)
+constexpr unsigned ROUNDS = 40;
+#elif defined(__SANITIZE_THREAD__)
+constexpr unsigned ROUNDS = 100;
+#else
+constexpr unsigned ROUNDS = 2000;
+#endif
+
+/// Runs the worker beside this program and answers its exit status, 0 for success.
+int runWorker(const std::string& pUserDir, unsigned pSeed)
+{
+    std::filesystem::path tWorker =
+        std::filesystem::path(kprGetProgramPath()).parent_path() / "kfw_FSCache_Worker";
+    std::string tCommand;
+#if defined(_WIN32)
+    tWorker += ".exe";
+#endif
+    tCommand = "\"" + tWorker.string() + "\" \"" + pUserDir + "\" " + std::to_string(pSeed) + " " +
+               std::to_string(ROUNDS);
+#if defined(_WIN32)
+    tCommand = "\"" + tCommand + "\""; // the command interpreter takes the outer quotes off
+#endif
+    return std::system(tCommand.c_str());
+}
+
+TEST(FSCacheProcessesTest, shareADirectoryWithoutTearingAnything)
+{
+    const test::TestDirectory tDir;
+    int tStatus[2] = {-1, -1};
+    {
+        std::thread tFirst([&] { tStatus[0] = runWorker(tDir.text(), 1); });
+        std::thread tSecond([&] { tStatus[1] = runWorker(tDir.text(), 2); });
+        tFirst.join();
+        tSecond.join();
+    }
+    EXPECT_EQ(tStatus[0], 0);
+    EXPECT_EQ(tStatus[1], 0);
+
+    uint64_t tKilobytes = 0;
+    std::size_t tCount = 0;
+    for (const auto& tEntry : std::filesystem::directory_iterator(tDir.path() / "cache" / "objects")) {
+        const std::string tBytes = test::readFile(tEntry.path());
+        EXPECT_EQ(tEntry.path().filename().string().size(), 32u) << "nothing temporary is left: " << tEntry;
+        ObjectFileHeader tHeader;
+        fw::CacheAttrList tList;
+        EXPECT_EQ(parseObject(tEntry.path().string(), reinterpret_cast<const uint8_t*>(tBytes.data()),
+                              tBytes.size(), &tHeader, &tList),
+                  "");
+        tKilobytes += kilobytes(tBytes.size());
+        ++tCount;
+    }
+    EXPECT_GT(tCount, 40u);
+    const std::string tCounter = test::readFile(tDir.path() / "cache" / "inserted");
+    ASSERT_EQ(tCounter.size(), 8u);
+    uint64_t tInserted = 0;
+    for (const char tByte : tCounter)
+        tInserted = tInserted << 8 | static_cast<uint8_t>(tByte);
+    EXPECT_EQ(tInserted, tKilobytes) << "each object is counted once, by whoever stored it first";
+}
+
+} // namespace
+
+} // namespace vel::kos::kfw

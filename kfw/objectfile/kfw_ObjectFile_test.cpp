@@ -1,0 +1,153 @@
+// The layout of object files and their names, in memory.
+#include "kfw_ObjectFile.h"
+
+#include <gtest/gtest.h>
+
+#include "LeakCheck.h"
+#include "kfw_CacheId.h"
+
+namespace vel::kos::kfw {
+
+namespace {
+
+class ObjectFileTest : public testing::Test {
+protected:
+    std::string compose(const fw::CacheAttrList& pList, const std::string& pData)
+    {
+        fw::CacheBytes tBytes;
+        tBytes.mSize = static_cast<uint32_t>(pData.size());
+        tBytes.mData = static_cast<uint8_t*>(komRealloc(nullptr, tBytes.mSize));
+        std::copy(pData.begin(), pData.end(), tBytes.mData);
+        ObjectImage tImage;
+        EXPECT_EQ(composeObject("p", pList, tBytes, &tImage), "");
+        return {reinterpret_cast<const char*>(tImage.bytes.get()), tImage.size};
+    }
+    std::string parse(const std::string& pFile)
+    {
+        return parseObject("p", reinterpret_cast<const uint8_t*>(pFile.data()), pFile.size(), &mHeader,
+                           &mList);
+    }
+
+    test::LeakCheck mLeaks;
+    ObjectFileHeader mHeader;
+    fw::CacheAttrList mList;
+};
+
+TEST_F(ObjectFileTest, composesTheSmallestObject)
+{
+    EXPECT_EQ(compose({}, ""),
+              std::string("\x0E\x9A\x5B\x42\0\0\0\1\0\0\0\x1C\0\0\0\0\0\0\0\0\0\0\0\x1C\0\0\0\0", 28));
+}
+
+TEST_F(ObjectFileTest, composesAttributesWithTheirPadding)
+{
+    fw::CacheAttrList tList;
+    tList.add("a", "");
+    const std::string tFile = compose(tList, "");
+    EXPECT_EQ(tFile.substr(12, 4), std::string("\0\0\0\x10", 4)) << "the attribute size";
+    EXPECT_EQ(tFile.substr(28), std::string("\0\0\0\2a\0\0\0\0\0\0\1\0\0\0\0", 16));
+
+    tList.clear();
+    tList.add("abc", "abcd"); // no padding, and three bytes of it
+    EXPECT_EQ(compose(tList, "!").substr(28), std::string("\0\0\0\4abc\0\0\0\0\5abcd\0\0\0\0!", 21));
+}
+
+TEST_F(ObjectFileTest, attributesTakeWhatTheLayoutSays)
+{
+    for (std::size_t k = 0; k < 9; ++k) {
+        for (std::size_t v = 0; v < 9; ++v) {
+            fw::CacheAttrList tList;
+            tList.add(std::string(k, 'k').c_str(), std::string(v, 'v').c_str());
+            EXPECT_EQ(compose(tList, "").size(), 28 + 8 + (k + 4) / 4 * 4 + (v + 4) / 4 * 4);
+        }
+    }
+}
+
+TEST_F(ObjectFileTest, parsesWhatItComposed)
+{
+    fw::CacheAttrList tList;
+    for (std::size_t i = 0; i < 50; ++i)
+        tList.add(std::string(i % 7, 'k').c_str(), std::string(i, '\xE9').c_str());
+    const std::string tFile = compose(tList, "data");
+    EXPECT_EQ(parse(tFile), "");
+    ASSERT_EQ(mList.mCount, 50u);
+    for (uint32_t i = 0; i < 50; ++i) {
+        EXPECT_STREQ(mList.mAttrs[i].mKey, tList.mAttrs[i].mKey);
+        EXPECT_STREQ(mList.mAttrs[i].mValue, tList.mAttrs[i].mValue);
+    }
+    EXPECT_EQ(mHeader.attrOffset, 28u);
+    EXPECT_EQ(mHeader.attrCount, 50u);
+    EXPECT_EQ(tFile.substr(mHeader.dataOffset, mHeader.dataSize), "data");
+    EXPECT_EQ(mHeader.dataOffset + mHeader.dataSize, tFile.size());
+}
+
+TEST_F(ObjectFileTest, refusesEveryTruncation)
+{
+    fw::CacheAttrList tList;
+    tList.add("key", "value");
+    const std::string tFile = compose(tList, "data");
+    for (std::size_t tLength = 0; tLength < tFile.size(); ++tLength) {
+        EXPECT_NE(parse(tFile.substr(0, tLength)), "") << tLength;
+        EXPECT_EQ(mList.mCount, 0u);
+        EXPECT_EQ(mHeader.magic, 0u) << "the outputs are as they were";
+    }
+}
+
+TEST_F(ObjectFileTest, anAttributesStringEndsAtItsFirstNul)
+{
+    const std::string tSpace("\0\0\0\4k\0x\0\0\0\0\1\0\0\0\0", 16);
+    EXPECT_EQ(parseAttributes(reinterpret_cast<const uint8_t*>(tSpace.data()), 16, 1, &mList), "");
+    EXPECT_STREQ(mList.mAttrs[0].mKey, "k");
+}
+
+TEST_F(ObjectFileTest, knowsTheLargestSize)
+{
+    EXPECT_EQ(checkObjectSize("the path", 0xFFFFFFFFu), "");
+    EXPECT_EQ(checkObjectSize("the path", 0x100000000u), "FS cache: object the path too large.");
+    EXPECT_EQ(parseObject("the path", nullptr, 0x100000000u, &mHeader, &mList),
+              "FS cache: object the path too large.");
+}
+
+TEST_F(ObjectFileTest, composesNothingBeyondTheLargestSize)
+{
+    fw::CacheBytes tBytes;
+    uint8_t tByte = 0;
+    tBytes.mData = &tByte;
+    ObjectImage tImage;
+    for (const uint32_t tSize : {0xFFFFFFFFu, 0xFFFFFFE4u}) {
+        tBytes.mSize = tSize;
+        EXPECT_EQ(composeObject("the path", mList, tBytes, &tImage), "FS cache: object the path too large.");
+        EXPECT_EQ(tImage.bytes, nullptr);
+    }
+    tBytes.mData = nullptr;
+}
+
+TEST(CacheIdTest, namesAreUpperCaseDigits)
+{
+    const fw::CacheId tId = {
+        {0x00, 0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0xFF, 0x10, 0x9A, 0xA9, 0, 0x0F, 0xF0}};
+    char tName[OBJECT_NAME_LENGTH + 1];
+    EXPECT_EQ(kfwFormatCacheId(&tId, tName, sizeof tName), 0u);
+    EXPECT_STREQ(tName, "000123456789ABCDEFFF109AA9000FF0");
+    tName[0] = '?';
+    EXPECT_EQ(kfwFormatCacheId(&tId, tName, OBJECT_NAME_LENGTH), 0x9623000Fu);
+    EXPECT_EQ(tName[0], '?');
+}
+
+TEST(CacheIdTest, parsesItsNamesAndNothingElse)
+{
+    fw::CacheId tId{};
+    EXPECT_TRUE(parseCacheId("000123456789abcdEFFF109AA9000FF0", &tId));
+    EXPECT_EQ(tId.mBytes[1], 0x01);
+    EXPECT_EQ(tId.mBytes[7], 0xCD);
+    EXPECT_EQ(tId.mBytes[15], 0xF0);
+    for (const char* tText : {"", "0", "000123456789ABCDEFFF109AA9000FF", "000123456789ABCDEFFF109AA9000FF00",
+                              "000123456789ABCDEFFF109AA9000FFG", "x00123456789ABCDEFFF109AA9000FF0",
+                              "000123456789ABCDEFFF109AA9000F/0", "000123456789ABCDEFFF109AA9000F:0"})
+        EXPECT_FALSE(parseCacheId(tText, &tId)) << tText;
+    EXPECT_EQ(tId.mBytes[15], 0xF0) << "untouched";
+}
+
+} // namespace
+
+} // namespace vel::kos::kfw

@@ -1,0 +1,99 @@
+// What kom knows of each module that has objects: how many live, and which of them only the module itself
+// keeps. komUnloadModules rests on it.
+//
+// A module takes part by including kom/implements.h: every kom::RefCount counts for the module whose code
+// made it. A singleton's holder is a static kom::ModuleRef:
+//
+//     kom::ModuleRef<UserData> gInstance;
+//     ...
+//     if (!gInstance) gInstance = kom::retain(new UserData);
+//     return gInstance->unknown();
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "kom/api.h"
+#include "kom/ref.h"
+#include "kom/unknown.h"
+
+// One of its own in every module, also when a module is built with default visibility.
+#if defined(_WIN32)
+#define KOM_LOCAL
+#else
+#define KOM_LOCAL __attribute__((visibility("hidden")))
+#endif
+
+extern "C" {
+
+/// kom's record of a module; its content is kom's own.
+struct KomModule;
+
+/// A reference that a module keeps in a static object; kom::ModuleRef fills it.
+struct KomHolder {
+    KomHolder* next;
+    kom::IUnknown* object; ///< what is held, or null; read and written atomically
+};
+
+/// Called by kom::detail::ModuleEntry when a module is loaded and before it goes; pAddress is an address in
+/// the module. They neither wait nor fail, so that a module can go while the process ends.
+KOM_API KomModule* komEnterModule(const void* pAddress);
+KOM_API void komLeaveModule(KomModule* pModule);
+/// Called by kom::RefCount for every object. A null module (an object made before its module's entry) is
+/// counted for the process only.
+KOM_API void komCountObject(KomModule* pModule, int32_t pChange);
+/// Called by kom::ModuleRef. The holder stays in the module's list until the module goes.
+KOM_API void komAddHolder(KomModule* pModule, KomHolder* pHolder);
+
+} // extern "C"
+
+namespace kom {
+
+namespace detail {
+
+/// Enters the module that it is part of into kom's records for as long as the module is loaded.
+struct KOM_LOCAL ModuleEntry {
+    ModuleEntry() : record(komEnterModule(this)) {}
+    ~ModuleEntry() { komLeaveModule(record); }
+    ModuleEntry(const ModuleEntry&) = delete;
+    ModuleEntry& operator=(const ModuleEntry&) = delete;
+
+    KomModule* const record;
+};
+
+KOM_LOCAL inline ModuleEntry gModule;
+
+} // namespace detail
+
+/// The counted reference that a module itself keeps to the one object of a singleton class (a class over
+/// kom::Implements). The object alone does not keep the module loaded: komUnloadModules lets a module go
+/// whose every object is held in this way and used by nobody else. Only for static objects; assigning is
+/// for one thread at a time.
+template <class T>
+class ModuleRef {
+public:
+    ModuleRef() noexcept { komAddHolder(detail::gModule.record, &mHolder); }
+    ~ModuleRef() { reset(); }
+    ModuleRef(const ModuleRef&) = delete;
+    ModuleRef& operator=(const ModuleRef&) = delete;
+
+    /// Takes the new reference before it releases the old one.
+    ModuleRef& operator=(Ref<T> pObject) noexcept
+    {
+        std::swap(mObject, pObject);
+        __atomic_store_n(&mHolder.object, mObject ? mObject->unknown() : nullptr, __ATOMIC_SEQ_CST);
+        return *this;
+    }
+    void reset() noexcept { *this = Ref<T>(); }
+
+    T* get() const noexcept { return mObject.get(); }
+    T* operator->() const noexcept { return mObject.get(); }
+    T& operator*() const noexcept { return *mObject; }
+    explicit operator bool() const noexcept { return static_cast<bool>(mObject); }
+
+private:
+    Ref<T> mObject;
+    KomHolder mHolder = {};
+};
+
+} // namespace kom

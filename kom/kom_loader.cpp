@@ -1,0 +1,184 @@
+#include <map>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "kom/runtime.h"
+#include "kom_module.h"
+#include "kom_path.h"
+#include "kom_registry.h"
+#include "kom_registryfile.h"
+#include "kpr/dso.h"
+#include "kpr/path.h"
+
+namespace {
+
+using GetObjectFactory = uint32_t (*)(const char*, const char*, kom::IUnknown**);
+using RegisterServer = uint32_t (*)(unsigned int, void*);
+
+/// A module that is open, and its entry points.
+struct Module {
+    KprDSO handle = 0;
+    GetObjectFactory getObjectFactory = nullptr;
+    RegisterServer registerServer = nullptr;
+    RegisterServer unregisterServer = nullptr;
+    const KomModule* record = nullptr; ///< null: kom does not know when it is idle
+    uint32_t users = 0;                ///< threads that are just calling it through the loader
+};
+
+// Never destroyed: modules stay loaded until the process ends.
+struct Loader {
+    std::mutex mutex; // not held while a module's own code runs: opening and closing run some as well
+    std::map<std::string, Module> modules; // by the path in the registry
+};
+
+Loader& loader()
+{
+    static Loader& tLoader = *new Loader;
+    return tLoader;
+}
+
+template <class TFunction>
+bool lookUp(KprDSO pHandle, const char* pName, TFunction& pFunction)
+{
+    void* tAddress = nullptr;
+    if (KFAILED(kprGetDSOSymbol(pHandle, pName, &tAddress))) return false;
+    pFunction = reinterpret_cast<TFunction>(tAddress);
+    return true;
+}
+
+uint32_t open(const std::string& pPath, Module& pModule)
+{
+    if (auto tRes = kprOpenDSO(pPath.c_str(), 0, &pModule.handle); KFAILED(tRes)) return tRes;
+    uint32_t (*tGetAttributes)(ModuleAttributes*);
+    if (lookUp(pModule.handle, "dsoGetAttributes", tGetAttributes) &&
+        lookUp(pModule.handle, "dsoGetObjectFactory", pModule.getObjectFactory) &&
+        lookUp(pModule.handle, "dsoRegisterServer", pModule.registerServer) &&
+        lookUp(pModule.handle, "dsoUnregisterServer", pModule.unregisterServer)) {
+        pModule.record = kom::findModule(reinterpret_cast<const void*>(pModule.getObjectFactory));
+        return 0;
+    }
+    kprCloseDSO(pModule.handle);
+    return KOM_E_NOT_A_MODULE;
+}
+
+/// A module that stays loaded while this lives.
+class ModuleUse {
+public:
+    ModuleUse() = default;
+    ~ModuleUse()
+    {
+        if (!mModule) return;
+        const std::scoped_lock tLock(loader().mutex);
+        --mModule->users;
+    }
+    ModuleUse(const ModuleUse&) = delete;
+    ModuleUse& operator=(const ModuleUse&) = delete;
+
+    uint32_t begin(const std::string& pPath)
+    {
+        if (use(pPath, nullptr)) return 0;
+        // Two threads may open the module at the same time; the second handle is not needed then.
+        Module tModule;
+        if (auto tRes = open(pPath, tModule); KFAILED(tRes)) return tRes;
+        if (!use(pPath, &tModule)) kprCloseDSO(tModule.handle);
+        return 0;
+    }
+    const Module* operator->() const { return mModule; }
+
+private:
+    /// Without pNew: whether the module is loaded. With it: whether pNew was entered; it is in use either
+    /// way.
+    bool use(const std::string& pPath, const Module* pNew)
+    {
+        Loader& tLoader = loader();
+        const std::scoped_lock tLock(tLoader.mutex);
+        auto tFound = tLoader.modules.find(pPath);
+        const bool tIsNew = pNew && tFound == tLoader.modules.end();
+        if (tIsNew) tFound = tLoader.modules.emplace(pPath, *pNew).first;
+        if (tFound != tLoader.modules.end()) {
+            mModule = &tFound->second;
+            ++mModule->users;
+        }
+        return pNew ? tIsNew : mModule != nullptr;
+    }
+
+    Module* mModule = nullptr; // nodes of a map stay where they are
+};
+
+/// The class's factory; pUse keeps its module for as long as the caller is busy with it.
+uint32_t getFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut, ModuleUse& pUse)
+{
+    std::string tPath;
+    if (auto tRes = kom::findClass(pClassId, tPath); KFAILED(tRes)) return tRes;
+    if (auto tRes = pUse.begin(tPath); KFAILED(tRes)) return tRes;
+    return pUse->getObjectFactory(pClassId, pIid, pOut);
+}
+
+uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
+{
+    kom::clearRegistryProblem();
+    if (!pPath) return E_INVALIDARG;
+    std::string tPath;
+    if (auto tRes = kom::readText(tPath, kprGetRealPath, pPath); KFAILED(tRes)) return tRes;
+    Module tModule;
+    if (auto tRes = open(tPath, tModule); KFAILED(tRes)) return tRes;
+    KomRegistration tRegistration = {nullptr, tPath.c_str()};
+    const uint32_t tRes = (tModule.*pFunction)(0, &tRegistration);
+    kprCloseDSO(tModule.handle);
+    return tRes;
+}
+
+/// Takes the idle modules off the loader's hands.
+std::vector<KprDSO> takeIdle()
+{
+    std::vector<KprDSO> tHandles;
+    Loader& tLoader = loader();
+    const std::scoped_lock tLock(tLoader.mutex);
+    std::erase_if(tLoader.modules, [&](const auto& pEntry) {
+        const Module& tModule = pEntry.second;
+        if (tModule.users != 0 || !tModule.record || !kom::isIdle(*tModule.record)) return false;
+        tHandles.push_back(tModule.handle);
+        return true;
+    });
+    return tHandles;
+}
+
+} // namespace
+
+uint32_t komRegisterModule(const char* pPath) { return callServer(pPath, &Module::registerServer); }
+
+uint32_t komUnregisterModule(const char* pPath) { return callServer(pPath, &Module::unregisterServer); }
+
+uint32_t komGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut)
+{
+    if (!pOut) return E_INVALIDARG;
+    *pOut = nullptr;
+    ModuleUse tUse;
+    return getFactory(pClassId, pIid, pOut, tUse);
+}
+
+uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown** pOut)
+{
+    if (!pOut) return E_INVALIDARG;
+    *pOut = nullptr;
+    ModuleUse tUse; // outlives the factory
+    kom::IUnknown* tFace = nullptr;
+    if (auto tRes = getFactory(pClassId, kom::IObjectFactory::IID, &tFace, tUse); KFAILED(tRes)) return tRes;
+    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
+    return tFactory->createInstance(nullptr, pIid, pOut);
+}
+
+uint32_t komUnloadModules(uint32_t* pUnloaded)
+{
+    uint32_t tCount = 0;
+    // A module's singletons may have held the last objects of another.
+    for (auto tHandles = takeIdle(); !tHandles.empty(); tHandles = takeIdle()) {
+        for (const KprDSO tHandle : tHandles)
+            kprCloseDSO(tHandle);
+        tCount += static_cast<uint32_t>(tHandles.size());
+    }
+    if (pUnloaded) *pUnloaded = tCount;
+    return 0;
+}

@@ -1,0 +1,208 @@
+#include "kom_registry.h"
+
+#include <mutex>
+
+#include "kom/heap.h"
+#include "kom/runtime.h"
+#include "kom_path.h"
+#include "kom_registryfile.h"
+#include "kpr/dir.h"
+#include "kpr/path.h"
+#include "kpr/process.h"
+
+namespace kom {
+
+namespace {
+
+/// What was read of the registry, and whether it can be relied on while size and time stay the same.
+struct Cache {
+    std::string path;
+    KprFileInfo info = {};
+    bool settled = false;
+    ClassFile file;
+};
+
+struct State {
+    std::mutex mutex;
+    std::string path; // empty: not yet determined
+    Cache cache;
+};
+
+// Never destroyed: modules may call until the process ends.
+State& state()
+{
+    static State& tState = *new State;
+    return tState;
+}
+
+uint32_t findDefaultPath(std::string& pPath)
+{
+    if (!KFAILED(readText(pPath, kprGetEnvironment, "KOM_CLASSES")) && !pPath.empty()) return 0;
+    std::string tFolder;
+    if (auto tRes = readText(tFolder, kprGetUserDataDir); KFAILED(tRes)) return tRes;
+    for (const char* tName : {"kom", "classes"}) {
+        if (auto tRes = readText(pPath, kprAppendToPath, tFolder.c_str(), tName); KFAILED(tRes)) return tRes;
+        tFolder = pPath;
+    }
+    return 0;
+}
+
+/// The path in use; the state is locked.
+uint32_t ownPath(State& pState, std::string& pPath)
+{
+    if (pState.path.empty())
+        if (auto tRes = findDefaultPath(pState.path); KFAILED(tRes)) {
+            pState.path.clear();
+            return tRes;
+        }
+    pPath = pState.path;
+    return 0;
+}
+
+uint32_t ownPath(std::string& pPath)
+{
+    const std::scoped_lock tLock(state().mutex);
+    return ownPath(state(), pPath);
+}
+
+bool isSame(const KprFileInfo& pA, const KprFileInfo& pB)
+{
+    return pA.size == pB.size && pA.modified.seconds == pB.modified.seconds &&
+           pA.modified.microseconds == pB.modified.microseconds;
+}
+
+uint32_t refresh(const RegistryFile& pRegistry, Cache& pCache)
+{
+    if (pCache.settled && pCache.path == pRegistry.path && isSame(pCache.info, pRegistry.info)) return 0;
+    pCache.settled = false;
+    // Times are coarse: a file that is changed twice within a moment may keep time and size. Only a file
+    // that was old already when it was read is not read again.
+    constexpr int64_t tMoment = 2; // seconds
+    KprTime tNow;
+    if (auto tRes = kprGetCurrentTime(&tNow); KFAILED(tRes)) return tRes;
+    if (auto tRes = readRegistry(pRegistry.path, pCache.file, &pCache.info); KFAILED(tRes)) return tRes;
+    pCache.path = pRegistry.path;
+    pCache.settled = tNow.seconds - pCache.info.modified.seconds > tMoment;
+    return 0;
+}
+
+/// Checks what a module passes to komRegisterDSO and komUnregisterDSO, and finds the registry meant.
+uint32_t findTarget(const char* pClassId, unsigned int pFlags, const void* pContext, std::string& pPath)
+{
+    clearRegistryProblem();
+    const auto* tRegistration = static_cast<const KomRegistration*>(pContext);
+    if (!pClassId || pFlags != 0 || !tRegistration) return E_INVALIDARG;
+    if (!tRegistration->modulePath || !*tRegistration->modulePath) return E_INVALIDARG;
+    if (!isClassId(pClassId)) return KOM_E_BAD_CLASSID;
+    if (!tRegistration->registryPath) return ownPath(pPath);
+    pPath = tRegistration->registryPath;
+    return 0;
+}
+
+KomClassList* copyClasses(const ClassFile& pFile)
+{
+    size_t tSize = sizeof(KomClassList) + pFile.classes.size() * sizeof(KomClass);
+    for (const auto& [tId, tEntry] : pFile.classes)
+        tSize += tId.size() + tEntry.module.size() + 2;
+
+    auto* tList = static_cast<KomClassList*>(komCalloc(1, tSize));
+    auto* tClass = reinterpret_cast<KomClass*>(tList + 1);
+    auto* tText = reinterpret_cast<char*>(tClass + pFile.classes.size());
+    const auto tCopy = [&tText](const std::string& pText) {
+        const char* tStart = tText;
+        std::memcpy(tText, pText.c_str(), pText.size() + 1);
+        tText += pText.size() + 1;
+        return tStart;
+    };
+    *tList = {static_cast<uint32_t>(pFile.classes.size()), tClass};
+    for (const auto& [tId, tEntry] : pFile.classes) {
+        tClass->classId = tCopy(tId);
+        tClass->modulePath = tCopy(tEntry.module);
+        ++tClass;
+    }
+    return tList;
+}
+
+} // namespace
+
+uint32_t findClass(const char* pClassId, std::string& pModule)
+{
+    clearRegistryProblem();
+    if (!pClassId) return KOM_E_CLASSNOTREGISTERED;
+    State& tState = state();
+    const std::scoped_lock tLock(tState.mutex);
+    std::string tPath;
+    if (auto tRes = ownPath(tState, tPath); KFAILED(tRes)) return tRes;
+    RegistryFile tRegistry;
+    uint32_t tRes = locateRegistry(tPath, tRegistry);
+    if (!KFAILED(tRes)) tRes = refresh(tRegistry, tState.cache);
+    if (KFAILED(tRes)) return tRes == KPR_E_NOT_FOUND ? KOM_E_CLASSNOTREGISTERED : tRes;
+    const auto tEntry = tState.cache.file.classes.find(pClassId);
+    if (tEntry == tState.cache.file.classes.end()) return KOM_E_CLASSNOTREGISTERED;
+    pModule = tEntry->second.module;
+    return 0;
+}
+
+} // namespace kom
+
+uint32_t komSetClassRegistry(const char* pPath)
+{
+    if (pPath && !*pPath) return E_INVALIDARG;
+    auto& tState = kom::state();
+    const std::scoped_lock tLock(tState.mutex);
+    tState.path = pPath ? pPath : "";
+    return 0;
+}
+
+const char* komGetClassRegistry()
+{
+    auto& tState = kom::state();
+    const std::scoped_lock tLock(tState.mutex);
+    std::string tPath;
+    static_cast<void>(kom::ownPath(tState, tPath));
+    return tState.path.c_str();
+}
+
+const char* komGetRegistryProblem() { return kom::registryProblem(); }
+
+uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContext)
+{
+    std::string tPath;
+    if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
+    return kom::changeRegistry(tPath, [&](kom::ClassFile& pFile) -> uint32_t {
+        pFile.classes[pClassId].module = static_cast<const KomRegistration*>(pContext)->modulePath;
+        return 0;
+    });
+}
+
+uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext)
+{
+    std::string tPath;
+    if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
+    kom::RegistryFile tRegistry;
+    if (kom::locateRegistry(tPath, tRegistry) == KPR_E_NOT_FOUND) return KOM_E_CLASSNOTREGISTERED;
+    return kom::changeRegistry(tPath, [&](kom::ClassFile& pFile) -> uint32_t {
+        const auto tEntry = pFile.classes.find(pClassId);
+        if (tEntry == pFile.classes.end() ||
+            tEntry->second.module != static_cast<const KomRegistration*>(pContext)->modulePath)
+            return KOM_E_CLASSNOTREGISTERED;
+        pFile.classes.erase(tEntry);
+        return 0;
+    });
+}
+
+uint32_t komListClasses(KomClassList** pList)
+{
+    if (!pList) return E_INVALIDARG;
+    *pList = nullptr;
+    kom::clearRegistryProblem();
+    std::string tPath;
+    if (auto tRes = kom::ownPath(tPath); KFAILED(tRes)) return tRes;
+    kom::RegistryFile tRegistry;
+    kom::ClassFile tFile;
+    uint32_t tRes = kom::locateRegistry(tPath, tRegistry);
+    if (!KFAILED(tRes)) tRes = kom::readRegistry(tRegistry.path, tFile);
+    if (KFAILED(tRes) && tRes != KPR_E_NOT_FOUND) return tRes;
+    *pList = kom::copyClasses(tFile);
+    return 0;
+}

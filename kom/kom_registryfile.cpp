@@ -1,0 +1,196 @@
+#include "kom_registryfile.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "kom_path.h"
+#include "kpr/dir.h"
+#include "kpr/path.h"
+
+namespace kom {
+
+namespace {
+
+constexpr uint64_t LARGEST = 16u << 20; // bytes; far more than any number of classes needs
+
+thread_local char gProblem[160]; // plain bytes: they need no destructor at a thread's end
+
+/// An open file; closed at the end unless that was done before.
+class File {
+public:
+    File() = default;
+    ~File() { close(); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+
+    uint32_t open(const std::string& pPath, uint32_t pMode)
+    {
+        return kprOpenFile(pPath.c_str(), pMode | KPR_OPEN_REGULAR, &mFile);
+    }
+    uint32_t close()
+    {
+        if (mFile == KPR_NO_FILE) return 0;
+        return kprCloseFile(std::exchange(mFile, KPR_NO_FILE));
+    }
+    KprFile get() const { return mFile; }
+
+private:
+    KprFile mFile = KPR_NO_FILE;
+};
+
+/// The lock of a registry: a file beside it, since the registry itself is replaced.
+class Lock {
+public:
+    Lock() = default;
+    ~Lock()
+    {
+        if (mLocked) kprUnlockFile(mFile.get(), 0, 0);
+    }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+    uint32_t take(const std::string& pRegistry, uint32_t pOpenMode, uint32_t pLockMode)
+    {
+        if (auto tRes = mFile.open(pRegistry + ".lock", pOpenMode); KFAILED(tRes)) return tRes;
+        const uint32_t tRes = kprLockFile(mFile.get(), pLockMode, 0, 0);
+        mLocked = !KFAILED(tRes);
+        return tRes;
+    }
+
+private:
+    File mFile;
+    bool mLocked = false;
+};
+
+uint32_t createDirectories(const std::string& pPath)
+{
+    const uint32_t tRes = kprMakeDir(pPath.c_str());
+    if (tRes == KPR_E_EXISTS) return 0;
+    if (tRes != KPR_E_NOT_FOUND) return tRes;
+    std::string tParent;
+    if (auto tRes2 = readText(tParent, kprGetDirname, pPath.c_str()); KFAILED(tRes2)) return tRes2;
+    if (tParent == pPath) return tRes;
+    if (auto tRes2 = createDirectories(tParent); KFAILED(tRes2)) return tRes2;
+    const uint32_t tAgain = kprMakeDir(pPath.c_str());
+    return tAgain == KPR_E_EXISTS ? 0 : tAgain;
+}
+
+uint32_t lockForChange(const std::string& pRegistry, Lock& pLock)
+{
+    constexpr uint32_t tMode = KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE;
+    const uint32_t tRes = pLock.take(pRegistry, tMode, KPR_LOCK_EXCLUSIVE);
+    if (tRes != KPR_E_NOT_FOUND) return tRes;
+    std::string tFolder;
+    if (auto tRes2 = readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes2)) return tRes2;
+    if (auto tRes2 = createDirectories(tFolder); KFAILED(tRes2)) return tRes2;
+    return pLock.take(pRegistry, tMode, KPR_LOCK_EXCLUSIVE);
+}
+
+uint32_t damaged(uint64_t pLine, const char* pWhat)
+{
+    std::snprintf(gProblem, sizeof gProblem, "line %llu: %s", static_cast<unsigned long long>(pLine), pWhat);
+    return KOM_E_BAD_REGISTRY;
+}
+
+uint32_t readWhole(const std::string& pPath, std::string& pText, KprFileInfo* pInfo)
+{
+    File tFile;
+    if (auto tRes = tFile.open(pPath, KPR_OPEN_READ); KFAILED(tRes)) return tRes;
+    KprFileInfo tInfo;
+    if (auto tRes = kprGetOpenFileInfo(tFile.get(), KPR_INFO_SIZE | KPR_INFO_MTIME, &tInfo); KFAILED(tRes))
+        return tRes;
+    if (pInfo) *pInfo = tInfo;
+    if (tInfo.size > LARGEST) return damaged(1, "the file is too large");
+    pText.resize(tInfo.size);
+    uint32_t tRead = 0;
+    if (auto tRes = kprRead(tFile.get(), pText.data(), static_cast<uint32_t>(tInfo.size), &tRead);
+        KFAILED(tRes))
+        return tRes;
+    pText.resize(tRead);
+    return 0;
+}
+
+uint32_t parse(const std::string& pText, ClassFile& pFile)
+{
+    ClassFileProblem tProblem;
+    if (parseClassFile(pText, pFile, tProblem)) return 0;
+    return damaged(tProblem.line, tProblem.text.c_str());
+}
+
+uint32_t writeWhole(const std::string& pPath, const std::string& pText)
+{
+    File tFile;
+    if (auto tRes = tFile.open(pPath, KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE); KFAILED(tRes))
+        return tRes;
+    for (size_t tDone = 0; tDone < pText.size();) {
+        uint32_t tWritten = 0;
+        const auto tLength = static_cast<uint32_t>(pText.size() - tDone);
+        if (auto tRes = kprWrite(tFile.get(), pText.data() + tDone, tLength, &tWritten); KFAILED(tRes))
+            return tRes;
+        if (tWritten == 0) return KPR_E_NO_SPACE;
+        tDone += tWritten;
+    }
+    if (auto tRes = kprSyncFile(tFile.get()); KFAILED(tRes)) return tRes;
+    return tFile.close();
+}
+
+/// Puts a new text in the file's place. Who calls holds the lock, so the new file has but one name.
+uint32_t replace(const std::string& pPath, const std::string& pText)
+{
+    if (pText.size() > LARGEST) return KPR_E_TOO_LARGE;
+    const std::string tNew = pPath + ".new";
+    uint32_t tRes = writeWhole(tNew, pText);
+    if (!KFAILED(tRes)) tRes = kprReplaceFile(tNew.c_str(), pPath.c_str());
+    if (KFAILED(tRes)) kprRemoveFile(tNew.c_str());
+    return tRes;
+}
+
+} // namespace
+
+uint32_t locateRegistry(const std::string& pPath, RegistryFile& pFile)
+{
+    constexpr uint32_t tFacts = KPR_INFO_KIND | KPR_INFO_SIZE | KPR_INFO_MTIME;
+    pFile.path = pPath;
+    if (auto tRes = kprGetFileInfo(pPath.c_str(), tFacts, &pFile.info); KFAILED(tRes)) return tRes;
+    if (pFile.info.kind != KPR_KIND_LINK) return 0;
+    std::string tTarget;
+    if (auto tRes = readText(tTarget, kprGetRealPath, pPath.c_str()); KFAILED(tRes)) return tRes;
+    pFile.path = tTarget;
+    return kprGetFileInfo(tTarget.c_str(), tFacts, &pFile.info);
+}
+
+uint32_t readRegistry(const std::string& pPath, ClassFile& pFile, KprFileInfo* pInfo)
+{
+    // The shared lock keeps the file from being open while it is replaced, which some volumes do not support.
+    // Without one (no lock file yet, a read-only folder) the file is read all the same: it is always whole.
+    Lock tLock;
+    static_cast<void>(tLock.take(pPath, KPR_OPEN_READ, KPR_LOCK_SHARED));
+    std::string tText;
+    if (auto tRes = readWhole(pPath, tText, pInfo); KFAILED(tRes)) return tRes;
+    return parse(tText, pFile);
+}
+
+uint32_t changeRegistry(const std::string& pPath, const std::function<uint32_t(ClassFile&)>& pChange)
+{
+    RegistryFile tRegistry;
+    if (auto tRes = locateRegistry(pPath, tRegistry); KFAILED(tRes) && tRes != KPR_E_NOT_FOUND) return tRes;
+    Lock tLock;
+    if (auto tRes = lockForChange(tRegistry.path, tLock); KFAILED(tRes)) return tRes;
+
+    std::string tOld;
+    ClassFile tFile;
+    if (auto tRes = readWhole(tRegistry.path, tOld, nullptr); !KFAILED(tRes)) {
+        if (auto tRes2 = parse(tOld, tFile); KFAILED(tRes2)) return tRes2;
+    } else if (tRes != KPR_E_NOT_FOUND) {
+        return tRes;
+    }
+    if (auto tRes = pChange(tFile); KFAILED(tRes)) return tRes;
+    const std::string tNew = composeClassFile(tFile);
+    return tNew == tOld ? 0 : replace(tRegistry.path, tNew);
+}
+
+const char* registryProblem() noexcept { return gProblem; }
+
+void clearRegistryProblem() noexcept { gProblem[0] = '\0'; }
+
+} // namespace kom

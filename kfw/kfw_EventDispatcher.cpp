@@ -18,6 +18,29 @@ std::string_view nameOf(const char* pType) { return pType ? pType : ""; }
 
 } // namespace
 
+/// Keeps the dispatcher while it delivers: a handler may give the last outside reference back. It costs one
+/// atomic operation, where a reference of the delivery's own would cost two.
+class EventDispatcher::Delivery {
+public:
+    explicit Delivery(EventDispatcher& pDispatcher) : mDispatcher(pDispatcher)
+    {
+        if (mDispatcher.mDeliveries++ == 0)
+            mDispatcher.mPhase.store(PHASE_DELIVERING, std::memory_order_relaxed);
+    }
+    Delivery(const Delivery&) = delete;
+    Delivery& operator=(const Delivery&) = delete;
+    ~Delivery()
+    {
+        if (--mDispatcher.mDeliveries > 0) return;
+        const Phase tPhase = mDispatcher.mPhase.exchange(PHASE_IDLE);
+        // A handler may have taken a reference since the last one was given back.
+        if (tPhase == PHASE_ENDING && mDispatcher.mRefCount.value() == 0) delete &mDispatcher;
+    }
+
+private:
+    EventDispatcher& mDispatcher;
+};
+
 /// Goes over the registrations of one name. The next one is located only when the walk moves on, so that it
 /// reaches what was added meanwhile; a removal keeps the walk's place and the consumer it is serving.
 class EventDispatcher::Walk {
@@ -32,7 +55,7 @@ public:
     ~Walk()
     {
         mDispatcher.mWalk = mOuter;
-        mDispatcher.dropIfEmpty(mEntry);
+        if (mEntry->second.empty()) mDispatcher.dropIfEmpty(mEntry);
     }
 
     /// The consumer to serve next, null at the end.
@@ -82,6 +105,15 @@ EventDispatcher::~EventDispatcher()
         const auto tEvent = std::move(mQueue.front());
         mQueue.pop_front();
     }
+}
+
+uint32_t EventDispatcher::release()
+{
+    const uint32_t tCount = mRefCount.decrement();
+    if (tCount > 0) return tCount;
+    Phase tPhase = PHASE_DELIVERING;
+    if (!mPhase.compare_exchange_strong(tPhase, PHASE_ENDING) && tPhase == PHASE_IDLE) delete this;
+    return tCount;
 }
 
 uint32_t EventDispatcher::init(fw::IApplication* pApp)
@@ -172,7 +204,7 @@ uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
 {
     if (!pEvent) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    const auto tSelf = kom::retain(this); // a handler may give the last outside reference back
+    const Delivery tDelivery(*this);
     deliver("", pEvent);
     kom::HeapString tType;
     if (auto tRes = pEvent->getType(tType.out()); KFAILED(tRes)) {
@@ -219,7 +251,7 @@ uint32_t EventDispatcher::postEvent(fw::IEvent* pEvent)
 
 void EventDispatcher::processQueue()
 {
-    const auto tSelf = kom::retain(this); // as in sendEvent, for the whole run
+    const Delivery tDelivery(*this);
     while (!mQueue.empty()) {
         const auto tEvent = std::move(mQueue.front());
         mQueue.pop_front();

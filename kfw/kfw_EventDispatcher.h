@@ -1,6 +1,7 @@
 // Delivers events to registered consumers, at once or when the application is idle.
 #pragma once
 
+#include <atomic>
 #include <deque>
 #include <functional>
 #include <map>
@@ -43,6 +44,8 @@ public:
     EventDispatcher();
     virtual ~EventDispatcher();
 
+    /// As everywhere, but while events are delivered the object's end waits for that to be done.
+    uint32_t release() override;
     uint32_t init(fw::IApplication* pApp) override;
     uint32_t sendEvent(fw::IEvent* pEvent) override;
     uint32_t postEvent(fw::IEvent* pEvent) override;
@@ -52,7 +55,14 @@ public:
     uint32_t removeConsumer(const char* pType, fw::IEventConsumer* pConsumer) override;
 
 private:
+    class Delivery;
     class Walk;
+    /// Whether the object may go when its count reaches 0.
+    enum Phase : uint8_t {
+        PHASE_IDLE,
+        PHASE_DELIVERING, ///< a delivery is in progress
+        PHASE_ENDING      ///< the same, and it is to see to the object's end
+    };
     using Registrations = std::vector<kom::Ref<fw::IEventConsumer>>;
     /// A multimap whose equal names share one list, in the order of registration; no list stays empty unless
     /// a walk is in it. Ordered by the names' bytes, unsigned, the shorter name first.
@@ -74,6 +84,8 @@ private:
     std::deque<kom::Ref<fw::IEvent>> mQueue;
     Consumers mConsumers;
     bool mIdleScheduled = false;
+    uint32_t mDeliveries = 0; ///< how many are in progress, one in another
+    std::atomic<Phase> mPhase = PHASE_IDLE;
     Walk* mWalk = nullptr; ///< the innermost walk in progress
 };
 

@@ -105,20 +105,20 @@ void registerAll()
         const char* name;
         uint32_t types, perType, forAll;
     };
-    constexpr Case CASES[] = {{"send/1_type_x_1", 1, 1, 0},
-                              {"send/10_types_x_1", 10, 1, 0},
-                              {"send/10_types_x_10", 10, 10, 0},
-                              {"send/1000_types_x_1", 1000, 1, 0},
-                              {"send/10_types_x_5_and_5_for_all", 10, 5, 5}};
+    constexpr Case CASES[] = {{"send_1_type_x_1", 1, 1, 0},
+                              {"send_10_types_x_1", 10, 1, 0},
+                              {"send_10_types_x_10", 10, 10, 0},
+                              {"send_1000_types_x_1", 1000, 1, 0},
+                              {"send_10_types_x_5_and_5_for_all", 10, 5, 5}};
     const auto tName = [](const char* pCase, const char* pContestant) {
-        return std::string(pCase) + "/" + pContestant;
+        return std::string(pContestant) + "/" + pCase;
     };
     for (const Case& tCase : CASES)
         for (const auto& [tContestant, tMaker] : tContestants)
             benchmark::RegisterBenchmark(tName(tCase.name, tContestant).c_str(), send, tMaker, tCase.types,
                                          tCase.perType, tCase.forAll);
     for (const auto& [tContestant, tMaker] : tContestants)
-        benchmark::RegisterBenchmark(tName("send/miss", tContestant).c_str(), miss, tMaker);
+        benchmark::RegisterBenchmark(tName("send_miss", tContestant).c_str(), miss, tMaker);
     for (const auto& [tContestant, tMaker] : tContestants)
         benchmark::RegisterBenchmark(tName("add_and_remove", tContestant).c_str(), addAndRemove, tMaker);
     for (const auto& [tContestant, tMaker] : tContestants)

@@ -64,8 +64,8 @@ void isEnabled(benchmark::State& pState)
     }
 }
 
-BENCHMARK(lookUp)->Name("cached_answer/floor")->Arg(10)->Arg(100)->Arg(1000);
-BENCHMARK(isEnabled)->Name("cached_answer/feature_set")->Arg(10)->Arg(100)->Arg(1000);
+BENCHMARK(lookUp)->Name("floor/cached_answer")->Arg(10)->Arg(100)->Arg(1000);
+BENCHMARK(isEnabled)->Name("feature_set/cached_answer")->Arg(10)->Arg(100)->Arg(1000);
 
 } // namespace
 

@@ -1,9 +1,10 @@
 // Delivers events to registered consumers, at once or when the application is idle.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <deque>
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -64,9 +65,18 @@ private:
         PHASE_ENDING      ///< the same, and it is to see to the object's end
     };
     using Registrations = std::vector<kom::Ref<fw::IEventConsumer>>;
-    /// A multimap whose equal names share one list, in the order of registration; no list stays empty unless
-    /// a walk is in it. Ordered by the names' bytes, unsigned, the shorter name first.
-    using Consumers = std::map<std::string, Registrations, std::less<>>;
+    /// By the names' bytes, unsigned, the shorter name first.
+    struct NameOrder {
+        using is_transparent = void;
+        bool operator()(std::string_view pA, std::string_view pB) const
+        {
+            const int tOrder = std::memcmp(pA.data(), pB.data(), std::min(pA.size(), pB.size()));
+            return tOrder < 0 || (tOrder == 0 && pA.size() < pB.size());
+        }
+    };
+    /// A multimap whose equal names share one list, in the order of registration. A list is empty only while
+    /// a walk is in it.
+    using Consumers = std::map<std::string, Registrations, NameOrder>;
 
     Consumers::iterator find(std::string_view pName);
     /// Delivers to the registrations of one name until the event is consumed. Failures are logged.

@@ -1,5 +1,6 @@
 // What handlers may do to the dispatcher that is calling them.
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -323,6 +324,60 @@ TEST_F(ReentryTest, survivesItsLastReferenceDuringASend)
     EXPECT_EQ(mServed, (Strings{"a", "b"}));
     EXPECT_TRUE(tGone) << "the dispatcher went when the send was done";
     EXPECT_EQ(mApp->references(), 1u);
+}
+
+TEST_F(ReentryTest, staysWhenAHandlerTakesAReferenceAfterTheLastOne)
+{
+    mA = consumer("a", [&](TestEvent*) {
+        fw::IEventDispatcher* tDispatcher = mDispatcher.detach();
+        EXPECT_EQ(tDispatcher->release(), 0u);
+        EXPECT_EQ(tDispatcher->addRef(), 1u);
+        EXPECT_EQ(tDispatcher->release(), 0u);
+        mDispatcher = kom::retain(tDispatcher);
+    });
+    add(mA);
+    send();
+    EXPECT_EQ(mA->references(), 2u);
+    mA->handler = {};
+    send();
+    EXPECT_EQ(mA->handled, 2u);
+}
+
+TEST_F(ReentryTest, survivesItsLastReferenceGivenBackByAnotherThread)
+{
+    kom::Ref<fw::IEventDispatcher> tOther = mDispatcher;
+    mB = consumer("b");
+    mA = consumer("a", [&](TestEvent*) {
+        mDispatcher.reset();
+        std::thread([&] { EXPECT_EQ(tOther.detach()->release(), 0u); }).join();
+    });
+    add(mA);
+    add(mB);
+    fw::IEventDispatcher* tDispatcher = mDispatcher.get();
+    EXPECT_EQ(tDispatcher->sendEvent(TestEvent::make("t").get()), 0u);
+    EXPECT_EQ(mServed, (Strings{"a", "b"}));
+    EXPECT_EQ(mApp->references(), 1u);
+    EXPECT_EQ(mA->references(), 1u);
+}
+
+TEST_F(ReentryTest, goesOnceWhenAnotherThreadGivesBackTheLastReferenceAtAnyMoment)
+{
+    for (int i = 0; i < 200; ++i) {
+        auto tDispatcher = makeDispatcher();
+        ASSERT_EQ(tDispatcher->init(mApp.get()), 0u);
+        std::thread tThread;
+        const auto tConsumer = TestConsumer::make([&](TestEvent*) {
+            auto* tLent = tDispatcher.detach();
+            tThread = std::thread([tLent] { tLent->release(); });
+            return 0u;
+        });
+        tDispatcher->addConsumer(tConsumer.get());
+        auto* tSender = tDispatcher.get();
+        tSender->sendEvent(TestEvent::make("t").get());
+        tThread.join();
+        ASSERT_EQ(tConsumer->references(), 1u);
+        ASSERT_EQ(mApp->references(), 2u);
+    }
 }
 
 TEST_F(ReentryTest, drainsTheWholeQueueAfterItsLastReferenceIsGone)

@@ -161,9 +161,10 @@ uint32_t locateRegistry(const std::string& pPath, RegistryFile& pFile)
 uint32_t readRegistry(const std::string& pPath, ClassFile& pFile, KprFileInfo* pInfo)
 {
     // The shared lock keeps the file from being open while it is replaced, which some volumes do not support.
-    // Without one (no lock file yet, a read-only folder) the file is read all the same: it is always whole.
+    // Without it (a change under way, no lock file yet, a read-only folder) the file is read all the same: it
+    // is always whole, and nobody's object has to wait for another process.
     Lock tLock;
-    static_cast<void>(tLock.take(pPath, KPR_OPEN_READ, KPR_LOCK_SHARED));
+    static_cast<void>(tLock.take(pPath, KPR_OPEN_READ, KPR_LOCK_SHARED | KPR_LOCK_NO_WAIT));
     std::string tText;
     if (auto tRes = readWhole(pPath, tText, pInfo); KFAILED(tRes)) return tRes;
     return parse(tText, pFile);

@@ -17,6 +17,14 @@
 #include "kpr/time.h"
 #include "kpr_testing.h"
 
+#if defined(__SANITIZE_THREAD__)
+// The sanitizer does not see the lock under which the system's loader opens and closes modules: neither
+// between the static initialisers of a module that is loaded again, nor for the loader's own records of
+// modules.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions();
+const char* __tsan_default_suppressions() { return "race:call_init\nrace:kprGetModulePath\n"; }
+#endif
+
 namespace kom::test {
 
 namespace {

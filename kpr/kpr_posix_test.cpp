@@ -1,9 +1,10 @@
 // What only Linux has: special files, signals, permissions, and system calls that fail on purpose.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,29 +27,42 @@
 
 namespace {
 
-// The wrapped calls fail with the given errno as often as asked, then do their work.
-struct Fault {
-    int error = 0;
-    int times = 0;
-
+// The wrapped calls fail with the given error as often as asked (-1: for ever), then do their work.
+class Fault {
+public:
+    void set(int pError, int pTimes)
+    {
+        mError = pError;
+        mTimes = pTimes;
+    }
+    int error() const { return mError; }
     bool strikes()
     {
-        if (times == 0) return false;
-        --times;
-        errno = error;
+        if (mTimes == 0) return false;
+        if (mTimes > 0) --mTimes;
+        errno = mError;
         return true;
     }
+
+private:
+    std::atomic<int> mError{0};
+    std::atomic<int> mTimes{0};
 };
 
 Fault gRename, gLink, gUnlink, gRead, gWrite, gReaddir;
 size_t gMostPerWrite = SIZE_MAX;
+size_t gMostTaken = 0;
+std::vector<std::string> gTaken; // paths that exclusive creation found taken
 
 class KprPosixTest : public testing::Test {
 protected:
     void TearDown() override
     {
-        gRename = gLink = gUnlink = gRead = gWrite = gReaddir = {};
+        for (Fault* tFault : {&gRename, &gLink, &gUnlink, &gRead, &gWrite, &gReaddir})
+            tFault->set(0, 0);
+        gTaken.clear();
         gMostPerWrite = SIZE_MAX;
+        gMostTaken = 0;
     }
 
     uint32_t open(const std::string& pPath, uint32_t pMode)
@@ -74,6 +88,15 @@ protected:
 
 extern "C" {
 
+uint32_t __real_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile);
+uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
+{
+    if (!(pMode & KPR_OPEN_EXCLUSIVE) || gTaken.size() >= gMostTaken)
+        return __real_kprOpenFile(pPath, pMode, pFile);
+    gTaken.push_back(pPath);
+    return KPR_E_EXISTS;
+}
+
 int __real_renameat2(int pFromDir, const char* pFrom, int pToDir, const char* pTo, unsigned pFlags);
 int __wrap_renameat2(int pFromDir, const char* pFrom, int pToDir, const char* pTo, unsigned pFlags)
 {
@@ -85,15 +108,12 @@ int __wrap_link(const char* pFrom, const char* pTo)
 {
     // EEXIST stands for the answer of a server that repeated a request: the link has been made.
     if (!gLink.strikes()) return __real_link(pFrom, pTo);
-    if (gLink.error == EEXIST && __real_link(pFrom, pTo) == 0) errno = EEXIST;
+    if (gLink.error() == EEXIST && __real_link(pFrom, pTo) == 0) errno = EEXIST;
     return -1;
 }
 
 int __real_unlink(const char* pPath);
-int __wrap_unlink(const char* pPath)
-{
-    return gUnlink.strikes() ? -1 : __real_unlink(pPath);
-}
+int __wrap_unlink(const char* pPath) { return gUnlink.strikes() ? -1 : __real_unlink(pPath); }
 
 ssize_t __real_read(int pFile, void* pBuffer, size_t pLength);
 ssize_t __wrap_read(int pFile, void* pBuffer, size_t pLength)
@@ -108,10 +128,7 @@ ssize_t __wrap_write(int pFile, const void* pBuffer, size_t pLength)
 }
 
 dirent* __real_readdir(DIR* pDir);
-dirent* __wrap_readdir(DIR* pDir)
-{
-    return gReaddir.strikes() ? nullptr : __real_readdir(pDir);
-}
+dirent* __wrap_readdir(DIR* pDir) { return gReaddir.strikes() ? nullptr : __real_readdir(pDir); }
 }
 
 TEST_F(KprPosixTest, RegularOpensRefuseSpecialFilesWithoutBlocking)
@@ -206,13 +223,13 @@ TEST_F(KprPosixTest, RenameIfAbsentWorksWithoutTheSystemsOwn)
     for (int tError : {EINVAL, ENOSYS, EOPNOTSUPP}) {
         kprtest::writeFile(mPath, "content");
         kprRemoveFile((mDir / "to").c_str());
-        gRename = {tError, 1};
+        gRename.set(tError, 1);
         EXPECT_EQ(kprMoveFile(mPath.c_str(), (mDir / "to").c_str()), 0u);
         EXPECT_FALSE(kprtest::exists(mPath));
         EXPECT_EQ(kprtest::readFile(mDir / "to"), "content");
     }
     kprtest::writeFile(mPath, "other");
-    gRename = {EINVAL, 1};
+    gRename.set(EINVAL, 1);
     EXPECT_EQ(kprMoveFile(mPath.c_str(), (mDir / "to").c_str()), KPR_E_EXISTS);
     EXPECT_EQ(kprtest::readFile(mPath), "other");
     EXPECT_EQ(kprtest::readFile(mDir / "to"), "content");
@@ -223,7 +240,7 @@ TEST_F(KprPosixTest, TheFallbackHasOneWinnerAsWell)
     constexpr int tThreads = 8;
     for (int i = 0; i < tThreads; ++i)
         kprtest::writeFile(mPath + std::to_string(i), std::to_string(i));
-    gRename = {EINVAL, -1}; // for ever
+    gRename.set(EINVAL, -1); // for ever
     std::atomic<int> tWinners{0}, tLosers{0};
     std::vector<std::thread> tRunning;
     for (int i = 0; i < tThreads; ++i)
@@ -241,21 +258,21 @@ TEST_F(KprPosixTest, TheFallbackHasOneWinnerAsWell)
 TEST_F(KprPosixTest, TheFallbackSurvivesALostAnswerAndUndoesHalfAMove)
 {
     kprtest::writeFile(mPath, "content");
-    gRename = {EINVAL, 1};
-    gLink = {EEXIST, 1};
+    gRename.set(EINVAL, 1);
+    gLink.set(EEXIST, 1);
     EXPECT_EQ(kprMoveFile(mPath.c_str(), (mDir / "to").c_str()), 0u);
     EXPECT_FALSE(kprtest::exists(mPath));
 
-    gRename = {EINVAL, 1};
-    gUnlink = {EACCES, 1};
+    gRename.set(EINVAL, 1);
+    gUnlink.set(EACCES, 1);
     EXPECT_EQ(kprMoveFile((mDir / "to").c_str(), mPath.c_str()), KPR_E_ACCESS_DENIED);
     EXPECT_FALSE(kprtest::exists(mPath));
     EXPECT_EQ(kprtest::readFile(mDir / "to"), "content");
 
-    gRename = {EINVAL, 1};
-    gLink = {EPERM, 1};
+    gRename.set(EINVAL, 1);
+    gLink.set(EPERM, 1);
     EXPECT_EQ(kprMoveFile((mDir / "to").c_str(), mPath.c_str()), E_NOT_SUPPORTED);
-    gRename = {EXDEV, 1};
+    gRename.set(EXDEV, 1);
     EXPECT_EQ(kprMoveFile((mDir / "to").c_str(), mPath.c_str()), KPR_E_OTHER_VOLUME);
 }
 
@@ -264,16 +281,16 @@ TEST_F(KprPosixTest, InterruptedTransfersGoOn)
     KprFile tFile;
     ASSERT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE, &tFile), 0u);
     uint32_t tCount;
-    gWrite = {EINTR, 3};
+    gWrite.set(EINTR, 3);
     gMostPerWrite = 2;
     EXPECT_EQ(kprWrite(tFile, "abcde", 5, &tCount), 0u);
     EXPECT_EQ(tCount, 5u);
     EXPECT_EQ(kprSeek(tFile, 0, KPR_SEEK_START, nullptr), 0u);
     char tBytes[9];
-    gRead = {EINTR, 3};
+    gRead.set(EINTR, 3);
     EXPECT_EQ(kprRead(tFile, tBytes, 9, &tCount), 0u);
     EXPECT_EQ(std::string(tBytes, tCount), "abcde");
-    gRead = {EIO, 1};
+    gRead.set(EIO, 1);
     EXPECT_EQ(kprRead(tFile, tBytes, 9, &tCount), KPR_E_IO);
     gMostPerWrite = 0; // the system takes nothing more: a short write
     EXPECT_EQ(kprWrite(tFile, "abcde", 5, &tCount), 0u);
@@ -304,13 +321,26 @@ TEST_F(KprPosixTest, APipeHasNoPositionedRead)
     kprCloseFile(tFile);
 }
 
+TEST_F(KprPosixTest, ATakenTemporaryNameGivesWayToAnother)
+{
+    char tPath[1024];
+    gMostTaken = 3;
+    ASSERT_EQ(kprGetTempFileName(mDir.path().c_str(), "t.", 0, tPath, sizeof tPath), 0u);
+    gTaken.push_back(tPath);
+    EXPECT_EQ(std::set<std::string>(gTaken.begin(), gTaken.end()).size(), 4u);
+    EXPECT_TRUE(kprtest::exists(tPath));
+    gTaken.clear();
+    gMostTaken = SIZE_MAX; // it does not try for ever
+    EXPECT_EQ(kprGetTempFileName(mDir.path().c_str(), "t.", 0, tPath, sizeof tPath), KPR_E_EXISTS);
+}
+
 TEST_F(KprPosixTest, AListingThatBreaksEnds)
 {
     kprtest::writeFile(mPath, "");
     KprDir tDir;
     ASSERT_EQ(kprOpenDir(mDir.path().c_str(), &tDir), 0u);
     char tName[100];
-    gReaddir = {EIO, -1};
+    gReaddir.set(EIO, -1);
     EXPECT_EQ(kprReadDir(tDir, tName, sizeof tName, nullptr), KPR_E_IO);
     EXPECT_EQ(kprReadDir(tDir, tName, sizeof tName, nullptr), KPR_E_END);
     EXPECT_EQ(kprCloseDir(tDir), 0u);
@@ -332,7 +362,7 @@ TEST_F(KprPosixTest, WaitingForALockSurvivesSignals)
         EXPECT_EQ(kprLockFile(tTwo, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
         tHasIt = true;
     });
-    while (tSignals < 3) {
+    while (tSignals < 3 && !tHasIt) {
         pthread_kill(tWaiter.native_handle(), SIGUSR1);
         kprSleep(20);
     }

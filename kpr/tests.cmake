@@ -45,7 +45,7 @@ k_test(kpr_strict_test SOURCES kpr_strict_test.cpp LIBRARIES kpr_testing kpr_str
 if(NOT WIN32)
     # With kpr's own sources, so that its system calls can be made to fail.
     k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp testing/kpr_testing_posix.cpp ${tSources}
-        LIBRARIES ${tLibraries} WRAP renameat2 link unlink read write readdir)
+        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir)
     target_include_directories(kpr_posix_test PRIVATE include testing)
 endif()
 

@@ -1,0 +1,476 @@
+#include "host/Application.h"
+
+#include <cstdlib>
+#include <functional>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "host_TestDirectory.h"
+#include "kom/ref.h"
+#include "kpr/time.h"
+#include "kutil/log.h"
+
+using namespace vel::kos;
+using namespace vel::kos::host;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+/// A callout that does what it is told.
+class Callout : public kom::Implements<Callout, fw::IIdleCallout> {
+    friend Implements;
+
+public:
+    using Action = std::function<uint32_t(unsigned int*)>;
+    explicit Callout(Action pAction) : mAction(std::move(pAction)) {}
+    virtual ~Callout() = default;
+    uint32_t onIdle(unsigned int* pAgain) override { return mAction(pAgain); }
+
+private:
+    kom::RefCount mRefCount;
+    Action mAction;
+};
+
+class Hook : public kom::Implements<Hook, fw::IAppCloseHook> {
+    friend Implements;
+
+public:
+    using Action = std::function<uint32_t()>;
+    explicit Hook(Action pAction) : mAction(std::move(pAction)) {}
+    virtual ~Hook() = default;
+    uint32_t onAppClose() override { return mAction(); }
+
+private:
+    kom::RefCount mRefCount;
+    Action mAction;
+};
+
+kom::Ref<Callout> makeCallout(Callout::Action pAction)
+{
+    return kom::retain(new Callout(std::move(pAction)));
+}
+kom::Ref<Hook> makeHook(Hook::Action pAction) { return kom::retain(new Hook(std::move(pAction))); }
+
+/// Ends after its first call.
+Callout::Action once(std::function<void()> pAction)
+{
+    return [tAction = std::move(pAction)](unsigned int* pAgain) {
+        tAction();
+        *pAgain = 0;
+        return 0u;
+    };
+}
+
+class ApplicationTest : public testing::Test {
+protected:
+    ApplicationTest()
+    {
+        mOptions.name = "unithost";
+        mOptions.version = "1.2.3";
+        mOptions.vendor = "Somebody";
+        mOptions.language = "de_AT";
+        mOptions.arguments = {"one", "two"};
+        mOptions.userAppDir = mDir.file(u8"app");
+        mOptions.log.console = false;
+        mOptions.log.file = mDir.file(u8"host.log");
+    }
+    ~ApplicationTest() override
+    {
+        if (mApp) mApp->close();
+    }
+    void start()
+    {
+        std::string tProblem;
+        ASSERT_EQ(Application::create(mOptions, mApp, &tProblem), 0u) << tProblem;
+    }
+    uint32_t runCallouts()
+    {
+        uint32_t tRan = 0;
+        EXPECT_EQ(mApp->runIdleCallouts(&tRan), 0u);
+        return tRan;
+    }
+    std::string log() const { return mDir.read(u8"host.log"); }
+
+    using TextOperation = uint32_t (fw::IApplication5::*)(char**);
+    std::string text(TextOperation pOperation)
+    {
+        kom::HeapString tText;
+        EXPECT_EQ((mApp.get()->*pOperation)(tText.out()), 0u);
+        EXPECT_EQ((mApp.get()->*pOperation)(nullptr), E_INVALIDARG);
+        return tText.c_str();
+    }
+
+    TestDirectory mDir;
+    ApplicationOptions mOptions;
+    kom::Ref<Application> mApp;
+};
+
+TEST_F(ApplicationTest, AnswersEveryRevision)
+{
+    start();
+    for (const char* tIid : {fw::IApplication::IID, fw::IApplication2::IID, fw::IApplication3::IID,
+                             fw::IApplication4::IID, fw::IApplication5::IID, kom::IUnknown::IID}) {
+        kom::IUnknown* tFace = nullptr;
+        ASSERT_EQ(mApp->queryInterface(tIid, &tFace), 0u) << tIid;
+        tFace->release();
+    }
+    EXPECT_STREQ(mApp->getInterfaceId(), "IDL:vel/kos/fw/IApplication5:1.0");
+}
+
+TEST_F(ApplicationTest, TellsWhatItWasGiven)
+{
+    start();
+    EXPECT_EQ(text(&fw::IApplication5::getName), "unithost");
+    EXPECT_EQ(text(&fw::IApplication5::getDisplayName), "unithost");
+    EXPECT_EQ(text(&fw::IApplication5::getVersion), "1.2.3");
+    EXPECT_EQ(text(&fw::IApplication5::getVendor), "Somebody");
+    EXPECT_EQ(text(&fw::IApplication5::getLanguage), "de_AT");
+    EXPECT_EQ(text(&fw::IApplication5::getCatalogueDir), "");
+    EXPECT_EQ(text(&fw::IApplication5::getUserAppDir), mOptions.userAppDir);
+    EXPECT_EQ(text(&fw::IApplication5::getSettingsName), "unithost");
+    EXPECT_NE(text(&fw::IApplication5::getProgramDir), "");
+    EXPECT_NE(text(&fw::IApplication5::getTempDir), "");
+
+    uint32_t tCount = 0;
+    EXPECT_EQ(mApp->getArgumentCount(&tCount), 0u);
+    EXPECT_EQ(tCount, 2u);
+    kom::HeapString tArgument;
+    EXPECT_EQ(mApp->getArgument(1, tArgument.out()), 0u);
+    EXPECT_STREQ(tArgument.c_str(), "two");
+    EXPECT_EQ(mApp->getArgument(2, tArgument.out()), E_INVALIDARG);
+    EXPECT_TRUE(tArgument.isNull());
+}
+
+TEST_F(ApplicationTest, MakesTheUserApplicationDirectoryWithItsParents)
+{
+    mOptions.userAppDir = mDir.file(u8"a/b/c");
+    start();
+    EXPECT_TRUE(mDir.has(u8"a/b/c"));
+}
+
+TEST_F(ApplicationTest, LeavesTheUserApplicationDirectoryAloneWhenToldSo)
+{
+    mOptions.createUserAppDir = false;
+    start();
+    EXPECT_FALSE(mDir.has(u8"app"));
+}
+
+TEST_F(ApplicationTest, FailsWhereAFileStandsInTheWay)
+{
+    mDir.write(u8"app", "");
+    std::string tProblem;
+    EXPECT_TRUE(KFAILED(Application::create(mOptions, mApp, &tProblem)));
+    EXPECT_FALSE(mApp);
+    EXPECT_EQ(tProblem, mOptions.userAppDir);
+}
+
+TEST_F(ApplicationTest, FailsWithoutTheLogFileAskedFor)
+{
+    mOptions.log.file = mDir.file(u8"host.log/below");
+    mDir.write(u8"host.log", "");
+    std::string tProblem;
+    EXPECT_EQ(Application::create(mOptions, mApp, &tProblem), KPR_E_IO);
+    EXPECT_FALSE(mApp);
+    EXPECT_NE(tProblem, "");
+}
+
+TEST_F(ApplicationTest, CallsACalloutUntilItHasHadEnough)
+{
+    start();
+    int tCalls = 0;
+    auto tCallout = makeCallout([&](unsigned int* pAgain) {
+        EXPECT_EQ(*pAgain, 1u);
+        if (++tCalls == 3) *pAgain = 0;
+        return 0u;
+    });
+    EXPECT_EQ(mApp->addIdleCallout(tCallout.get()), 0u);
+    EXPECT_EQ(runCallouts(), 1u);
+    EXPECT_EQ(runCallouts(), 1u);
+    EXPECT_EQ(runCallouts(), 1u);
+    EXPECT_EQ(runCallouts(), 0u);
+    EXPECT_EQ(tCalls, 3);
+}
+
+TEST_F(ApplicationTest, DropsACalloutThatFailsAndOneThatHasHadEnough)
+{
+    start();
+    auto tFailing = makeCallout([](unsigned int*) { return E_FAIL; });
+    auto tEnding = makeCallout(once([] {}));
+    mApp->addIdleCallout(tFailing.get());
+    mApp->addIdleCallout(tEnding.get());
+    EXPECT_EQ(tFailing->addRef(), 3u);
+    EXPECT_EQ(runCallouts(), 2u);
+    EXPECT_EQ(tFailing->release(), 1u);
+    EXPECT_EQ(tEnding->addRef(), 2u);
+    tEnding->release();
+    EXPECT_EQ(runCallouts(), 0u);
+}
+
+TEST_F(ApplicationTest, CallsCalloutsInOrderAndThoseAddedMeanwhileInTheNextRun)
+{
+    start();
+    std::vector<std::string> tCalls;
+    auto tLate = makeCallout(once([&] { tCalls.push_back("late"); }));
+    auto tFirst = makeCallout([&](unsigned int* pAgain) {
+        tCalls.push_back("first");
+        if (tCalls.size() == 1)
+            mApp->addIdleCallout(tLate.get());
+        else
+            *pAgain = 0;
+        return 0u;
+    });
+    auto tSecond = makeCallout(once([&] { tCalls.push_back("second"); }));
+    mApp->addIdleCallout(tFirst.get());
+    mApp->addIdleCallout(tSecond.get());
+    EXPECT_EQ(runCallouts(), 2u);
+    EXPECT_EQ(runCallouts(), 2u);
+    EXPECT_THAT(tCalls, ElementsAre("first", "second", "first", "late"));
+}
+
+TEST_F(ApplicationTest, RefusesAnIdleRunWithinAnIdleRun)
+{
+    start();
+    uint32_t tInner = 0, tRan = 7;
+    auto tCallout = makeCallout(once([&] { tInner = mApp->runIdleCallouts(&tRan); }));
+    mApp->addIdleCallout(tCallout.get());
+    runCallouts();
+    EXPECT_EQ(tInner, E_WRONG_STATE);
+    EXPECT_EQ(tRan, 0u);
+    EXPECT_EQ(mApp->runIdleCallouts(nullptr), E_INVALIDARG);
+    EXPECT_EQ(mApp->addIdleCallout(nullptr), E_INVALIDARG);
+}
+
+TEST_F(ApplicationTest, RunsUntilItIsAskedToClose)
+{
+    start();
+    auto tCallout = makeCallout(once([&] {
+        mApp->requestClose(3);
+        mApp->requestClose(4);
+    }));
+    mApp->addIdleCallout(tCallout.get());
+    EXPECT_EQ(mApp->run(), 3);
+    EXPECT_EQ(mApp->close(), 3);
+    EXPECT_EQ(mApp->close(), 3);
+}
+
+TEST_F(ApplicationTest, IsWokenFromAnotherThread)
+{
+    start();
+    std::atomic<bool> tDone{false};
+    std::thread tThread([&] {
+        kprSleep(20);
+        tDone = true;
+        mApp->wakeUp();
+    });
+    EXPECT_TRUE(mApp->serve([&] { return tDone.load(); }, Waker::FOREVER));
+    tThread.join();
+
+    std::thread tCloser([&] {
+        kprSleep(20);
+        mApp->requestClose(5);
+    });
+    EXPECT_EQ(mApp->run(), 5);
+    tCloser.join();
+}
+
+TEST_F(ApplicationTest, ACalloutFromAnotherThreadIsServedOnTheMainThread)
+{
+    start();
+    const uint64_t tMain = kprGetThreadId();
+    uint64_t tServed = 0;
+    auto tCallout = makeCallout(once([&] { tServed = kprGetThreadId(); }));
+    std::thread tThread([&] {
+        uint32_t tIsMain = 1;
+        EXPECT_EQ(mApp->isMainThread(&tIsMain), 0u);
+        EXPECT_EQ(tIsMain, 0u);
+        kprSleep(20);
+        mApp->addIdleCallout(tCallout.get());
+    });
+    EXPECT_TRUE(mApp->serve([&] { return tServed != 0; }, Waker::FOREVER));
+    EXPECT_EQ(tServed, tMain);
+    tThread.join();
+    uint32_t tIsMain = 0;
+    EXPECT_EQ(mApp->isMainThread(&tIsMain), 0u);
+    EXPECT_EQ(tIsMain, 1u);
+}
+
+TEST_F(ApplicationTest, ServesForSoLongAtMost)
+{
+    start();
+    int tCalls = 0;
+    auto tBusy = makeCallout([&](unsigned int*) {
+        ++tCalls;
+        kprSleep(1);
+        return 0u;
+    });
+    mApp->addIdleCallout(tBusy.get());
+    uint64_t tStart = 0, tEnd = 0;
+    kprGetMonotonicTime(&tStart);
+    EXPECT_TRUE(mApp->serve({}, 50));
+    kprGetMonotonicTime(&tEnd);
+    EXPECT_GE(tEnd - tStart, 50000u);
+    EXPECT_GT(tCalls, 1);
+}
+
+TEST_F(ApplicationTest, CallsCloseHooksInTheOrderOfTheirNumbers)
+{
+    start();
+    std::vector<std::string> tCalls;
+    std::vector<kom::Ref<Hook>> tHooks;
+    for (const auto& [tName, tOrder] : std::vector<std::pair<std::string, int>>{
+             {"b1", 8500}, {"c", 9000}, {"b2", 8500}, {"a", -1}, {"b3", 8500}}) {
+        tHooks.push_back(makeHook([&tCalls, tCall = tName] {
+            tCalls.push_back(tCall);
+            return tCall == "a" ? E_FAIL : 0u;
+        }));
+        EXPECT_EQ(mApp->addCloseHook(tHooks.back().get(), tOrder), 0u);
+    }
+    EXPECT_EQ(mApp->close(), 0);
+    EXPECT_THAT(tCalls, ElementsAre("a", "b1", "b2", "b3", "c"));
+    EXPECT_THAT(log(), HasSubstr("WARNING unithost: close hook -1 failed: operation failed"));
+    mApp->close();
+    EXPECT_EQ(tCalls.size(), 5u);
+    for (auto& tHook : tHooks) {
+        EXPECT_EQ(tHook->addRef(), 2u);
+        tHook->release();
+    }
+}
+
+TEST_F(ApplicationTest, DropsARemovedHookAlsoWhileClosing)
+{
+    start();
+    std::vector<std::string> tCalls;
+    auto tRemoved = makeHook([&] {
+        tCalls.push_back("removed");
+        return 0u;
+    });
+    auto tLater = makeHook([&] {
+        tCalls.push_back("later");
+        return 0u;
+    });
+    auto tFirst = makeHook([&] {
+        tCalls.push_back("first");
+        EXPECT_EQ(mApp->removeCloseHook(tLater.get()), 0u);
+        EXPECT_EQ(mApp->addCloseHook(tRemoved.get(), 9), E_WRONG_STATE);
+        EXPECT_EQ(mApp->addIdleCallout(makeCallout(once([] {})).get()), E_WRONG_STATE);
+        uint32_t tClosing = 0;
+        EXPECT_EQ(mApp->isClosing(&tClosing), 0u);
+        EXPECT_EQ(tClosing, 1u);
+        return 0u;
+    });
+    mApp->addCloseHook(tRemoved.get(), 1);
+    mApp->addCloseHook(tFirst.get(), 2);
+    mApp->addCloseHook(tLater.get(), 3);
+    EXPECT_EQ(mApp->removeCloseHook(tRemoved.get()), 0u);
+    EXPECT_EQ(mApp->removeCloseHook(tRemoved.get()), 0u);
+    EXPECT_EQ(mApp->removeCloseHook(nullptr), E_INVALIDARG);
+    EXPECT_EQ(mApp->addCloseHook(nullptr, 0), E_INVALIDARG);
+    mApp->close();
+    EXPECT_THAT(tCalls, ElementsAre("first"));
+}
+
+TEST_F(ApplicationTest, LetsGoOfEverythingWhenItCloses)
+{
+    KomHeapStats tBefore, tAfter;
+    komGetHeapStats(&tBefore);
+    start();
+    bool tCalled = false;
+    mApp->addIdleCallout(makeCallout(once([&] { tCalled = true; })).get());
+    // What it keeps may keep it: closing breaks the ring.
+    mApp->addCloseHook(makeHook([tApp = mApp] { return 0u; }).get(), 1);
+    mApp->close();
+    EXPECT_EQ(mApp->release(), 0u);
+    static_cast<void>(mApp.detach());
+    EXPECT_FALSE(tCalled);
+    komGetHeapStats(&tAfter);
+    EXPECT_EQ(tAfter.liveObjects, tBefore.liveObjects);
+    EXPECT_EQ(tAfter.liveBlocks, tBefore.liveBlocks);
+}
+
+TEST_F(ApplicationTest, TakesPropertiesInRisingPrecedence)
+{
+    std::filesystem::create_directories(std::filesystem::path(mOptions.userAppDir));
+    mDir.write(u8"app/properties.ini", "a = file\nb = file\nc = file\nbroken\nd = file\n");
+#if defined(_WIN32)
+    _putenv("UNITHOST_PROP_b=environment");
+    _putenv("UNITHOST_PROP_c=environment");
+#else
+    setenv("UNITHOST_PROP_b", "environment", 1);
+    setenv("UNITHOST_PROP_c", "environment", 1);
+#endif
+    mOptions.properties = {{"c", "option"}};
+    start();
+    const auto tValue = [&](const char* pName) {
+        kom::HeapString tText;
+        EXPECT_EQ(mApp->getProperty(pName, tText.out()), 0u);
+        return std::string(tText.isNull() ? "(unset)" : tText.c_str());
+    };
+    EXPECT_EQ(tValue("a"), "file");
+    EXPECT_EQ(tValue("b"), "environment");
+    EXPECT_EQ(tValue("c"), "option");
+    EXPECT_EQ(tValue("d"), "file");
+    EXPECT_EQ(tValue("e"), "(unset)");
+    EXPECT_EQ(tValue(nullptr), "(unset)");
+    EXPECT_EQ(mApp->getProperty("a", nullptr), E_INVALIDARG);
+    EXPECT_THAT(log(), HasSubstr("properties.ini, line 4: the line is not \"name = value\""));
+}
+
+TEST_F(ApplicationTest, AnUnsetOrOtherPropertyIsNeitherTrueNorFalse)
+{
+    mOptions.properties = {{"yes", "Yes"}, {"no", "OFF"}, {"other", "maybe"}, {"empty", ""}};
+    start();
+    const auto tAsk = [&](const char* pName) {
+        bool tTrue = true, tFalse = true;
+        EXPECT_EQ(mApp->isPropertyTrue(pName, &tTrue), 0u);
+        EXPECT_EQ(mApp->isPropertyFalse(pName, &tFalse), 0u);
+        return std::pair(tTrue, tFalse);
+    };
+    EXPECT_EQ(tAsk("yes"), std::pair(true, false));
+    EXPECT_EQ(tAsk("no"), std::pair(false, true));
+    for (const char* tName : {"other", "empty", "unset"})
+        EXPECT_EQ(tAsk(tName), std::pair(false, false)) << tName;
+    EXPECT_EQ(mApp->isPropertyTrue("yes", nullptr), E_INVALIDARG);
+    EXPECT_EQ(mApp->isPropertyFalse("yes", nullptr), E_INVALIDARG);
+}
+
+TEST_F(ApplicationTest, WarnsOfAPropertiesFileThatCannotBeRead)
+{
+    std::filesystem::create_directories(std::filesystem::path(mOptions.userAppDir) / "properties.ini");
+    start();
+    EXPECT_THAT(log(), HasSubstr("WARNING unithost: " + mOptions.userAppDir));
+}
+
+TEST_F(ApplicationTest, LogsAndKeepsItsLevel)
+{
+    start();
+    uint32_t tLevel = 99;
+    EXPECT_EQ(mApp->getLogLevel(&tLevel), 0u);
+    EXPECT_EQ(tLevel, uint32_t(fw::LOG_LEVEL_WARNING));
+    EXPECT_EQ(mApp->setLogLevel(fw::LOG_LEVEL_INFO), 0u);
+    EXPECT_EQ(mApp->setLogLevel(4), E_INVALIDARG);
+    EXPECT_EQ(mApp->getLogLevel(&tLevel), 0u);
+    EXPECT_EQ(tLevel, uint32_t(fw::LOG_LEVEL_INFO));
+    util::kInfo(mApp.get(), "kos:kfw", "here");
+    EXPECT_THAT(log(), HasSubstr("INFO kos:kfw: here"));
+}
+
+TEST_F(ApplicationTest, PassesAssertionsAndStatusTextsOn)
+{
+    std::vector<std::string> tTold;
+    mOptions.onAssertion = [&](const char* pDomain, const char* pExpression, const char* pSource,
+                               int32_t pLine) {
+        tTold.push_back(std::string(pDomain) + "|" + pExpression + "|" + pSource + "|" +
+                        std::to_string(pLine));
+    };
+    mOptions.onStatusText = [&](const char* pText) { tTold.push_back(pText); };
+    start();
+    util::_kAssert(mApp.get(), "kos:kfw", "a != 0", "kfw_Thing", 12);
+    mApp->setStatusText("busy");
+    mApp->setStatusText(nullptr);
+    EXPECT_THAT(tTold, ElementsAre("kos:kfw|a != 0|kfw_Thing|12", "busy", ""));
+    EXPECT_THAT(log(), HasSubstr("ERROR kos:kfw: "));
+}
+
+} // namespace

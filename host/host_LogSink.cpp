@@ -1,0 +1,109 @@
+// The library's headers come first: on Windows they bring the system's, whose macros ours undo.
+#include <spdlog/logger.h>
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+
+#include "host/LogSink.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <filesystem>
+#include <mutex>
+#include <string_view>
+#include <vector>
+
+#include "kfw/IApplication.h"
+#include "kpr/codes.h"
+
+namespace vel::kos::host {
+
+namespace {
+
+struct Level {
+    const char* name;
+    spdlog::level::level_enum level;
+};
+constexpr std::array<Level, 4> LEVELS = {{{"ERROR", spdlog::level::err},
+                                          {"WARNING", spdlog::level::warn},
+                                          {"INFO", spdlog::level::info},
+                                          {"DEBUG", spdlog::level::debug}}};
+
+const Level& levelOf(uint32_t pLevel) { return LEVELS[std::min<std::size_t>(pLevel, LEVELS.size() - 1)]; }
+
+std::unique_ptr<spdlog::formatter> linePattern(const char* pPattern)
+{
+    return std::make_unique<spdlog::pattern_formatter>(pPattern, spdlog::pattern_time_type::local, "\n");
+}
+
+std::string oneLine(std::string_view pMessage)
+{
+    std::string tLine(pMessage);
+    std::replace_if(
+        tLine.begin(), tLine.end(),
+        [](char pChar) { return static_cast<unsigned char>(pChar) < 0x20 || pChar == 0x7F; }, ' ');
+    return tLine;
+}
+
+std::shared_ptr<spdlog::logger> makeLogger(std::vector<spdlog::sink_ptr> pSinks)
+{
+    auto tLogger = std::make_shared<spdlog::logger>("", pSinks.begin(), pSinks.end());
+    // The level is checked by write, so that nothing is formatted in vain.
+    tLogger->set_level(spdlog::level::trace);
+    tLogger->flush_on(spdlog::level::trace);
+    tLogger->set_error_handler([](const std::string&) {});
+    return tLogger;
+}
+
+} // namespace
+
+struct LogSink::State {
+    std::atomic<uint32_t> level{fw::LOG_LEVEL_WARNING};
+    std::shared_ptr<spdlog::logger> logger = makeLogger({});
+};
+
+LogSink::LogSink() : mState(std::make_unique<State>()) {}
+
+LogSink::~LogSink() = default;
+
+uint32_t LogSink::open(const Options& pOptions, std::string* pProblem)
+{
+    std::vector<spdlog::sink_ptr> tSinks;
+    if (pOptions.console) {
+        tSinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+        tSinks.back()->set_formatter(linePattern("%v"));
+    }
+    uint32_t tRes = 0;
+    if (!pOptions.file.empty()) {
+        try {
+            const std::filesystem::path tPath(std::u8string(pOptions.file.begin(), pOptions.file.end()));
+            tSinks.push_back(std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+                tPath.native(), static_cast<std::size_t>(pOptions.fileBytes), pOptions.oldFiles));
+            tSinks.back()->set_formatter(linePattern("%Y-%m-%d %H:%M:%S.%e %P:%t %v"));
+        } catch (const std::exception& tError) {
+            *pProblem = tError.what();
+            tRes = KPR_E_IO;
+        }
+    }
+    mState->logger = makeLogger(std::move(tSinks));
+    return tRes;
+}
+
+void LogSink::write(uint32_t pLevel, const char* pDomain, const char* pMessage)
+{
+    if (pLevel > mState->level.load(std::memory_order_relaxed)) return;
+    const Level& tLevel = levelOf(pLevel);
+    mState->logger->log(tLevel.level, "{} {}: {}", tLevel.name, pDomain ? pDomain : "",
+                        oneLine(pMessage ? pMessage : ""));
+}
+
+uint32_t LogSink::level() const noexcept { return mState->level.load(std::memory_order_relaxed); }
+
+void LogSink::setLevel(uint32_t pLevel) noexcept { mState->level.store(pLevel, std::memory_order_relaxed); }
+
+void LogSink::flush() { mState->logger->flush(); }
+
+const char* logLevelName(uint32_t pLevel) noexcept { return levelOf(pLevel).name; }
+
+} // namespace vel::kos::host

@@ -1,0 +1,17 @@
+// What the Application asks the operating system itself.
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vel::kos::host {
+
+/// The process's environment, names and values in UTF-8.
+std::vector<std::pair<std::string, std::string>> environmentVariables();
+/// The user's language for texts as a POSIX locale name without encoding ("de_AT"); "" for untranslated.
+std::string userLanguage();
+/// The name of the settings store where it is a file; "" where the system has a store of its own.
+const char* settingsFileName();
+
+} // namespace vel::kos::host

@@ -1,0 +1,52 @@
+#include "host_System.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <windows.h>
+
+namespace vel::kos::host {
+
+namespace {
+
+std::string toUtf8(const wchar_t* pText, std::size_t pLength)
+{
+    if (pLength == 0) return {};
+    const int tLength = static_cast<int>(pLength);
+    std::string tText(static_cast<std::size_t>(
+                          WideCharToMultiByte(CP_UTF8, 0, pText, tLength, nullptr, 0, nullptr, nullptr)),
+                      '\0');
+    WideCharToMultiByte(CP_UTF8, 0, pText, tLength, tText.data(), static_cast<int>(tText.size()), nullptr,
+                        nullptr);
+    return tText;
+}
+
+} // namespace
+
+std::vector<std::pair<std::string, std::string>> environmentVariables()
+{
+    std::vector<std::pair<std::string, std::string>> tVariables;
+    wchar_t* tBlock = GetEnvironmentStringsW();
+    for (const wchar_t* tEntry = tBlock; tEntry && *tEntry; tEntry += std::wcslen(tEntry) + 1) {
+        // The current folders of the drives stand there too, with names that start with "=".
+        const wchar_t* tEquals = std::wcschr(tEntry + 1, L'=');
+        if (*tEntry != L'=' && tEquals)
+            tVariables.emplace_back(toUtf8(tEntry, static_cast<std::size_t>(tEquals - tEntry)),
+                                    toUtf8(tEquals + 1, std::wcslen(tEquals + 1)));
+    }
+    if (tBlock) FreeEnvironmentStringsW(tBlock);
+    return tVariables;
+}
+
+std::string userLanguage()
+{
+    wchar_t tName[LOCALE_NAME_MAX_LENGTH];
+    const int tLength = GetUserDefaultLocaleName(tName, LOCALE_NAME_MAX_LENGTH);
+    if (tLength <= 1) return {};
+    std::string tLanguage = toUtf8(tName, static_cast<std::size_t>(tLength - 1));
+    std::replace(tLanguage.begin(), tLanguage.end(), '-', '_');
+    return tLanguage;
+}
+
+const char* settingsFileName() { return ""; }
+
+} // namespace vel::kos::host

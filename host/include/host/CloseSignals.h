@@ -1,0 +1,26 @@
+// The operating system's ways to ask a program to end: Ctrl-C, SIGTERM and hang-up (Linux), Ctrl-C,
+// Ctrl-Break and the closing of the console (Windows).
+#pragma once
+
+#include "host/Waker.h"
+
+namespace vel::kos::host {
+
+/// While an object lives, such a request is noted and wakes the waker; the work is done by whoever looks.
+/// The second request of a process ends it as if nothing had been installed, so that a program that hangs can
+/// still be stopped. One object at a time.
+///
+/// When a console closes, Windows ends the process as soon as the handler returns: there it waits, as long as
+/// Windows lets it, for the object's destruction.
+class CloseSignals {
+public:
+    explicit CloseSignals(Waker& pWaker);
+    ~CloseSignals();
+    CloseSignals(const CloseSignals&) = delete;
+    CloseSignals& operator=(const CloseSignals&) = delete;
+
+    /// Whether a request has come since the construction. Any thread.
+    static bool isPending() noexcept;
+};
+
+} // namespace vel::kos::host

@@ -1,0 +1,45 @@
+// Where an application's log lines go: standard error, and a file that is kept from growing for ever.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace vel::kos::host {
+
+/// Writes lines "LEVEL domain: message"; in the file each is preceded by local time, process and thread.
+/// Control characters in a message are written as blanks, so that a message is one line. All operations
+/// from any thread; a line that cannot be written is lost and disturbs nobody.
+class LogSink {
+public:
+    struct Options {
+        bool console = true; ///< standard error
+        std::string file;    ///< "" for none
+        uint64_t fileBytes =
+            5u << 20;          ///< the file is renamed to <name>.1<extension> when it would grow past this
+        uint32_t oldFiles = 3; ///< how many renamed files are kept
+    };
+
+    LogSink();
+    ~LogSink();
+    LogSink(const LogSink&) = delete;
+    LogSink& operator=(const LogSink&) = delete;
+
+    /// Starts writing; *pProblem gets the reason in words when the file cannot be opened (the answer is then
+    /// KPR_E_IO and the console alone is written to).
+    uint32_t open(const Options& pOptions, std::string* pProblem);
+    void write(uint32_t pLevel, const char* pDomain, const char* pMessage);
+    /// The least important level that is written (fw::LogLevel).
+    uint32_t level() const noexcept;
+    void setLevel(uint32_t pLevel) noexcept;
+    void flush();
+
+private:
+    struct State;
+    std::unique_ptr<State> mState;
+};
+
+/// "ERROR", "WARNING", "INFO" or "DEBUG".
+const char* logLevelName(uint32_t pLevel) noexcept;
+
+} // namespace vel::kos::host

@@ -1,0 +1,18 @@
+// khost: the reference host application, as a command line.
+#include "khost_Console.h"
+#include "khost_Session.h"
+#include "kpr/dso.h"
+
+int main()
+{
+    using namespace vel::kos::host;
+    prepareConsole();
+    Session tSession;
+    KprArgumentList* tArguments = nullptr;
+    if (auto tRes = kprGetArguments(&tArguments); KFAILED(tRes)) return tSession.fail(tRes, "the arguments");
+    for (uint32_t i = 1; i < tArguments->count; ++i)
+        tSession.arguments().emplace_back(tArguments->values[i]);
+    kprFree(tArguments);
+    const int tStatus = tSession.run(tSession.arguments());
+    return tSession.close(tStatus);
+}

@@ -1,0 +1,65 @@
+// A cache's files as they lie in the user application directory, read without taking part in the cache:
+// nothing is created, locked, touched or cleaned, and no lock of another process stands in the way.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "kpr/time.h"
+
+namespace vel::kos::host {
+
+/// The two counters, and what they say together.
+struct CacheCounters {
+    uint64_t insertedKb = 0;
+    uint64_t cleanedKb = 0;
+    /// Negative when more was cleaned than inserted.
+    int64_t growthKb() const noexcept { return static_cast<int64_t>(insertedKb - cleanedKb); }
+};
+
+/// The net growth, in kilobytes, from which on a cleaner removes something.
+inline constexpr int64_t CLEANING_THRESHOLD_KB = 17408;
+
+/// One entry of the objects directory whose name is an object's.
+struct CacheFile {
+    std::string name;
+    uint64_t bytes = 0;
+    int64_t modified = 0; ///< seconds since 1970-01-01 00:00:00 UTC
+    uint32_t kind = 0;    ///< KprFileKind
+};
+
+/// An object file examined.
+struct CacheFileFacts {
+    std::string problem; ///< "" for a file that the cache would read
+    uint32_t attributes = 0;
+    uint32_t dataBytes = 0;
+};
+
+class CacheFiles {
+public:
+    explicit CacheFiles(const std::string& pUserAppDir);
+
+    const std::string& dir() const noexcept { return mDir; }
+    /// The path of the file or folder that the last failure was about.
+    const std::string& culprit() const noexcept { return mCulprit; }
+
+    /// The object files in the order of their names. Temporary files of unfinished writes and other strangers
+    /// are counted apart.
+    uint32_t list(std::vector<CacheFile>& pFiles, uint64_t* pOthers);
+    /// Checks one whole object file as the cache would.
+    CacheFileFacts examine(const CacheFile& pFile) const;
+    uint32_t readCounters(CacheCounters* pCounters);
+    /// Whether a process holds the cleaner's lock.
+    uint32_t isCleanerAtWork(bool* pAtWork);
+
+private:
+    uint32_t readCounter(const char* pName, uint64_t* pValue);
+
+    std::string mDir;
+    std::string mObjectsDir;
+    std::string mCulprit;
+};
+
+} // namespace vel::kos::host

@@ -1,0 +1,168 @@
+// cache import.
+#include <algorithm>
+#include <memory>
+
+#include "khost_Cache.h"
+#include "khost_Files.h"
+#include "khost_Progress.h"
+#include "kpr/dir.h"
+#include "kpr/file.h"
+#include "kpr/path.h"
+
+namespace vel::kos::host {
+
+namespace {
+
+/// A path with every byte percent-encoded that may not stand in the path of a URI.
+std::string encodePath(std::string_view pPath)
+{
+    constexpr std::string_view KEPT =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/!$&'()*+,;=:@";
+    constexpr char DIGITS[] = "0123456789ABCDEF";
+    std::string tText;
+    for (const char tChar : pPath) {
+        if (KEPT.find(tChar) != std::string_view::npos) {
+            tText += tChar;
+            continue;
+        }
+        const auto tByte = static_cast<unsigned char>(tChar);
+        tText += {'%', DIGITS[tByte >> 4], DIGITS[tByte & 15]};
+    }
+    return tText;
+}
+
+/// The URI of a folder: "file:///home/me/folder/", "file:///C:/folder/", "file://server/share/folder/".
+std::string folderUri(std::string pFolder)
+{
+    std::replace(pFolder.begin(), pFolder.end(), kprGetPathSeparator(), '/');
+    if (pFolder.empty() || pFolder.back() != '/') pFolder += '/';
+    const bool tShare = pFolder.starts_with("//");
+    return (tShare ? "file:" : pFolder.front() == '/' ? "file://" : "file:///") + encodePath(pFolder);
+}
+
+/// Imports one folder.
+class Import {
+public:
+    Import(Session& pSession, fw::IFileSystemCache& pCache, std::string pFolder, std::string pBase)
+        : mSession(pSession), mCache(pCache), mFolder(std::move(pFolder)), mBase(std::move(pBase))
+    {
+    }
+
+    int run()
+    {
+        collect("");
+        Progress tProgress("import", mNames.size());
+        uint64_t tDone = 0;
+        for (const std::string& tName : mNames) {
+            if (mSession.application()->isCloseRequested()) {
+                tProgress.wipe();
+                return mSession.fail(KPR_E_INTERRUPTED, mFolder);
+            }
+            store(tName, tProgress);
+            tProgress.show(++tDone);
+        }
+        tProgress.wipe();
+        if (mSession.json()) mSession.printJson(mStored);
+        return mStatus;
+    }
+
+private:
+    /// Adds the names of the regular files in a folder and below; names have "/" on every platform. Links are
+    /// not followed, so that nothing is imported twice or from elsewhere.
+    void collect(const std::string& pRelative)
+    {
+        constexpr uint32_t NAME_SIZE = 4096;
+        const std::string tFolder = pRelative.empty() ? mFolder : joinPath(mFolder, pRelative);
+        KprDir tDir = KPR_NO_DIR;
+        if (auto tRes = kprOpenDir(tFolder.c_str(), &tDir); KFAILED(tRes)) {
+            mStatus = mSession.fail(tRes, tFolder);
+            return;
+        }
+        std::vector<std::string> tFiles, tFolders;
+        std::string tName(NAME_SIZE, '\0');
+        uint32_t tRes;
+        while (!KFAILED(tRes = kprReadDir(tDir, tName.data(), NAME_SIZE, nullptr))) {
+            const std::string tEntry = (pRelative.empty() ? "" : pRelative + "/") + tName.c_str();
+            KprFileInfo tInfo = {};
+            if (KFAILED(kprGetFileInfo(joinPath(mFolder, tEntry).c_str(), KPR_INFO_KIND, &tInfo))) continue;
+            if (tInfo.kind == KPR_KIND_FILE) tFiles.push_back(tEntry);
+            if (tInfo.kind == KPR_KIND_DIRECTORY) tFolders.push_back(tEntry);
+        }
+        kprCloseDir(tDir);
+        if (tRes != KPR_E_END) mStatus = mSession.fail(tRes, tFolder);
+        std::sort(tFiles.begin(), tFiles.end());
+        std::sort(tFolders.begin(), tFolders.end());
+        mNames.insert(mNames.end(), tFiles.begin(), tFiles.end());
+        for (const std::string& tBelow : tFolders)
+            collect(tBelow);
+    }
+
+    void store(const std::string& pName, Progress& pProgress)
+    {
+        const std::string tPath = joinPath(mFolder, pName);
+        const std::string tUri = mBase + encodePath(pName);
+        fw::CacheBytes tData;
+        if (auto tRes = readWholeFile(tPath, &tData); KFAILED(tRes)) {
+            pProgress.wipe();
+            mStatus = mSession.fail(tRes, tPath);
+            return;
+        }
+        const fw::CacheAttrList tNone;
+        fw::CacheId tId;
+        uint32_t tRes = mCache.computeCacheId(tUri.c_str(), &tId);
+        if (!KFAILED(tRes)) tRes = mCache.putObject(tUri.c_str(), &tNone, &tData);
+        if (KFAILED(tRes)) {
+            pProgress.wipe();
+            mStatus = mSession.fail(tRes, tUri);
+            return;
+        }
+        if (mSession.json())
+            mStored.push_back({{"id", cacheIdText(tId)}, {"name", pName}});
+        else
+            mSession.print(cacheIdText(tId) + " " + pName + "\n");
+    }
+
+    Session& mSession;
+    fw::IFileSystemCache& mCache;
+    const std::string mFolder;
+    const std::string mBase;
+    std::vector<std::string> mNames;
+    nlohmann::ordered_json mStored = nlohmann::ordered_json::array();
+    int mStatus = STATUS_DONE;
+};
+
+int import(Session& pSession, const std::string& pFolder, const std::string& pBase)
+{
+    std::string tFolder;
+    if (auto tRes = fetchPath(
+            tFolder,
+            [&](char* pBuffer, uint32_t pSize) { return kprGetRealPath(pFolder.c_str(), pBuffer, pSize); });
+        KFAILED(tRes))
+        return pSession.fail(tRes, pFolder);
+    KprFileInfo tInfo = {};
+    if (auto tRes = kprGetFileInfo(tFolder.c_str(), KPR_INFO_KIND, &tInfo); KFAILED(tRes))
+        return pSession.fail(tRes, tFolder);
+    if (tInfo.kind != KPR_KIND_DIRECTORY) return pSession.fail(KPR_E_NOT_DIRECTORY, tFolder);
+    fw::IFileSystemCache* tCache = pSession.cache();
+    if (!tCache) return STATUS_FAILED;
+    return Import(pSession, *tCache, tFolder, pBase.empty() ? folderUri(tFolder) : pBase).run();
+}
+
+} // namespace
+
+void addCacheImportCommands(CLI::App& pCache, Session& pSession)
+{
+    CLI::App* tImport = pCache.add_subcommand("import", "Store the files of a folder and its subfolders.");
+    auto tFolder = std::make_shared<std::string>();
+    auto tBase = std::make_shared<std::string>();
+    tImport->add_option("DIR", *tFolder, "The folder; links in it are not followed")
+        ->required()
+        ->type_name("");
+    tImport
+        ->add_option("--base", *tBase,
+                     "What comes before each relative path (default: the folder's file URI)")
+        ->type_name("URI");
+    pSession.onRun(tImport, [&pSession, tFolder, tBase] { return import(pSession, *tFolder, *tBase); });
+}
+
+} // namespace vel::kos::host

@@ -1,0 +1,163 @@
+// cache ls, stat, verify.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+#include "khost_Cache.h"
+#include "khost_CacheFiles.h"
+#include "khost_Progress.h"
+
+namespace vel::kos::host {
+
+namespace {
+
+/// "2026-11-20T19:08:00Z".
+std::string utcTime(int64_t pSeconds)
+{
+    constexpr int64_t DAY = 86400;
+    const int64_t tDays = pSeconds / DAY - (pSeconds % DAY < 0 ? 1 : 0);
+    const int64_t tRest = pSeconds - tDays * DAY;
+    // The civil date of a count of days: years begin in March, so that the leap day is the last.
+    const int64_t tShifted = tDays + 719468;
+    const int64_t tEra = (tShifted >= 0 ? tShifted : tShifted - 146096) / 146097;
+    const int64_t tDayOfEra = tShifted - tEra * 146097;
+    const int64_t tYearOfEra = (tDayOfEra - tDayOfEra / 1460 + tDayOfEra / 36524 - tDayOfEra / 146096) / 365;
+    const int64_t tDayOfYear = tDayOfEra - (365 * tYearOfEra + tYearOfEra / 4 - tYearOfEra / 100);
+    const int64_t tMonth = (5 * tDayOfYear + 2) / 153;
+    const int tDay = static_cast<int>(tDayOfYear - (153 * tMonth + 2) / 5 + 1);
+    const int tCivilMonth = static_cast<int>(tMonth < 10 ? tMonth + 3 : tMonth - 9);
+    const long long tYear = tYearOfEra + tEra * 400 + (tCivilMonth <= 2 ? 1 : 0);
+    std::array<char, 48> tText;
+    std::snprintf(tText.data(), tText.size(), "%04lld-%02d-%02dT%02d:%02d:%02dZ", tYear, tCivilMonth, tDay,
+                  static_cast<int>(tRest / 3600), static_cast<int>(tRest / 60 % 60),
+                  static_cast<int>(tRest % 60));
+    return tText.data();
+}
+
+std::string padded(const std::string& pText, std::size_t pWidth)
+{
+    return pText.size() < pWidth ? std::string(pWidth - pText.size(), ' ') + pText : pText;
+}
+
+int failLook(Session& pSession, uint32_t pCode, const CacheFiles& pCache)
+{
+    return pSession.fail(pCode, pCache.culprit());
+}
+
+int ls(Session& pSession, CacheFiles& pCache)
+{
+    std::vector<CacheFile> tFiles;
+    uint64_t tOthers = 0;
+    if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    auto tJson = nlohmann::ordered_json::array();
+    if (!pSession.json() && !tFiles.empty())
+        pSession.print("ID                                    BYTES  ATTRIBUTES       DATA  MODIFIED         "
+                       "     VALID\n");
+    for (const CacheFile& tFile : tFiles) {
+        const CacheFileFacts tFacts = pCache.examine(tFile);
+        const bool tValid = tFacts.problem.empty();
+        const std::string tModified = utcTime(tFile.modified);
+        if (pSession.json()) {
+            nlohmann::ordered_json tRow = {{"id", tFile.name}, {"bytes", tFile.bytes}};
+            tRow["attributes"] = tValid ? nlohmann::ordered_json(tFacts.attributes) : nullptr;
+            tRow["data_bytes"] = tValid ? nlohmann::ordered_json(tFacts.dataBytes) : nullptr;
+            tRow["modified"] = tModified;
+            tRow["valid"] = tValid;
+            tJson.push_back(std::move(tRow));
+        } else {
+            pSession.print(tFile.name + " " + padded(std::to_string(tFile.bytes), 10) + "  " +
+                           padded(tValid ? std::to_string(tFacts.attributes) : "-", 10) + " " +
+                           padded(tValid ? std::to_string(tFacts.dataBytes) : "-", 10) + "  " + tModified +
+                           "  " + (tValid ? "yes" : "no") + "\n");
+        }
+    }
+    if (pSession.json()) pSession.printJson(tJson);
+    return STATUS_DONE;
+}
+
+int stat(Session& pSession, CacheFiles& pCache)
+{
+    std::vector<CacheFile> tFiles;
+    uint64_t tOthers = 0;
+    CacheCounters tCounters;
+    bool tCleaner = false;
+    if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    if (auto tRes = pCache.readCounters(&tCounters); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    if (auto tRes = pCache.isCleanerAtWork(&tCleaner); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    uint64_t tBytes = 0;
+    for (const CacheFile& tFile : tFiles)
+        tBytes += tFile.bytes;
+    const char* tCleanerText = tCleaner ? "active" : "none";
+    if (pSession.json()) {
+        pSession.printJson({{"dir", pCache.dir()},
+                            {"objects", tFiles.size()},
+                            {"bytes", tBytes},
+                            {"inserted_kb", tCounters.insertedKb},
+                            {"cleaned_kb", tCounters.cleanedKb},
+                            {"growth_kb", tCounters.growthKb()},
+                            {"threshold_kb", CLEANING_THRESHOLD_KB},
+                            {"cleaner", tCleanerText}});
+        return STATUS_DONE;
+    }
+    const auto tLine = [&](const char* pName, const std::string& pValue) {
+        pSession.print(std::string(pName) + std::string(12 - std::string_view(pName).size(), ' ') + pValue +
+                       "\n");
+    };
+    tLine("directory", pCache.dir());
+    tLine("objects", std::to_string(tFiles.size()));
+    tLine("bytes", std::to_string(tBytes) + " (" + readableSize(tBytes) + ")");
+    tLine("inserted", std::to_string(tCounters.insertedKb) + " KB");
+    tLine("cleaned", std::to_string(tCounters.cleanedKb) + " KB");
+    tLine("growth", std::to_string(tCounters.growthKb()) + " KB");
+    tLine("threshold", std::to_string(CLEANING_THRESHOLD_KB) + " KB");
+    tLine("cleaner", tCleanerText);
+    if (tOthers > 0) tLine("other files", std::to_string(tOthers));
+    return STATUS_DONE;
+}
+
+int verify(Session& pSession, CacheFiles& pCache)
+{
+    std::vector<CacheFile> tFiles;
+    uint64_t tOthers = 0;
+    if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    auto tBad = nlohmann::ordered_json::array();
+    Progress tProgress("verify", tFiles.size());
+    uint64_t tDone = 0;
+    for (const CacheFile& tFile : tFiles) {
+        const CacheFileFacts tFacts = pCache.examine(tFile);
+        if (!tFacts.problem.empty()) {
+            tBad.push_back({{"file", tFile.name}, {"reason", tFacts.problem}});
+            if (!pSession.json()) {
+                tProgress.wipe();
+                pSession.print(tFile.name + ": " + tFacts.problem + "\n");
+                pSession.flush();
+            }
+        }
+        tProgress.show(++tDone);
+    }
+    tProgress.wipe();
+    if (pSession.json())
+        pSession.printJson({{"checked", tFiles.size()}, {"bad", tBad}});
+    else
+        pSession.print(std::to_string(tFiles.size()) + " checked, " + std::to_string(tBad.size()) + " bad\n");
+    return tBad.empty() ? STATUS_DONE : STATUS_FAILED;
+}
+
+} // namespace
+
+void addCacheLookCommands(CLI::App& pCache, Session& pSession)
+{
+    const auto tAdd = [&](const char* pName, const char* pText, int (*pAction)(Session&, CacheFiles&)) {
+        pSession.onRun(pCache.add_subcommand(pName, pText), [&pSession, pAction] {
+            std::string tAppDir;
+            if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
+            CacheFiles tCache(tAppDir);
+            return pAction(pSession, tCache);
+        });
+    };
+    tAdd("ls", "List the objects.", ls);
+    tAdd("stat", "Show the cache's size, its counters and whether a cleaner is at work.", stat);
+    tAdd("verify", "Check every object file: status 1 when one is bad.", verify);
+}
+
+} // namespace vel::kos::host

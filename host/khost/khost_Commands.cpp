@@ -1,0 +1,24 @@
+#include "khost_Commands.h"
+
+#include <array>
+
+namespace vel::kos::host {
+
+namespace {
+
+using AddFunction = void (*)(CLI::App&, Session&);
+
+constexpr std::array GROUPS = {
+    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addSettingsCommands,
+    addErrorCommands,    addSqlCommands,   addShellCommands,
+};
+
+} // namespace
+
+void addCommands(CLI::App& pRoot, Session& pSession)
+{
+    for (const AddFunction tAdd : GROUPS)
+        tAdd(pRoot, pSession);
+}
+
+} // namespace vel::kos::host

@@ -1,0 +1,117 @@
+// One khost process: its options, its output, and the objects that its commands share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "host/Application.h"
+#include "kfw/IFileSystemCache.h"
+#include "kom/ref.h"
+#include "kom/runtime.h"
+
+namespace vel::kos::host {
+
+/// The exit statuses of commands, and of khost itself.
+enum ExitStatus : int { STATUS_DONE = 0, STATUS_FAILED = 1, STATUS_NO = 1, STATUS_USAGE = 2 };
+
+/// Options that count for the whole process.
+struct GlobalOptions {
+    std::string appDir;
+    std::string settings;
+    std::vector<std::pair<std::string, std::string>> properties;
+    uint32_t logLevel = fw::LOG_LEVEL_WARNING;
+    std::string logFile;
+};
+
+/// Everything runs on the main thread. What a command needs is made when it is first asked for and then kept,
+/// so a command that only looks starts nothing.
+class Session {
+public:
+    Session() = default;
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    GlobalOptions& options() noexcept { return mOptions; }
+    std::vector<std::string>& arguments() noexcept { return mArguments; }
+    /// Whether --json was given, for the command at hand.
+    bool& json() noexcept { return mJson; }
+    /// Whether commands come from standard input, which then is nothing that a command may read.
+    bool& inShell() noexcept { return mInShell; }
+
+    /// Runs the action when the command is parsed. Its answer is the exit status; a failure of memory becomes
+    /// one.
+    void onRun(CLI::App* pCommand, std::function<int()> pAction);
+    /// Parses and runs one command, given without the program's name; answers its exit status. Output has
+    /// been written when it returns.
+    int run(std::vector<std::string> pArguments);
+    /// The same for a line of the shell; nothing is run, and *pEmpty true, when it holds no word.
+    int runLine(std::string_view pLine, bool* pEmpty);
+    /// Closes the application (its close hooks run) and lets go of every object. Answers the exit status: the
+    /// application's own if it was asked to close with one, else pStatus.
+    int close(int pStatus);
+
+    void print(std::string_view pBytes);
+    void printJson(const nlohmann::ordered_json& pValue);
+    /// False when standard output has refused bytes.
+    bool flush();
+    /// Whether what was printed last ended its line.
+    bool atLineStart() const noexcept { return mAtLineStart; }
+
+    /// "khost: <command>: 0x<code> <NAME> <text>" with what it is about after another colon.
+    int fail(uint32_t pCode, std::string_view pAbout = {});
+    /// "khost: <command>: <problem>" for what was wrongly typed.
+    int usage(std::string_view pProblem);
+
+    /// The application, set up at first use. Null after a failure, which has been told: answer STATUS_FAILED.
+    Application* application();
+    /// The user application directory in use; looks only.
+    uint32_t userAppDir(std::string& pDir);
+    /// The process's one cache, set up at first use; null as application().
+    fw::IFileSystemCache* cache();
+    /// Makes sure that there is a class registry: without one the module that findModule finds is registered.
+    /// False after a failure, which has been told.
+    bool haveClasses();
+    /// An object of a registered class, empty after a failure, which has been told.
+    template <class J>
+    kom::Ref<J> create(const char* pClassId)
+    {
+        kom::Ref<J> tObject;
+        if (haveClasses())
+            if (auto tRes = kom::createInstance(pClassId, tObject); KFAILED(tRes)) failClass(tRes, pClassId);
+        return tObject;
+    }
+    /// The native path of a module: as given, or, for "", the module beside khost or in the install's library
+    /// folder. False after a failure, which has been told.
+    bool findModule(const std::string& pGiven, std::string& pPath);
+
+private:
+    void failClass(uint32_t pCode, const char* pClassId);
+
+    GlobalOptions mOptions;
+    std::vector<std::string> mArguments;
+    bool mJson = false;
+    bool mInShell = false;
+    bool mHaveClasses = false;
+    std::string mCommand;
+    int mStatus = STATUS_DONE;
+    std::string mOutput;
+    bool mAtLineStart = true;
+    bool mOutputFailed = false;
+    kom::Ref<Application> mApplication;
+    kom::Ref<fw::IFileSystemCache> mCache;
+};
+
+/// A size in bytes for people: "17.0 MiB".
+std::string readableSize(uint64_t pBytes);
+/// A path that a kpr function writes into a buffer.
+uint32_t fetchPath(std::string& pPath, const std::function<uint32_t(char*, uint32_t)>& pFunction);
+/// pDir, a separator, pName.
+std::string joinPath(const std::string& pDir, const std::string& pName);
+
+} // namespace vel::kos::host

@@ -1,0 +1,45 @@
+#!/usr/bin/env python3
+"""Black-box tests of khost.
+
+run.py [--emulator PROGRAM] [--report FILE] KHOST [TEST...]
+
+KHOST is the program; a name that ends with ".exe" is a Windows program, run with the emulator. TEST is a module,
+class or test as unittest names it ("test_cache", "test_cache.Objects.test_has"); default: all.
+"""
+
+import argparse
+import json
+import os
+import sys
+import unittest
+
+FOLDER = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, FOLDER)
+
+import host  # noqa: E402
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--emulator")
+    parser.add_argument("--report")
+    parser.add_argument("khost")
+    parser.add_argument("tests", nargs="*")
+    options = parser.parse_args()
+    host.KHOST[:] = ([options.emulator] if options.emulator else []) + [os.path.abspath(options.khost)]
+    host.WINDOWS = options.khost.endswith(".exe")
+
+    loader = unittest.TestLoader()
+    suite = loader.loadTestsFromNames(options.tests) if options.tests else loader.discover(FOLDER)
+    result = unittest.TextTestRunner(verbosity=2, stream=sys.stdout).run(suite)
+    bad = len(result.failures) + len(result.errors)
+    if options.report:
+        with open(options.report, "w", encoding="utf-8") as file:
+            json.dump({"passed": result.testsRun - bad - len(result.skipped), "failed": bad,
+                       "skipped": len(result.skipped),
+                       "reasons": [[test.id(), reason] for test, reason in result.skipped]}, file)
+    return 0 if result.wasSuccessful() and result.testsRun else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -19,7 +19,7 @@ function(k_test pName)
         target_link_options(${pName} PRIVATE -Wl,--wrap=${tFunction})
     endforeach()
     add_test(NAME ${pName}
-        COMMAND ${pName} --gtest_output=json:${KFW_TEST_RESULTS}/${pName}.json ${ARG_ARGUMENTS}
+        COMMAND ${pName} --gtest_output=json:../test-results/${pName}.json ${ARG_ARGUMENTS}
         WORKING_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 300)

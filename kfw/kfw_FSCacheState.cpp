@@ -12,6 +12,7 @@ FSCacheState::~FSCacheState()
 {
     for (const KprFile tFile : {mInsertedFile, mCleanedFile})
         if (tFile != KPR_NO_FILE) kprCloseFile(tFile);
+    if (mCleanerThread) kprThreadDetach(mCleanerThread);
 }
 
 void FSCacheState::abandon()

@@ -29,7 +29,7 @@ struct FSCacheState {
     FSCacheState() = default;
     FSCacheState(const FSCacheState&) = delete;
     FSCacheState& operator=(const FSCacheState&) = delete;
-    /// Closes the files: nobody is left who could use them.
+    /// Closes the files and lets go of the thread's handle: nobody is left who could use them.
     ~FSCacheState();
 
     /// The FSCache goes: gives the application back and forgets the pins. Afterwards the application is not

@@ -1,5 +1,7 @@
-// How a cache is set up: its directories, its counter files, and the clock of the file system they lie on.
+// How a cache is set up: its directories, its counter files, the clock of the file system they lie on, and
+// its cleaner.
 #include "kfw_FSCache.h"
+#include "kfw_FSCache_Cleaner.h"
 #include "kgen/directory.h"
 #include "kgen/path.h"
 #include "kom/identity.h"
@@ -30,7 +32,11 @@ uint32_t FSCache::init(fw::IApplication* pApp)
     mState->mApp = kom::retain(pApp);
     mState->mInserterMutex.emplace(pApp);
     mState->mPinMutex.emplace(pApp);
-    return setUpDirectories();
+    uint32_t tRes = setUpDirectories();
+    if (KFAILED(tRes)) return tRes;
+    tRes = Cleaner::start(mState);
+    if (KFAILED(tRes)) mState->debug("FS cache: failed to start cleaner thread: %1", komStrError(tRes));
+    return KFAILED(tRes) ? tRes : 0;
 }
 
 uint32_t FSCache::setUpDirectories()

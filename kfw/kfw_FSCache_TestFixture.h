@@ -63,7 +63,18 @@ protected:
     ~FSCacheFixture() override
     {
         mCache.reset();
+        // Threads that no test has run end at once, and give back what they hold.
+        test::FaultTable::fail("kprLockFile", KPR_E_IO, 1, UINT32_MAX);
+        while (mThreadsRun < test::FaultTable::capturedThreads().size())
+            runThread();
         test::FaultTable::reset();
+    }
+
+    /// Runs the body of the next captured thread to its end.
+    void runThread()
+    {
+        const auto tThread = test::FaultTable::capturedThreads().at(mThreadsRun++);
+        EXPECT_EQ(tThread.main(tThread.argument), 1u);
     }
 
     /// Initialises the cache and forgets what that logged.
@@ -144,6 +155,7 @@ protected:
     }
 
     test::LeakCheck mLeaks;
+    std::size_t mThreadsRun = 0;
     test::TestDirectory mDir;
     kom::Ref<test::TestApplication> mApp = test::TestApplication::make();
     kom::Ref<FSCache> mCache = kom::retain(new FSCache);

@@ -130,10 +130,7 @@ uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
     DWORD tFlags = 0;
     if (tIsPath) {
         // The altered search, which finds what the module needs beside it, wants an absolute path.
-        wchar_t* tRest;
-        std::wstring tFull(GetFullPathNameW(tPath.c_str(), 0, nullptr, nullptr), L'\0');
-        tFull.resize(GetFullPathNameW(tPath.c_str(), static_cast<DWORD>(tFull.size()), tFull.data(), &tRest));
-        if (!tFull.empty()) tPath = tFull;
+        if (std::wstring tFull = kpr::fullPath(tPath); !tFull.empty()) tPath = std::move(tFull);
         tFlags = LOAD_WITH_ALTERED_SEARCH_PATH;
     }
     QuietErrors tQuiet;

@@ -61,6 +61,18 @@ uint32_t copyOutWide(std::wstring_view pWide, char* pBuffer, uint32_t pSize)
     return KFAILED(tRes) ? tRes : copyOut(tText, pBuffer, pSize);
 }
 
+std::wstring fullPath(const std::wstring& pPath)
+{
+    std::wstring tFull(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD tLength =
+            GetFullPathNameW(pPath.c_str(), static_cast<DWORD>(tFull.size()), tFull.data(), nullptr);
+        const bool tFits = tLength < tFull.size();
+        tFull.resize(tLength);
+        if (tFits) return tFull;
+    }
+}
+
 uint32_t toWidePath(const char* pPath, std::wstring* pWide)
 {
     if (!*pPath) return KPR_E_NOT_FOUND;
@@ -71,15 +83,8 @@ uint32_t toWidePath(const char* pPath, std::wstring* pWide)
         return K_SUCCESS;
 
     // What is relative may be long only together with the current directory.
-    std::wstring tFull(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD tLength =
-            GetFullPathNameW(pWide->c_str(), static_cast<DWORD>(tFull.size()), tFull.data(), nullptr);
-        if (tLength == 0) return lastError();
-        const bool tFits = tLength < tFull.size();
-        tFull.resize(tLength);
-        if (tFits) break;
-    }
+    const std::wstring tFull = fullPath(*pWide);
+    if (tFull.empty()) return lastError();
     if (tFull.size() < PLAIN_LIMIT) return K_SUCCESS;
     if (hasDevicePrefix(tFull))
         *pWide = tFull;

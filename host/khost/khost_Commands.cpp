@@ -8,9 +8,11 @@ namespace {
 
 using AddFunction = void (*)(CLI::App&, Session&);
 
-constexpr std::array<AddFunction, 4> GROUPS = {
+constexpr std::array GROUPS = {
     addRegistryCommands,
     addCacheCommands,
+    addSystemInfoCommands,
+    addSettingsCommands,
     addErrorCommands,
     addShellCommands,
 };

@@ -1,0 +1,231 @@
+// The PostgreSQL driver: servers reached through libpq.
+#include <charconv>
+#include <iterator>
+#include <string_view>
+#include <vector>
+
+#include "sql_Driver.h"
+#include "sql_Factory.h"
+#include "sql_Libpq.h"
+#include "sql_Placeholders.h"
+
+namespace vel::kos::drivers {
+
+namespace {
+
+constexpr KprAttribute ATTRIBUTES[] = {
+    {"Product", "KOS"},
+    {"ProductName", "VEL KOS"},
+    {"FileVersion", "1.29.3.0"},
+    {"ProductVersion", "1.29.3.0"},
+    {"FileDescription", "KOS PostgreSQL Driver"},
+    {"InternalName", "sqldrv_postgresql"},
+};
+
+constexpr char HELP[] = "type=postgresql  this driver\n"
+                        "host=NAME        the server, or the folder of its socket\n"
+                        "port=NUMBER      its port\n"
+                        "dbname=NAME      the database\n"
+                        "user=NAME        who connects\n"
+                        "password=TEXT    the user's password\n"
+                        "connect_timeout=SECONDS  how long to try\n"
+                        "sslmode=MODE     as libpq knows it; every other key is handed to libpq as well\n";
+
+Libpq gLibpq;
+
+/// libpq's texts end with a line break.
+std::string tidy(const char* pText)
+{
+    std::string tText = pText ? pText : "";
+    while (!tText.empty() && (tText.back() == '\n' || tText.back() == ' '))
+        tText.pop_back();
+    return tText;
+}
+
+/// One connection, with the text of its last failure.
+class Database : public kom::Implements<Database, sql::ISqlDatabase> {
+    friend Implements;
+
+public:
+    explicit Database(PGconn* pHandle) : mHandle(pHandle) {}
+    virtual ~Database() { gLibpq.finish(mHandle); }
+
+    uint32_t getDatabaseType(char** pType) override
+    {
+        if (!pType) return E_INVALIDARG;
+        *pType = komStrDup("postgresql");
+        return 0;
+    }
+    uint32_t execute(const char* pStatement, const sql::SqlParameters* pParameters,
+                     uint64_t* pChanged) override;
+    uint32_t query(const char* pStatement, const sql::SqlParameters* pParameters,
+                   sql::ISqlRows** pRows) override;
+    uint32_t begin() override { return transact("BEGIN", false); }
+    uint32_t commit() override { return transact("COMMIT", true); }
+    uint32_t rollback() override { return transact("ROLLBACK", true); }
+    uint32_t getErrorText(char** pText) override
+    {
+        if (!pText) return E_INVALIDARG;
+        *pText = komStrDup(mError.c_str());
+        return 0;
+    }
+
+private:
+    uint32_t run(const char* pStatement, const sql::SqlParameters* pParameters, PGresult** pResult);
+    uint32_t transact(const char* pStatement, bool pInside);
+    uint32_t refuse(uint32_t pCode, const char* pText)
+    {
+        mError = pText;
+        return pCode;
+    }
+
+    kom::RefCount mRefCount;
+    PGconn* mHandle;
+    std::string mError;
+};
+
+/// The rows of a finished query; they keep the connection.
+class Rows : public kom::Implements<Rows, sql::ISqlRows> {
+    friend Implements;
+
+public:
+    Rows(kom::Ref<Database> pDatabase, PGresult* pResult) : mDatabase(std::move(pDatabase)), mResult(pResult)
+    {
+    }
+    virtual ~Rows() { gLibpq.clear(mResult); }
+
+    uint32_t getColumnCount(uint32_t* pCount) override
+    {
+        if (!pCount) return E_INVALIDARG;
+        *pCount = count();
+        return 0;
+    }
+    uint32_t getColumnName(uint32_t pColumn, char** pName) override
+    {
+        if (!pName) return E_INVALIDARG;
+        *pName = nullptr;
+        if (pColumn >= count()) return E_INVALIDARG;
+        *pName = komStrDup(gLibpq.columnName(mResult, static_cast<int>(pColumn)));
+        return 0;
+    }
+    uint32_t next(uint32_t* pRow) override
+    {
+        if (!pRow) return E_INVALIDARG;
+        if (mRow < gLibpq.rows(mResult)) ++mRow;
+        *pRow = mRow < gLibpq.rows(mResult) ? 1 : 0;
+        return 0;
+    }
+    uint32_t getText(uint32_t pColumn, char** pText) override
+    {
+        if (!pText) return E_INVALIDARG;
+        *pText = nullptr;
+        if (mRow < 0 || mRow >= gLibpq.rows(mResult)) return E_WRONG_STATE;
+        if (pColumn >= count()) return E_INVALIDARG;
+        const int tColumn = static_cast<int>(pColumn);
+        if (!gLibpq.isNull(mResult, mRow, tColumn))
+            *pText = komStrNDup(gLibpq.value(mResult, mRow, tColumn),
+                                static_cast<size_t>(gLibpq.length(mResult, mRow, tColumn)));
+        return 0;
+    }
+
+private:
+    uint32_t count() const { return static_cast<uint32_t>(gLibpq.columns(mResult)); }
+
+    kom::RefCount mRefCount;
+    kom::Ref<Database> mDatabase;
+    PGresult* mResult;
+    int mRow = -1;
+};
+
+uint32_t Database::run(const char* pStatement, const sql::SqlParameters* pParameters, PGresult** pResult)
+{
+    uint32_t tWanted = 0;
+    const std::string tStatement = numberPlaceholders(pStatement, tWanted);
+    if ((pParameters ? pParameters->mCount : 0) != tWanted)
+        return refuse(E_INVALIDARG, "the number of parameters is not that of the statement");
+    *pResult = gLibpq.exec(mHandle, tStatement.c_str(), static_cast<int>(tWanted), nullptr,
+                           tWanted ? pParameters->mValues : nullptr, nullptr, nullptr, 0);
+    switch (gLibpq.resultStatus(*pResult)) {
+    case PGRES_COMMAND_OK:
+    case PGRES_TUPLES_OK:
+        return 0;
+    case PGRES_EMPTY_QUERY:
+        mError = "there is no statement in the text";
+        break;
+    default:
+        mError = tidy(*pResult ? gLibpq.resultErrorMessage(*pResult) : gLibpq.errorMessage(mHandle));
+        break;
+    }
+    gLibpq.clear(*pResult);
+    *pResult = nullptr;
+    return E_FAIL;
+}
+
+uint32_t Database::execute(const char* pStatement, const sql::SqlParameters* pParameters, uint64_t* pChanged)
+{
+    if (!pStatement) return E_INVALIDARG;
+    if (pChanged) *pChanged = 0;
+    PGresult* tResult = nullptr;
+    if (auto tRes = run(pStatement, pParameters, &tResult); KFAILED(tRes)) return tRes;
+    const std::string_view tChanged = gLibpq.changed(tResult);
+    if (pChanged && gLibpq.resultStatus(tResult) == PGRES_COMMAND_OK)
+        std::from_chars(tChanged.data(), tChanged.data() + tChanged.size(), *pChanged);
+    gLibpq.clear(tResult);
+    return 0;
+}
+
+uint32_t Database::query(const char* pStatement, const sql::SqlParameters* pParameters, sql::ISqlRows** pRows)
+{
+    if (!pStatement || !pRows) return E_INVALIDARG;
+    *pRows = nullptr;
+    PGresult* tResult = nullptr;
+    if (auto tRes = run(pStatement, pParameters, &tResult); KFAILED(tRes)) return tRes;
+    *pRows = kom::retain(new Rows(kom::retain(this), tResult)).detach();
+    return 0;
+}
+
+uint32_t Database::transact(const char* pStatement, bool pInside)
+{
+    const bool tInside = gLibpq.transactionStatus(mHandle) == PQTRANS_INTRANS ||
+                         gLibpq.transactionStatus(mHandle) == PQTRANS_INERROR;
+    if (tInside != pInside)
+        return refuse(E_WRONG_STATE, tInside ? "a transaction is open already" : "no transaction is open");
+    return execute(pStatement, nullptr, nullptr);
+}
+
+class PostgresqlFactory : public Factory {
+public:
+    PostgresqlFactory() : Factory("postgresql", HELP) {}
+
+protected:
+    uint32_t open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase,
+                  std::string& pError) override
+    {
+        if (!gLibpq.load()) return pError = "PostgreSQL: " + gLibpq.library.problem(), KPR_E_NOT_FOUND;
+        std::vector<const char*> tKeys, tValues;
+        for (const auto& [tKey, tValue] : pDescription.values()) {
+            if (tKey == "type") continue;
+            tKeys.push_back(tKey.c_str());
+            tValues.push_back(tValue.c_str());
+        }
+        tKeys.push_back(nullptr);
+        tValues.push_back(nullptr);
+        PGconn* tHandle = gLibpq.connect(tKeys.data(), tValues.data(), 0);
+        if (!tHandle) return pError = "out of memory", E_OUTOFMEMORY;
+        if (gLibpq.status(tHandle) != CONNECTION_OK || gLibpq.setClientEncoding(tHandle, "UTF8") != 0) {
+            pError = tidy(gLibpq.errorMessage(tHandle));
+            gLibpq.finish(tHandle);
+            return E_FAIL;
+        }
+        pDatabase = kom::retain(new Database(tHandle));
+        return 0;
+    }
+};
+
+} // namespace
+
+ModuleAttributes attributes() { return {ATTRIBUTES, static_cast<uint32_t>(std::size(ATTRIBUTES))}; }
+
+kom::Ref<sql::ISqlDatabaseFactory> makeFactory() { return kom::retain(new PostgresqlFactory); }
+
+} // namespace vel::kos::drivers

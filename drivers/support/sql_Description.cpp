@@ -1,0 +1,94 @@
+#include "sql_Description.h"
+
+#include <algorithm>
+
+namespace vel::kos::drivers {
+
+namespace {
+
+constexpr std::string_view BLANKS = " \t\r\n";
+
+std::string_view trim(std::string_view pText)
+{
+    const auto tFirst = pText.find_first_not_of(BLANKS);
+    if (tFirst == std::string_view::npos) return {};
+    return pText.substr(tFirst, pText.find_last_not_of(BLANKS) - tFirst + 1);
+}
+
+std::string lower(std::string_view pText)
+{
+    std::string tText(pText);
+    std::transform(tText.begin(), tText.end(), tText.begin(), [](char pChar) {
+        return pChar >= 'A' && pChar <= 'Z' ? static_cast<char>(pChar + 32) : pChar;
+    });
+    return tText;
+}
+
+} // namespace
+
+bool Description::fail(std::string pProblem)
+{
+    mProblem = std::move(pProblem);
+    return false;
+}
+
+bool Description::parse(std::string_view pText)
+{
+    mValues.clear();
+    mProblem.clear();
+    while (!(pText = trim(pText)).empty()) {
+        if (pText.front() == ';') {
+            pText.remove_prefix(1);
+            continue;
+        }
+        const auto tEquals = pText.find_first_of("=;\"");
+        if (tEquals == std::string_view::npos || pText[tEquals] != '=')
+            return fail("\"" + std::string(trim(pText.substr(0, tEquals))) + "\" is not followed by \"=\"");
+        const std::string tKey = lower(trim(pText.substr(0, tEquals)));
+        if (tKey.empty()) return fail("a \"=\" without a key before it");
+        pText = trim(pText.substr(tEquals + 1));
+
+        std::string tValue;
+        if (!pText.empty() && pText.front() == '"') {
+            pText.remove_prefix(1);
+            for (;;) {
+                const auto tQuote = pText.find('"');
+                if (tQuote == std::string_view::npos)
+                    return fail("the quoted value of \"" + tKey + "\" has no end");
+                tValue += pText.substr(0, tQuote);
+                pText.remove_prefix(tQuote + 1);
+                if (pText.empty() || pText.front() != '"') break;
+                tValue += '"';
+                pText.remove_prefix(1);
+            }
+            pText = trim(pText);
+            if (!pText.empty() && pText.front() != ';')
+                return fail("something stands between the quoted value of \"" + tKey +
+                            "\" and the next \";\"");
+        } else {
+            const auto tEnd = std::min(pText.find(';'), pText.size());
+            const auto tPlain = trim(pText.substr(0, tEnd));
+            if (tPlain.find('"') != std::string_view::npos)
+                return fail("the value of \"" + tKey + "\" holds a double quote but is not quoted");
+            tValue = tPlain;
+            pText.remove_prefix(tEnd);
+        }
+        if (!mValues.emplace(tKey, std::move(tValue)).second) return fail("\"" + tKey + "\" is given twice");
+    }
+    return true;
+}
+
+std::string Description::value(const std::string& pKey) const
+{
+    const auto tValue = mValues.find(pKey);
+    return tValue == mValues.end() ? std::string() : tValue->second;
+}
+
+bool Description::yes(const std::string& pKey, bool pDefault, bool& pAnswer) const
+{
+    const std::string tValue = has(pKey) ? lower(value(pKey)) : pDefault ? "yes" : "no";
+    pAnswer = tValue == "yes";
+    return pAnswer || tValue == "no";
+}
+
+} // namespace vel::kos::drivers

@@ -1,0 +1,31 @@
+// The descriptions that databases are opened by: `key=value` pairs separated by ";".
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace vel::kos::drivers {
+
+class Description {
+public:
+    /// Takes a description apart; false when it does not follow the grammar, and problem() tells where.
+    bool parse(std::string_view pText);
+    const std::string& problem() const { return mProblem; }
+
+    /// A key's value (keys are given in lower case); "" when it is missing.
+    std::string value(const std::string& pKey) const;
+    bool has(const std::string& pKey) const { return mValues.contains(pKey); }
+    /// A key's value as yes or no; false when it is neither, or pDefault when the key is missing.
+    bool yes(const std::string& pKey, bool pDefault, bool& pAnswer) const;
+    /// The pairs, in the order of their keys.
+    const std::map<std::string, std::string>& values() const { return mValues; }
+
+private:
+    bool fail(std::string pProblem);
+
+    std::map<std::string, std::string> mValues;
+    std::string mProblem;
+};
+
+} // namespace vel::kos::drivers

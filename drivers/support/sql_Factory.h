@@ -1,0 +1,38 @@
+// The part of a factory that is the same for every driver: whose a description is, and why opening failed.
+#pragma once
+
+#include <string>
+
+#include "kfw/sql/ISqlDatabaseFactory.h"
+#include "kom/implements.h"
+#include "sql_Description.h"
+
+namespace vel::kos::drivers {
+
+/// A driver derives from it, gives its type, and opens what the description says.
+class Factory : public kom::Implements<Factory, sql::ISqlDatabaseFactory> {
+    friend Implements;
+
+public:
+    Factory(const char* pType, const char* pHelp) : mType(pType), mHelp(pHelp) {}
+
+    uint32_t getDatabaseType(char** pType) override;
+    uint32_t getDescriptionHelp(char** pText) override;
+    /// Declines what does not follow the grammar or names another type.
+    uint32_t createDatabase(const char* pDescription, sql::ISqlDatabase** pDatabase) override;
+    uint32_t getCreateError(char** pText) override;
+
+    virtual ~Factory() = default;
+
+protected:
+    /// Opens the database; on a failure pError tells why.
+    virtual uint32_t open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase,
+                          std::string& pError) = 0;
+
+private:
+    kom::RefCount mRefCount;
+    const char* mType;
+    const char* mHelp;
+};
+
+} // namespace vel::kos::drivers

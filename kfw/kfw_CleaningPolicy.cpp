@@ -1,0 +1,16 @@
+#include "kfw_CleaningPolicy.h"
+
+#include "kfw_FSCacheState.h"
+
+namespace vel::kos::kfw {
+
+void Candidates::add(const std::string& pName, const KprFileInfo& pInfo)
+{
+    const int64_t tModified = pInfo.modified.seconds - mTimeOffset;
+    if (pInfo.kind != KPR_KIND_FILE || !isOldEnough(tModified, mNow)) return;
+    const uint32_t tKilobytes = kilobytes(pInfo.size);
+    mTotal += tKilobytes;
+    mByScore.emplace(evictionScore(tModified, tKilobytes), Candidate{tKilobytes, pName});
+}
+
+} // namespace vel::kos::kfw

@@ -1,0 +1,86 @@
+// What the cache's cleaner removes, and in which order: arithmetic on facts, without any file.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "kpr/file.h"
+
+namespace vel::kos::kfw {
+
+/// A file younger than this, in seconds, is never removed.
+constexpr int64_t MINIMUM_AGE = 1800;
+
+/// Whether the cache has grown enough for a cleaning pass: by at least 17408 KB more than was cleaned. Both
+/// counters are kilobytes; their difference is taken as it comes, also where more was cleaned than inserted.
+constexpr bool isCleaningNeeded(uint64_t pInserted, uint64_t pCleaned)
+{
+    return static_cast<uint32_t>((pInserted - pCleaned) >> 10) > 16;
+}
+
+/// Whether a file of this modification time may be removed. Both times are seconds of the local clock.
+constexpr bool isOldEnough(int64_t pModified, int64_t pNow) { return pModified < pNow - MINIMUM_AGE; }
+
+/// How early a file goes: a higher score goes first. The size counts with the square of its 32-KB steps, the
+/// time with its hour, so that among files of like size the one modified last goes first.
+constexpr uint32_t evictionScore(int64_t pModified, uint32_t pKilobytes)
+{
+    const uint32_t tSteps = pKilobytes >> 5;
+    return static_cast<uint32_t>(pModified / 3600) + ((tSteps * tSteps) >> 1);
+}
+
+/// A file that may be removed.
+struct Candidate {
+    uint32_t kilobytes;
+    std::string name;
+};
+
+/// The candidates of one pass, gathered from a listing of the objects' directory.
+class Candidates {
+public:
+    /// pNow: the local clock in seconds, pTimeOffset: the file system's clock minus it.
+    Candidates(int64_t pNow, int32_t pTimeOffset) : mNow(pNow), mTimeOffset(pTimeOffset) {}
+
+    /// Looks at a file; whoever is not a regular file, or too young, is passed over.
+    void add(const std::string& pName, const KprFileInfo& pInfo);
+
+    /// The kilobytes of all candidates.
+    uint64_t totalKilobytes() const { return mTotal; }
+    /// Calls pVisit with one candidate after the other, in the order of removal (the highest score first, of
+    /// equal ones the one added last), until it answers false.
+    template <class TVisit>
+    void visit(TVisit pVisit) const
+    {
+        for (auto tEntry = mByScore.rbegin(); tEntry != mByScore.rend(); ++tEntry)
+            if (!pVisit(tEntry->second)) return;
+    }
+
+private:
+    int64_t mNow;
+    int32_t mTimeOffset;
+    uint64_t mTotal = 0;
+    std::multimap<uint32_t, Candidate> mByScore;
+};
+
+/// How much of a pass is left to do.
+class RemovalTarget {
+public:
+    /// A quarter of the candidates' kilobytes.
+    explicit RemovalTarget(uint64_t pTotalKilobytes) : mLeft(pTotalKilobytes >> 2) {}
+
+    /// Counts a removed file; false when the pass ends with it. The file that crosses the target was removed
+    /// as well.
+    bool count(uint32_t pKilobytes)
+    {
+        if (mLeft < pKilobytes) return false;
+        mLeft -= pKilobytes;
+        return true;
+    }
+
+private:
+    uint64_t mLeft;
+};
+
+} // namespace vel::kos::kfw

@@ -1,0 +1,240 @@
+#include "kfw_FSCache_Cleaner.h"
+
+#include <unordered_set>
+#include <vector>
+
+#include "kom/identity.h"
+#include "kpr/byteorder.h"
+#include "kpr/dir.h"
+#include "kpr/dso.h"
+
+namespace vel::kos::kfw {
+
+uint32_t Cleaner::start(const std::shared_ptr<FSCacheState>& pState)
+{
+    // Once the thread runs, the module's code may not go.
+    static constexpr char tHere = 0;
+    if (const uint32_t tRes = kprPinModule(&tHere); KFAILED(tRes)) return tRes;
+    auto tArgument = std::make_unique<std::shared_ptr<FSCacheState>>(pState);
+    const uint32_t tRes =
+        kprThreadCreate(&pState->mCleanerThread, 0, STACK_SIZE, cleanerMain, tArgument.get());
+    if (!KFAILED(tRes)) static_cast<void>(tArgument.release()); // it is the thread's now
+    return tRes;
+}
+
+uint32_t Cleaner::cleanerMain(void* pCache)
+{
+    const std::unique_ptr<std::shared_ptr<FSCacheState>> tState(
+        static_cast<std::shared_ptr<FSCacheState>*>(pCache));
+    Cleaner(**tState).run();
+    return 1;
+}
+
+void Cleaner::run()
+{
+    if (KFAILED(acquireCleanerLock())) return;
+    static_cast<void>(work()); // whatever failed is reported
+    releaseCleanerLock();
+}
+
+uint32_t Cleaner::work()
+{
+    KprTime tNow;
+    if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+    int64_t tNextRefresh = tNow.seconds + PIN_INTERVAL;
+    if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+    for (;;) {
+        if (tNow.seconds >= tNextRefresh) {
+            tNextRefresh = tNow.seconds + PIN_INTERVAL;
+            refreshPinned();
+        }
+        bool tNeeded = false;
+        if (const uint32_t tRes = isCleaningNeeded(&tNeeded); KFAILED(tRes)) return tRes;
+        if (tNeeded) {
+            if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+            Candidates tCandidates(tNow.seconds, mState.mTimeOffset);
+            if (const uint32_t tRes = collectCandidates(&tCandidates); KFAILED(tRes)) return tRes;
+            if (const uint32_t tRes = removeCandidates(tCandidates); KFAILED(tRes)) return tRes;
+        }
+        if (const uint32_t tRes = kprSleep(POLL_INTERVAL); KFAILED(tRes)) return tRes;
+        if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+    }
+}
+
+uint32_t Cleaner::acquireCleanerLock()
+{
+    int64_t tNextRefresh = 0; // once it waits
+    for (;;) {
+        uint32_t tRes = kprLockFile(mState.mCleanedFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
+        if (!KFAILED(tRes)) return 0;
+        if (tRes != KPR_E_LOCKED) {
+            mState.debug("FS cache cleaner: failed to lock %1: %2", mState.mCleanedPath, komStrError(tRes));
+            closeCleanedFile();
+            return tRes;
+        }
+        refreshPinnedWhenDue(&tNextRefresh);
+        tRes = kprSleep(POLL_INTERVAL);
+        if (KFAILED(tRes)) {
+            mState.assertion("!KFAILED(tRes)", __LINE__);
+            closeCleanedFile();
+            return tRes;
+        }
+    }
+}
+
+void Cleaner::refreshPinnedWhenDue(int64_t* pNextRefresh)
+{
+    KprTime tNow;
+    if (KFAILED(mState.readClock(&tNow))) return;
+    const bool tFirst = *pNextRefresh == 0;
+    if (!tFirst && tNow.seconds < *pNextRefresh) return;
+    *pNextRefresh = tNow.seconds + PIN_INTERVAL;
+    if (!tFirst) refreshPinned();
+}
+
+void Cleaner::releaseCleanerLock()
+{
+    if (const uint32_t tRes = kprUnlockFile(mState.mCleanedFile, 0, 0); KFAILED(tRes))
+        mState.debug("FS cache cleaner: failed to unlock %1: %2", mState.mCleanedPath, komStrError(tRes));
+    closeCleanedFile();
+}
+
+void Cleaner::closeCleanedFile()
+{
+    const KprFile tFile = std::exchange(mState.mCleanedFile, KPR_NO_FILE);
+    if (const uint32_t tRes = kprCloseFile(tFile); KFAILED(tRes))
+        mState.debug("FS cache cleaner: failed to close %1: %2", mState.mCleanedPath, komStrError(tRes));
+}
+
+void Cleaner::refreshPinned()
+{
+    KprTime tTime;
+    if (KFAILED(mState.readClock(&tTime))) return;
+    tTime.seconds += mState.mTimeOffset;
+    std::vector<std::string> tNames;
+    {
+        util::MutexLocker tLock(&*mState.mPinMutex);
+        for (const auto& [tName, tCount] : mState.mPinned)
+            tNames.push_back(tName);
+    }
+    for (const std::string& tName : tNames) {
+        std::string tPath;
+        if (KFAILED(mState.composeObjectPath(tName, &tPath))) continue;
+        if (const uint32_t tRes = kprSetFileTime(tPath.c_str(), &tTime, &tTime); KFAILED(tRes))
+            mState.debug("FS cache cleaner: failed to touch %1: %2", tPath, komStrError(tRes));
+    }
+}
+
+uint32_t Cleaner::readCounter(KprFile pFile, const std::string& pPath, uint64_t* pValue)
+{
+    uint64_t tBytes = 0;
+    uint32_t tRead = 0;
+    const uint32_t tRes = mState.readAt(pFile, 0, &tBytes, sizeof tBytes, &tRead);
+    if (KFAILED(tRes)) {
+        mState.debug("FS cache cleaner: failed to read %1: %2", pPath, komStrError(tRes));
+        return tRes;
+    }
+    if (tRead < sizeof tBytes) {
+        mState.debug("FS cache cleaner: short read on %1 (%2 bytes).", pPath, tRead);
+        return E_FAIL;
+    }
+    *pValue = kprBE2Host64(tBytes);
+    return 0;
+}
+
+uint32_t Cleaner::isCleaningNeeded(bool* pNeeded)
+{
+    InserterLock tLock(mState, false);
+    uint64_t tInserted = 0, tCleaned = 0;
+    uint32_t tRes = readCounter(mState.mInsertedFile, mState.mInsertedPath, &tInserted);
+    if (!KFAILED(tRes)) tRes = readCounter(mState.mCleanedFile, mState.mCleanedPath, &tCleaned);
+    if (KFAILED(tRes)) return tRes;
+    *pNeeded = kfw::isCleaningNeeded(tInserted, tCleaned);
+    return 0;
+}
+
+uint32_t Cleaner::collectCandidates(Candidates* pCandidates)
+{
+    KprDir tDir;
+    uint32_t tRes = kprOpenDir(mState.mObjectsDir.c_str(), &tDir);
+    if (KFAILED(tRes)) {
+        mState.debug("FS cache cleaner: can't open directory %1: %2", mState.mObjectsDir, komStrError(tRes));
+        return tRes;
+    }
+    std::unordered_set<std::string> tSeen;
+    char tName[512];
+    while ((tRes = kprReadDir(tDir, tName, sizeof tName, nullptr)) != KPR_E_END) {
+        if (KFAILED(tRes)) {
+            mState.debug("FS cache cleaner: failed to read directory entry of %1: %2", mState.mObjectsDir,
+                         komStrError(tRes));
+            continue;
+        }
+        if (!tSeen.insert(tName).second) continue;
+        std::string tPath;
+        if (KFAILED(mState.composeObjectPath(tName, &tPath))) continue;
+        KprFileInfo tInfo;
+        tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND | KPR_INFO_SIZE | KPR_INFO_MTIME, &tInfo);
+        if (KFAILED(tRes))
+            mState.debug("FS cache cleaner: failed to get file information for %1: %2", tPath,
+                         komStrError(tRes));
+        else
+            pCandidates->add(tName, tInfo);
+    }
+    if (tRes = kprCloseDir(tDir); KFAILED(tRes))
+        mState.debug("FS cache cleaner: can't close directory %1: %2", mState.mObjectsDir, komStrError(tRes));
+    return 0;
+}
+
+uint32_t Cleaner::removeCandidates(const Candidates& pCandidates)
+{
+    KprTime tNow;
+    uint32_t tRes = mState.readClock(&tNow);
+    if (KFAILED(tRes)) return tRes;
+    RemovalTarget tTarget(pCandidates.totalKilobytes());
+    pCandidates.visit([&](const Candidate& pCandidate) {
+        // Taken for each file anew, so that readers and writers wait for one removal at the most.
+        InserterLock tLock(mState, true);
+        if (!tLock || !removeCandidate(pCandidate, tNow.seconds)) return true;
+        tRes = addToCleaned(pCandidate.kilobytes);
+        return !KFAILED(tRes) && tTarget.count(pCandidate.kilobytes);
+    });
+    return tRes;
+}
+
+bool Cleaner::removeCandidate(const Candidate& pCandidate, int64_t pNow)
+{
+    std::string tPath;
+    if (KFAILED(mState.composeObjectPath(pCandidate.name, &tPath))) return false;
+    KprFileInfo tInfo;
+    uint32_t tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_MTIME, &tInfo);
+    if (KFAILED(tRes)) {
+        mState.debug("FS cache cleaner: failed to get modification time of %1: %2", tPath, komStrError(tRes));
+        return false;
+    }
+    // It may have been touched since the listing.
+    if (!isOldEnough(tInfo.modified.seconds - mState.mTimeOffset, pNow)) return false;
+    tRes = kprRemoveFile(tPath.c_str());
+    if (KFAILED(tRes)) mState.debug("FS cache cleaner: failed to remove %1: %2", tPath, komStrError(tRes));
+    return !KFAILED(tRes);
+}
+
+uint32_t Cleaner::addToCleaned(uint32_t pKilobytes)
+{
+    uint64_t tCounter = 0;
+    if (const uint32_t tRes = readCounter(mState.mCleanedFile, mState.mCleanedPath, &tCounter); KFAILED(tRes))
+        return tRes;
+    tCounter = kprHost2BE64(tCounter + pKilobytes);
+    uint32_t tWritten = 0;
+    const uint32_t tRes = mState.writeAt(mState.mCleanedFile, 0, &tCounter, sizeof tCounter, &tWritten);
+    if (KFAILED(tRes)) {
+        mState.debug("FS cache cleaner: failed to write %1: %2", mState.mCleanedPath, komStrError(tRes));
+        return tRes;
+    }
+    if (tWritten < sizeof tCounter) {
+        mState.debug("FS cache cleaner: short write on %1 (%2 bytes).", mState.mCleanedPath, tWritten);
+        return E_FAIL;
+    }
+    return 0;
+}
+
+} // namespace vel::kos::kfw

@@ -15,10 +15,7 @@ namespace {
 // Plain bytes: they need no destructor at a thread's end.
 thread_local char tErrorText[512];
 
-HMODULE toModule(KprDSO pHandle)
-{
-    return reinterpret_cast<HMODULE>(pHandle);
-}
+HMODULE toModule(KprDSO pHandle) { return reinterpret_cast<HMODULE>(pHandle); }
 
 void keepErrorText(DWORD pError)
 {
@@ -167,10 +164,7 @@ uint32_t kprGetDSOSymbol(KprDSO pHandle, const char* pName, void** pAddress)
     return *pAddress ? K_SUCCESS : KPR_E_NO_SYMBOL;
 }
 
-const char* kprGetDSOErrorText(void)
-{
-    return tErrorText;
-}
+const char* kprGetDSOErrorText(void) { return tErrorText; }
 
 uint32_t kprListLoadedModules(KprModuleList** pList)
 {
@@ -191,14 +185,8 @@ uint32_t kprListLoadedModules(KprModuleList** pList)
     return kpr::makeModuleList(tModules, pList);
 }
 
-const char* kprGetDSOPrefix(void)
-{
-    return "";
-}
-const char* kprGetDSOSuffix(void)
-{
-    return ".dll";
-}
+const char* kprGetDSOPrefix(void) { return ""; }
+const char* kprGetDSOSuffix(void) { return ".dll"; }
 
 uint32_t kprGetModulePath(const void* pAddress, char* pBuffer, uint32_t pSize)
 {
@@ -223,7 +211,4 @@ const char* kprGetProgramName(void)
     return tPath.c_str() + tPath.rfind('\\') + 1;
 }
 
-const char* kprGetProgramPath(void)
-{
-    return programPath().c_str();
-}
+const char* kprGetProgramPath(void) { return programPath().c_str(); }

@@ -25,10 +25,7 @@ Range toRange(uint64_t pOffset, uint64_t pLength)
     return tRange;
 }
 
-HANDLE toHandle(KprFile pFile)
-{
-    return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile);
-}
+HANDLE toHandle(KprFile pFile) { return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile); }
 
 } // namespace
 

@@ -113,10 +113,7 @@ int __wrap_link(const char* pFrom, const char* pTo)
 }
 
 int __real_unlink(const char* pPath);
-int __wrap_unlink(const char* pPath)
-{
-    return gUnlink.strikes() ? -1 : __real_unlink(pPath);
-}
+int __wrap_unlink(const char* pPath) { return gUnlink.strikes() ? -1 : __real_unlink(pPath); }
 
 ssize_t __real_read(int pFile, void* pBuffer, size_t pLength);
 ssize_t __wrap_read(int pFile, void* pBuffer, size_t pLength)
@@ -131,10 +128,7 @@ ssize_t __wrap_write(int pFile, const void* pBuffer, size_t pLength)
 }
 
 dirent* __real_readdir(DIR* pDir);
-dirent* __wrap_readdir(DIR* pDir)
-{
-    return gReaddir.strikes() ? nullptr : __real_readdir(pDir);
-}
+dirent* __wrap_readdir(DIR* pDir) { return gReaddir.strikes() ? nullptr : __real_readdir(pDir); }
 }
 
 TEST_F(KprPosixTest, RegularOpensRefuseSpecialFilesWithoutBlocking)

@@ -9,10 +9,7 @@ namespace {
 // CreateDirectoryW wants room for an 8.3 name within the 260, the others less.
 constexpr size_t PLAIN_LIMIT = 240;
 
-bool isSeparator(wchar_t pChar)
-{
-    return pChar == L'\\' || pChar == L'/';
-}
+bool isSeparator(wchar_t pChar) { return pChar == L'\\' || pChar == L'/'; }
 
 bool hasDevicePrefix(std::wstring_view pPath)
 {
@@ -123,14 +120,8 @@ bool isPassingError(uint32_t pError, bool pDenied)
     return tLastStatus && tLastStatus() == tDeletePending;
 }
 
-void pauseBeforeRetry(uint32_t pAttempt)
-{
-    Sleep(1u << pAttempt);
-}
+void pauseBeforeRetry(uint32_t pAttempt) { Sleep(1u << pAttempt); }
 
-uint32_t systemError()
-{
-    return GetLastError();
-}
+uint32_t systemError() { return GetLastError(); }
 
 } // namespace kpr

@@ -9,12 +9,8 @@ namespace {
 using AddFunction = void (*)(CLI::App&, Session&);
 
 constexpr std::array GROUPS = {
-    addRegistryCommands,
-    addCacheCommands,
-    addSystemInfoCommands,
-    addSettingsCommands,
-    addErrorCommands,
-    addShellCommands,
+    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addSettingsCommands,
+    addErrorCommands,    addSqlCommands,   addShellCommands,
 };
 
 } // namespace

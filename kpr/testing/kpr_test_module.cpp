@@ -25,18 +25,12 @@ EXPORTED uint32_t dsoGetAttributes(ModuleAttributes* pAttributes)
     return 0;
 }
 
-EXPORTED int kprTestAnswer()
-{
-    return 42;
-}
+EXPORTED int kprTestAnswer() { return 42; }
 
 #elif defined(KPR_TEST_NEEDS_OTHER)
 
 IMPORTED int kprTestAnswer();
 
-EXPORTED int kprTestTwice()
-{
-    return 2 * kprTestAnswer();
-}
+EXPORTED int kprTestTwice() { return 2 * kprTestAnswer(); }
 
 #endif

@@ -30,10 +30,7 @@ TemporaryDirectory::TemporaryDirectory()
     kprRemoveFile(tFile);
 }
 
-TemporaryDirectory::~TemporaryDirectory()
-{
-    removeTree(mPath);
-}
+TemporaryDirectory::~TemporaryDirectory() { removeTree(mPath); }
 
 std::string TemporaryDirectory::operator/(const std::string& pName) const
 {

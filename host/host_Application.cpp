@@ -114,8 +114,10 @@ uint32_t Application::open(std::string* pProblem)
     if (auto tRes = openUserAppDir(pProblem); KFAILED(tRes)) return tRes;
     util::kSetCatalogues(mOptions.catalogueDir.c_str(), mOptions.language->c_str());
     readProperties();
-    for (const std::string& tModule : mOptions.settingsModules)
-        util::Registry::openCurrentUserKOSModule(this, tModule.c_str(), true);
+    // A directory that is not to be made is not made for the settings store's sake either.
+    if (mOptions.createUserAppDir || kgen::directoryExists(mOptions.userAppDir))
+        for (const std::string& tModule : mOptions.settingsModules)
+            util::Registry::openCurrentUserKOSModule(this, tModule.c_str(), true);
     if (mOptions.handleCloseSignals) mCloseSignals = std::make_unique<CloseSignals>(mWaker);
     return 0;
 }

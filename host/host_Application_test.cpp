@@ -8,7 +8,9 @@
 
 #include "host_TestDirectory.h"
 #include "kom/ref.h"
+#include "kpr/thread.h"
 #include "kpr/time.h"
+#include "kutil/Registry.h"
 #include "kutil/log.h"
 
 using namespace vel::kos;
@@ -148,6 +150,20 @@ TEST_F(ApplicationTest, MakesTheUserApplicationDirectoryWithItsParents)
     mOptions.userAppDir = mDir.file(u8"a/b/c");
     start();
     EXPECT_TRUE(mDir.has(u8"a/b/c"));
+}
+
+TEST_F(ApplicationTest, MakesTheSettingsNodesOfItsModules)
+{
+    // Names of the test's own: on Windows the settings outlive it.
+    const std::string tOwn = std::to_string(kprGetProcessId());
+    mOptions.settingsModules = {"One" + tOwn, "Two" + tOwn};
+    start();
+    const auto tHasNode = [&](const std::string& pModule) {
+        return util::Registry::openCurrentUserKOSModule(mApp.get(), pModule.c_str(), false).isOpen();
+    };
+    EXPECT_TRUE(tHasNode("One" + tOwn));
+    EXPECT_TRUE(tHasNode("Two" + tOwn));
+    EXPECT_FALSE(tHasNode("Three" + tOwn));
 }
 
 TEST_F(ApplicationTest, LeavesTheUserApplicationDirectoryAloneWhenToldSo)

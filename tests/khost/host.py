@@ -1,5 +1,6 @@
 """Drives khost as a person or a script would: processes, the shell, files. The same for every target."""
 
+import functools
 import os
 import shutil
 import signal
@@ -163,3 +164,15 @@ class HostTest(unittest.TestCase):
         self.assertTrue(lines[0].startswith("khost: "), lines[0])
         self.assertIn(text, lines[0])
         self.assertEqual((result.status, result.out), (2, b""))
+
+
+def posix_only(reason):
+    """For tests of what only Linux has; the Windows program is run by the same script."""
+    def decorate(test):
+        @functools.wraps(test)
+        def run(self):
+            if WINDOWS:
+                self.skipTest(reason)
+            test(self)
+        return run
+    return decorate

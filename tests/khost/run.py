@@ -26,7 +26,7 @@ def main():
     parser.add_argument("khost")
     parser.add_argument("tests", nargs="*")
     options = parser.parse_args()
-    host.KHOST[:] = ([options.emulator] if options.emulator else []) + [os.path.abspath(options.khost)]
+    host.KHOST[:] = ([os.path.abspath(options.emulator)] if options.emulator else []) + [os.path.abspath(options.khost)]
     host.WINDOWS = options.khost.endswith(".exe")
 
     loader = unittest.TestLoader()

@@ -20,8 +20,10 @@ class Files(host.HostTest):
             self.assertEqual(shell.run(f"cache put http://h/{number} {quoted(native(source))}{attributes}").status, 0)
         return shell
 
-    def facts(self):
-        return json.loads(self.khost("cache", "stat", "--json").text)
+    def closed_cache(self):
+        """The same, closed; a shell that has not touched the cache."""
+        self.assertEqual(self.fill().close(), 0)
+        return self.shell()
 
     def test_stat(self):
         shell = self.fill()
@@ -31,31 +33,35 @@ class Files(host.HostTest):
                     "inserted_kb": inserted, "cleaned_kb": 0, "growth_kb": inserted, "threshold_kb": 17408,
                     "cleaner": "active"}
         # From another process while a cleaner holds its lock, and from the very process.
-        self.assertEqual(self.facts(), expected)
-        self.assertEqual(list(self.facts()), list(expected))
-        self.assertEqual(json.loads(shell.run("cache stat --json").text), expected)
-        text = dict(line.split(None, 1) for line in self.khost("cache", "stat").text.splitlines())
+        for looker in (self.shell(), shell):
+            facts = json.loads(looker.run("cache stat --json").text)
+            self.assertEqual(facts, expected)
+            self.assertEqual(list(facts), list(expected))
+        text = dict(line.split(None, 1) for line in shell.run("cache stat").text.splitlines())
         self.assertEqual(text["objects"], "3")
         self.assertEqual(text["inserted"], f"{inserted} KB")
         self.assertEqual(text["cleaner"], "active")
         self.assertEqual(shell.close(), 0)
         expected["cleaner"] = "none"
-        self.assertEqual(self.facts(), expected)
+        self.assertEqual(json.loads(self.khost("cache", "stat", "--json").text), expected)
 
     def test_stat_with_more_cleaned_than_inserted(self):
-        self.fill().close()
+        shell = self.closed_cache()
         self.write("app/cache/inserted", struct.pack(">Q", 5))
         self.write("app/cache/cleaned", struct.pack(">Q", 12))
-        facts = self.facts()
+        facts = json.loads(shell.run("cache stat --json").text)
         self.assertEqual((facts["inserted_kb"], facts["cleaned_kb"], facts["growth_kb"]), (5, 12, -7))
 
     def test_looking_changes_nothing(self):
-        self.fill().close()
+        shell = self.closed_cache()
         self.write("app/cache/objects/" + "0" * 32, b"rubbish")
+        shell.run("idle")
         before = self.tree()
         for command in ("ls", "stat", "verify"):
-            self.khost("cache", command)
-            self.khost("cache", command, "--json")
+            shell.run(f"cache {command}")
+            shell.run(f"cache {command} --json")
+        self.assertEqual(shell.close(), 0)
+        self.khost("cache", "stat")
         self.assertEqual(self.tree(), before)
 
     def test_no_cache(self):
@@ -65,17 +71,17 @@ class Files(host.HostTest):
         self.assertEqual(os.listdir(self.folder), [])
 
     def test_damaged_counter(self):
-        self.fill().close()
+        shell = self.closed_cache()
         self.write("app/cache/cleaned", b"1234567")
-        self.assert_fails(self.khost("cache", "stat"), "cache stat", "0x80004005", "E_FAIL", "cleaned")
+        self.assert_fails(shell.run("cache stat"), "cache stat", "0x80004005", "E_FAIL", "cleaned")
         os.remove(self.path("app", "cache", "inserted"))
-        self.assert_fails(self.khost("cache", "stat"), "cache stat", "0x96230003", "KPR_E_NOT_FOUND", "inserted")
+        self.assert_fails(shell.run("cache stat"), "cache stat", "0x96230003", "KPR_E_NOT_FOUND", "inserted")
 
     def test_ls(self):
-        self.fill().close()
+        shell = self.closed_cache()
         name = self.objects()[0]
         os.utime(self.path("app", "cache", "objects", name), (951782400, 951782399))
-        rows = json.loads(self.khost("cache", "ls", "--json").text)
+        rows = json.loads(shell.run("cache ls --json").text)
         self.assertEqual([row["id"] for row in rows], self.objects())
         self.assertEqual(list(rows[0]), ["id", "bytes", "attributes", "data_bytes", "modified", "valid"])
         self.assertEqual(sorted((row["attributes"], row["data_bytes"], row["valid"]) for row in rows),
@@ -84,16 +90,15 @@ class Files(host.HostTest):
         self.assertEqual(rows[1]["modified"][:4], time.strftime("%Y", time.gmtime()))
         for row in rows:
             self.assertEqual(row["bytes"], os.path.getsize(self.path("app", "cache", "objects", row["id"])))
-        lines = self.khost("cache", "ls").text.splitlines()
+        lines = shell.run("cache ls").text.splitlines()
         self.assertEqual(lines[0].split(), ["ID", "BYTES", "ATTRIBUTES", "DATA", "MODIFIED", "VALID"])
         self.assertEqual([line.split() for line in lines[1:]],
                          [[row["id"], str(row["bytes"]), str(row["attributes"]), str(row["data_bytes"]),
                            row["modified"], "yes"] for row in rows])
 
     def damage(self):
-        """Bad object files, each with a part of the reason that is told for it."""
-        shell = self.fill()
-        shell.close()
+        """Bad object files, each with a part of the reason that is told for it; and a shell."""
+        shell = self.closed_cache()
         folder = self.path("app", "cache", "objects")
         good = self.read(folder, max(self.objects(), key=lambda name: os.path.getsize(os.path.join(folder, name))))
         bad = {
@@ -112,33 +117,33 @@ class Files(host.HostTest):
         # A temporary file of a write that is under way, and strangers: no object files.
         for name in ("0" * 32 + ".tmp", "README", "a" * 32):
             self.write(os.path.join(folder, name), b"")
-        return reasons
+        return reasons, shell
 
     def test_verify(self):
-        self.fill().close()
+        shell = self.closed_cache()
         self.assert_done(self.khost("cache", "verify"), "3 checked, 0 bad\n")
-        self.assertEqual(json.loads(self.khost("cache", "verify", "--json").text), {"checked": 3, "bad": []})
+        self.assertEqual(json.loads(shell.run("cache verify --json").text), {"checked": 3, "bad": []})
 
     def test_verify_tells_the_reason_for_each_bad_file(self):
-        reasons = self.damage()
-        result = self.khost("cache", "verify", "--json")
+        reasons, shell = self.damage()
+        result = shell.run("cache verify --json")
         found = json.loads(result.text)
         self.assertEqual((result.status, result.errors), (1, ""))
         self.assertEqual(found["checked"], 3 + len(reasons))
         self.assertEqual([entry["file"] for entry in found["bad"]], sorted(reasons))
         for entry in found["bad"]:
             self.assertIn(reasons[entry["file"]], entry["reason"])
-        text = self.khost("cache", "verify")
+        text = shell.run("cache verify")
         self.assertEqual(text.status, 1)
         self.assertEqual(text.text, "".join(f"{entry['file']}: {entry['reason']}\n" for entry in found["bad"]) +
                          f"{3 + len(reasons)} checked, {len(reasons)} bad\n")
-        rows = json.loads(self.khost("cache", "ls", "--json").text)
+        rows = json.loads(shell.run("cache ls --json").text)
         self.assertEqual([row["id"] for row in rows if not row["valid"]], sorted(reasons))
         self.assertTrue(all(row["attributes"] is None and row["data_bytes"] is None for row in rows if not row["valid"]))
-        self.assertIn("other files 3", " ".join(self.khost("cache", "stat").text.split()))
+        self.assertIn("other files 3", " ".join(shell.run("cache stat").text.split()))
 
     def test_a_link_is_no_object(self):
-        self.fill().close()
+        shell = self.closed_cache()
         name = self.objects()[0]
         shutil.move(self.path("app", "cache", "objects", name), self.path("elsewhere"))
         os.symlink(self.path("elsewhere"), self.path("app", "cache", "objects", name))

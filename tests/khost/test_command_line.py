@@ -9,32 +9,41 @@ from host import native
 
 class CommandLine(host.HostTest):
     def test_help_and_version(self):
-        for arguments in ((), ("cache",), ("cache", "put")):
-            result = self.khost(*arguments, "--help")
-            self.assert_done(result)
-            self.assertIn("Usage:", result.text)
-        self.assertIn("--app-dir", self.khost("--help").text)
+        result = self.khost("--help")
+        self.assert_done(result)
+        self.assertIn("--app-dir", result.text)
+        self.assertIn("Usage: khost [OPTIONS]", result.text)
         version = self.khost("--version")
         self.assert_done(version)
         self.assertRegex(version.text, r"\Akhost \d+\.\d+\.\d+(\.\d+)?\n\Z")
         self.assertEqual(os.listdir(self.folder), [])
+        shell = self.shell()
+        self.assertIn("Usage: khost cache [OPTIONS]", shell.run("cache --help").text)
+        self.assertIn("Usage: khost cache put [OPTIONS] URI FILE", shell.run("cache put --help").text)
 
     def test_wrong_usage(self):
         for arguments, text in (((), "a command is missing"),
                                 (("frob",), 'unknown command "frob"'),
-                                (("cache",), "cache: a command is missing"),
-                                (("cache", "frob"), 'cache: unknown command "frob"'),
-                                (("cache", "put", "http://h/"), "cache put: FILE is required"),
-                                (("cache", "id"), "cache id: URI is required"),
-                                (("cache", "id", "http://h/", "more"), "more"),
-                                (("cache", "has", "--frob", "http://h/"), "--frob"),
                                 (("--frob", "classes"), "--frob"),
                                 (("-D", "nothing", "classes"), "-D nothing: not NAME=VALUE"),
                                 (("--log-level", "loud", "classes"), "--log-level loud"),
                                 (("sleep", "1"), 'unknown command "sleep"')):
             with self.subTest(arguments=arguments):
                 self.assert_usage(self.khost(*arguments), text)
-                self.assertEqual(os.listdir(self.folder), [])
+        self.assertEqual(os.listdir(self.folder), [])
+
+    def test_wrong_usage_of_a_command(self):
+        shell = self.shell()
+        for line, text in (("cache", "cache: a command is missing"),
+                           ("cache frob", 'cache: unknown command "frob"'),
+                           ("cache put http://h/", "cache put: FILE is required"),
+                           ("cache id", "cache id: URI is required"),
+                           ("cache id http://h/ more", "more"),
+                           ("cache has --frob http://h/", "--frob")):
+            with self.subTest(line=line):
+                self.assert_usage(shell.run(line), text)
+        self.assertEqual(os.listdir(self.folder), ["app"])
+        self.assertNotIn("cache", os.listdir(self.app_dir))
 
     def test_app_dir_that_cannot_be_made(self):
         self.write("app", b"a file")

@@ -6,19 +6,7 @@ import subprocess
 import time
 
 import host
-from host import native, quoted
-
-
-def posix_only(reason):
-    """For tests that make what only Linux has; the Windows program is run by the same script."""
-    def decorate(test):
-        def run(self):
-            if host.WINDOWS:
-                self.skipTest(reason)
-            test(self)
-        run.__name__ = test.__name__
-        return run
-    return decorate
+from host import native, posix_only, quoted
 
 
 class Processes(host.HostTest):

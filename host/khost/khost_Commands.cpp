@@ -8,11 +8,9 @@ namespace {
 
 using AddFunction = void (*)(CLI::App&, Session&);
 
-constexpr std::array<AddFunction, 4> GROUPS = {
-    addRegistryCommands,
-    addCacheCommands,
-    addErrorCommands,
-    addShellCommands,
+constexpr std::array<AddFunction, 6> GROUPS = {
+    addRegistryCommands, addCacheCommands, addFeatureCommands,
+    addEventCommands,    addErrorCommands, addShellCommands,
 };
 
 } // namespace

@@ -12,6 +12,8 @@ WINDOWS = False
 TIMEOUT = 120
 
 MODULE_CLASSES = {
+    "event dispatcher": "a20d8cf0-c2f2-11d5-bfd3-0000e2430653",
+    "feature set": "be9a0884-14b0-4a42-823b-edc3464b007c",
     "file-system cache": "67421a6c-857f-11d8-b9d6-00e081513ada",
 }
 

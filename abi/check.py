@@ -7,7 +7,8 @@ check.py --update     writes the golden lists anew, for a deliberate change
 interfaces.txt: every interface with its identity and its slots, counted from 0, the inherited ones included. Clang lays
 each out for three targets (Linux, MinGW, Microsoft), freestanding, with the few standard headers of stub/;
 the three have to be equal. records.txt: size and field offsets of the records that cross an interface, the
-same for all. codes.txt: the result codes. classes.txt: the module's classes.
+same for all. codes.txt: the result codes, of which docs/result-codes.md is the page. classes.txt: the module's
+classes.
 """
 
 import argparse
@@ -29,6 +30,16 @@ INTERFACE = re.compile(r'^class (I[A-Z]\w*)(?: : public [\w:]+)? \{\n.*?static c
                        re.MULTILINE | re.DOTALL)
 CLASS_ID = re.compile(r'inline constexpr char (CLASS_\w+)\[\] =\s*"([^"]+)"')
 CODE = re.compile(r'X\((\w+), (0x[0-9A-F]{8})u,\s*"([^"]*)"\)')
+CODES_PAGE = """# Result codes
+
+Every operation answers an unsigned 32-bit number: 0 is success, a code with the top bit set is a failure, a positive code is a
+success that carries an answer. Operations that take an answer's sign as yes or no say so. `khost errors` prints this table,
+`komStrError` gives a code's text, `komGetResultName` its name. This page is made from `kpr/include/kpr/codes.h` by
+`abi/check.py --update`.
+
+| code | name | text |
+|---|---|---|
+"""
 
 
 class Tree:
@@ -142,6 +153,8 @@ class Tree:
         classes = CLASS_ID.findall(self.read("kfw/classes.h"))
         return {"interfaces.txt": self.interface_list(), "records.txt": self.record_list(),
                 "codes.txt": "".join(f"{value} {name} {text}\n" for name, value, text in codes),
+                "../docs/result-codes.md": CODES_PAGE + "".join(
+                    f"| `{value}` | `{name}` | {text} |\n" for name, value, text in codes),
                 "classes.txt": "".join(f"{identity} {name}\n" for name, identity in classes)}
 
 

@@ -79,3 +79,13 @@ if(WIN32)
         install(FILES "${tPath}" DESTINATION ${CMAKE_INSTALL_BINDIR})
     endforeach()
 endif()
+
+# k_manifest(<program>): tells Windows which systems the program knows. Elsewhere nothing.
+set(K_MANIFEST ${CMAKE_CURRENT_LIST_DIR}/supported-systems)
+function(k_manifest pName)
+    if(WIN32)
+        target_sources(${pName} PRIVATE ${K_MANIFEST}.rc)
+        set_source_files_properties(${K_MANIFEST}.rc PROPERTIES OBJECT_DEPENDS ${K_MANIFEST}.manifest
+            COMPILE_OPTIONS "-I${CMAKE_SOURCE_DIR}/cmake")
+    endif()
+endfunction()

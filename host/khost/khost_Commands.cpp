@@ -8,9 +8,9 @@ namespace {
 
 using AddFunction = void (*)(CLI::App&, Session&);
 
-constexpr std::array<AddFunction, 6> GROUPS = {
-    addRegistryCommands, addCacheCommands, addFeatureCommands,
-    addEventCommands,    addErrorCommands, addShellCommands,
+constexpr std::array GROUPS = {
+    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addSettingsCommands, addFeatureCommands,
+    addEventCommands,    addErrorCommands, addSqlCommands,        addShellCommands,
 };
 
 } // namespace

@@ -22,7 +22,10 @@ void addErrorCommands(CLI::App& pRoot, Session& pSession);
 void addEventCommands(CLI::App& pRoot, Session& pSession);
 void addFeatureCommands(CLI::App& pRoot, Session& pSession);
 void addRegistryCommands(CLI::App& pRoot, Session& pSession);
+void addSettingsCommands(CLI::App& pRoot, Session& pSession);
 void addShellCommands(CLI::App& pRoot, Session& pSession);
+void addSystemInfoCommands(CLI::App& pRoot, Session& pSession);
+void addSqlCommands(CLI::App& pRoot, Session& pSession);
 
 /// Adds every group's commands to the parser of one line.
 void addCommands(CLI::App& pRoot, Session& pSession);

@@ -87,7 +87,16 @@ def check_formatting():
     return [line for line in result.stdout.splitlines() if "warning:" in line or "error:" in line]
 
 
-CHECKS = [check_system_headers, check_public_headers, check_layers, check_assertion_sources, check_formatting]
+def check_readme_example():
+    """The README shows examples/hello_cache.cpp as it is."""
+    with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as file:
+        shown = re.search(r'```cpp\n(.*?)```', file.read(), re.DOTALL).group(1)
+    with open(os.path.join(ROOT, "examples", "hello_cache.cpp"), encoding="utf-8") as file:
+        return [] if shown == file.read() else ["README.md differs from examples/hello_cache.cpp"]
+
+
+CHECKS = [check_system_headers, check_public_headers, check_layers, check_assertion_sources,
+          check_readme_example, check_formatting]
 
 
 def main():

@@ -1,0 +1,238 @@
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <sstream>
+
+#include "kfw_SystemInfo_LinuxFacts.h"
+#include "kutil/log.h"
+
+namespace vel::kos::kfw {
+
+using util::kDebug;
+using util::message;
+
+namespace {
+
+std::string_view trim(std::string_view pText)
+{
+    constexpr char BLANKS[] = " \t\r\n";
+    const auto tFirst = pText.find_first_not_of(BLANKS);
+    if (tFirst == std::string_view::npos) return {};
+    return pText.substr(tFirst, pText.find_last_not_of(BLANKS) - tFirst + 1);
+}
+
+/// Calls pVisit(key, value), both without blanks around them, for every line that holds the separator.
+void eachPair(std::string_view pText, char pSeparator, auto pVisit)
+{
+    while (!pText.empty()) {
+        const std::string_view tLine = pText.substr(0, pText.find('\n'));
+        pText.remove_prefix(std::min(pText.size(), tLine.size() + 1));
+        const auto tPlace = tLine.find(pSeparator);
+        if (tPlace != std::string_view::npos)
+            pVisit(trim(tLine.substr(0, tPlace)), trim(tLine.substr(tPlace + 1)));
+    }
+}
+
+/// The number that a text starts with.
+template <class T>
+std::optional<T> parseNumber(std::string_view pText)
+{
+    T tNumber{};
+    if (std::from_chars(pText.data(), pText.data() + pText.size(), tNumber).ec != std::errc()) return {};
+    return tNumber;
+}
+
+/// A value of os-release, which is written as a shell would read it.
+std::string unquote(std::string_view pText)
+{
+    std::string tValue;
+    char tQuote = 0;
+    for (std::size_t i = 0; i < pText.size(); ++i) {
+        const char tChar = pText[i];
+        if (tChar == '\\' && tQuote != '\'' && i + 1 < pText.size())
+            tValue += pText[++i];
+        else if (tQuote ? tChar == tQuote : (tChar == '"' || tChar == '\''))
+            tQuote = tQuote ? '\0' : tChar;
+        else
+            tValue += tChar;
+    }
+    return tValue;
+}
+
+/// The name that Windows has for an architecture of the kernel's.
+std::string_view architectureName(std::string_view pMachine)
+{
+    if (pMachine == "x86_64") return "amd64";
+    if (pMachine.size() == 4 && pMachine[0] == 'i' && pMachine.ends_with("86")) return "i386";
+    if (pMachine == "ppc" || pMachine == "mips" || pMachine == "alpha" || pMachine == "ia64") return pMachine;
+    return {};
+}
+
+/// The word that Windows starts a processor's identifier with, by the processor's maker.
+std::string_view identifierPrefix(std::string_view pVendor)
+{
+    if (pVendor == "GenuineIntel") return "Intel64";
+    if (pVendor == "CentaurHauls") return "VIA64";
+    return "AMD64";
+}
+
+/// Whether subnormal operands can be taken for zeros: a bit of the mask that FXSAVE stores, for which the
+/// kernel has no flag.
+bool hasDenormalsAreZero()
+{
+    alignas(16) unsigned char tArea[512] = {};
+    asm volatile("fxsave64 %0" : "=m"(tArea));
+    uint32_t tMask;
+    std::memcpy(&tMask, tArea + 28, sizeof tMask);
+    return tMask & 0x40;
+}
+
+struct Feature {
+    const char* flag; ///< of /proc/cpuinfo
+    const char* name;
+};
+
+constexpr Feature DAZ = {"fxsr", "DAZ"};
+/// In the order in which they are listed. "CMP8XCHG16" belongs to no processor that Linux calls x86.
+constexpr Feature FEATURES[] = {{"fdiv_bug", "FDIVBug"},
+                                {"mmx", "MMX"},
+                                {"3dnow", "3DNOW"},
+                                {"sse", "XMMI"},
+                                {"sse2", "XMMI64"},
+                                {"pni", "SSE3"},
+                                DAZ,
+                                {"tsc", "RDTSC"},
+                                {"cx8", "CMPXCHG"},
+                                {"cx16", "CMPXCHG16B"},
+                                {"xsave", "XSAVE"},
+                                {"pae", "PAE"},
+                                {"nx", "NX"}};
+
+std::string featureNames(const std::set<std::string, std::less<>>& pFlags)
+{
+    std::string tNames;
+    for (const Feature& tFeature : FEATURES) {
+        if (!pFlags.contains(tFeature.flag)) continue;
+        if (tFeature.flag == DAZ.flag && !hasDenormalsAreZero()) continue;
+        if (!tNames.empty()) tNames += ' ';
+        tNames += tFeature.name;
+    }
+    return tNames;
+}
+
+} // namespace
+
+std::string LinuxFacts::read(fw::IApplication* pApp, const std::string& pPath) const
+{
+    std::ifstream tFile(mRoot + pPath, std::ios::binary);
+    std::string tText;
+    for (char tPart[8192]; tFile.read(tPart, sizeof tPart), tFile.gcount() > 0;)
+        tText.append(tPart, static_cast<std::size_t>(tFile.gcount()));
+    if (tText.empty()) kDebug(pApp, "kos:kfw", message("Failed to read %1", pPath));
+    return tText;
+}
+
+void LinuxFacts::detect(fw::IApplication* pApp, SystemFacts& pFacts)
+{
+    detectOs(pApp, pFacts);
+    detectCpu(pApp, pFacts);
+}
+
+void LinuxFacts::detectOs(fw::IApplication* pApp, SystemFacts& pFacts) const
+{
+    const bool tIsLocal = std::ifstream(mRoot + "/etc/os-release").good();
+    Values tValues;
+    eachPair(read(pApp, tIsLocal ? "/etc/os-release" : "/usr/lib/os-release"), '=',
+             [&](std::string_view pKey, std::string_view pValue) {
+                 if (!pKey.starts_with('#')) tValues[std::string(pKey)] = unquote(pValue);
+             });
+    const auto firstOf = [&](auto... pKeys) {
+        std::string tFound;
+        static_cast<void>(((tFound = tValues[pKeys], !tFound.empty()) || ...));
+        return tFound;
+    };
+    pFacts.osVendor = firstOf("VENDOR_NAME", "NAME");
+    pFacts.osProductName = firstOf("PRETTY_NAME", "NAME");
+    utsname tName;
+    if (uname(&tName) != 0) return;
+    pFacts.osVersion = tName.release;
+    pFacts.architecture = architectureName(tName.machine);
+}
+
+std::vector<LinuxFacts::Values> LinuxFacts::readProcessors(fw::IApplication* pApp) const
+{
+    std::vector<Values> tProcessors;
+    eachPair(read(pApp, "/proc/cpuinfo"), ':', [&](std::string_view pKey, std::string_view pValue) {
+        if (pKey == "processor") tProcessors.emplace_back();
+        if (!tProcessors.empty()) tProcessors.back()[std::string(pKey)] = pValue;
+    });
+    return tProcessors;
+}
+
+void LinuxFacts::detectCpu(fw::IApplication* pApp, SystemFacts& pFacts) const
+{
+    auto tProcessors = readProcessors(pApp);
+    pFacts.processorCount = static_cast<uint32_t>(tProcessors.size());
+    if (tProcessors.empty()) return;
+    Values& tFirst = tProcessors[0];
+    pFacts.cpuVendor = tFirst["vendor_id"];
+    if (const std::string& tFamily = tFirst["cpu family"], &tModel = tFirst["model"]; !tFamily.empty())
+        pFacts.cpuModel = message("%1 Family %2 Model %3 Stepping %4", identifierPrefix(pFacts.cpuVendor),
+                                  tFamily, tModel, tFirst["stepping"]);
+    std::istringstream tWords(tFirst["flags"]);
+    std::set<std::string, std::less<>> tFlags(std::istream_iterator<std::string>(tWords), {});
+    if (tFirst["fdiv_bug"] == "yes") tFlags.insert("fdiv_bug");
+    pFacts.cpuFeatures = featureNames(tFlags);
+}
+
+std::optional<MemoryFacts> LinuxFacts::readMemory(fw::IApplication* pApp)
+{
+    std::optional<uint64_t> tTotal, tAvailable, tSwapTotal, tSwapFree;
+    const std::pair<std::string_view, std::optional<uint64_t>&> tWanted[] = {{"MemTotal", tTotal},
+                                                                             {"MemAvailable", tAvailable},
+                                                                             {"SwapTotal", tSwapTotal},
+                                                                             {"SwapFree", tSwapFree}};
+    eachPair(read(pApp, "/proc/meminfo"), ':', [&](std::string_view pKey, std::string_view pValue) {
+        for (const auto& [tKey, tBytes] : tWanted)
+            if (pKey == tKey)
+                if (const auto tKb = parseNumber<uint64_t>(pValue)) tBytes = *tKb * 1024;
+    });
+    if (!tTotal || *tTotal == 0 || !tAvailable) return std::nullopt;
+    const uint64_t tFree = std::min(*tAvailable, *tTotal);
+    return MemoryFacts{static_cast<uint32_t>((*tTotal - tFree) * 100 / *tTotal), *tTotal, tFree,
+                       *tTotal + tSwapTotal.value_or(0), tFree + tSwapFree.value_or(0)};
+}
+
+std::optional<uint32_t> LinuxFacts::readMhz(uint32_t pProcessor, const char* pName) const
+{
+    // Virtual machines have no such files; that is no failure.
+    std::ifstream tFile(message("%1/sys/devices/system/cpu/cpu%2/cpufreq/%3", mRoot, pProcessor, pName));
+    uint32_t tKhz;
+    if (!(tFile >> tKhz)) return std::nullopt;
+    return tKhz / 1000;
+}
+
+std::vector<FrequencyFacts> LinuxFacts::readFrequencies(fw::IApplication* pApp, uint32_t pCount)
+{
+    std::vector<FrequencyFacts> tFrequencies;
+    if (pCount == 0) return tFrequencies;
+    for (Values& tProcessor : readProcessors(pApp)) {
+        if (tFrequencies.size() == pCount) break; // one came online since init
+        const uint32_t tNumber = parseNumber<uint32_t>(tProcessor["processor"]).value_or(0);
+        FrequencyFacts& tFacts = tFrequencies.emplace_back();
+        tFacts.maximum = readMhz(tNumber, "cpuinfo_max_freq");
+        tFacts.current = readMhz(tNumber, "scaling_cur_freq");
+        if (!tFacts.current) tFacts.current = parseNumber<uint32_t>(tProcessor["cpu MHz"]);
+        tFacts.limit = readMhz(tNumber, "scaling_max_freq");
+    }
+    return tFrequencies;
+}
+
+std::unique_ptr<FactSource> makeFactSource() { return std::make_unique<LinuxFacts>(); }
+
+} // namespace vel::kos::kfw

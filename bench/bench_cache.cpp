@@ -164,6 +164,16 @@ void floorHas(benchmark::State& pState)
         benchmark::DoNotOptimize(place().floor->has(tPath));
 }
 
+void cacheName(benchmark::State& pState)
+{
+    const std::string tUri = uriOf(0);
+    for (auto tStep : pState) {
+        fw::CacheId tId;
+        if (place().cache->computeCacheId(tUri.c_str(), &tId) != 0) std::abort();
+        benchmark::DoNotOptimize(tId);
+    }
+}
+
 constexpr int64_t KB = 1024;
 
 void sizes(benchmark::internal::Benchmark* pBenchmark)
@@ -179,6 +189,7 @@ BENCHMARK(cacheAttributes)->Name("cache/attributes")->Apply(sizes);
 BENCHMARK(floorAttributes)->Name("floor/attributes")->Apply(sizes);
 BENCHMARK(cacheHas)->Name("cache/has")->Apply(sizes);
 BENCHMARK(floorHas)->Name("floor/has")->Apply(sizes);
+BENCHMARK(cacheName)->Name("cache/computeCacheId")->UseRealTime();
 
 } // namespace
 

@@ -11,6 +11,7 @@
 #include "kpr/path.h"
 #include "kpr/thread.h"
 #include "kpr/time.h"
+#include "kutil/Registry.h"
 #include "kutil/catalogue.h"
 #include "kutil/log.h"
 #include "kutil/message.h"
@@ -113,6 +114,8 @@ uint32_t Application::open(std::string* pProblem)
     if (auto tRes = openUserAppDir(pProblem); KFAILED(tRes)) return tRes;
     util::kSetCatalogues(mOptions.catalogueDir.c_str(), mOptions.language->c_str());
     readProperties();
+    for (const std::string& tModule : mOptions.settingsModules)
+        util::Registry::openCurrentUserKOSModule(this, tModule.c_str(), true);
     if (mOptions.handleCloseSignals) mCloseSignals = std::make_unique<CloseSignals>(mWaker);
     return 0;
 }

@@ -191,7 +191,7 @@ uint32_t FSCache::getObjectFile(const fw::CacheId* pId, fw::CacheBytes* pFile)
         return E_FAIL;
     }
     fw::CacheBytes tBytes;
-    tBytes.mData = static_cast<uint8_t*>(komCalloc(1, tFLen));
+    tBytes.mData = static_cast<uint8_t*>(komRealloc(nullptr, tFLen));
     tBytes.mSize = tFLen;
     OpenFile tFile;
     tRes = tFile.open(tPath, KPR_OPEN_READ);

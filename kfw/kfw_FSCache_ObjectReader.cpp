@@ -43,6 +43,7 @@ uint32_t ObjectReader::readObjectHeader()
 
 uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength)
 {
+    if (pLength == 0) return 0; // and perhaps no buffer
     uint32_t tGot = 0;
     if (pOffset < mHeadSize) {
         tGot = std::min(pLength, mHeadSize - pOffset);
@@ -81,7 +82,7 @@ uint32_t ObjectReader::readData(fw::CacheBytes* pBytes)
 {
     fw::CacheBytes tBytes;
     tBytes.mSize = mHeader.dataSize;
-    tBytes.mData = static_cast<uint8_t*>(komCalloc(1, tBytes.mSize));
+    tBytes.mData = static_cast<uint8_t*>(komRealloc(nullptr, tBytes.mSize));
     if (const uint32_t tRes = readRange("data", mHeader.dataOffset, tBytes.mData, tBytes.mSize);
         KFAILED(tRes))
         return tRes;

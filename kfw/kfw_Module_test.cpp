@@ -58,10 +58,7 @@ protected:
     }
 };
 
-std::string classAt(size_t pRow)
-{
-    return classTable()[pRow].classId;
-}
+std::string classAt(size_t pRow) { return classTable()[pRow].classId; }
 
 TEST_F(ModuleTest, describesItselfInNinePairs)
 {

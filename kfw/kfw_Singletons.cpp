@@ -1,10 +1,16 @@
 // The singleton holders stand together, since only within one source is the order of construction given:
 // user data, send-mail configuration, SQL factory registry. They let go in the reverse order.
+#include "kfw_RegDbSendMailConfig.h"
+#include "kfw_RegDbUserData.h"
 #include "kfw_SingletonObjectFactory.h"
 #include "kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::util {
 
+template <>
+kom::Ref<kfw::RegDbUserData> SingletonHolder<kfw::RegDbUserData>::sInstance = {};
+template <>
+kom::Ref<kfw::RegDbSendMailConfig> SingletonHolder<kfw::RegDbSendMailConfig>::sInstance = {};
 template <>
 kom::Ref<kfw::SqlDbFactoryReg> SingletonHolder<kfw::SqlDbFactoryReg>::sInstance = {};
 

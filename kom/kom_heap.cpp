@@ -35,6 +35,7 @@ char* komStrNDup(const char* pText, size_t pLength)
 void* komCalloc(size_t pCount, size_t pSize)
 {
     if (pCount == 0 || pSize == 0) return nullptr;
+    if (pCount > SIZE_MAX / pSize) throw std::bad_alloc();
     return counted(std::calloc(pCount, pSize));
 }
 

@@ -78,30 +78,38 @@ public:
 
     uint32_t begin(const std::string& pPath)
     {
-        if (use(pPath, nullptr)) return 0;
+        if (find(pPath)) return 0;
         // Two threads may open the module at the same time; the second handle is not needed then.
         Module tModule;
         if (auto tRes = open(pPath, tModule); KFAILED(tRes)) return tRes;
-        if (!use(pPath, &tModule)) kprCloseDSO(tModule.handle);
+        if (!enter(pPath, tModule)) kprCloseDSO(tModule.handle);
         return 0;
     }
     const Module* operator->() const { return mModule; }
 
 private:
-    /// Without pNew: whether the module is loaded. With it: whether pNew was entered; it is in use either
-    /// way.
-    bool use(const std::string& pPath, const Module* pNew)
+    bool find(const std::string& pPath)
     {
         Loader& tLoader = loader();
         const std::scoped_lock tLock(tLoader.mutex);
-        auto tFound = tLoader.modules.find(pPath);
-        const bool tIsNew = pNew && tFound == tLoader.modules.end();
-        if (tIsNew) tFound = tLoader.modules.emplace(pPath, *pNew).first;
-        if (tFound != tLoader.modules.end()) {
-            mModule = &tFound->second;
-            ++mModule->users;
-        }
-        return pNew ? tIsNew : mModule != nullptr;
+        const auto tFound = tLoader.modules.find(pPath);
+        if (tFound == tLoader.modules.end()) return false;
+        take(tFound->second);
+        return true;
+    }
+    /// Whether it was new; the module entered before is taken otherwise.
+    bool enter(const std::string& pPath, const Module& pModule)
+    {
+        Loader& tLoader = loader();
+        const std::scoped_lock tLock(tLoader.mutex);
+        const auto [tEntry, tNew] = tLoader.modules.emplace(pPath, pModule);
+        take(tEntry->second);
+        return tNew;
+    }
+    void take(Module& pModule)
+    {
+        mModule = &pModule;
+        ++pModule.users;
     }
 
     Module* mModule = nullptr; // nodes of a map stay where they are

@@ -106,8 +106,7 @@ uint32_t readWhole(const std::string& pPath, std::string& pText, KprFileInfo* pI
     if (auto tRes = kprRead(tFile.get(), pText.data(), static_cast<uint32_t>(tInfo.size), &tRead);
         KFAILED(tRes))
         return tRes;
-    pText.resize(tRead);
-    return 0;
+    return tRead == tInfo.size ? 0 : KPR_E_IO; // somebody is writing in place
 }
 
 uint32_t parse(const std::string& pText, ClassFile& pFile)

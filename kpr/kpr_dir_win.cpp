@@ -24,10 +24,7 @@ Listing* toListing(KprDir pDir)
     return pDir == KPR_NO_DIR || pDir == 0 ? nullptr : reinterpret_cast<Listing*>(pDir);
 }
 
-bool isSelfOrParent(std::wstring_view pName)
-{
-    return pName == L"." || pName == L"..";
-}
+bool isSelfOrParent(std::wstring_view pName) { return pName == L"." || pName == L".."; }
 
 // Without the separators at the end, unless the path is a root.
 std::wstring trimmed(std::wstring pPath)

@@ -76,10 +76,7 @@ const link_map* mapHolding(const void* pAddress, Dl_info* pInfo)
 }
 
 // The main program is the one without a name in the loader's list.
-std::string pathOf(const link_map* pMap)
-{
-    return *pMap->l_name ? absolute(pMap->l_name) : programPath();
-}
+std::string pathOf(const link_map* pMap) { return *pMap->l_name ? absolute(pMap->l_name) : programPath(); }
 
 void* reopen(const char* pLoaderName, int pFlags)
 {
@@ -263,10 +260,7 @@ uint32_t kprGetDSOSymbol(KprDSO pHandle, const char* pName, void** pAddress)
     return K_SUCCESS;
 }
 
-const char* kprGetDSOErrorText(void)
-{
-    return tErrorText;
-}
+const char* kprGetDSOErrorText(void) { return tErrorText; }
 
 uint32_t kprListLoadedModules(KprModuleList** pList)
 {
@@ -287,14 +281,8 @@ uint32_t kprListLoadedModules(KprModuleList** pList)
     return kpr::makeModuleList(tModules, pList);
 }
 
-const char* kprGetDSOPrefix(void)
-{
-    return "lib";
-}
-const char* kprGetDSOSuffix(void)
-{
-    return ".so";
-}
+const char* kprGetDSOPrefix(void) { return "lib"; }
+const char* kprGetDSOSuffix(void) { return ".so"; }
 
 uint32_t kprGetModulePath(const void* pAddress, char* pBuffer, uint32_t pSize)
 {
@@ -322,7 +310,4 @@ const char* kprGetProgramName(void)
     return tPath.c_str() + tPath.rfind('/') + 1;
 }
 
-const char* kprGetProgramPath(void)
-{
-    return programPath().c_str();
-}
+const char* kprGetProgramPath(void) { return programPath().c_str(); }

@@ -15,10 +15,7 @@ namespace {
 // Plain bytes: they need no destructor at a thread's end.
 thread_local char tErrorText[512];
 
-HMODULE toModule(KprDSO pHandle)
-{
-    return reinterpret_cast<HMODULE>(pHandle);
-}
+HMODULE toModule(KprDSO pHandle) { return reinterpret_cast<HMODULE>(pHandle); }
 
 void keepErrorText(DWORD pError)
 {
@@ -130,10 +127,7 @@ uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
     DWORD tFlags = 0;
     if (tIsPath) {
         // The altered search, which finds what the module needs beside it, wants an absolute path.
-        wchar_t* tRest;
-        std::wstring tFull(GetFullPathNameW(tPath.c_str(), 0, nullptr, nullptr), L'\0');
-        tFull.resize(GetFullPathNameW(tPath.c_str(), static_cast<DWORD>(tFull.size()), tFull.data(), &tRest));
-        if (!tFull.empty()) tPath = tFull;
+        if (std::wstring tFull = kpr::fullPath(tPath); !tFull.empty()) tPath = std::move(tFull);
         tFlags = LOAD_WITH_ALTERED_SEARCH_PATH;
     }
     QuietErrors tQuiet;
@@ -170,10 +164,7 @@ uint32_t kprGetDSOSymbol(KprDSO pHandle, const char* pName, void** pAddress)
     return *pAddress ? K_SUCCESS : KPR_E_NO_SYMBOL;
 }
 
-const char* kprGetDSOErrorText(void)
-{
-    return tErrorText;
-}
+const char* kprGetDSOErrorText(void) { return tErrorText; }
 
 uint32_t kprListLoadedModules(KprModuleList** pList)
 {
@@ -194,14 +185,8 @@ uint32_t kprListLoadedModules(KprModuleList** pList)
     return kpr::makeModuleList(tModules, pList);
 }
 
-const char* kprGetDSOPrefix(void)
-{
-    return "";
-}
-const char* kprGetDSOSuffix(void)
-{
-    return ".dll";
-}
+const char* kprGetDSOPrefix(void) { return ""; }
+const char* kprGetDSOSuffix(void) { return ".dll"; }
 
 uint32_t kprGetModulePath(const void* pAddress, char* pBuffer, uint32_t pSize)
 {
@@ -226,7 +211,4 @@ const char* kprGetProgramName(void)
     return tPath.c_str() + tPath.rfind('\\') + 1;
 }
 
-const char* kprGetProgramPath(void)
-{
-    return programPath().c_str();
-}
+const char* kprGetProgramPath(void) { return programPath().c_str(); }

@@ -74,9 +74,6 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     }
 }
 
-uint32_t lastError() noexcept
-{
-    return errorFromSystem(static_cast<uint32_t>(errno));
-}
+uint32_t lastError() noexcept { return errorFromSystem(static_cast<uint32_t>(errno)); }
 
 } // namespace kpr

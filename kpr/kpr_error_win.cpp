@@ -131,9 +131,6 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     }
 }
 
-uint32_t lastError() noexcept
-{
-    return errorFromSystem(GetLastError());
-}
+uint32_t lastError() noexcept { return errorFromSystem(GetLastError()); }
 
 } // namespace kpr

@@ -13,10 +13,7 @@ namespace {
 constexpr DWORD SHARE_ALL = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 // -1 is also the pseudo-handle of the process, which no file function must get.
-HANDLE toHandle(KprFile pFile)
-{
-    return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile);
-}
+HANDLE toHandle(KprFile pFile) { return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile); }
 
 DWORD toAccess(uint32_t pMode)
 {
@@ -85,10 +82,7 @@ uint32_t checkRegular(const std::wstring& pPath, uint32_t pMode, HANDLE* pHandle
     return isSameFile(tInfo, tContentInfo) ? K_SUCCESS : KPR_E_NOT_REGULAR;
 }
 
-bool isEndOfFile(DWORD pError)
-{
-    return pError == ERROR_HANDLE_EOF || pError == ERROR_BROKEN_PIPE;
-}
+bool isEndOfFile(DWORD pError) { return pError == ERROR_HANDLE_EOF || pError == ERROR_BROKEN_PIPE; }
 
 uint32_t readPiece(KprFile pFile, void* pBuffer, uint32_t pLength, OVERLAPPED* pWhere, uint32_t* pRead)
 {

@@ -38,9 +38,6 @@ constexpr bool isValidRange(uint64_t pOffset, uint64_t pLength) noexcept
     return pOffset <= INT64_MAX && pLength <= INT64_MAX - pOffset;
 }
 
-constexpr bool isValidTime(const KprTime* pTime) noexcept
-{
-    return !pTime || pTime->microseconds < 1000000;
-}
+constexpr bool isValidTime(const KprTime* pTime) noexcept { return !pTime || pTime->microseconds < 1000000; }
 
 } // namespace kpr

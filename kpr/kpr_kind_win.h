@@ -17,9 +17,6 @@ inline uint32_t toKind(DWORD pAttributes, DWORD pReparseTag)
     return pAttributes & FILE_ATTRIBUTE_DIRECTORY ? KPR_KIND_DIRECTORY : KPR_KIND_FILE;
 }
 
-inline uint64_t toUint64(DWORD pHigh, DWORD pLow)
-{
-    return (static_cast<uint64_t>(pHigh) << 32) | pLow;
-}
+inline uint64_t toUint64(DWORD pHigh, DWORD pLow) { return (static_cast<uint64_t>(pHigh) << 32) | pLow; }
 
 } // namespace kpr

@@ -27,10 +27,7 @@ uint32_t applyLock(int pDescriptor, int pCommand, short pType, uint64_t pOffset,
     return K_SUCCESS;
 }
 
-int toDescriptor(KprFile pFile)
-{
-    return pFile >= 0 && pFile <= INT32_MAX ? static_cast<int>(pFile) : -1;
-}
+int toDescriptor(KprFile pFile) { return pFile >= 0 && pFile <= INT32_MAX ? static_cast<int>(pFile) : -1; }
 
 } // namespace
 

@@ -25,10 +25,7 @@ Range toRange(uint64_t pOffset, uint64_t pLength)
     return tRange;
 }
 
-HANDLE toHandle(KprFile pFile)
-{
-    return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile);
-}
+HANDLE toHandle(KprFile pFile) { return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile); }
 
 } // namespace
 
@@ -50,7 +47,10 @@ uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
     if (!kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
     Range tRange = toRange(pOffset, pLength);
     if (UnlockFileEx(toHandle(pFile), 0, tRange.low, tRange.high, &tRange.where)) return K_SUCCESS;
-    return GetLastError() == ERROR_NOT_LOCKED ? uint32_t{K_SUCCESS} : kpr::lastError();
+    // Nothing of ours was locked there; Wine says so with the other number.
+    const DWORD tError = GetLastError();
+    return tError == ERROR_NOT_LOCKED || tError == ERROR_LOCK_VIOLATION ? uint32_t{K_SUCCESS}
+                                                                        : kpr::errorFromSystem(tError);
 }
 
 uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked)

@@ -9,10 +9,7 @@ namespace {
 
 static_assert(sizeof(MD5_CTX) <= sizeof(KprMD5) && alignof(MD5_CTX) <= alignof(KprMD5));
 
-MD5_CTX* toContext(KprMD5* pState)
-{
-    return std::launder(reinterpret_cast<MD5_CTX*>(pState->state));
-}
+MD5_CTX* toContext(KprMD5* pState) { return std::launder(reinterpret_cast<MD5_CTX*>(pState->state)); }
 
 } // namespace
 

@@ -20,10 +20,7 @@ BCRYPT_ALG_HANDLE provider()
     return tProvider;
 }
 
-BCRYPT_HASH_HANDLE toHash(KprMD5* pState)
-{
-    return reinterpret_cast<BCRYPT_HASH_HANDLE>(pState->state[0]);
-}
+BCRYPT_HASH_HANDLE toHash(KprMD5* pState) { return reinterpret_cast<BCRYPT_HASH_HANDLE>(pState->state[0]); }
 
 } // namespace
 

@@ -14,10 +14,7 @@ constexpr bool WINDOWS = true;
 constexpr bool WINDOWS = false;
 #endif
 
-constexpr bool isSeparator(char pChar)
-{
-    return pChar == '/' || (WINDOWS && pChar == '\\');
-}
+constexpr bool isSeparator(char pChar) { return pChar == '/' || (WINDOWS && pChar == '\\'); }
 
 constexpr bool isDriveLetter(char pChar)
 {
@@ -79,17 +76,11 @@ LastComponent findLast(std::string_view pPath, size_t pRoot)
 }
 
 // A bare drive names that drive's current directory; "C:" with a separator appended would be its root.
-bool isBareDrive(std::string_view pPath)
-{
-    return WINDOWS && pPath.size() == 2 && pPath[1] == ':';
-}
+bool isBareDrive(std::string_view pPath) { return WINDOWS && pPath.size() == 2 && pPath[1] == ':'; }
 
 } // namespace
 
-char kprGetPathSeparator(void)
-{
-    return WINDOWS ? '\\' : '/';
-}
+char kprGetPathSeparator(void) { return WINDOWS ? '\\' : '/'; }
 
 uint32_t kprGetDirname(const char* pPath, char* pBuffer, uint32_t pSize)
 {

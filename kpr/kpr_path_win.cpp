@@ -14,15 +14,16 @@ uint32_t kprGetRealPath(const char* pPath, char* pBuffer, uint32_t pSize)
                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
     if (tHandle == INVALID_HANDLE_VALUE) return kpr::lastError();
     std::wstring tReal(MAX_PATH, L'\0');
-    uint32_t tRes = K_SUCCESS;
     for (;;) {
         const DWORD tLength = GetFinalPathNameByHandleW(
             tHandle, tReal.data(), static_cast<DWORD>(tReal.size()), FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
-        if (tLength == 0) tRes = kpr::lastError();
         const bool tFits = tLength < tReal.size();
         tReal.resize(tLength);
         if (tFits) break;
     }
     CloseHandle(tHandle);
-    return KFAILED(tRes) ? tRes : kpr::copyOutWide(kpr::withoutLongPrefix(tReal), pBuffer, pSize);
+    // Some file systems (and Wine, for long paths) cannot say; then the full path has to do.
+    if (tReal.empty()) tReal = kpr::fullPath(tPath);
+    return tReal.empty() ? uint32_t{KPR_E_SYSTEM}
+                         : kpr::copyOutWide(kpr::withoutLongPrefix(tReal), pBuffer, pSize);
 }

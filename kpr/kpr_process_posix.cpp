@@ -55,7 +55,4 @@ uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal)
     return K_SUCCESS;
 }
 
-uint32_t kprSetBinaryStdio(void)
-{
-    return K_SUCCESS;
-} // they are
+uint32_t kprSetBinaryStdio(void) { return K_SUCCESS; } // they are

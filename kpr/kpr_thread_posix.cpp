@@ -96,12 +96,6 @@ uint32_t kprThreadDetach(KprThread pThread)
     return tError ? threadError(tError) : K_SUCCESS;
 }
 
-uint64_t kprGetThreadId(void)
-{
-    return static_cast<uint64_t>(gettid());
-}
+uint64_t kprGetThreadId(void) { return static_cast<uint64_t>(gettid()); }
 
-uint32_t kprGetProcessId(void)
-{
-    return static_cast<uint32_t>(getpid());
-}
+uint32_t kprGetProcessId(void) { return static_cast<uint32_t>(getpid()); }

@@ -52,12 +52,6 @@ uint32_t kprThreadDetach(KprThread pThread)
     return pThread && CloseHandle(reinterpret_cast<HANDLE>(pThread)) ? K_SUCCESS : KPR_E_BAD_HANDLE;
 }
 
-uint64_t kprGetThreadId(void)
-{
-    return GetCurrentThreadId();
-}
+uint64_t kprGetThreadId(void) { return GetCurrentThreadId(); }
 
-uint32_t kprGetProcessId(void)
-{
-    return GetCurrentProcessId();
-}
+uint32_t kprGetProcessId(void) { return GetCurrentProcessId(); }

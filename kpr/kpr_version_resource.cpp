@@ -18,10 +18,7 @@ uint32_t read32(Bytes pBytes, size_t pPos)
     return read16(pBytes, pPos) | (static_cast<uint32_t>(read16(pBytes, pPos + 2)) << 16);
 }
 
-constexpr size_t aligned(size_t pPos)
-{
-    return (pPos + 3) & ~size_t{3};
-}
+constexpr size_t aligned(size_t pPos) { return (pPos + 3) & ~size_t{3}; }
 
 void appendUtf8(uint32_t pCode, std::string* pText)
 {

@@ -9,10 +9,7 @@ namespace {
 // CreateDirectoryW wants room for an 8.3 name within the 260, the others less.
 constexpr size_t PLAIN_LIMIT = 240;
 
-bool isSeparator(wchar_t pChar)
-{
-    return pChar == L'\\' || pChar == L'/';
-}
+bool isSeparator(wchar_t pChar) { return pChar == L'\\' || pChar == L'/'; }
 
 bool hasDevicePrefix(std::wstring_view pPath)
 {
@@ -61,6 +58,18 @@ uint32_t copyOutWide(std::wstring_view pWide, char* pBuffer, uint32_t pSize)
     return KFAILED(tRes) ? tRes : copyOut(tText, pBuffer, pSize);
 }
 
+std::wstring fullPath(const std::wstring& pPath)
+{
+    std::wstring tFull(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD tLength =
+            GetFullPathNameW(pPath.c_str(), static_cast<DWORD>(tFull.size()), tFull.data(), nullptr);
+        const bool tFits = tLength < tFull.size();
+        tFull.resize(tLength);
+        if (tFits) return tFull;
+    }
+}
+
 uint32_t toWidePath(const char* pPath, std::wstring* pWide)
 {
     if (!*pPath) return KPR_E_NOT_FOUND;
@@ -71,15 +80,8 @@ uint32_t toWidePath(const char* pPath, std::wstring* pWide)
         return K_SUCCESS;
 
     // What is relative may be long only together with the current directory.
-    std::wstring tFull(MAX_PATH, L'\0');
-    for (;;) {
-        const DWORD tLength =
-            GetFullPathNameW(pWide->c_str(), static_cast<DWORD>(tFull.size()), tFull.data(), nullptr);
-        if (tLength == 0) return lastError();
-        const bool tFits = tLength < tFull.size();
-        tFull.resize(tLength);
-        if (tFits) break;
-    }
+    const std::wstring tFull = fullPath(*pWide);
+    if (tFull.empty()) return lastError();
     if (tFull.size() < PLAIN_LIMIT) return K_SUCCESS;
     if (hasDevicePrefix(tFull))
         *pWide = tFull;
@@ -118,14 +120,8 @@ bool isPassingError(uint32_t pError, bool pDenied)
     return tLastStatus && tLastStatus() == tDeletePending;
 }
 
-void pauseBeforeRetry(uint32_t pAttempt)
-{
-    Sleep(1u << pAttempt);
-}
+void pauseBeforeRetry(uint32_t pAttempt) { Sleep(1u << pAttempt); }
 
-uint32_t systemError()
-{
-    return GetLastError();
-}
+uint32_t systemError() { return GetLastError(); }
 
 } // namespace kpr

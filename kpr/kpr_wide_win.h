@@ -19,6 +19,8 @@ uint32_t copyOutWide(std::wstring_view pWide, char* pBuffer, uint32_t pSize);
 /// A path as the system takes it: backslashes, and the "\\?\" form where the plain one would hit the limit
 /// of 260 characters. KPR_E_NOT_FOUND for the empty path.
 uint32_t toWidePath(const char* pPath, std::wstring* pWide);
+/// The absolute form of a path, without "." and ".."; empty when the system cannot tell.
+std::wstring fullPath(const std::wstring& pPath);
 /// A native path without the "\\?\" that toWidePath adds again where it is needed.
 std::wstring withoutLongPrefix(std::wstring pPath);
 

@@ -8,8 +8,9 @@ namespace {
 
 using AddFunction = void (*)(CLI::App&, Session&);
 
-constexpr std::array<AddFunction, 5> GROUPS = {
-    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addErrorCommands, addShellCommands,
+constexpr std::array GROUPS = {
+    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addSettingsCommands,
+    addErrorCommands,    addSqlCommands,   addShellCommands,
 };
 
 } // namespace

@@ -20,8 +20,10 @@ namespace vel::kos::host {
 void addCacheCommands(CLI::App& pRoot, Session& pSession);
 void addErrorCommands(CLI::App& pRoot, Session& pSession);
 void addRegistryCommands(CLI::App& pRoot, Session& pSession);
+void addSettingsCommands(CLI::App& pRoot, Session& pSession);
 void addShellCommands(CLI::App& pRoot, Session& pSession);
 void addSystemInfoCommands(CLI::App& pRoot, Session& pSession);
+void addSqlCommands(CLI::App& pRoot, Session& pSession);
 
 /// Adds every group's commands to the parser of one line.
 void addCommands(CLI::App& pRoot, Session& pSession);

@@ -78,7 +78,15 @@ void addGlobalOptions(CLI::App& pRoot, GlobalOptions& pOptions)
 {
     pRoot.add_option("--app-dir", pOptions.appDir, "User application directory (made when missing)")
         ->type_name("DIR");
-    pRoot.add_option("--classes", pOptions.classes, "Class registry")->type_name("FILE");
+    pRoot
+        .add_option_function<std::string>(
+            "--classes",
+            [](const std::string& pPath) {
+                if (auto tRes = komSetClassRegistry(pPath.c_str()); KFAILED(tRes))
+                    throw CLI::ValidationError("--classes " + pPath + ": " + komStrError(tRes));
+            },
+            "Class registry")
+        ->type_name("FILE");
     pRoot.add_option("--settings", pOptions.settings, "Settings store (Linux)")->type_name("FILE");
     pRoot
         .add_option_function<std::vector<std::string>>(

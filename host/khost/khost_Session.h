@@ -23,7 +23,6 @@ enum ExitStatus : int { STATUS_DONE = 0, STATUS_FAILED = 1, STATUS_NO = 1, STATU
 /// Options that count for the whole process.
 struct GlobalOptions {
     std::string appDir;
-    std::string classes;
     std::string settings;
     std::vector<std::pair<std::string, std::string>> properties;
     uint32_t logLevel = fw::LOG_LEVEL_WARNING;

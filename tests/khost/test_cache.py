@@ -24,8 +24,9 @@ class Objects(host.HostTest):
         source = self.write("Dokument \u00e4\u65e5.bin", b"\x00line\nno end")
         target = self.path("out \u00fc.bin")
         shell = self.shell()
+        foreign = "gr\u00fc\u00df=\u65e5\u672c"
         stored = shell.run(f"cache put {URI} {quoted(native(source))} --attr name='a b' --attr empty= --attr name=c=d"
-                           f" --attr {quoted('gr\u00fc\u00df=\u65e5\u672c')}")
+                           f" --attr {foreign}")
         self.assert_done(stored)
         self.assert_done(shell.run(f"cache get {URI} --output {quoted(native(target))}"), "")
         self.assertEqual(self.read(target), b"\x00line\nno end")

@@ -37,6 +37,7 @@ struct Table {
     int64_t serverOffset = 0;
     bool capturing = false;
     std::function<void(const char*)> tempFileAction;
+    std::map<KprFile, std::string> openFiles;
     std::vector<FaultTable::Thread> threads;
 };
 
@@ -136,6 +137,7 @@ void FaultTable::reset()
     tTable.serverOffset = 0;
     tTable.capturing = false;
     tTable.tempFileAction = nullptr;
+    tTable.openFiles.clear();
     tTable.threads.clear();
 }
 
@@ -163,6 +165,19 @@ void FaultTable::onTempFile(std::function<void(const char*)> pAction)
 {
     std::lock_guard tLock(table().mutex);
     table().tempFileAction = std::move(pAction);
+}
+
+uint32_t FaultTable::closeLeftOpen(const std::string& pPathPart)
+{
+    std::vector<KprFile> tFiles;
+    {
+        std::lock_guard tLock(table().mutex);
+        for (const auto& [tFile, tPath] : table().openFiles)
+            if (tPath.find(pPathPart) != std::string::npos) tFiles.push_back(tFile);
+    }
+    for (const KprFile tFile : tFiles)
+        kprCloseFile(tFile);
+    return static_cast<uint32_t>(tFiles.size());
 }
 
 uint32_t FaultTable::calls(const std::string& pFunction)
@@ -247,11 +262,11 @@ using vel::kos::test::enter;
 
 extern "C" {
 
-K_WRAP_RELEASE(kprCloseFile, (KprFile pFile), (pFile))
 K_WRAP_RELEASE(kprUnlockFile, (KprFile pFile, uint64_t pOffset, uint64_t pLength), (pFile, pOffset, pLength))
 K_WRAP_RELEASE(kprCloseDir, (KprDir pDir), (pDir))
 K_WRAP(kprLockFile, (KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength),
        (pFile, pMode, pOffset, pLength))
+K_WRAP(kprSyncFile, (KprFile pFile), (pFile))
 K_WRAP(kprMoveFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprReplaceFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprRemoveFile, (const char* pPath), (pPath))
@@ -272,9 +287,28 @@ uint32_t __wrap_kprOpenFile(const char*, uint32_t, KprFile*);
 uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
 {
     const auto tVerdict = enter("kprOpenFile");
-    if (tVerdict.code == 0) return __real_kprOpenFile(pPath, pMode, pFile);
     *pFile = KPR_NO_FILE;
-    return tVerdict.code;
+    if (tVerdict.code) return tVerdict.code;
+    const uint32_t tRes = __real_kprOpenFile(pPath, pMode, pFile);
+    if (!KFAILED(tRes)) {
+        std::lock_guard tLock(vel::kos::test::table().mutex);
+        vel::kos::test::table().openFiles[*pFile] = pPath;
+    }
+    return tRes;
+}
+
+uint32_t __real_kprCloseFile(KprFile);
+uint32_t __wrap_kprCloseFile(KprFile);
+uint32_t __wrap_kprCloseFile(KprFile pFile)
+{
+    const auto tVerdict = enter("kprCloseFile");
+    {
+        // Before it is closed: afterwards another thread may get the same handle.
+        std::lock_guard tLock(vel::kos::test::table().mutex);
+        vel::kos::test::table().openFiles.erase(pFile);
+    }
+    const uint32_t tRes = __real_kprCloseFile(pFile);
+    return tVerdict.code ? tVerdict.code : tRes;
 }
 
 uint32_t __real_kprGetTempFileName(const char*, const char*, uint32_t, char*, uint32_t);

@@ -35,6 +35,10 @@ public:
     /// Runs pAction with the path of every file that kprGetTempFileName makes.
     static void onTempFile(std::function<void(const char* pPath)> pAction);
 
+    /// Closes the files with pPathPart in their path that were opened and not closed since reset(); answers
+    /// how many there were.
+    static uint32_t closeLeftOpen(const std::string& pPathPart);
+
     /// The calls of a function since reset().
     static uint32_t calls(const std::string& pFunction);
     /// The names of all wrapped functions called since reset(), in order; only after recordTrace().

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "kpr/thread.h"
 
@@ -26,8 +27,13 @@ public:
     }
     ~TestDirectory()
     {
+        // Deepest first, each once: remove_all would wait for ever for what somebody holds open on Windows.
         std::error_code tIgnored;
-        std::filesystem::remove_all(mPath, tIgnored);
+        std::vector<std::filesystem::path> tPaths = {mPath};
+        for (const auto& tEntry : std::filesystem::recursive_directory_iterator(mPath, tIgnored))
+            tPaths.push_back(tEntry.path());
+        for (auto tPath = tPaths.rbegin(); tPath != tPaths.rend(); ++tPath)
+            std::filesystem::remove(*tPath, tIgnored);
     }
     TestDirectory(const TestDirectory&) = delete;
     TestDirectory& operator=(const TestDirectory&) = delete;

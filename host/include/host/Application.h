@@ -44,6 +44,9 @@ struct ApplicationOptions {
     bool createUserAppDir = true;
     std::string settingsName; ///< "": the name
     std::string settingsFile; ///< "": "settings" in the user application directory (Linux only)
+    /// The modules whose settings the user can change: their nodes are made when they are missing, and what
+    /// stands in the way of that is logged. Without its node a module's settings are empty and read-only.
+    std::vector<std::string> settingsModules = {"KFW"};
 
     /// The environment variables that set properties start with this; "": <NAME>_PROP_, the name in upper
     /// case.

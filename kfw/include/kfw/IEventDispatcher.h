@@ -45,7 +45,27 @@ using IEventConsumer_Adapter = kom::Adapter<IEventConsumer>;
 ///
 /// All operations of one dispatcher are made on one thread, the one that runs the application's idle loop.
 /// A null pointer to an interface answers E_INVALIDARG before anything else; before init every operation
-/// answers E_WRONG_STATE. A null type is read as "", the name that stands for all types.
+/// answers E_WRONG_STATE. A null type is read as "", the name that stands for all types. Names are compared
+/// byte by byte.
+///
+/// Order. An event goes to the consumers of all types, then to those of its own type, each in the order of
+/// registration; before each it is asked whether it is consumed. An event whose type is "" therefore goes to
+/// the consumers of all types twice. A consumer that fails is logged and passed over, and so is one before
+/// which the event cannot tell whether it is consumed.
+///
+/// What a handler may do: anything. While it runs,
+/// - a registration that it adds under the name being delivered is served in the same delivery, after the
+///   others; one under another name, when its name's turn is still to come;
+/// - a registration that it removes and that has not been served is not served any more. It may remove the
+///   registration being served as well: delivery goes on with the one that followed, and the consumer is kept
+///   until its handler has returned;
+/// - an event that it sends is delivered to the end before sendEvent returns, ahead of what is left of the
+///   outer delivery and ahead of what is queued;
+/// - an event that it posts is delivered after those already queued: in the same idle run if there is one;
+/// - when it gives back the last reference to the dispatcher, the delivery goes on to its end, an idle run
+///   until the queue is empty; then the dispatcher goes.
+///
+/// Events still queued when the dispatcher goes are released undelivered.
 class IEventDispatcher : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;
@@ -53,10 +73,12 @@ public:
 
     /// Binds the dispatcher to the application, once; a second call answers E_WRONG_STATE.
     virtual uint32_t init(IApplication* pApp) = 0;
-    /// Delivers an event now: to the consumers of all types, then to those of its own type, each in the order
-    /// of registration, until it is consumed. E_FAIL when its type cannot be read.
+    /// Delivers an event now, until it is consumed. The event is borrowed for the call. 0 whatever the
+    /// consumers answer; E_FAIL when its type cannot be read, by which time the consumers of all types have
+    /// been served.
     virtual uint32_t sendEvent(IEvent* pEvent) = 0;
-    /// Queues an event for delivery when the application is idle, oldest first.
+    /// Queues an event for delivery when the application is idle, oldest first, and holds it until then. The
+    /// first one asks the application for an idle callout, which delivers the whole queue in one run.
     virtual uint32_t postEvent(IEvent* pEvent) = 0;
 // Microsoft's ABI lays a group of overloads out in the reverse of their order: the declarations are turned
 // round there, so that the slots are the same everywhere (all types first, then one type).

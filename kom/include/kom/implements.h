@@ -114,4 +114,32 @@ private:
     }
 };
 
+/// Adds faces to a class that has its plumbing already. A derived class's faces are asked first; what they do
+/// not answer is up to the base, "IDL:kom/IUnknown:1.0" as well. The count is the base's.
+template <class TBase, class... TFaces>
+class Extends : public TBase, public Adapter<TFaces>... {
+public:
+    uint32_t queryInterface(const char* pIid, IUnknown** pOut) override
+    {
+        IUnknown* tFace = nullptr;
+        static_cast<void>(((detail::matches<TFaces>(pIid) && (tFace = face<TFaces>(), true)) || ...));
+        if (!tFace) return TBase::queryInterface(pIid, pOut);
+        tFace->addRef();
+        *pOut = tFace;
+        return 0;
+    }
+    uint32_t addRef() override { return TBase::addRef(); }
+    uint32_t release() override { return TBase::release(); }
+
+protected:
+    ~Extends() override = default;
+
+private:
+    template <class TFace>
+    IUnknown* face() noexcept
+    {
+        return static_cast<TFace*>(static_cast<Adapter<TFace>*>(this));
+    }
+};
+
 } // namespace kom

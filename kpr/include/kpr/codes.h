@@ -8,54 +8,54 @@
 #include <cstdint>
 
 // X(name, value, text)
-#define KPR_RESULT_CODES(X)                                                                        \
-    X(K_SUCCESS, 0x00000000u, "success")                                                           \
-    /* general */                                                                                  \
-    X(E_WRONG_STATE, 0x80000100u, "operation called in the wrong state")                           \
-    X(E_NOT_SUPPORTED, 0x80000101u, "operation not supported")                                     \
-    X(E_READ_ONLY, 0x80000102u, "the data is read-only")                                           \
-    X(E_INTERNAL, 0x80000103u, "internal inconsistency")                                           \
-    X(E_NOINTERFACE, 0x80004002u, "interface not supported")                                       \
-    X(E_FAIL, 0x80004005u, "operation failed")                                                     \
-    X(E_OUTOFMEMORY, 0x8007000Eu, "out of memory")                                                 \
-    X(E_INVALIDARG, 0x80070057u, "invalid argument")                                               \
-    /* portable runtime */                                                                         \
-    X(KPR_E_IO, 0x96230001u, "input/output error")                                                 \
-    X(KPR_E_ACCESS_DENIED, 0x96230002u, "permission denied")                                       \
-    X(KPR_E_NOT_FOUND, 0x96230003u, "no such file or directory")                                   \
-    X(KPR_E_NO_SPACE, 0x96230004u, "no space left on the volume")                                  \
-    X(KPR_E_TOO_MANY_OPEN, 0x96230005u, "too many open files")                                     \
-    X(KPR_E_BAD_HANDLE, 0x96230006u, "invalid handle")                                             \
-    X(KPR_E_IN_USE, 0x96230007u, "the file is in use by another process")                          \
-    X(KPR_E_LOCKED, 0x96230008u, "the lock is held elsewhere")                                     \
-    X(KPR_E_IS_DIRECTORY, 0x96230009u, "is a directory")                                           \
-    X(KPR_E_NOT_DIRECTORY, 0x9623000Au, "not a directory")                                         \
-    X(KPR_E_EXISTS, 0x9623000Bu, "the target exists already")                                      \
-    X(KPR_E_INTERRUPTED, 0x9623000Cu, "interrupted")                                               \
-    X(KPR_E_STALE, 0x9623000Du, "stale handle of a network file system")                           \
-    X(KPR_E_NAME_TOO_LONG, 0x9623000Eu, "the name is too long")                                    \
-    X(KPR_E_BUFFER_TOO_SMALL, 0x9623000Fu, "the buffer is too small")                              \
-    X(KPR_E_END, 0x96230010u, "no more entries")                                                   \
-    X(KPR_E_NOT_EMPTY, 0x96230011u, "the directory is not empty")                                  \
-    X(KPR_E_READ_ONLY_VOLUME, 0x96230012u, "the volume is read-only")                              \
-    X(KPR_E_NOT_REGULAR, 0x96230013u, "not a regular file")                                        \
-    X(KPR_E_BAD_NAME, 0x96230014u, "the name is not valid")                                        \
-    X(KPR_E_TOO_LARGE, 0x96230015u, "too large")                                                   \
-    X(KPR_E_OTHER_VOLUME, 0x96230016u, "source and target are on different volumes")               \
-    X(KPR_E_BUSY, 0x96230017u, "resource busy")                                                    \
-    X(KPR_E_NO_RESOURCES, 0x96230018u, "the system is out of resources")                           \
-    X(KPR_E_NOT_A_DSO, 0x96230019u, "not a loadable module")                                       \
-    X(KPR_E_NO_SYMBOL, 0x9623001Au, "the module has no such symbol")                               \
-    X(KPR_E_SYSTEM, 0x9623001Bu, "unexpected error of the operating system")                       \
-    /* component runtime */                                                                        \
-    X(KOM_E_BAD_REGISTRY, 0x96240001u, "the class registry is damaged")                            \
-    X(KOM_E_NOT_A_MODULE, 0x96240002u, "the file is not a component module")                       \
-    X(KOM_E_CLASSNOTREGISTERED, 0x96240003u, "the class is not registered")                        \
-    X(KOM_E_BAD_CLASSID, 0x96240004u, "not a class identity")                                      \
-    X(KOM_E_NOAGGREGATION, 0x96240010u, "aggregation is not supported")                            \
-    X(KOM_E_CLASSNOTAVAILABLE, 0x96240012u, "the module does not provide the class")               \
-    /* framework module */                                                                         \
-    X(KFW_E_NO_MODULE, 0x96260402u, "no loaded module of that name")                               \
+#define KPR_RESULT_CODES(X)                                                                                  \
+    X(K_SUCCESS, 0x00000000u, "success")                                                                     \
+    /* general */                                                                                            \
+    X(E_WRONG_STATE, 0x80000100u, "operation called in the wrong state")                                     \
+    X(E_NOT_SUPPORTED, 0x80000101u, "operation not supported")                                               \
+    X(E_READ_ONLY, 0x80000102u, "the data is read-only")                                                     \
+    X(E_INTERNAL, 0x80000103u, "internal inconsistency")                                                     \
+    X(E_NOINTERFACE, 0x80004002u, "interface not supported")                                                 \
+    X(E_FAIL, 0x80004005u, "operation failed")                                                               \
+    X(E_OUTOFMEMORY, 0x8007000Eu, "out of memory")                                                           \
+    X(E_INVALIDARG, 0x80070057u, "invalid argument")                                                         \
+    /* portable runtime */                                                                                   \
+    X(KPR_E_IO, 0x96230001u, "input/output error")                                                           \
+    X(KPR_E_ACCESS_DENIED, 0x96230002u, "permission denied")                                                 \
+    X(KPR_E_NOT_FOUND, 0x96230003u, "no such file or directory")                                             \
+    X(KPR_E_NO_SPACE, 0x96230004u, "no space left on the volume")                                            \
+    X(KPR_E_TOO_MANY_OPEN, 0x96230005u, "too many open files")                                               \
+    X(KPR_E_BAD_HANDLE, 0x96230006u, "invalid handle")                                                       \
+    X(KPR_E_IN_USE, 0x96230007u, "the file is in use by another process")                                    \
+    X(KPR_E_LOCKED, 0x96230008u, "the lock is held elsewhere")                                               \
+    X(KPR_E_IS_DIRECTORY, 0x96230009u, "is a directory")                                                     \
+    X(KPR_E_NOT_DIRECTORY, 0x9623000Au, "not a directory")                                                   \
+    X(KPR_E_EXISTS, 0x9623000Bu, "the target exists already")                                                \
+    X(KPR_E_INTERRUPTED, 0x9623000Cu, "interrupted")                                                         \
+    X(KPR_E_STALE, 0x9623000Du, "stale handle of a network file system")                                     \
+    X(KPR_E_NAME_TOO_LONG, 0x9623000Eu, "the name is too long")                                              \
+    X(KPR_E_BUFFER_TOO_SMALL, 0x9623000Fu, "the buffer is too small")                                        \
+    X(KPR_E_END, 0x96230010u, "no more entries")                                                             \
+    X(KPR_E_NOT_EMPTY, 0x96230011u, "the directory is not empty")                                            \
+    X(KPR_E_READ_ONLY_VOLUME, 0x96230012u, "the volume is read-only")                                        \
+    X(KPR_E_NOT_REGULAR, 0x96230013u, "not a regular file")                                                  \
+    X(KPR_E_BAD_NAME, 0x96230014u, "the name is not valid")                                                  \
+    X(KPR_E_TOO_LARGE, 0x96230015u, "too large")                                                             \
+    X(KPR_E_OTHER_VOLUME, 0x96230016u, "source and target are on different volumes")                         \
+    X(KPR_E_BUSY, 0x96230017u, "resource busy")                                                              \
+    X(KPR_E_NO_RESOURCES, 0x96230018u, "the system is out of resources")                                     \
+    X(KPR_E_NOT_A_DSO, 0x96230019u, "not a loadable module")                                                 \
+    X(KPR_E_NO_SYMBOL, 0x9623001Au, "the module has no such symbol")                                         \
+    X(KPR_E_SYSTEM, 0x9623001Bu, "unexpected error of the operating system")                                 \
+    /* component runtime */                                                                                  \
+    X(KOM_E_BAD_REGISTRY, 0x96240001u, "the class registry is damaged")                                      \
+    X(KOM_E_NOT_A_MODULE, 0x96240002u, "the file is not a component module")                                 \
+    X(KOM_E_CLASSNOTREGISTERED, 0x96240003u, "the class is not registered")                                  \
+    X(KOM_E_BAD_CLASSID, 0x96240004u, "not a class identity")                                                \
+    X(KOM_E_NOAGGREGATION, 0x96240010u, "aggregation is not supported")                                      \
+    X(KOM_E_CLASSNOTAVAILABLE, 0x96240012u, "the module does not provide the class")                         \
+    /* framework module */                                                                                   \
+    X(KFW_E_NO_MODULE, 0x96260402u, "no loaded module of that name")                                         \
     X(KFW_E_NO_PRODUCT, 0x96260403u, "no loaded module of that product")
 
 #define KPR_DECLARE_RESULT_CODE(pName, pValue, pText) inline constexpr uint32_t pName = pValue;

@@ -14,11 +14,14 @@ typedef intptr_t KprDir;
 KPR_API uint32_t kprOpenDir(const char* pPath, KprDir* pDir);
 /// Reads the next entry's name ("." and ".." are left out) into pBuffer; pKind (may be null) gets a
 /// KprFileKind. At the end KPR_E_END. KPR_E_BUFFER_TOO_SMALL skips the entry. The order is the file
-/// system's; an entry that comes or goes meanwhile may be missed or seen twice.
+/// system's; an entry that comes or goes meanwhile may be missed or seen twice. An entry whose name is no
+/// Unicode text (Windows) gives KPR_E_BAD_NAME once; any other failure of the system ends the listing, so
+/// that KPR_E_END comes next and a caller that reads on always ends.
 KPR_API uint32_t kprReadDir(KprDir pDir, char* pBuffer, uint32_t pSize, uint32_t* pKind);
 KPR_API uint32_t kprCloseDir(KprDir pDir);
 
-/// Creates one directory, for the current user only (0700). KPR_E_EXISTS when something stands there.
+/// Creates one directory, for the current user only (0700; on Windows the parent's inherited
+/// rights count). KPR_E_EXISTS when something stands there.
 KPR_API uint32_t kprMakeDir(const char* pPath);
 /// Removes an empty directory.
 KPR_API uint32_t kprRemoveDir(const char* pPath);

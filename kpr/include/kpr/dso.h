@@ -41,20 +41,24 @@ struct KprModuleList {
 };
 
 /// Loads a module; pFlags is 0. KPR_E_NOT_FOUND when there is no such file, KPR_E_NOT_A_DSO when the file is
-/// none that this process can load. Code of the module may run.
+/// none that this process can load. Code of the module may run. A name without a separator is searched for
+/// where the system looks for libraries.
 KPR_API uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle);
 KPR_API uint32_t kprCloseDSO(KprDSO pHandle);
-/// The address of an exported symbol; KPR_E_NO_SYMBOL and null when there is none.
+/// The address of a symbol that the module itself exports; KPR_E_NO_SYMBOL and null when it has none, also
+/// when a library that it needs has one.
 KPR_API uint32_t kprGetDSOSymbol(KprDSO pHandle, const char* pName, void** pAddress);
 /// What the operating system said when the calling thread's last kprOpenDSO failed; "" when nothing.
 KPR_API const char* kprGetDSOErrorText(void);
 
 /// The attributes of an open module: from its dsoGetAttributes where it has one, else from the file itself
-/// (Windows: the version resource; Linux: soname, build id and the version in the real file name).
+/// (Windows: the strings of the version resource in its order; Linux: "InternalName", the soname,
+/// "FileVersion", the version in the real file name, "BuildId", each where there is one). The list may be
+/// empty.
 KPR_API uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList);
-/// The modules loaded in this process.
+/// The modules loaded in this process, the program first. No file is opened or read.
 KPR_API uint32_t kprListLoadedModules(KprModuleList** pList);
-/// Gives back a list of this header; null is nothing.
+/// Gives back a list of this header or of process.h; null is nothing.
 KPR_API void kprFree(void* pList);
 
 /// The prefix and suffix of a module's file name: "" and ".dll" on Windows, "lib" and ".so" on Linux.

@@ -1,7 +1,9 @@
 // Files, whole-file locks and temporary files.
 //
 // Paths are UTF-8; on Windows both "/" and "\" separate, and paths of more than 260 characters work.
-// No handle is inherited by child processes. Files are created for the current user only (0600).
+// No handle is inherited by child processes. Files are created for the current user only (0600; on Windows
+// the folder's inherited rights count). Every file is opened so that others may rename or remove it.
+// E_INVALIDARG for a null pointer (unless it may be null) and for numbers that make no sense.
 // Every function answers a result code, and failures of the operating system come as KPR_E_*.
 #pragma once
 
@@ -23,7 +25,7 @@ enum KprOpenMode : uint32_t {
     KPR_OPEN_READ_WRITE = 0x3,
     KPR_OPEN_CREATE = 0x10,    ///< make the file when it is missing
     KPR_OPEN_EXCLUSIVE = 0x20, ///< with CREATE: KPR_E_EXISTS when it is there already
-    KPR_OPEN_TRUNCATE = 0x40,  ///< drop the content
+    KPR_OPEN_TRUNCATE = 0x40,  ///< drop the content; not together with APPEND
     KPR_OPEN_APPEND = 0x80,    ///< every write goes to the end
     /// Do not follow a link in the last component, refuse what is no regular file (KPR_E_NOT_REGULAR),
     /// and never block on it (a FIFO, a device).
@@ -47,21 +49,25 @@ enum KprInfoMask : uint32_t {
 };
 
 struct KprFileInfo {
-    uint32_t kind;     ///< KprFileKind
+    uint32_t kind; ///< KprFileKind
     uint32_t reserved;
-    uint64_t size;     ///< bytes
+    uint64_t size; ///< bytes
     KprTime modified;
     KprTime accessed;
 };
 
 enum KprSeekOrigin : uint32_t { KPR_SEEK_START = 0, KPR_SEEK_CURRENT = 1, KPR_SEEK_END = 2 };
 
-/// Opens a file. On failure *pFile is KPR_NO_FILE.
+/// Opens a file. On failure *pFile is KPR_NO_FILE. A directory gives KPR_E_IS_DIRECTORY. CREATE, TRUNCATE and
+/// APPEND need WRITE. On Windows a file that somebody else holds without sharing it, as virus scanners do for
+/// a moment, is tried again for a quarter of a second; so it is when it is renamed, replaced or removed.
 KPR_API uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile);
 KPR_API uint32_t kprCloseFile(KprFile pFile);
-/// Reads at most pLength bytes from the current position; *pRead is less only at the end of the file.
+/// Reads at most pLength bytes from the current position; *pRead is less only at the end of the file, which
+/// is no failure.
 KPR_API uint32_t kprRead(KprFile pFile, void* pBuffer, uint32_t pLength, uint32_t* pRead);
-/// Writes at the current position; a success with *pWritten below pLength is a short write.
+/// Writes at the current position; a success with *pWritten below pLength is a short write. After a failure
+/// *pWritten tells how much was written before it.
 KPR_API uint32_t kprWrite(KprFile pFile, const void* pBuffer, uint32_t pLength, uint32_t* pWritten);
 /// Moves the position; pNewOffset (may be null) gets the offset from the start.
 KPR_API uint32_t kprSeek(KprFile pFile, int64_t pOffset, uint32_t pOrigin, uint64_t* pNewOffset);
@@ -80,12 +86,15 @@ KPR_API uint32_t kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* 
 /// The same facts of an open file.
 KPR_API uint32_t kprGetOpenFileInfo(KprFile pFile, uint32_t pMask, KprFileInfo* pInfo);
 /// Sets both times; a null pointer leaves that time as it is. A link in the last component is not followed.
+/// E_INVALIDARG for microseconds above 999999 and, on Windows, for a time before 1601.
 KPR_API uint32_t kprSetFileTime(const char* pPath, const KprTime* pAccessed, const KprTime* pModified);
 
-/// Renames pFrom to pTo unless pTo exists: then KPR_E_EXISTS and nothing is changed. Atomic: no other
-/// process sees both names or a partial file. Same volume only.
+/// Renames pFrom to pTo unless pTo exists: then KPR_E_EXISTS and nothing is changed. Of several callers with
+/// the same pTo exactly one succeeds, and no process sees a partial file. Where the file system has no such
+/// operation (NFS), both names are there for a moment. Same volume only.
 KPR_API uint32_t kprMoveFile(const char* pFrom, const char* pTo);
-/// Renames pFrom to pTo, replacing a file that stands there. Atomic.
+/// Renames pFrom to pTo, replacing a file that stands there. Atomic. Who has the replaced file open keeps it
+/// (Windows: where the volume supports that, else KPR_E_ACCESS_DENIED).
 KPR_API uint32_t kprReplaceFile(const char* pFrom, const char* pTo);
 KPR_API uint32_t kprRemoveFile(const char* pPath);
 /// Creates a new empty file with a unique name that starts with pPrefix (may be null) in pDir, and puts its
@@ -102,12 +111,15 @@ enum KprLockMode : uint32_t {
 /// Locks a range of an open file; offset 0 with length 0 is the whole file whatever it grows to. Locks
 /// belong to the handle: two handles exclude each other also within one process, and closing another
 /// handle of the same file drops nothing. Without NO_WAIT it blocks; a signal does not end the wait.
-/// On Windows the range cannot be read or written through other handles while it is locked.
+/// On Windows the range cannot be read or written through other handles while it is locked, and a handle that
+/// locks a range again without unlocking it waits for itself. A shared lock needs a handle that reads, an
+/// exclusive one a handle that writes (KPR_E_BAD_HANDLE on Linux).
 KPR_API uint32_t kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength);
+/// Gives back the lock of exactly that range; where nothing is locked it does nothing. Closing does the same.
 KPR_API uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength);
 /// Whether some handle, in any process, holds a lock on the file that conflicts with an exclusive one:
-/// *pLocked is 1 or 0. Looks only: it never takes the lock, not even for a moment, where the system can
-/// tell without (Linux); elsewhere it tries a shared lock on a range past every real one.
+/// *pLocked is 1 or 0. On Linux it only looks. Windows cannot tell without locking: there one byte past all
+/// content is locked for a moment, so that a NO_WAIT lock of somebody else may fail meanwhile.
 KPR_API uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked);
 
 } // extern "C"

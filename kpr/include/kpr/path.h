@@ -13,7 +13,8 @@ KPR_API char kprGetPathSeparator(void);
 KPR_API uint32_t kprGetDirname(const char* pPath, char* pBuffer, uint32_t pSize);
 /// The last component; trailing separators do not count.
 KPR_API uint32_t kprGetBasename(const char* pPath, char* pBuffer, uint32_t pSize);
-/// pPath, one separator, pName. KPR_E_BUFFER_TOO_SMALL when it does not fit.
+/// pPath, one native separator unless it ends in one or is empty, pName. pBuffer may be pPath itself.
+/// KPR_E_BUFFER_TOO_SMALL when it does not fit.
 KPR_API uint32_t kprAppendToPath(const char* pPath, const char* pName, char* pBuffer, uint32_t pSize);
 /// The absolute path of an existing file with every link resolved, in native form.
 KPR_API uint32_t kprGetRealPath(const char* pPath, char* pBuffer, uint32_t pSize);

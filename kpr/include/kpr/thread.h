@@ -13,7 +13,8 @@ typedef intptr_t KprThread;
 typedef uint32_t (*KprThreadMain)(void* pArgument);
 
 /// Starts a thread. pFlags is 0, pStackSize in bytes (0: the platform's default). On failure *pThread is
-/// 0 and nothing runs. The handle is given back with kprThreadJoin or kprThreadDetach.
+/// 0 and nothing runs. The handle is given back with kprThreadJoin or kprThreadDetach. On Linux the thread
+/// takes no signals but those of its own faults, so that the host's handlers run on the host's threads.
 KPR_API uint32_t kprThreadCreate(KprThread* pThread, uint32_t pFlags, uint32_t pStackSize,
                                  KprThreadMain pMain, void* pArgument);
 /// Waits for the thread's end; pStatus may be null.

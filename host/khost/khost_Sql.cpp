@@ -1,0 +1,240 @@
+// sql types, sql query.
+#include <memory>
+#include <set>
+
+#include "kfw/classes.h"
+#include "kfw/sql/driver.h"
+#include "khost_Commands.h"
+#include "kpr/dir.h"
+#include "kpr/dso.h"
+#include "kpr/path.h"
+
+namespace vel::kos::host {
+
+namespace {
+
+using Registry = kom::Ref<sql::ISqlDatabaseFactoryRegistry>;
+
+struct Arguments {
+    std::vector<std::string> drivers;
+    std::string description;
+    std::string statement;
+};
+
+/// Loads a driver module, for the rest of the process, and has it announce its factories, once.
+uint32_t loadDriver(sql::ISqlDatabaseFactoryRegistry* pRegistry, const std::string& pPath)
+{
+    static std::set<std::string> sLoaded;
+    if (sLoaded.contains(pPath)) return 0;
+    KprDSO tModule = 0;
+    if (auto tRes = kprOpenDSO(pPath.c_str(), 0, &tModule); KFAILED(tRes)) return tRes;
+    void* tAnnounce = nullptr;
+    if (KFAILED(kprGetDSOSymbol(tModule, sql::ANNOUNCE_FACTORIES, &tAnnounce))) {
+        kprCloseDSO(tModule);
+        return KOM_E_NOT_A_MODULE;
+    }
+    const uint32_t tRes = reinterpret_cast<sql::AnnounceFactories>(tAnnounce)(pRegistry);
+    if (!KFAILED(tRes)) sLoaded.insert(pPath);
+    return tRes;
+}
+
+/// The modules in the folder "drivers" beside the module that provides the registry.
+std::vector<std::string> installedDrivers()
+{
+    KomClassList* tClasses = nullptr;
+    if (KFAILED(komListClasses(&tClasses))) return {};
+    std::string tFolder;
+    for (uint32_t i = 0; i < tClasses->count; ++i) {
+        if (std::string_view(tClasses->classes[i].classId) != fw::CLASS_SQL_FACTORY_REGISTRY) continue;
+        const char* tModule = tClasses->classes[i].modulePath;
+        if (!KFAILED(fetchPath(tFolder, [&](char* pBuffer, uint32_t pSize) {
+                return kprGetDirname(tModule, pBuffer, pSize);
+            })))
+            tFolder = joinPath(tFolder, "drivers");
+    }
+    komFree(tClasses);
+
+    std::set<std::string> tPaths;
+    KprDir tDir;
+    if (tFolder.empty() || KFAILED(kprOpenDir(tFolder.c_str(), &tDir))) return {};
+    char tName[1024];
+    while (!KFAILED(kprReadDir(tDir, tName, sizeof tName, nullptr)))
+        if (std::string_view(tName).ends_with(kprGetDSOSuffix())) tPaths.insert(joinPath(tFolder, tName));
+    kprCloseDir(tDir);
+    return {tPaths.begin(), tPaths.end()};
+}
+
+/// The registry with every driver in it; empty after a failure, which has been told. A driver of the folder
+/// that does not load is told of and left out, one that was asked for is a failure.
+Registry openRegistry(Session& pSession, const Arguments& pArguments)
+{
+    auto tRegistry = pSession.create<sql::ISqlDatabaseFactoryRegistry>(fw::CLASS_SQL_FACTORY_REGISTRY);
+    if (!tRegistry) return {};
+    for (const std::string& tPath : pArguments.drivers)
+        if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) {
+            pSession.fail(tRes, tPath);
+            return {};
+        }
+    if (pArguments.drivers.empty())
+        for (const std::string& tPath : installedDrivers())
+            if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) pSession.fail(tRes, tPath);
+    return tRegistry;
+}
+
+std::vector<std::string> databaseTypes(sql::ISqlDatabaseFactoryRegistry* pRegistry)
+{
+    sql::StringList tList;
+    std::vector<std::string> tTypes;
+    pRegistry->getDatabaseTypes(&tList);
+    for (uint32_t i = 0; i < tList.mCount; ++i) {
+        tTypes.emplace_back(tList.mStrings[i]);
+        komFree(tList.mStrings[i]);
+    }
+    komFree(tList.mStrings);
+    return tTypes;
+}
+
+/// Why the first factory that could not open the description could not, in its driver's words.
+std::string createError(sql::ISqlDatabaseFactoryRegistry* pRegistry)
+{
+    for (const std::string& tType : databaseTypes(pRegistry)) {
+        kom::Ref<sql::ISqlDatabaseFactory> tFactory;
+        kom::HeapString tText;
+        if (!KFAILED(pRegistry->getFactory(tType.c_str(), tFactory.out())) &&
+            !KFAILED(tFactory->getCreateError(tText.out())) && !tText.empty())
+            return tText.c_str();
+    }
+    return {};
+}
+
+int types(Session& pSession, const Arguments& pArguments)
+{
+    const Registry tRegistry = openRegistry(pSession, pArguments);
+    if (!tRegistry) return STATUS_FAILED;
+    const auto tTypes = databaseTypes(tRegistry.get());
+    if (pSession.json()) pSession.printJson(tTypes);
+    for (const std::string& tType : tTypes)
+        if (!pSession.json()) pSession.print(tType + "\n");
+    return STATUS_DONE;
+}
+
+/// A value in a tab-separated line: "\N" for null, and tabs, line breaks and backslashes as \t, \n, \r and
+/// \\.
+std::string fieldText(const kom::HeapString& pValue)
+{
+    if (pValue.isNull()) return "\\N";
+    std::string tText;
+    for (const char* tChar = pValue.c_str(); *tChar; ++tChar) {
+        switch (*tChar) {
+        case '\t':
+            tText += "\\t";
+            break;
+        case '\n':
+            tText += "\\n";
+            break;
+        case '\r':
+            tText += "\\r";
+            break;
+        case '\\':
+            tText += "\\\\";
+            break;
+        default:
+            tText += *tChar;
+        }
+    }
+    return tText;
+}
+
+/// Prints the current row, or adds it to the array.
+uint32_t takeRow(Session& pSession, sql::ISqlRows* pRows, const std::vector<std::string>& pColumns,
+                 nlohmann::ordered_json& pJson)
+{
+    std::string tLine;
+    auto tObject = nlohmann::ordered_json::object();
+    for (uint32_t i = 0; i < pColumns.size(); ++i) {
+        kom::HeapString tValue;
+        if (auto tRes = pRows->getText(i, tValue.out()); KFAILED(tRes)) return tRes;
+        if (pSession.json())
+            tObject[pColumns[i]] =
+                tValue.isNull() ? nlohmann::ordered_json() : nlohmann::ordered_json(tValue.c_str());
+        else
+            tLine += (i ? "\t" : "") + fieldText(tValue);
+    }
+    if (pSession.json())
+        pJson.push_back(std::move(tObject));
+    else
+        pSession.print(tLine + "\n");
+    return 0;
+}
+
+uint32_t printRows(Session& pSession, sql::ISqlRows* pRows)
+{
+    uint32_t tCount = 0, tRow = 0;
+    if (auto tRes = pRows->getColumnCount(&tCount); KFAILED(tRes)) return tRes;
+    std::vector<std::string> tColumns;
+    for (uint32_t i = 0; i < tCount; ++i) {
+        kom::HeapString tName;
+        if (auto tRes = pRows->getColumnName(i, tName.out()); KFAILED(tRes)) return tRes;
+        tColumns.emplace_back(tName.c_str());
+    }
+    auto tJson = nlohmann::ordered_json::array();
+    for (;;) {
+        if (auto tRes = pRows->next(&tRow); KFAILED(tRes)) return tRes;
+        if (!tRow) break;
+        if (auto tRes = takeRow(pSession, pRows, tColumns, tJson); KFAILED(tRes)) return tRes;
+    }
+    if (pSession.json()) pSession.printJson(tJson);
+    return 0;
+}
+
+int query(Session& pSession, const Arguments& pArguments)
+{
+    const Registry tRegistry = openRegistry(pSession, pArguments);
+    if (!tRegistry) return STATUS_FAILED;
+    kom::Ref<sql::ISqlDatabase> tDatabase;
+    if (auto tRes = tRegistry->createDatabase(pArguments.description.c_str(), tDatabase.out()); KFAILED(tRes))
+        return pSession.fail(tRes, createError(tRegistry.get()));
+    if (!tDatabase) {
+        std::string tTypes;
+        for (const std::string& tType : databaseTypes(tRegistry.get()))
+            tTypes += (tTypes.empty() ? "" : ", ") + tType;
+        return pSession.fail(E_NOT_SUPPORTED,
+                             "no driver takes the description; it says type=NAME, with one of: " +
+                                 (tTypes.empty() ? std::string("(no driver is loaded)") : tTypes));
+    }
+    kom::Ref<sql::ISqlRows> tRows;
+    uint32_t tRes = tDatabase->query(pArguments.statement.c_str(), nullptr, tRows.out());
+    if (!KFAILED(tRes)) tRes = printRows(pSession, tRows.get());
+    if (!KFAILED(tRes)) return STATUS_DONE;
+    kom::HeapString tText;
+    tDatabase->getErrorText(tText.out());
+    return pSession.fail(tRes, tText.c_str());
+}
+
+} // namespace
+
+void addSqlCommands(CLI::App& pRoot, Session& pSession)
+{
+    CLI::App* tSql = pRoot.add_subcommand("sql", "Use databases through the registered drivers.");
+    tSql->require_subcommand(1);
+    const auto tAdd = [&](const char* pName, const char* pText, int (*pAction)(Session&, const Arguments&)) {
+        CLI::App* tCommand = tSql->add_subcommand(pName, pText);
+        auto tArguments = std::make_shared<Arguments>();
+        tCommand
+            ->add_option("--driver", tArguments->drivers,
+                         "A driver module to use, instead of those in the folder \"drivers\"")
+            ->allow_extra_args(false)
+            ->type_name("FILE");
+        pSession.onRun(tCommand, [&pSession, tArguments, pAction] { return pAction(pSession, *tArguments); });
+        return std::pair(tCommand, tArguments);
+    };
+    tAdd("types", "List the database types.", types);
+    const auto [tQuery, tArguments] =
+        tAdd("query", "Run one statement and print its rows, tab-separated.", query);
+    tQuery->add_option("DESCRIPTION", tArguments->description, "Which database, as type=sqlite;file=PATH")
+        ->required()
+        ->type_name("");
+    tQuery->add_option("SQL", tArguments->statement, "The statement")->required()->type_name("");
+}
+
+} // namespace vel::kos::host

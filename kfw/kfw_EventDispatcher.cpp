@@ -1,0 +1,276 @@
+#include "kfw_EventDispatcher.h"
+
+#include <utility>
+
+#include "kutil/log.h"
+#include "kutil/message.h"
+
+namespace vel::kos::kfw {
+
+using util::kDebug;
+using util::message;
+
+namespace {
+
+constexpr char DOMAIN_NAME[] = "kos:kfw";
+
+std::string_view nameOf(const char* pType) { return pType ? pType : ""; }
+
+} // namespace
+
+/// Keeps the dispatcher while it delivers: a handler may give the last outside reference back. It costs one
+/// atomic operation, where a reference of the delivery's own would cost two.
+class EventDispatcher::Delivery {
+public:
+    explicit Delivery(EventDispatcher& pDispatcher) : mDispatcher(pDispatcher)
+    {
+        if (mDispatcher.mDeliveries++ == 0)
+            mDispatcher.mPhase.store(PHASE_DELIVERING, std::memory_order_relaxed);
+    }
+    Delivery(const Delivery&) = delete;
+    Delivery& operator=(const Delivery&) = delete;
+    ~Delivery()
+    {
+        if (--mDispatcher.mDeliveries > 0) return;
+        const Phase tPhase = mDispatcher.mPhase.exchange(PHASE_IDLE);
+        // A handler may have taken a reference since the last one was given back.
+        if (tPhase == PHASE_ENDING && mDispatcher.mRefCount.value() == 0) delete &mDispatcher;
+    }
+
+private:
+    EventDispatcher& mDispatcher;
+};
+
+/// Goes over the registrations of one name. The next one is located only when the walk moves on, so that it
+/// reaches what was added meanwhile; a removal keeps the walk's place and the consumer it is serving.
+class EventDispatcher::Walk {
+public:
+    Walk(EventDispatcher& pDispatcher, Consumers::iterator pEntry)
+        : mDispatcher(pDispatcher), mEntry(pEntry), mOuter(pDispatcher.mWalk)
+    {
+        pDispatcher.mWalk = this;
+    }
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
+    ~Walk()
+    {
+        mDispatcher.mWalk = mOuter;
+        if (mEntry->second.empty()) mDispatcher.dropIfEmpty(mEntry);
+    }
+
+    /// The consumer to serve next, null at the end.
+    fw::IEventConsumer* next()
+    {
+        mKept.reset(); // this may call back, too
+        const Registrations& tList = mEntry->second;
+        mServed = mNext < tList.size() ? tList[mNext++].get() : nullptr;
+        return mServed;
+    }
+
+    bool isIn(const Registrations& pList) const { return &mEntry->second == &pList; }
+    Walk* outer() const { return mOuter; }
+    /// The registration at an index of the walk's list goes: what is next moves up with the others.
+    void removed(size_t pIndex)
+    {
+        if (pIndex < mNext) --mNext;
+    }
+    /// A consumer loses registrations: if it is being served, it has to outlive its handler.
+    void keep(const kom::Ref<fw::IEventConsumer>& pConsumer)
+    {
+        if (mServed == pConsumer.get()) mKept = pConsumer;
+    }
+
+private:
+    EventDispatcher& mDispatcher;
+    const Consumers::iterator mEntry;
+    Walk* const mOuter;
+    size_t mNext = 0;
+    fw::IEventConsumer* mServed = nullptr;
+    kom::Ref<fw::IEventConsumer> mKept;
+};
+
+EventDispatcher::EventDispatcher() : mIdleCallout(kom::retain(new IdleCallout(this))) {}
+
+EventDispatcher::~EventDispatcher()
+{
+    mIdleCallout->mDispatcher = nullptr;
+    // Consumers and events that go with the dispatcher may still call it: each is taken out before it is
+    // given back, and a reference of our own keeps theirs from destroying the dispatcher a second time.
+    mRefCount.increment();
+    while (!mConsumers.empty()) {
+        const auto tConsumers = std::move(mConsumers.begin()->second);
+        mConsumers.erase(mConsumers.begin());
+    }
+    while (!mQueue.empty()) {
+        const auto tEvent = std::move(mQueue.front());
+        mQueue.pop_front();
+    }
+}
+
+uint32_t EventDispatcher::release()
+{
+    const uint32_t tCount = mRefCount.decrement();
+    if (tCount > 0) return tCount;
+    Phase tPhase = PHASE_DELIVERING;
+    if (!mPhase.compare_exchange_strong(tPhase, PHASE_ENDING) && tPhase == PHASE_IDLE) delete this;
+    return tCount;
+}
+
+uint32_t EventDispatcher::init(fw::IApplication* pApp)
+{
+    if (!pApp) return E_INVALIDARG;
+    if (mInitialized) return E_WRONG_STATE;
+    mApp = kom::retain(pApp);
+    mInitialized = true;
+    return 0;
+}
+
+uint32_t EventDispatcher::addConsumer(fw::IEventConsumer* pConsumer)
+{
+    return addConsumer(nullptr, pConsumer);
+}
+
+uint32_t EventDispatcher::addConsumer(const char* pType, fw::IEventConsumer* pConsumer)
+{
+    if (!pConsumer) return E_INVALIDARG;
+    if (!mInitialized) return E_WRONG_STATE;
+    const std::string_view tName = nameOf(pType);
+    auto tEntry = find(tName);
+    if (tEntry == mConsumers.end()) tEntry = mConsumers.emplace(tName, Registrations()).first;
+    tEntry->second.push_back(kom::retain(pConsumer));
+    return 0;
+}
+
+uint32_t EventDispatcher::removeConsumer(fw::IEventConsumer* pConsumer)
+{
+    if (!pConsumer) return E_INVALIDARG;
+    if (!mInitialized) return E_WRONG_STATE;
+    kom::Ref<fw::IEventConsumer> tLast;
+    for (auto tEntry = mConsumers.begin(); tEntry != mConsumers.end(); tEntry = dropIfEmpty(tEntry))
+        removeFrom(tEntry->second, pConsumer, tLast);
+    return 0;
+}
+
+uint32_t EventDispatcher::removeConsumer(const char* pType, fw::IEventConsumer* pConsumer)
+{
+    if (!pConsumer) return E_INVALIDARG;
+    if (!mInitialized) return E_WRONG_STATE;
+    const auto tEntry = find(nameOf(pType));
+    if (tEntry == mConsumers.end()) return 0;
+    kom::Ref<fw::IEventConsumer> tLast;
+    removeFrom(tEntry->second, pConsumer, tLast);
+    dropIfEmpty(tEntry);
+    return 0;
+}
+
+// The reference in pLast outlives the caller's loop: the end of the consumer, which may call back, finds the
+// removal done.
+void EventDispatcher::removeFrom(Registrations& pList, fw::IEventConsumer* pConsumer,
+                                 kom::Ref<fw::IEventConsumer>& pLast)
+{
+    size_t tKept = 0;
+    for (auto& tConsumer : pList) {
+        if (tConsumer.get() != pConsumer) {
+            std::swap(pList[tKept++], tConsumer);
+            continue;
+        }
+        pLast = std::move(tConsumer);
+        for (Walk* tWalk = mWalk; tWalk; tWalk = tWalk->outer()) {
+            tWalk->keep(pLast);
+            if (tWalk->isIn(pList)) tWalk->removed(tKept);
+        }
+    }
+    pList.resize(tKept);
+}
+
+EventDispatcher::Consumers::iterator EventDispatcher::dropIfEmpty(Consumers::iterator pEntry)
+{
+    bool tNeeded = !pEntry->second.empty();
+    for (Walk* tWalk = mWalk; tWalk && !tNeeded; tWalk = tWalk->outer())
+        tNeeded = tWalk->isIn(pEntry->second);
+    return tNeeded ? std::next(pEntry) : mConsumers.erase(pEntry);
+}
+
+EventDispatcher::Consumers::iterator EventDispatcher::find(std::string_view pName)
+{
+    // The name of all types, asked for with every event, can only be the first.
+    if (pName.empty())
+        return !mConsumers.empty() && mConsumers.begin()->first.empty() ? mConsumers.begin()
+                                                                        : mConsumers.end();
+    return mConsumers.find(pName);
+}
+
+uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
+{
+    if (!pEvent) return E_INVALIDARG;
+    if (!mInitialized) return E_WRONG_STATE;
+    const Delivery tDelivery(*this);
+    deliver("", pEvent);
+    kom::HeapString tType;
+    if (auto tRes = pEvent->getType(tType.out()); KFAILED(tRes)) {
+        kDebug(mApp.get(), DOMAIN_NAME,
+               message("Event dispatcher failed to get event type: %1", komStrError(tRes)));
+        return E_FAIL;
+    }
+    deliver(tType.c_str(), pEvent);
+    return 0;
+}
+
+void EventDispatcher::deliver(std::string_view pName, fw::IEvent* pEvent)
+{
+    const auto tEntry = find(pName);
+    if (tEntry == mConsumers.end()) return;
+    Walk tWalk(*this, tEntry);
+    while (fw::IEventConsumer* tConsumer = tWalk.next()) {
+        const uint32_t tConsumed = pEvent->isConsumed();
+        if (KFAILED(tConsumed)) {
+            kDebug(mApp.get(), DOMAIN_NAME,
+                   message("Event dispatcher got an error result from isConsumed(): %1",
+                           komStrError(tConsumed)));
+            continue;
+        }
+        if (tConsumed == 0) return;
+        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes))
+            kDebug(mApp.get(), DOMAIN_NAME,
+                   message("Event dispatcher failed to deliver event of type %1: %2",
+                           pName.empty() ? "ANY" : pName, komStrError(tRes)));
+    }
+}
+
+uint32_t EventDispatcher::postEvent(fw::IEvent* pEvent)
+{
+    if (!pEvent) return E_INVALIDARG;
+    if (!mInitialized) return E_WRONG_STATE;
+    mQueue.push_back(kom::retain(pEvent));
+    if (!mIdleScheduled) {
+        mIdleScheduled = true;
+        mApp->addIdleCallout(mIdleCallout.get());
+    }
+    return 0;
+}
+
+void EventDispatcher::processQueue()
+{
+    const Delivery tDelivery(*this);
+    while (!mQueue.empty()) {
+        const auto tEvent = std::move(mQueue.front());
+        mQueue.pop_front();
+        sendEvent(tEvent.get());
+    }
+    mIdleScheduled = false;
+}
+
+uint32_t EventDispatcher::IdleCallout::onIdle(unsigned int* pAgain)
+{
+    if (!pAgain) return E_INVALIDARG;
+    if (!mDispatcher) {
+        *pAgain = 0;
+        return E_WRONG_STATE;
+    }
+    if (!mDispatcher->mInitialized) return E_WRONG_STATE;
+    mDispatcher->processQueue();
+    *pAgain = 0;
+    return 0;
+}
+
+} // namespace vel::kos::kfw

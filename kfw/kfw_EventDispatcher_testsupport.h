@@ -1,0 +1,110 @@
+// Events, consumers and dispatchers for the dispatcher's tests and benchmarks.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "kfw/IEventDispatcher.h"
+#include "kfw/classes.h"
+#include "kfw_Module.h"
+#include "kom/implements.h"
+
+namespace vel::kos::test {
+
+/// What an event answers.
+struct EventAnswers {
+    uint32_t typeCode = 0;
+    uint32_t consumedCode = 1;
+};
+
+/// An event that answers what a test tells it to.
+class TestEvent : public kom::Implements<TestEvent, fw::IEvent> {
+    friend Implements;
+
+public:
+    static kom::Ref<TestEvent> make(std::optional<std::string> pType)
+    {
+        return kom::retain(new TestEvent(std::move(pType)));
+    }
+    virtual ~TestEvent()
+    {
+        if (onEnd) onEnd();
+    }
+
+    uint32_t getType(char** pType) override
+    {
+        ++typeQuestions;
+        *pType = type ? komStrDup(type->c_str()) : nullptr;
+        return answers.typeCode;
+    }
+    uint32_t consume() override
+    {
+        answers.consumedCode = 0;
+        return 0;
+    }
+    uint32_t isConsumed() override { return answers.consumedCode; }
+    uint32_t references() const { return mRefCount.value(); }
+
+    std::optional<std::string> type; ///< none: a null pointer
+    EventAnswers answers;
+    uint32_t typeQuestions = 0;
+    std::function<void()> onEnd;
+
+private:
+    explicit TestEvent(std::optional<std::string> pType) : type(std::move(pType)) {}
+
+    kom::RefCount mRefCount;
+};
+
+/// A consumer whose handler is the test's.
+class TestConsumer : public kom::Implements<TestConsumer, fw::IEventConsumer> {
+    friend Implements;
+
+public:
+    using Handler = std::function<uint32_t(TestEvent*)>;
+
+    static kom::Ref<TestConsumer> make(Handler pHandler = {})
+    {
+        return kom::retain(new TestConsumer(std::move(pHandler)));
+    }
+    virtual ~TestConsumer()
+    {
+        if (onEnd) onEnd();
+    }
+
+    uint32_t handleEvent(fw::IEvent* pEvent) override
+    {
+        ++handled;
+        return handler ? handler(static_cast<TestEvent*>(pEvent)) : 0;
+    }
+    uint32_t references() const { return mRefCount.value(); }
+
+    Handler handler;
+    uint32_t handled = 0;
+    std::function<void()> onEnd;
+
+private:
+    explicit TestConsumer(Handler pHandler) : handler(std::move(pHandler)) {}
+
+    kom::RefCount mRefCount;
+};
+
+/// An object of one of the module's classes, made by the module's factory; empty when it lacks the interface.
+template <class J>
+kom::Ref<J> makeObject(const char* pClassId)
+{
+    kom::IUnknown* tFace = nullptr;
+    if (KFAILED(dsoGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tFace))) return {};
+    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
+    if (KFAILED(tFactory->createInstance(nullptr, J::IID, &tFace))) return {};
+    return kom::adopt(static_cast<J*>(tFace));
+}
+
+inline kom::Ref<fw::IEventDispatcher> makeDispatcher()
+{
+    return makeObject<fw::IEventDispatcher>(fw::CLASS_EVENT_DISPATCHER);
+}
+
+} // namespace vel::kos::test

@@ -1,0 +1,55 @@
+// Answers whether named features are enabled, from declarations and from the application's properties.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "kfw/IFeatureSet.h"
+#include "kom/implements.h"
+
+namespace vel::kos::kfw {
+
+/// See IFeatureSet for the contract. A cached answer costs one look-up, without an allocation.
+class FeatureSet : public kom::Implements<FeatureSet, fw::IFeatureSet> {
+    friend Implements;
+
+public:
+    FeatureSet() = default;
+    virtual ~FeatureSet() = default;
+
+    uint32_t init(fw::IApplication* pApp, uint32_t pFlags) override;
+    uint32_t addFeature(const char* pName, const char* pKey, const char* pOptionName,
+                        uint32_t pFlags) override;
+    uint32_t isEnabled(const char* pName, uint32_t* pEnabled) override;
+
+private:
+    struct Feature {
+        std::string name;
+        std::string key;
+        std::string optionName; ///< what the application is asked about
+        uint32_t flags;         ///< its own; those of the set are added at each test
+        bool evaluated;
+        bool enabled; ///< valid once evaluated
+    };
+
+    /// Works a declared feature out, or answers what was worked out before.
+    uint32_t evaluate(Feature& pFeature, bool& pEnabled);
+    /// Asks for a feature nobody declared, and learns it when its property has a value.
+    uint32_t learn(std::string_view pName, bool& pEnabled);
+    /// E_INTERNAL, reported, when init did not acquire IApplication5.
+    uint32_t checkApp5();
+    void assertion(const char* pExpression, int pLine);
+
+    kom::RefCount mRefCount;
+    kom::Ref<fw::IApplication> mApp; ///< null: not initialised
+    uint32_t mFlags = 0;
+    kom::Ref<fw::IApplication5> mApp5;
+    /// By the names' bytes, unsigned, the shorter name first.
+    std::map<std::string, Feature, std::less<>> mFeatures;
+    std::set<std::string, std::less<>> mUnknownNames; ///< those that have been logged
+};
+
+} // namespace vel::kos::kfw

@@ -1,0 +1,520 @@
+// The user's record, through its interfaces, against the platform's real settings store.
+#include "kfw_RegDbUserData.h"
+
+#include <iterator>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "TestSettings.h"
+#include "UserFields.h"
+#include "callSlot.h"
+#include "kfw_Module.h"
+#include "kfw_SingletonObjectFactory.h"
+
+namespace vel::kos::kfw {
+
+namespace {
+
+using test::callSlot;
+
+constexpr char OPEN_FAILED[] = "Failed to open user registry node for KOS/KFW";
+
+using test::UserField;
+constexpr auto& FIELDS = test::USER_FIELDS;
+
+class UserDataTest : public testing::Test {
+protected:
+    UserDataTest()
+    {
+        mSettings.makeModuleNode();
+        fresh();
+    }
+    ~UserDataTest() override
+    {
+        drop();
+        const uint32_t tReferences = mApp->references();
+        EXPECT_EQ(tReferences, 1u) << "the application has been given back";
+        mApp.reset();
+        KomHeapStats tAfter;
+        komGetHeapStats(&tAfter);
+        EXPECT_EQ(tAfter.liveBlocks, mBefore.liveBlocks);
+        EXPECT_EQ(tAfter.liveObjects, mBefore.liveObjects);
+    }
+
+    /// A new, unbound object of a new application.
+    void fresh()
+    {
+        drop();
+        mApp = mSettings.application();
+        mData = kom::retain(new RegDbUserData);
+        ASSERT_EQ(mData.query(mAddress), 0u);
+    }
+    void drop()
+    {
+        mAddress.reset();
+        mData.reset();
+    }
+    void start()
+    {
+        fresh();
+        ASSERT_EQ(mData->init(mApp.get()), 0u);
+    }
+    std::string value(const UserField& pField)
+    {
+        kom::HeapString tText;
+        EXPECT_EQ((mAddress.get()->*pField.get)(tText.out()), 0u) << pField.name;
+        EXPECT_FALSE(tText.isNull());
+        return tText.c_str();
+    }
+    std::string value(UserField::Getter pGet) { return value({"", 0, nullptr, pGet}); }
+    bool isModifiable()
+    {
+        uint32_t tModifiable = 7;
+        EXPECT_EQ(mAddress->isModifiable(&tModifiable), 0u);
+        return tModifiable == 1;
+    }
+
+    KomHeapStats mBefore = [] {
+        KomHeapStats tStats;
+        komGetHeapStats(&tStats);
+        return tStats;
+    }();
+    test::TestSettings mSettings;
+    kom::Ref<test::TestApplication> mApp;
+    kom::Ref<RegDbUserData> mData;
+    kom::Ref<fw::IAddressData2> mAddress;
+};
+
+TEST_F(UserDataTest, answersItsIdentities)
+{
+    const struct {
+        const char* asked;
+        const char* face;
+    } tFaces[] = {
+        {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IUserData:1.0"},
+        {"IDL:vel/kos/fw/IUserData:1.0", "IDL:vel/kos/fw/IUserData:1.0"},
+        {"IDL:vel/kos/fw/IAddressData:1.0", "IDL:vel/kos/fw/IAddressData2:1.0"},
+        {"IDL:vel/kos/fw/IAddressData2:1.0", "IDL:vel/kos/fw/IAddressData2:1.0"},
+        {"IDL:vel/kos/fw/IRegDbUserData:1.0", "IDL:vel/kos/fw/IRegDbUserData:1.0"},
+    };
+    kom::Ref<kom::IUnknown> tUnknown;
+    ASSERT_EQ(mAddress->queryInterface(kom::IUnknown::IID, tUnknown.out()), 0u);
+    for (const auto& tFirst : tFaces) {
+        kom::Ref<kom::IUnknown> tFace;
+        ASSERT_EQ(tUnknown->queryInterface(tFirst.asked, tFace.out()), 0u) << tFirst.asked;
+        EXPECT_STREQ(tFace->getInterfaceId(), tFirst.face);
+        EXPECT_EQ(tFace->addRef(), 5u);
+        EXPECT_EQ(tFace->release(), 4u) << "one reference for the caller";
+        EXPECT_EQ(komSameObject(tFace.get(), tUnknown.get()), 0u);
+        void* tCom = &tFace;
+        EXPECT_EQ(tFace->QueryInterface(tFirst.asked, &tCom), E_NOINTERFACE);
+        EXPECT_EQ(tCom, nullptr);
+        for (const auto& tSecond : tFaces) {
+            kom::Ref<kom::IUnknown> tOther;
+            EXPECT_EQ(tFace->queryInterface(tSecond.asked, tOther.out()), 0u)
+                << "from every face to every other";
+            EXPECT_STREQ(tOther->getInterfaceId(), tSecond.face);
+        }
+        for (const char* tIid : {"IDL:vel/kos/fw/IUserData:1.1", "IDL:vel/kos/fw/iuserdata:1.0", "",
+                                 static_cast<const char*>(nullptr)}) {
+            kom::IUnknown* tNone = tFace.get();
+            EXPECT_EQ(tFace->queryInterface(tIid, &tNone), E_NOINTERFACE);
+            EXPECT_EQ(tNone, nullptr);
+        }
+    }
+}
+
+TEST_F(UserDataTest, answersNothingBeforeInit)
+{
+    EXPECT_FALSE(isModifiable());
+    uint32_t tInitialized = 7;
+    EXPECT_EQ(mData->isInitialized(&tInitialized), 0u);
+    EXPECT_EQ(tInitialized, 0u);
+    for (const UserField& tField : FIELDS) {
+        auto* tText = reinterpret_cast<char*>(&tInitialized);
+        EXPECT_EQ((mAddress.get()->*tField.get)(&tText), 0x80000100u) << tField.name;
+        EXPECT_EQ(tText, nullptr) << tField.name;
+        EXPECT_EQ((mAddress.get()->*tField.set)("x"), 0x80000100u) << tField.name;
+    }
+    for (auto tGet : {&fw::IAddressData::getName, &fw::IAddressData::getPostalCodes,
+                      &fw::IAddressData::getPhoneNumbers}) {
+        auto* tFirst = reinterpret_cast<char*>(&tInitialized);
+        auto* tSecond = tFirst;
+        EXPECT_EQ((mAddress.get()->*tGet)(&tFirst, &tSecond), 0x80000100u);
+        EXPECT_EQ(tFirst, nullptr);
+        EXPECT_EQ(tSecond, nullptr);
+    }
+    for (auto tSet :
+         {&fw::IAddressData::setName, &fw::IAddressData::setPostalCodes, &fw::IAddressData::setPhoneNumbers})
+        EXPECT_EQ((mAddress.get()->*tSet)("x", "y"), 0x80000100u);
+}
+
+TEST_F(UserDataTest, isBoundOnce)
+{
+    EXPECT_EQ(mData->init(nullptr), 0x80070057u);
+    uint32_t tInitialized = 7;
+    EXPECT_EQ(mData->isInitialized(&tInitialized), 0u);
+    EXPECT_EQ(tInitialized, 0u) << "a refused init binds nothing";
+    EXPECT_EQ(mData->init(mApp.get()), 0u);
+    EXPECT_EQ(mData->isInitialized(&tInitialized), 0u);
+    EXPECT_EQ(tInitialized, 1u);
+    EXPECT_TRUE(isModifiable());
+    const auto tOther = mSettings.application();
+    EXPECT_EQ(mData->init(tOther.get()), 0x80000100u);
+    EXPECT_EQ(mData->init(nullptr), 0x80000100u) << "state comes before arguments here";
+    EXPECT_EQ(tOther->references(), 1u);
+    EXPECT_EQ(tOther->hookCount(), 0u);
+    EXPECT_EQ(mApp->hookCount(), 1u);
+}
+
+TEST_F(UserDataTest, refusesNullOutputs)
+{
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(mAddress->isModifiable(nullptr), E_INVALIDARG);
+        EXPECT_EQ(mData->isInitialized(nullptr), E_INVALIDARG);
+        for (const UserField& tField : FIELDS)
+            EXPECT_EQ((mAddress.get()->*tField.get)(nullptr), E_INVALIDARG) << tField.name;
+        char* tText = nullptr;
+        EXPECT_EQ(mAddress->getName(&tText, nullptr), E_INVALIDARG);
+        EXPECT_EQ(mAddress->getName(nullptr, &tText), E_INVALIDARG);
+        EXPECT_EQ(mAddress->getPostalCodes(&tText, nullptr), E_INVALIDARG);
+        EXPECT_EQ(mAddress->getPhoneNumbers(nullptr, &tText), E_INVALIDARG);
+        EXPECT_EQ(tText, nullptr);
+        start();
+    }
+}
+
+TEST_F(UserDataTest, startsEmptyAndWritesEveryFieldWhenTheApplicationCloses)
+{
+    start();
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(value(tField), "") << tField.name;
+    EXPECT_TRUE(mSettings.seenFromOutside("UserData").empty()) << "the node is there, without values";
+    mApp->close();
+    const auto tSeen = mSettings.seenFromOutside("UserData");
+    EXPECT_EQ(tSeen.size(), 28u);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(tSeen.count(tField.name) ? tSeen.at(tField.name) : "missing", "string:") << tField.name;
+}
+
+TEST_F(UserDataTest, keepsEveryFieldUnderItsName)
+{
+    start();
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ((mAddress.get()->*tField.set)((std::string("the ") + tField.name).c_str()), 0u);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(value(tField), std::string("the ") + tField.name);
+    EXPECT_TRUE(mSettings.seenFromOutside("UserData").empty()) << "nothing is written before the close";
+    mApp->close();
+    const auto tSeen = mSettings.seenFromOutside("UserData");
+    EXPECT_EQ(tSeen.size(), 28u);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(tSeen.at(tField.name), std::string("string:the ") + tField.name);
+    start();
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(value(tField), std::string("the ") + tField.name);
+}
+
+TEST_F(UserDataTest, hasItsOperationsInTheirSlots)
+{
+    start();
+    kom::IUnknown* tFace = mAddress.get();
+    uint32_t tModifiable = 7;
+    EXPECT_EQ(callSlot(tFace, 1, &tModifiable), 0u);
+    EXPECT_EQ(tModifiable, 1u);
+    EXPECT_EQ(callSlot(tFace, 2), 0x80000101u);
+    EXPECT_EQ(callSlot(tFace, 3), 0x80000101u);
+    for (const UserField& tField : FIELDS)
+        EXPECT_EQ(callSlot(tFace, tField.order, tField.name), 0u);
+    for (const UserField& tField : FIELDS) {
+        kom::HeapString tText;
+        EXPECT_EQ(callSlot(tFace, tField.order + 1, tText.out()), 0u);
+        EXPECT_STREQ(tText.c_str(), tField.name);
+    }
+    const struct {
+        uint32_t order;
+        const char* fields[2];
+    } tPairs[] = {{6, {"FirstName", "LastName"}},
+                  {26, {"PostalCode", "POBoxPostalCode"}},
+                  {32, {"PrivatePhone", "BusinessPhone"}}};
+    for (const auto& tPair : tPairs) {
+        kom::HeapString tFirst, tSecond;
+        EXPECT_EQ(callSlot(tFace, tPair.order + 1, tFirst.out(), tSecond.out()), 0u);
+        EXPECT_STREQ(tFirst.c_str(), tPair.fields[0]);
+        EXPECT_STREQ(tSecond.c_str(), tPair.fields[1]);
+        EXPECT_EQ(callSlot(tFace, tPair.order, "one", "two"), 0u);
+        for (const UserField& tField : FIELDS) {
+            const std::string_view tName = tField.name;
+            if (tName == tPair.fields[0] || tName == tPair.fields[1]) {
+                EXPECT_EQ(value(tField), tName == tPair.fields[0] ? "one" : "two") << tName;
+            }
+        }
+    }
+    kom::Ref<kom::IUnknown> tUser, tRegDb;
+    ASSERT_EQ(mData->queryInterface(fw::IUserData::IID, tUser.out()), 0u);
+    ASSERT_EQ(mData->queryInterface(fw::IRegDbUserData::IID, tRegDb.out()), 0u);
+    EXPECT_EQ(callSlot(tUser.get(), 1, &(tModifiable = 7)), 0u);
+    EXPECT_EQ(tModifiable, 1u);
+    EXPECT_EQ(callSlot(tRegDb.get(), 1, static_cast<fw::IApplication*>(mApp.get())), 0x80000100u);
+    EXPECT_EQ(callSlot(tRegDb.get(), 2, &(tModifiable = 7)), 0u);
+    EXPECT_EQ(tModifiable, 1u);
+}
+
+TEST_F(UserDataTest, aNewNameDropsTheSecondName)
+{
+    start();
+    mAddress->setFirstName("A");
+    mAddress->setSecondName("X");
+    mAddress->setLastName("B");
+    const auto tSecondName = [this] { return value(&fw::IAddressData2::getSecondName); };
+    EXPECT_EQ(mAddress->setName("A", "B"), 0u);
+    EXPECT_EQ(tSecondName(), "X") << "the same name again";
+    EXPECT_EQ(mAddress->setName("A", "C"), 0u);
+    EXPECT_EQ(tSecondName(), "");
+    EXPECT_EQ(value(&fw::IAddressData2::getLastName), "C");
+    mAddress->setSecondName("X");
+    EXPECT_EQ(mAddress->setName("a", "C"), 0u);
+    EXPECT_EQ(tSecondName(), "") << "case counts";
+    EXPECT_EQ(value(&fw::IAddressData2::getFirstName), "a");
+    mAddress->setSecondName("X");
+    EXPECT_EQ(mAddress->setName(nullptr, nullptr), 0u);
+    EXPECT_EQ(tSecondName(), "");
+    mAddress->setSecondName("X");
+    EXPECT_EQ(mAddress->setName(nullptr, ""), 0u);
+    EXPECT_EQ(tSecondName(), "X") << "no name is the empty name";
+    kom::HeapString tFirst, tLast;
+    EXPECT_EQ(mAddress->getName(tFirst.out(), tLast.out()), 0u);
+    EXPECT_FALSE(tFirst.isNull() || tLast.isNull());
+    EXPECT_TRUE(tFirst.empty() && tLast.empty());
+}
+
+TEST_F(UserDataTest, takesNullForEmpty)
+{
+    start();
+    for (const UserField& tField : FIELDS) {
+        EXPECT_EQ((mAddress.get()->*tField.set)("text"), 0u);
+        EXPECT_EQ((mAddress.get()->*tField.set)(nullptr), 0u);
+        EXPECT_EQ(value(tField), "") << tField.name;
+    }
+    mAddress->setPostalCodes("1", "2");
+    mAddress->setPhoneNumbers("3", "4");
+    EXPECT_EQ(mAddress->setPostalCodes(nullptr, "2"), 0u);
+    EXPECT_EQ(mAddress->setPhoneNumbers("3", nullptr), 0u);
+    EXPECT_EQ(value(&fw::IAddressData2::getPostalCode), "");
+    EXPECT_EQ(value(&fw::IAddressData2::getPOBoxPostalCode), "2");
+    EXPECT_EQ(value(&fw::IAddressData2::getPrivatePhone), "3");
+    EXPECT_EQ(value(&fw::IAddressData2::getBusinessPhone), "");
+}
+
+TEST_F(UserDataTest, givesBytesBackAsTheyWere)
+{
+    std::string tBytes;
+    for (int i = 1; i < 256; ++i)
+        tBytes += static_cast<char>(i);
+    const std::string tTexts[] = {tBytes,
+                                  "  not trimmed \t",
+                                  "\xFF\xFE\x80",
+                                  "\xED\xB2\x80 \xC3",
+                                  "Gr\xC3\xB6\xC3\x9F"
+                                  "e \xF0\x9F\x98\x80",
+                                  std::string(1 << 20, 'x') + "\xE9",
+                                  std::string(1 << 20, '\xBF')};
+    start();
+    for (size_t i = 0; i < std::size(tTexts); ++i) {
+        const UserField& tField = FIELDS[i];
+        EXPECT_EQ((mAddress.get()->*tField.set)(tTexts[i].c_str()), 0u);
+    }
+    mApp->close();
+    start();
+    for (size_t i = 0; i < std::size(tTexts); ++i)
+        EXPECT_TRUE(value(FIELDS[i]) == tTexts[i]) << i;
+}
+
+TEST_F(UserDataTest, isEmptyAndReadOnlyWithoutTheModuleNode)
+{
+    test::TestSettings tNone;
+    mApp = tNone.application();
+    EXPECT_EQ(mData->init(mApp.get()), 0u) << "not reported to the caller";
+    EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG, OPEN_FAILED), 1u);
+    EXPECT_FALSE(isModifiable());
+    for (const UserField& tField : FIELDS) {
+        EXPECT_EQ(value(tField), "");
+        EXPECT_EQ((mAddress.get()->*tField.set)("x"), 0x80000102u) << tField.name;
+    }
+    EXPECT_EQ(mAddress->setName("x", "y"), 0x80000102u);
+    EXPECT_EQ(mAddress->setPostalCodes("x", "y"), 0x80000102u);
+    EXPECT_EQ(mAddress->setPhoneNumbers("x", "y"), 0x80000102u);
+    mApp->close();
+    EXPECT_FALSE(util::Registry::openCurrentUserKOSModule(mApp.get(), "KFW", false).isOpen())
+        << "nothing was made";
+}
+
+TEST_F(UserDataTest, isReadOnlyWhenItsNodeCannotBeMade)
+{
+    mSettings.whileReadOnly("", [this] {
+        start();
+        EXPECT_FALSE(isModifiable());
+        EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG, OPEN_FAILED), 0u) << "the module's node is there";
+        EXPECT_EQ(value(FIELDS[0]), "");
+        EXPECT_EQ(mAddress->setSalutation("Dr."), 0x80000102u);
+        mApp->close();
+    });
+    start();
+    EXPECT_TRUE(isModifiable());
+    EXPECT_EQ(value(FIELDS[0]), "") << "nothing was written";
+}
+
+TEST_F(UserDataTest, isReadOnlyWhenItsNodeIs)
+{
+    start();
+    mAddress->setSalutation("Dr.");
+    mAddress->setName("First", "Last");
+    mApp->close();
+    mSettings.whileReadOnly("UserData", [this] {
+        start();
+        EXPECT_FALSE(isModifiable());
+        EXPECT_EQ(mAddress->setSalutation("Prof."), 0x80000102u);
+        EXPECT_EQ(mAddress->setName("First", "Last"), 0x80000102u) << "the same name, too";
+        EXPECT_EQ(value(&fw::IAddressData2::getSalutation), "Dr.");
+        EXPECT_EQ(value(&fw::IAddressData2::getLastName), "Last");
+        mApp->close();
+    });
+    EXPECT_EQ(mSettings.seenFromOutside("UserData").at("Salutation"), "string:Dr.");
+}
+
+TEST_F(UserDataTest, doesNotSaveWhenDestroyed)
+{
+    start();
+    mAddress->setSalutation("kept");
+    mApp->close();
+    start();
+    mAddress->setSalutation("lost");
+    drop();
+    EXPECT_EQ(mApp->hookCount(), 0u) << "the application has dropped the hook";
+    mApp->close();
+    EXPECT_EQ(mSettings.seenFromOutside("UserData").at("Salutation"), "string:kept");
+}
+
+/// Notes what the settings hold when the application gets to its own hook.
+class Probe final : public fw::IAppCloseHook_Adapter {
+public:
+    explicit Probe(const test::TestSettings& pSettings) : mSettings(pSettings) {}
+    uint32_t queryInterface(const char*, kom::IUnknown** pOut) override
+    {
+        *pOut = nullptr;
+        return E_NOINTERFACE;
+    }
+    uint32_t addRef() override { return 1; }
+    uint32_t release() override { return 1; }
+    uint32_t onAppClose() override
+    {
+        values = mSettings.seenFromOutside("UserData").size();
+        return 0;
+    }
+
+    size_t values = 99;
+
+private:
+    const test::TestSettings& mSettings;
+};
+
+TEST_F(UserDataTest, savesAtItsPlaceAmongTheHooks)
+{
+    start();
+    Probe tBefore(mSettings), tAfter(mSettings);
+    mApp->addCloseHook(&tAfter, 8501);
+    mApp->addCloseHook(&tBefore, 8499);
+    mApp->close();
+    EXPECT_EQ(tBefore.values, 0u);
+    EXPECT_EQ(tAfter.values, 28u);
+}
+
+TEST_F(UserDataTest, aHookThatOutlivesTheRecordDoesNothing)
+{
+    struct Target {
+        int saved = 0;
+        void saveToRegistry() { ++saved; }
+    };
+    auto tTarget = std::make_unique<Target>();
+    const auto tHook = kom::retain(new util::AppCloseHookAdapter<Target>(mApp.get(), tTarget.get()));
+    EXPECT_STREQ(tHook->getInterfaceId(), "IDL:vel/kos/fw/IAppCloseHook:1.0");
+    EXPECT_EQ(tHook->onAppClose(), 0u);
+    EXPECT_EQ(tTarget->saved, 1);
+    tHook->detach();
+    EXPECT_EQ(mApp->hookCount(), 0u);
+    tTarget.reset();
+    EXPECT_EQ(tHook->onAppClose(), 0x80000100u);
+}
+
+TEST_F(UserDataTest, aHookThatTheApplicationKeepsLeavesTheFreedRecordAlone)
+{
+    start();
+    mAddress->setSalutation("lost");
+    mApp->failOperation("removeCloseHook", E_FAIL);
+    drop();
+    EXPECT_EQ(mApp->hookCount(), 1u);
+    mApp->close();
+    EXPECT_TRUE(mSettings.seenFromOutside("UserData").empty());
+}
+
+TEST_F(UserDataTest, savesAgainAtEveryCall)
+{
+    start();
+    mAddress->setSalutation("one");
+    mData->saveToRegistry();
+    mAddress->setSalutation("two");
+    mData->saveToRegistry();
+    EXPECT_EQ(mSettings.seenFromOutside("UserData").at("Salutation"), "string:two");
+}
+
+TEST_F(UserDataTest, leavesAFieldEmptyWhoseValueIsNoText)
+{
+    {
+        auto tModule = util::Registry::openCurrentUserKOSModule(mApp.get(), "KFW", false);
+        auto tNode = tModule.create("UserData", nullptr, false);
+        tNode.put("Salutation", true);
+        tNode.put("Notes", "kept");
+        tNode.put("Unknown", "not ours");
+    }
+    start();
+    EXPECT_EQ(value(&fw::IAddressData2::getSalutation), "");
+    EXPECT_EQ(value(&fw::IAddressData2::getNotes), "kept");
+    mApp->close();
+    const auto tSeen = mSettings.seenFromOutside("UserData");
+    EXPECT_EQ(tSeen.at("Salutation"), "string:");
+    EXPECT_EQ(tSeen.at("Unknown"), "string:not ours");
+}
+
+TEST_F(UserDataTest, diesOfAReleaseTooMany)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            auto* tData = new RegDbUserData;
+            tData->release();
+        },
+        "");
+}
+
+TEST(UserDataSingletonTest, isOneObjectForTheProcess)
+{
+    kom::Ref<kom::IUnknown> tFirst, tSecond;
+    for (auto* tOut : {&tFirst, &tSecond}) {
+        kom::Ref<kom::IUnknown> tFace;
+        ASSERT_EQ(dsoGetObjectFactory("e3b9f51c-9ce5-11d6-9c21-00e029099a4b", kom::IObjectFactory::IID,
+                                      tFace.out()),
+                  0u);
+        auto* tFactory = static_cast<kom::IObjectFactory*>(tFace.get());
+        ASSERT_EQ(tFactory->createInstance(nullptr, fw::IRegDbUserData::IID, tOut->out()), 0u);
+    }
+    EXPECT_EQ(tFirst.get(), tSecond.get());
+    EXPECT_STREQ(tFirst->getInterfaceId(), fw::IRegDbUserData::IID);
+    EXPECT_EQ(tFirst->addRef(), 4u) << "the holder's reference is one of them";
+    EXPECT_EQ(tFirst->release(), 3u);
+    util::SingletonHolder<RegDbUserData>::sInstance.reset();
+}
+
+} // namespace
+
+} // namespace vel::kos::kfw

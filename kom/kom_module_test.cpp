@@ -1,0 +1,134 @@
+// kom's records of modules, with records of the test's own.
+#include "kom_module.h"
+
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "kom/heap.h"
+#include "kom/implements.h"
+
+namespace kom {
+
+namespace {
+
+class IThing : public IUnknown {
+public:
+    using Parent = IUnknown;
+    static constexpr char IID[] = "IDL:test/IThing:1.0";
+
+protected:
+    ~IThing() = default;
+};
+
+class Thing : public Implements<Thing, IThing> {
+    friend Implements;
+
+public:
+    explicit Thing(std::vector<int>* pOrder = nullptr, int pNumber = 0) : mOrder(pOrder), mNumber(pNumber) {}
+    virtual ~Thing()
+    {
+        if (mOrder) mOrder->push_back(mNumber);
+    }
+
+private:
+    RefCount mRefCount;
+    std::vector<int>* mOrder;
+    int mNumber;
+};
+
+KomModule& own() { return *detail::gModule.record; }
+
+TEST(ModuleTest, hasTheProgramsRecord)
+{
+    EXPECT_EQ(findModule(&detail::gModule), &own());
+    EXPECT_EQ(findModule(reinterpret_cast<const void*>(&own)), &own())
+        << "any address in the program will do";
+    int tLocal = 0;
+    EXPECT_EQ(findModule(&tLocal), nullptr);
+}
+
+TEST(ModuleTest, isIdleWithoutObjects)
+{
+    EXPECT_TRUE(isIdle(own()));
+    const auto tThing = retain(new Thing);
+    EXPECT_FALSE(isIdle(own()));
+}
+
+TEST(ModuleTest, isIdleWhenOnlyItsHoldersHold)
+{
+    static ModuleRef<Thing> tFirst, tSecond;
+    EXPECT_TRUE(isIdle(own()));
+    tFirst = retain(new Thing);
+    tSecond = retain(new Thing);
+    EXPECT_TRUE(tFirst && tSecond);
+    EXPECT_TRUE(isIdle(own()));
+    {
+        const auto tUser = retain(tSecond.get());
+        EXPECT_FALSE(isIdle(own())) << "a user";
+    }
+    EXPECT_TRUE(isIdle(own()));
+    {
+        const auto tOther = retain(new Thing);
+        EXPECT_FALSE(isIdle(own())) << "an object that no holder holds";
+    }
+    tFirst.reset();
+    EXPECT_EQ(tFirst.get(), nullptr);
+    EXPECT_TRUE(isIdle(own()));
+    tSecond = tFirst.get() ? retain(tFirst.get()) : Ref<Thing>();
+    EXPECT_FALSE(tSecond);
+    EXPECT_TRUE(isIdle(own()));
+}
+
+TEST(ModuleTest, replacesWhatAHolderHolds)
+{
+    static ModuleRef<Thing> tHolder;
+    std::vector<int> tOrder;
+    tHolder = retain(new Thing(&tOrder, 1));
+    auto tNext = retain(new Thing(&tOrder, 2));
+    tHolder = tNext;
+    EXPECT_EQ(tOrder, std::vector<int>{1});
+    EXPECT_EQ(tHolder.get(), tNext.get());
+    EXPECT_EQ(tHolder->addRef(), 3u);
+    EXPECT_EQ((*tHolder).release(), 2u);
+    tNext.reset();
+    EXPECT_TRUE(isIdle(own()));
+    tHolder.reset();
+    EXPECT_EQ(tOrder, (std::vector<int>{1, 2}));
+}
+
+TEST(ModuleTest, countsForTheProcessWhatHasNoModule)
+{
+    const uint64_t tBefore = countLiveObjects();
+    komCountObject(nullptr, 1);
+    EXPECT_EQ(countLiveObjects(), tBefore + 1);
+    EXPECT_TRUE(isIdle(own()));
+    komCountObject(nullptr, -1);
+    EXPECT_EQ(countLiveObjects(), tBefore);
+    KomHolder tHolder = {};
+    komAddHolder(nullptr, &tHolder);
+    EXPECT_EQ(tHolder.next, nullptr);
+}
+
+TEST(ModuleTest, takesARecordOverFromAModuleThatWent)
+{
+    static char tFirst, tSecond;
+    KomModule* tRecord = komEnterModule(&tFirst);
+    EXPECT_NE(tRecord, &own());
+    KomModule* tOther = komEnterModule(&tSecond);
+    EXPECT_NE(tRecord, tOther);
+    const uint64_t tBefore = countLiveObjects();
+    komCountObject(tRecord, 1);
+    EXPECT_FALSE(isIdle(*tRecord));
+    komLeaveModule(tRecord);
+    EXPECT_EQ(countLiveObjects(), tBefore + 1) << "what a module leaves behind still counts";
+    EXPECT_EQ(komEnterModule(&tFirst), tRecord);
+    EXPECT_TRUE(isIdle(*tRecord)) << "the new module has nothing to do with it";
+    komCountObject(nullptr, -1);
+    komLeaveModule(tRecord);
+    komLeaveModule(tOther);
+}
+
+} // namespace
+
+} // namespace kom

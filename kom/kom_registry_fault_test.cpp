@@ -1,0 +1,227 @@
+// The class registry with failing platform calls: whatever fails, the file is as it was or whole.
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "FaultTable.h"
+#include "kom/heap.h"
+#include "kom/runtime.h"
+#include "kom_registry.h"
+#include "kpr/dir.h"
+#include "kpr_testing.h"
+
+namespace {
+
+using vel::kos::test::FaultTable;
+
+const std::string FIRST = "11111111-0000-4000-8000-000000000001";
+const std::string SECOND = "22222222-0000-4000-8000-000000000002";
+const std::string HEADER = "kom-classes 1\n";
+const std::string BEFORE = HEADER + "# a note\n" + FIRST + " /one\n";
+
+uint32_t registerClass(const std::string& pClassId, const std::string& pModule)
+{
+    KomRegistration tRegistration = {nullptr, pModule.c_str()};
+    return komRegisterDSO(pClassId.c_str(), 0, &tRegistration);
+}
+
+uint32_t unregisterClass(const std::string& pClassId, const std::string& pModule)
+{
+    KomRegistration tRegistration = {nullptr, pModule.c_str()};
+    return komUnregisterDSO(pClassId.c_str(), 0, &tRegistration);
+}
+
+struct Change {
+    const char* name;
+    bool fresh; ///< without a registry file, nor the folder for one
+    std::function<uint32_t()> run;
+    std::string after;
+};
+
+const Change CHANGES[] = {
+    {"add", false, [] { return registerClass(SECOND, "/two"); }, BEFORE + SECOND + " /two\n"},
+    {"replace", false, [] { return registerClass(FIRST, "/two"); },
+     HEADER + "# a note\n" + FIRST + " /two\n"},
+    {"remove", false, [] { return unregisterClass(FIRST, "/one"); }, HEADER},
+    {"create", true, [] { return registerClass(FIRST, "/one"); }, HEADER + FIRST + " /one\n"},
+};
+
+constexpr uint32_t CODES[] = {KPR_E_ACCESS_DENIED, KPR_E_NO_SPACE, KPR_E_IO, KPR_E_IN_USE};
+
+class RegistryFaultTest : public testing::Test {
+protected:
+    RegistryFaultTest() { komSetClassRegistry(mPath.c_str()); }
+    ~RegistryFaultTest() override
+    {
+        FaultTable::reset();
+        komSetClassRegistry(nullptr);
+    }
+
+    void prepare(const Change& pChange)
+    {
+        FaultTable::reset();
+        kprtest::removeTree(mFolder / "kom");
+        if (pChange.fresh) return;
+        std::string tFolder = mFolder / "kom";
+        ASSERT_EQ(kprMakeDir(tFolder.c_str()), 0u);
+        kprtest::writeFile(mPath, BEFORE);
+        FaultTable::reset();
+    }
+    /// The file's bytes, past the fault table's rules; "" when there is none.
+    std::string content()
+    {
+        FaultTable::reset();
+        return kprtest::exists(mPath) ? kprtest::readFile(mPath) : std::string();
+    }
+
+    kprtest::TemporaryDirectory mFolder;
+    const std::string mPath = mFolder / "kom/classes";
+};
+
+TEST_F(RegistryFaultTest, everyCallFailsOnce)
+{
+    for (const Change& tChange : CHANGES) {
+        prepare(tChange);
+        FaultTable::recordTrace();
+        ASSERT_EQ(tChange.run(), 0u) << tChange.name;
+        const std::vector<std::string> tTrace = FaultTable::trace();
+        ASSERT_EQ(content(), tChange.after) << tChange.name;
+        ASSERT_GT(tTrace.size(), 8u);
+        const std::string tBefore = tChange.fresh ? "" : BEFORE;
+
+        std::map<std::string, uint32_t> tSeen;
+        for (size_t tCall = 0; tCall < tTrace.size(); ++tCall) {
+            const uint32_t tNth = ++tSeen[tTrace[tCall]];
+            for (const uint32_t tCode : CODES) {
+                SCOPED_TRACE(std::string(tChange.name) + ": call " + std::to_string(tCall) + ", " +
+                             tTrace[tCall]);
+                prepare(tChange);
+                FaultTable::fail(tTrace[tCall], tCode, tNth);
+                const uint32_t tRes = tChange.run();
+                const std::string tContent = content();
+                if (KFAILED(tRes)) {
+                    EXPECT_EQ(tRes, tCode);
+                    EXPECT_EQ(tContent, tBefore);
+                } else {
+                    EXPECT_EQ(tContent, tChange.after);
+                }
+                EXPECT_FALSE(kprtest::exists(mPath + ".new"));
+                EXPECT_EQ(registerClass(SECOND, "/after"), 0u) << "no lock was left behind";
+            }
+        }
+    }
+}
+
+TEST_F(RegistryFaultTest, whatIsNeededIsNotOptional)
+{
+    const Change& tAdd = CHANGES[0];
+    for (const char* tFunction : {"kprLockFile", "kprWrite", "kprSyncFile", "kprReplaceFile", "kprOpenFile",
+                                  "kprRead", "kprGetOpenFileInfo", "kprCloseFile"}) {
+        prepare(tAdd);
+        // The second file that is closed is the new one.
+        FaultTable::fail(tFunction, KPR_E_IO, tFunction == std::string("kprCloseFile") ? 2 : 1);
+        EXPECT_EQ(tAdd.run(), KPR_E_IO) << tFunction;
+        EXPECT_EQ(content(), BEFORE) << tFunction;
+    }
+}
+
+TEST_F(RegistryFaultTest, finishesShortWrites)
+{
+    const Change& tAdd = CHANGES[0];
+    prepare(tAdd);
+    FaultTable::cutShort("kprWrite", 5, 1);
+    FaultTable::cutShort("kprWrite", 1, 2);
+    EXPECT_EQ(tAdd.run(), 0u);
+    EXPECT_EQ(content(), tAdd.after);
+
+    prepare(tAdd);
+    FaultTable::cutShort("kprWrite", 0, 1);
+    EXPECT_EQ(tAdd.run(), KPR_E_NO_SPACE) << "a volume that takes nothing more";
+    EXPECT_EQ(content(), BEFORE);
+}
+
+TEST_F(RegistryFaultTest, takesNoPartForTheWhole)
+{
+    const Change& tAdd = CHANGES[0];
+    prepare(tAdd);
+    // Cut at the end of a line, what is left would be a registry as well.
+    FaultTable::cutShort("kprRead", static_cast<uint32_t>(HEADER.size()));
+    EXPECT_EQ(tAdd.run(), KPR_E_IO);
+    EXPECT_EQ(content(), BEFORE);
+}
+
+TEST_F(RegistryFaultTest, readsWithoutALock)
+{
+    prepare(CHANGES[0]);
+    ASSERT_EQ(registerClass(SECOND, "/two"), 0u);
+    for (const char* tFunction : {"kprLockFile", "kprOpenFile"}) {
+        FaultTable::reset();
+        FaultTable::fail(tFunction, KPR_E_ACCESS_DENIED);
+        KomClassList* tList = nullptr;
+        EXPECT_EQ(komListClasses(&tList), 0u);
+        ASSERT_TRUE(tList);
+        EXPECT_EQ(tList->count, 2u);
+        komFree(tList);
+    }
+}
+
+void age(const std::string& pPath, int64_t pSeconds)
+{
+    KprTime tTime;
+    kprGetCurrentTime(&tTime);
+    tTime.seconds -= pSeconds;
+    ASSERT_EQ(kprSetFileTime(pPath.c_str(), nullptr, &tTime), 0u);
+}
+
+std::string moduleOf(const std::string& pClassId)
+{
+    std::string tModule;
+    return kom::findClass(pClassId.c_str(), tModule) == 0 ? tModule : "none";
+}
+
+TEST_F(RegistryFaultTest, isReadAgainOnlyAfterAChange)
+{
+    prepare(CHANGES[0]);
+    age(mPath, 60);
+    EXPECT_EQ(moduleOf(FIRST), "/one");
+    FaultTable::reset();
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(moduleOf(FIRST), "/one");
+    EXPECT_EQ(moduleOf(SECOND), "none");
+    EXPECT_EQ(FaultTable::calls("kprOpenFile"), 0u);
+    EXPECT_EQ(FaultTable::calls("kprGetFileInfo"), 11u);
+    registerClass(FIRST, "/two");
+    EXPECT_EQ(moduleOf(FIRST), "/two");
+    kprRemoveFile(mPath.c_str());
+    EXPECT_EQ(moduleOf(FIRST), "none");
+}
+
+TEST_F(RegistryFaultTest, isNotTrustedWhileItIsNew)
+{
+    // The same size and time, and yet another content.
+    prepare(CHANGES[0]);
+    KprFileInfo tInfo;
+    ASSERT_EQ(kprGetFileInfo(mPath.c_str(), KPR_INFO_MTIME, &tInfo), 0u);
+    EXPECT_EQ(moduleOf(FIRST), "/one");
+    kprtest::writeFile(mPath, HEADER + "# a note\n" + FIRST + " /two\n");
+    ASSERT_EQ(kprSetFileTime(mPath.c_str(), nullptr, &tInfo.modified), 0u);
+    EXPECT_EQ(moduleOf(FIRST), "/two");
+}
+
+TEST_F(RegistryFaultTest, recoversFromAFailedReading)
+{
+    prepare(CHANGES[0]);
+    age(mPath, 60);
+    FaultTable::fail("kprRead", KPR_E_IO);
+    std::string tModule;
+    EXPECT_EQ(kom::findClass(FIRST.c_str(), tModule), KPR_E_IO);
+    EXPECT_EQ(moduleOf(FIRST), "/one");
+    FaultTable::fail("kprGetFileInfo", KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(kom::findClass(FIRST.c_str(), tModule), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(moduleOf(FIRST), "/one");
+}
+
+} // namespace

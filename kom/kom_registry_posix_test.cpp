@@ -1,0 +1,97 @@
+// Real faults of the system: a volume that takes nothing more, and a folder without permission. Each in a
+// process of its own, since neither can be undone.
+#include "kom/runtime.h"
+
+#include <csignal>
+#include <functional>
+#include <string>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "kpr_testing.h"
+
+namespace {
+
+const std::string FIRST = "11111111-0000-4000-8000-000000000001";
+const std::string SECOND = "22222222-0000-4000-8000-000000000002";
+constexpr uid_t NOBODY = 65534;
+
+uint32_t registerClass(const std::string& pClassId, const std::string& pModule)
+{
+    KomRegistration tRegistration = {nullptr, pModule.c_str()};
+    return komRegisterDSO(pClassId.c_str(), 0, &tRegistration);
+}
+
+/// The code that pCall answers in a child process; 0 when the child dies.
+uint32_t inChild(const std::function<uint32_t()>& pCall)
+{
+    int tPipe[2];
+    if (pipe(tPipe) != 0) return 0;
+    const pid_t tChild = fork();
+    if (tChild == 0) {
+        const uint32_t tRes = pCall();
+        _exit(write(tPipe[1], &tRes, sizeof tRes) == sizeof tRes ? 0 : 1);
+    }
+    close(tPipe[1]);
+    uint32_t tRes = 0;
+    if (read(tPipe[0], &tRes, sizeof tRes) != sizeof tRes) tRes = 0;
+    close(tPipe[0]);
+    waitpid(tChild, nullptr, 0);
+    return tRes;
+}
+
+class RegistryFaultTest : public testing::Test {
+protected:
+    RegistryFaultTest()
+    {
+        komSetClassRegistry(mPath.c_str());
+        EXPECT_EQ(registerClass(FIRST, "/one"), 0u);
+        mBefore = kprtest::readFile(mPath);
+    }
+    ~RegistryFaultTest() override
+    {
+        EXPECT_EQ(kprtest::readFile(mPath), mBefore);
+        EXPECT_FALSE(kprtest::exists(mPath + ".new"));
+        EXPECT_EQ(registerClass(SECOND, "/two"), 0u);
+        komSetClassRegistry(nullptr);
+    }
+
+    kprtest::TemporaryDirectory mFolder;
+    const std::string mPath = mFolder / "classes";
+    std::string mBefore;
+};
+
+TEST_F(RegistryFaultTest, survivesAFullVolume)
+{
+    const uint32_t tRes = inChild([] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit tLimit = {4096, 4096}; // bytes of any file: the write ends in its middle
+        if (setrlimit(RLIMIT_FSIZE, &tLimit) != 0) return 0u;
+        return registerClass(SECOND, std::string(10000, 'x'));
+    });
+    EXPECT_EQ(tRes, KPR_E_TOO_LARGE) << std::hex << tRes;
+}
+
+TEST_F(RegistryFaultTest, survivesAFolderWithoutPermission)
+{
+    ASSERT_EQ(chmod(mFolder.path().c_str(), 0555), 0);
+    ASSERT_EQ(chmod(mPath.c_str(), 0444), 0);
+    ASSERT_EQ(chmod((mPath + ".lock").c_str(), 0444), 0);
+    // For root, modes do not count.
+    const uint32_t tRes = inChild([] {
+        if (geteuid() == 0 && setuid(NOBODY) != 0) return 0u;
+        KomClassList* tList = nullptr;
+        if (komListClasses(&tList) != 0 || tList->count != 1) return 1u;
+        return registerClass(SECOND, "/two");
+    });
+    EXPECT_EQ(tRes, KPR_E_ACCESS_DENIED) << std::hex << tRes;
+    ASSERT_EQ(chmod(mFolder.path().c_str(), 0755), 0);
+    ASSERT_EQ(chmod((mPath + ".lock").c_str(), 0644), 0);
+}
+
+} // namespace

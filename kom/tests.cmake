@@ -1,0 +1,19 @@
+add_subdirectory(testmodule)
+
+foreach(tSubject heap identity ref implements)
+    k_test(kom_${tSubject}_test SOURCES kom_${tSubject}_test.cpp LIBRARIES kom)
+endforeach()
+foreach(tSubject classfile module)
+    k_test(kom_${tSubject}_test SOURCES kom_${tSubject}_test.cpp LIBRARIES kom_objects)
+endforeach()
+k_test(kom_registry_test SOURCES kom_registry_test.cpp LIBRARIES kom kpr_testing)
+k_test(kom_registry_fault_test SOURCES kom_registry_fault_test.cpp
+    LIBRARIES kom_objects kfw_fault_table kpr_testing)
+k_test(kom_loader_test SOURCES kom_loader_test.cpp LIBRARIES kom kom_testmodules kpr_testing)
+if(NOT WIN32)
+    k_test(kom_registry_posix_test SOURCES kom_registry_posix_test.cpp LIBRARIES kom kpr_testing)
+endif()
+
+add_test(NAME kom_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:kom> -DPREFIX=kom
+    -DNM=${CMAKE_NM} -DOBJDUMP=${CMAKE_OBJDUMP} -DWINDOWS=${WIN32}
+    -P ${PROJECT_SOURCE_DIR}/kpr/testing/check_exports.cmake)

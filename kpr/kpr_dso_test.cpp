@@ -1,0 +1,280 @@
+#include "kpr/dso.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "kpr/codes.h"
+#include "kpr/path.h"
+#include "testing/kpr_testing.h"
+
+namespace {
+
+#if defined(_WIN32)
+constexpr bool WINDOWS = true;
+#else
+constexpr bool WINDOWS = false;
+#endif
+
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
+std::string modulePath(const std::string& pName)
+{
+    char tDir[2048];
+    EXPECT_EQ(kprGetDirname(kprGetProgramPath(), tDir, sizeof tDir), 0u);
+    return std::string(tDir) + kprGetPathSeparator() + kprGetDSOPrefix() + pName + kprGetDSOSuffix();
+}
+
+class Module {
+public:
+    explicit Module(const std::string& pName)
+    {
+        EXPECT_EQ(kprOpenDSO(modulePath(pName).c_str(), 0, &mHandle), 0u) << kprGetDSOErrorText();
+    }
+    ~Module() { close(); }
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+
+    void close()
+    {
+        if (mHandle) {
+            EXPECT_EQ(kprCloseDSO(mHandle), 0u);
+        }
+        mHandle = 0;
+    }
+    KprDSO get() const { return mHandle; }
+
+private:
+    KprDSO mHandle = 0;
+};
+
+Pairs attributes(KprDSO pHandle)
+{
+    KprAttributeList* tList = nullptr;
+    EXPECT_EQ(kprGetDSOAttributes(pHandle, &tList), 0u);
+    Pairs tPairs;
+    if (!tList) return tPairs;
+    for (uint32_t i = 0; i < tList->count; ++i)
+        tPairs.emplace_back(tList->pairs[i].key, tList->pairs[i].value);
+    kprFree(tList);
+    return tPairs;
+}
+
+std::vector<std::string> loadedPaths()
+{
+    KprModuleList* tList = nullptr;
+    EXPECT_EQ(kprListLoadedModules(&tList), 0u);
+    std::vector<std::string> tPaths;
+    for (uint32_t i = 0; tList && i < tList->count; ++i)
+        tPaths.push_back(tList->modules[i].path);
+    kprFree(tList);
+    return tPaths;
+}
+
+std::string basename(const std::string& pPath)
+{
+    char tName[512];
+    EXPECT_EQ(kprGetBasename(pPath.c_str(), tName, sizeof tName), 0u);
+    return tName;
+}
+
+bool isLoaded(const std::string& pName)
+{
+    for (const std::string& tPath : loadedPaths())
+        if (basename(tPath) == kprGetDSOPrefix() + pName + kprGetDSOSuffix()) return true;
+    return false;
+}
+
+} // namespace
+
+TEST(KprDSO, OpensAModuleAndFindsItsSymbols)
+{
+    Module tModule("kpr_test_module");
+    ASSERT_NE(tModule.get(), 0);
+    EXPECT_STREQ(kprGetDSOErrorText(), "");
+    void* tAddress = nullptr;
+    ASSERT_EQ(kprGetDSOSymbol(tModule.get(), "kprTestAnswer", &tAddress), 0u);
+    EXPECT_EQ(reinterpret_cast<int (*)()>(tAddress)(), 42);
+    EXPECT_EQ(kprGetDSOSymbol(tModule.get(), "noSuchSymbol", &tAddress), KPR_E_NO_SYMBOL);
+    EXPECT_EQ(tAddress, nullptr);
+}
+
+TEST(KprDSO, ANeededModulesSymbolsAreNotTheModulesOwn)
+{
+    Module tModule("kpr_test_needing");
+    ASSERT_NE(tModule.get(), 0);
+    void* tAddress = nullptr;
+    ASSERT_EQ(kprGetDSOSymbol(tModule.get(), "kprTestTwice", &tAddress), 0u);
+    EXPECT_EQ(reinterpret_cast<int (*)()>(tAddress)(), 84);
+    EXPECT_EQ(kprGetDSOSymbol(tModule.get(), "kprTestAnswer", &tAddress), KPR_E_NO_SYMBOL);
+    for (const auto& [tKey, tValue] : attributes(tModule.get()))
+        EXPECT_NE(tValue, "KprTest") << tKey; // which the needed module says of itself
+}
+
+TEST(KprDSO, RefusesNonsense)
+{
+    KprDSO tHandle = 5;
+    void* tAddress;
+    KprAttributeList* tAttributes;
+    char tText[10];
+    EXPECT_EQ(kprOpenDSO(nullptr, 0, &tHandle), E_INVALIDARG);
+    EXPECT_EQ(tHandle, 0);
+    EXPECT_EQ(kprOpenDSO("x", 0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprOpenDSO("x", 1, &tHandle), E_INVALIDARG);
+    EXPECT_EQ(kprCloseDSO(0), KPR_E_BAD_HANDLE);
+    EXPECT_EQ(kprGetDSOSymbol(0, "x", &tAddress), KPR_E_BAD_HANDLE);
+    EXPECT_EQ(kprGetDSOSymbol(0, nullptr, &tAddress), E_INVALIDARG);
+    EXPECT_EQ(kprGetDSOSymbol(0, "x", nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprGetDSOAttributes(0, &tAttributes), KPR_E_BAD_HANDLE);
+    EXPECT_EQ(tAttributes, nullptr);
+    EXPECT_EQ(kprGetDSOAttributes(0, nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprListLoadedModules(nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprGetModulePath(nullptr, tText, 10), E_INVALIDARG);
+    EXPECT_EQ(kprGetModulePath(tText, tText, 10), KPR_E_NOT_FOUND); // on the stack
+    EXPECT_EQ(kprPinModule(nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprPinModule(tText), KPR_E_NOT_FOUND);
+    kprFree(nullptr);
+}
+
+TEST(KprDSO, TellsAMissingFileFromOneThatIsNoModule)
+{
+    kprtest::TemporaryDirectory tDir;
+    const std::string tText = tDir / "text.dll", tEmpty = tDir / "empty.dll";
+    kprtest::writeFile(tText, "This is no module, however it is called.");
+    kprtest::writeFile(tEmpty, "");
+    KprDSO tHandle;
+    EXPECT_EQ(kprOpenDSO((tDir / "missing.dll").c_str(), 0, &tHandle), KPR_E_NOT_FOUND);
+    EXPECT_STRNE(kprGetDSOErrorText(), "");
+    EXPECT_EQ(kprOpenDSO("no-such-module-anywhere", 0, &tHandle), KPR_E_NOT_FOUND);
+    EXPECT_STRNE(kprGetDSOErrorText(), "");
+    EXPECT_EQ(kprOpenDSO(tText.c_str(), 0, &tHandle), KPR_E_NOT_A_DSO);
+    EXPECT_STRNE(kprGetDSOErrorText(), "");
+    EXPECT_EQ(kprOpenDSO(tEmpty.c_str(), 0, &tHandle), KPR_E_NOT_A_DSO);
+    EXPECT_TRUE(KFAILED(kprOpenDSO(tDir.path().c_str(), 0, &tHandle)));
+    EXPECT_EQ(tHandle, 0);
+    std::thread([] { EXPECT_STREQ(kprGetDSOErrorText(), ""); }).join(); // each thread has its own
+    Module tModule("kpr_test_module");
+    EXPECT_STREQ(kprGetDSOErrorText(), "");
+}
+
+TEST(KprDSO, AModuleSpeaksForItself)
+{
+    Module tModule("kpr_test_module");
+    const Pairs tExpected = {{"Product", "Test"},
+                             {"InternalName", "KprTest"},
+                             {"Empty", ""},
+                             {"Null", ""},
+                             {"FileVersion", "1.2.3.4"}};
+    EXPECT_EQ(attributes(tModule.get()), tExpected);
+}
+
+TEST(KprDSO, ForOthersTheirFileSpeaks)
+{
+    Module tModule("kpr_test_plain");
+    const Pairs tPairs = attributes(tModule.get());
+    if (WINDOWS) {
+        const Pairs tExpected = {{"InternalName", "PlainModule"},
+                                 {"Product", "Test \xC3\x84"},
+                                 {"ProductVersion", "9.10"},
+                                 {"FileVersion", "5.6.7.8"}};
+        EXPECT_EQ(tPairs, tExpected);
+        return;
+    }
+    ASSERT_EQ(tPairs.size(), 3u);
+    EXPECT_EQ(tPairs[0], std::make_pair(std::string("InternalName"), std::string("libkpr_test_plain.so.5")));
+    EXPECT_EQ(tPairs[1], std::make_pair(std::string("FileVersion"), std::string("5.6.7")));
+    EXPECT_EQ(tPairs[2].first, "BuildId");
+    EXPECT_EQ(tPairs[2].second, "0123456789abcdef");
+}
+
+TEST(KprDSO, ListsTheProgramFirstAndEveryModuleWithAHandle)
+{
+    Module tModule("kpr_test_module");
+    KprModuleList* tList;
+    ASSERT_EQ(kprListLoadedModules(&tList), 0u);
+    ASSERT_GT(tList->count, 2u);
+    EXPECT_STREQ(tList->modules[0].path, kprGetProgramPath());
+    bool tSawRuntime = false, tSawModule = false;
+    for (uint32_t i = 0; i < tList->count; ++i) {
+        const KprLoadedModule& tLoaded = tList->modules[i];
+        EXPECT_NE(tLoaded.handle, 0) << tLoaded.path;
+        EXPECT_NE(std::string(tLoaded.path).find(kprGetPathSeparator()), std::string::npos) << tLoaded.path;
+        KprAttributeList* tAttributes = nullptr;
+        EXPECT_EQ(kprGetDSOAttributes(tLoaded.handle, &tAttributes), 0u) << tLoaded.path;
+        kprFree(tAttributes);
+        tSawRuntime |= basename(tLoaded.path) == std::string(kprGetDSOPrefix()) + "kpr" + kprGetDSOSuffix();
+        if (tLoaded.path == modulePath("kpr_test_module")) {
+            tSawModule = true;
+            void* tAddress;
+            EXPECT_EQ(kprGetDSOSymbol(tLoaded.handle, "kprTestAnswer", &tAddress), 0u);
+        }
+    }
+    EXPECT_TRUE(tSawRuntime);
+    EXPECT_TRUE(tSawModule);
+    kprFree(tList);
+}
+
+TEST(KprDSO, UnloadingUnloadsWhenTheListsAreGone)
+{
+    KprModuleList* tList;
+    {
+        Module tModule("kpr_test_plain");
+        ASSERT_TRUE(isLoaded("kpr_test_plain"));
+        ASSERT_EQ(kprListLoadedModules(&tList), 0u);
+    }
+    EXPECT_TRUE(isLoaded("kpr_test_plain")); // the list holds it
+    kprFree(tList);
+    EXPECT_FALSE(isLoaded("kpr_test_plain"));
+}
+
+TEST(KprDSO, ListingIsSafeWhileModulesComeAndGo)
+{
+    std::thread tLoader([] {
+        for (int i = 0; i < 100; ++i)
+            Module tModule("kpr_test_plain");
+    });
+    for (int i = 0; i < 100; ++i)
+        EXPECT_GT(loadedPaths().size(), 2u);
+    tLoader.join();
+    EXPECT_FALSE(isLoaded("kpr_test_plain"));
+}
+
+TEST(KprDSO, TellsWhereCodeComesFrom)
+{
+    Module tModule("kpr_test_module");
+    void* tAddress;
+    ASSERT_EQ(kprGetDSOSymbol(tModule.get(), "kprTestAnswer", &tAddress), 0u);
+    char tPath[2048];
+    EXPECT_EQ(kprGetModulePath(tAddress, tPath, sizeof tPath), 0u);
+    EXPECT_EQ(tPath, modulePath("kpr_test_module"));
+    EXPECT_EQ(kprGetModulePath(tAddress, tPath, 5), KPR_E_BUFFER_TOO_SMALL);
+    static int tOurs;
+    EXPECT_EQ(kprGetModulePath(&tOurs, tPath, sizeof tPath), 0u);
+    EXPECT_STREQ(tPath, kprGetProgramPath());
+    EXPECT_EQ(kprPinModule(&tOurs), 0u);
+}
+
+TEST(KprDSO, KnowsTheProgram)
+{
+    const std::string tName = kprGetProgramName(), tPath = kprGetProgramPath();
+    EXPECT_EQ(tName, WINDOWS ? "kpr_dso_test.exe" : "kpr_dso_test");
+    EXPECT_EQ(basename(tPath), tName);
+    EXPECT_TRUE(kprtest::exists(tPath));
+    EXPECT_STREQ(kprGetDSOPrefix(), WINDOWS ? "" : "lib");
+    EXPECT_STREQ(kprGetDSOSuffix(), WINDOWS ? ".dll" : ".so");
+}
+
+TEST(KprDSO, APinnedModuleStays) // last: it stays for the tests after this one, too
+{
+    void* tAddress;
+    {
+        Module tModule("kpr_test_needing");
+        ASSERT_EQ(kprGetDSOSymbol(tModule.get(), "kprTestTwice", &tAddress), 0u);
+        EXPECT_EQ(kprPinModule(tAddress), 0u);
+    }
+    ASSERT_TRUE(isLoaded("kpr_test_needing"));
+    EXPECT_EQ(reinterpret_cast<int (*)()>(tAddress)(), 84);
+}

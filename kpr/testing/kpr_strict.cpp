@@ -1,0 +1,269 @@
+// Makes a test program see files as the strictest Windows does, on every target. Linux and the machines that
+// tests run on let pass what Windows refuses; a test that links kpr_strict gets its own calls of kpr wrapped:
+//
+// - reading or writing a range that another handle of this process has locked gives KPR_E_LOCKED (reading:
+//   exclusively; writing: at all, also when the handle's own lock is a shared one);
+// - so does opening with KPR_OPEN_TRUNCATE a file that another handle has locked;
+// - a handle that locks a range that it has locked already would wait for itself: E_INTERNAL;
+// - a file that is removed while a handle is open keeps its name until the last handle is closed: opening it,
+//   asking about it and renaming onto it give KPR_E_ACCESS_DENIED;
+// - replacing a file that is open gives KPR_E_ACCESS_DENIED.
+//
+// Only handles of this process count, and only what goes through kprOpenFile.
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "kpr/codes.h"
+#include "kpr/file.h"
+#include "kpr/path.h"
+
+extern "C" {
+
+uint32_t __real_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile);
+uint32_t __real_kprCloseFile(KprFile pFile);
+uint32_t __real_kprRead(KprFile pFile, void* pBuffer, uint32_t pLength, uint32_t* pRead);
+uint32_t __real_kprWrite(KprFile pFile, const void* pBuffer, uint32_t pLength, uint32_t* pWritten);
+uint32_t __real_kprSeekAndRead(KprFile pFile, uint64_t pOffset, void* pBuffer, uint32_t pLength,
+                               uint32_t* pRead);
+uint32_t __real_kprSeekAndWrite(KprFile pFile, uint64_t pOffset, const void* pBuffer, uint32_t pLength,
+                                uint32_t* pWritten);
+uint32_t __real_kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength);
+uint32_t __real_kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength);
+uint32_t __real_kprRemoveFile(const char* pPath);
+uint32_t __real_kprMoveFile(const char* pFrom, const char* pTo);
+uint32_t __real_kprReplaceFile(const char* pFrom, const char* pTo);
+uint32_t __real_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo);
+}
+
+namespace {
+
+struct Lock {
+    uint64_t offset;
+    uint64_t length; // 0: to the end
+    bool exclusive;
+
+    bool overlaps(uint64_t pOffset, uint64_t pLength) const
+    {
+        const auto tEnd = [](uint64_t pStart, uint64_t pCount) {
+            return pCount ? pStart + pCount : UINT64_MAX;
+        };
+        return offset < tEnd(pOffset, pLength) && pOffset < tEnd(offset, length);
+    }
+};
+
+struct OpenFile {
+    std::string path; // real path when opened
+    bool removed;     // the name is gone, but still taken
+    std::vector<Lock> locks;
+};
+
+std::mutex gMutex;
+std::map<KprFile, OpenFile> gFiles;
+
+std::string realPath(const char* pPath)
+{
+    char tReal[4096];
+    if (!pPath) return {};
+    // Of a name that is gone the folder is still there.
+    if (!KFAILED(kprGetRealPath(pPath, tReal, sizeof tReal))) return tReal;
+    char tDir[4096], tName[1024];
+    if (KFAILED(kprGetDirname(pPath, tDir, sizeof tDir)) ||
+        KFAILED(kprGetBasename(pPath, tName, sizeof tName)) ||
+        KFAILED(kprGetRealPath(tDir, tReal, sizeof tReal)) ||
+        KFAILED(kprAppendToPath(tReal, tName, tReal, sizeof tReal)))
+        return {};
+    return tReal;
+}
+
+template <typename TTest>
+bool anyOther(const std::string& pPath, KprFile pSelf, TTest pTest)
+{
+    for (const auto& [tFile, tOpen] : gFiles)
+        if (tFile != pSelf && tOpen.path == pPath && pTest(tOpen)) return true;
+    return false;
+}
+
+bool isDying(const char* pPath)
+{
+    std::lock_guard tGuard(gMutex);
+    return anyOther(realPath(pPath), KPR_NO_FILE, [](const OpenFile& pOpen) { return pOpen.removed; });
+}
+
+bool refuses(KprFile pFile, uint64_t pOffset, uint64_t pLength, bool pWrites)
+{
+    std::lock_guard tGuard(gMutex);
+    const auto tSelf = gFiles.find(pFile);
+    if (tSelf == gFiles.end() || tSelf->second.removed || pLength == 0) return false;
+    const auto tConflicts = [&](const OpenFile& pOpen) {
+        for (const Lock& tLock : pOpen.locks)
+            if ((pWrites || tLock.exclusive) && tLock.overlaps(pOffset, pLength)) return true;
+        return false;
+    };
+    for (const Lock& tLock : tSelf->second.locks)
+        if (pWrites && !tLock.exclusive && tLock.overlaps(pOffset, pLength)) return true;
+    return anyOther(tSelf->second.path, pFile, tConflicts);
+}
+
+uint64_t position(KprFile pFile)
+{
+    uint64_t tOffset = 0;
+    kprSeek(pFile, 0, KPR_SEEK_CURRENT, &tOffset);
+    return tOffset;
+}
+
+} // namespace
+
+extern "C" {
+
+uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
+{
+    if (pPath && pFile && isDying(pPath)) {
+        *pFile = KPR_NO_FILE;
+        return KPR_E_ACCESS_DENIED;
+    }
+    if (pPath && pFile && (pMode & KPR_OPEN_TRUNCATE)) {
+        std::lock_guard tGuard(gMutex);
+        if (anyOther(realPath(pPath), KPR_NO_FILE,
+                     [](const OpenFile& pOpen) { return !pOpen.locks.empty(); })) {
+            *pFile = KPR_NO_FILE;
+            return KPR_E_LOCKED;
+        }
+    }
+    const uint32_t tRes = __real_kprOpenFile(pPath, pMode, pFile);
+    if (!KFAILED(tRes)) {
+        std::lock_guard tGuard(gMutex);
+        gFiles[*pFile] = {realPath(pPath), false, {}};
+    }
+    return tRes;
+}
+
+uint32_t __wrap_kprCloseFile(KprFile pFile)
+{
+    // Forgotten first: as soon as it is closed another thread may get the same number.
+    {
+        std::lock_guard tGuard(gMutex);
+        gFiles.erase(pFile);
+    }
+    return __real_kprCloseFile(pFile);
+}
+
+uint32_t __wrap_kprRead(KprFile pFile, void* pBuffer, uint32_t pLength, uint32_t* pRead)
+{
+    if (pRead && refuses(pFile, position(pFile), pLength, false)) {
+        *pRead = 0;
+        return KPR_E_LOCKED;
+    }
+    return __real_kprRead(pFile, pBuffer, pLength, pRead);
+}
+
+uint32_t __wrap_kprWrite(KprFile pFile, const void* pBuffer, uint32_t pLength, uint32_t* pWritten)
+{
+    if (pWritten && refuses(pFile, position(pFile), pLength, true)) {
+        *pWritten = 0;
+        return KPR_E_LOCKED;
+    }
+    return __real_kprWrite(pFile, pBuffer, pLength, pWritten);
+}
+
+uint32_t __wrap_kprSeekAndRead(KprFile pFile, uint64_t pOffset, void* pBuffer, uint32_t pLength,
+                               uint32_t* pRead)
+{
+    if (pRead && refuses(pFile, pOffset, pLength, false)) {
+        *pRead = 0;
+        return KPR_E_LOCKED;
+    }
+    return __real_kprSeekAndRead(pFile, pOffset, pBuffer, pLength, pRead);
+}
+
+uint32_t __wrap_kprSeekAndWrite(KprFile pFile, uint64_t pOffset, const void* pBuffer, uint32_t pLength,
+                                uint32_t* pWritten)
+{
+    if (pWritten && refuses(pFile, pOffset, pLength, true)) {
+        *pWritten = 0;
+        return KPR_E_LOCKED;
+    }
+    return __real_kprSeekAndWrite(pFile, pOffset, pBuffer, pLength, pWritten);
+}
+
+uint32_t __wrap_kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength)
+{
+    {
+        std::lock_guard tGuard(gMutex);
+        const auto tSelf = gFiles.find(pFile);
+        if (tSelf != gFiles.end())
+            for (const Lock& tLock : tSelf->second.locks)
+                if (tLock.overlaps(pOffset, pLength)) return E_INTERNAL;
+    }
+    const uint32_t tRes = __real_kprLockFile(pFile, pMode, pOffset, pLength);
+    if (!KFAILED(tRes)) {
+        std::lock_guard tGuard(gMutex);
+        if (const auto tSelf = gFiles.find(pFile); tSelf != gFiles.end())
+            tSelf->second.locks.push_back({pOffset, pLength, (pMode & KPR_LOCK_EXCLUSIVE) != 0});
+    }
+    return tRes;
+}
+
+uint32_t __wrap_kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
+{
+    {
+        std::lock_guard tGuard(gMutex);
+        if (const auto tSelf = gFiles.find(pFile); tSelf != gFiles.end())
+            std::erase_if(tSelf->second.locks, [&](const Lock& pLock) {
+                return pLock.offset == pOffset && pLock.length == pLength;
+            });
+    }
+    return __real_kprUnlockFile(pFile, pOffset, pLength);
+}
+
+uint32_t __wrap_kprRemoveFile(const char* pPath)
+{
+    if (isDying(pPath)) return KPR_E_ACCESS_DENIED;
+    const std::string tPath = realPath(pPath);
+    const uint32_t tRes = __real_kprRemoveFile(pPath);
+    if (!KFAILED(tRes)) {
+        std::lock_guard tGuard(gMutex);
+        for (auto& [tFile, tOpen] : gFiles)
+            if (tOpen.path == tPath) tOpen.removed = true;
+    }
+    return tRes;
+}
+
+uint32_t __wrap_kprMoveFile(const char* pFrom, const char* pTo)
+{
+    if (isDying(pFrom) || isDying(pTo)) return KPR_E_ACCESS_DENIED;
+    const std::string tFrom = realPath(pFrom);
+    const uint32_t tRes = __real_kprMoveFile(pFrom, pTo);
+    if (!KFAILED(tRes)) {
+        std::lock_guard tGuard(gMutex);
+        for (auto& [tFile, tOpen] : gFiles)
+            if (tOpen.path == tFrom) tOpen.path = realPath(pTo);
+    }
+    return tRes;
+}
+
+uint32_t __wrap_kprReplaceFile(const char* pFrom, const char* pTo)
+{
+    const std::string tFrom = realPath(pFrom);
+    {
+        std::lock_guard tGuard(gMutex);
+        if (anyOther(realPath(pTo), KPR_NO_FILE, [](const OpenFile&) { return true; }))
+            return KPR_E_ACCESS_DENIED;
+    }
+    const uint32_t tRes = __real_kprReplaceFile(pFrom, pTo);
+    if (!KFAILED(tRes)) {
+        std::lock_guard tGuard(gMutex);
+        for (auto& [tFile, tOpen] : gFiles)
+            if (tOpen.path == tFrom) tOpen.path = realPath(pTo);
+    }
+    return tRes;
+}
+
+uint32_t __wrap_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo)
+{
+    if (pPath && isDying(pPath)) return KPR_E_ACCESS_DENIED;
+    return __real_kprGetFileInfo(pPath, pMask, pInfo);
+}
+}

@@ -1,0 +1,36 @@
+// A module for the tests: with attributes of its own when built with KPR_TEST_ATTRIBUTES, and one that needs
+// the other when built with KPR_TEST_NEEDS_OTHER.
+#include <cstdint>
+
+#include "kpr/dso.h"
+
+#if defined(_WIN32)
+#define EXPORTED extern "C" __declspec(dllexport)
+#define IMPORTED extern "C" __declspec(dllimport)
+#else
+#define EXPORTED extern "C" __attribute__((visibility("default")))
+#define IMPORTED extern "C"
+#endif
+
+#if defined(KPR_TEST_ATTRIBUTES)
+
+EXPORTED uint32_t dsoGetAttributes(ModuleAttributes* pAttributes)
+{
+    static const KprAttribute tPairs[] = {{"Product", "Test"},
+                                          {"InternalName", "KprTest"},
+                                          {"Empty", ""},
+                                          {"Null", nullptr},
+                                          {"FileVersion", "1.2.3.4"}};
+    *pAttributes = {tPairs, 5};
+    return 0;
+}
+
+EXPORTED int kprTestAnswer() { return 42; }
+
+#elif defined(KPR_TEST_NEEDS_OTHER)
+
+IMPORTED int kprTestAnswer();
+
+EXPORTED int kprTestTwice() { return 2 * kprTestAnswer(); }
+
+#endif

@@ -1,0 +1,110 @@
+#include "kpr_testing.h"
+
+#include <stdexcept>
+
+#include "kpr/codes.h"
+#include "kpr/dir.h"
+#include "kpr/dso.h"
+#include "kpr/path.h"
+#include "kpr/process.h"
+#include "kpr/time.h"
+
+namespace kprtest {
+
+namespace {
+
+void require(uint32_t pResult, const std::string& pWhat)
+{
+    if (KFAILED(pResult)) throw std::runtime_error(pWhat + " failed with " + std::to_string(pResult));
+}
+
+} // namespace
+
+TemporaryDirectory::TemporaryDirectory()
+{
+    char tBase[1024], tFile[1200];
+    require(kprGetTempDir(tBase, sizeof tBase), "kprGetTempDir");
+    require(kprGetTempFileName(tBase, "kfw-test-", 0, tFile, sizeof tFile), "kprGetTempFileName");
+    mPath = std::string(tFile) + ".d"; // as unique as the file
+    require(kprMakeDir(mPath.c_str()), "kprMakeDir");
+    kprRemoveFile(tFile);
+}
+
+TemporaryDirectory::~TemporaryDirectory() { removeTree(mPath); }
+
+std::string TemporaryDirectory::operator/(const std::string& pName) const
+{
+    return mPath + kprGetPathSeparator() + pName;
+}
+
+void removeTree(const std::string& pPath)
+{
+    KprDir tDir;
+    if (KFAILED(kprOpenDir(pPath.c_str(), &tDir))) return;
+    char tName[1024];
+    uint32_t tKind, tRes;
+    std::vector<std::pair<std::string, uint32_t>> tEntries;
+    while ((tRes = kprReadDir(tDir, tName, sizeof tName, &tKind)) != KPR_E_END)
+        if (!KFAILED(tRes)) tEntries.emplace_back(pPath + kprGetPathSeparator() + tName, tKind);
+    kprCloseDir(tDir);
+    for (const auto& [tPath, tEntryKind] : tEntries) {
+        if (tEntryKind == KPR_KIND_DIRECTORY)
+            removeTree(tPath);
+        else
+            kprRemoveFile(tPath.c_str());
+    }
+    kprRemoveDir(pPath.c_str());
+}
+
+void writeFile(const std::string& pPath, const std::string& pBytes)
+{
+    KprFile tFile;
+    require(kprOpenFile(pPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE, &tFile), pPath);
+    uint32_t tWritten;
+    const uint32_t tRes = kprWrite(tFile, pBytes.data(), static_cast<uint32_t>(pBytes.size()), &tWritten);
+    kprCloseFile(tFile);
+    require(tRes, pPath);
+}
+
+std::string readFile(const std::string& pPath)
+{
+    KprFile tFile;
+    require(kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFile), pPath);
+    std::string tBytes;
+    uint32_t tRes, tRead;
+    do {
+        char tPiece[65536];
+        tRes = kprRead(tFile, tPiece, sizeof tPiece, &tRead);
+        tBytes.append(tPiece, tRead);
+    } while (!KFAILED(tRes) && tRead);
+    kprCloseFile(tFile);
+    require(tRes, pPath);
+    return tBytes;
+}
+
+bool exists(const std::string& pPath)
+{
+    KprFileInfo tInfo;
+    return !KFAILED(kprGetFileInfo(pPath.c_str(), KPR_INFO_KIND, &tInfo));
+}
+
+bool waitForFile(const std::string& pPath, uint32_t pSeconds)
+{
+    constexpr uint32_t tPause = 5;
+    for (uint32_t tWaited = 0; tWaited < pSeconds * 1000; tWaited += tPause) {
+        if (exists(pPath)) return true;
+        kprSleep(tPause);
+    }
+    return exists(pPath);
+}
+
+std::vector<std::string> arguments()
+{
+    KprArgumentList* tList;
+    require(kprGetArguments(&tList), "kprGetArguments");
+    std::vector<std::string> tArguments(tList->values + 1, tList->values + tList->count);
+    kprFree(tList);
+    return tArguments;
+}
+
+} // namespace kprtest

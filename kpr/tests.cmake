@@ -1,0 +1,53 @@
+# Scratch folders and child processes for the tests of every layer.
+add_library(kpr_testing STATIC EXCLUDE_FROM_ALL testing/kpr_testing.cpp testing/kpr_testing_${tSuffix}.cpp)
+target_include_directories(kpr_testing PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/testing)
+target_link_libraries(kpr_testing PUBLIC kpr PRIVATE kfw_flags)
+
+# Linked into a test program, makes its calls of kpr fail where the strictest Windows would.
+add_library(kpr_strict STATIC EXCLUDE_FROM_ALL testing/kpr_strict.cpp)
+target_link_libraries(kpr_strict PUBLIC kpr PRIVATE kfw_flags)
+foreach(tFunction OpenFile CloseFile Read Write SeekAndRead SeekAndWrite LockFile UnlockFile RemoveFile MoveFile
+        ReplaceFile GetFileInfo)
+    target_link_options(kpr_strict INTERFACE -Wl,--wrap=kpr${tFunction})
+endforeach()
+
+# Modules to load: one that speaks for itself, one that leaves that to its file, one that needs another.
+add_library(kpr_test_module SHARED testing/kpr_test_module.cpp)
+target_compile_definitions(kpr_test_module PRIVATE KPR_TEST_ATTRIBUTES)
+add_library(kpr_test_plain SHARED testing/kpr_test_module.cpp)
+add_library(kpr_test_needing SHARED testing/kpr_test_module.cpp)
+target_compile_definitions(kpr_test_needing PRIVATE KPR_TEST_NEEDS_OTHER)
+target_link_libraries(kpr_test_needing PRIVATE kpr_test_module)
+foreach(tModule kpr_test_module kpr_test_plain kpr_test_needing)
+    target_include_directories(${tModule} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/include)
+    target_link_libraries(${tModule} PRIVATE kfw_flags)
+    set_target_properties(${tModule} PROPERTIES PREFIX "${CMAKE_SHARED_LIBRARY_PREFIX}")
+    if(WIN32)
+        set_target_properties(${tModule} PROPERTIES PREFIX "")
+    endif()
+endforeach()
+if(WIN32)
+    enable_language(RC)
+    target_sources(kpr_test_plain PRIVATE testing/kpr_test_module.rc)
+else()
+    set_target_properties(kpr_test_plain PROPERTIES VERSION 5.6.7 SOVERSION 5)
+    target_link_options(kpr_test_plain PRIVATE -Wl,--build-id=0x0123456789abcdef)
+endif()
+
+k_test(kpr_error_test SOURCES kpr_error_test.cpp kpr_error_${tSuffix}.cpp LIBRARIES kpr)
+foreach(tSubject file rename lock dir path md5 thread process)
+    k_test(kpr_${tSubject}_test SOURCES kpr_${tSubject}_test.cpp LIBRARIES kpr_testing)
+endforeach()
+k_test(kpr_dso_test SOURCES kpr_dso_test.cpp LIBRARIES kpr_testing)
+add_dependencies(kpr_dso_test kpr_test_module kpr_test_plain kpr_test_needing)
+k_test(kpr_version_resource_test SOURCES kpr_version_resource_test.cpp kpr_version_resource.cpp LIBRARIES kpr)
+k_test(kpr_strict_test SOURCES kpr_strict_test.cpp LIBRARIES kpr_testing kpr_strict)
+if(NOT WIN32)
+    # With kpr's own sources, so that its system calls can be made to fail.
+    k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp testing/kpr_testing_posix.cpp ${tSources}
+        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir)
+    target_include_directories(kpr_posix_test PRIVATE include testing)
+endif()
+
+add_test(NAME kpr_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:kpr> -DNM=${CMAKE_NM}
+    -DOBJDUMP=${CMAKE_OBJDUMP} -DWINDOWS=${WIN32} -P ${CMAKE_CURRENT_SOURCE_DIR}/testing/check_exports.cmake)

@@ -1,0 +1,296 @@
+// The settings store as a file: its modes, and files that are damaged or something else.
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "TestSettings.h"
+#include "kfw_RegDbUserData.h"
+#include "kutil/Registry.h"
+
+namespace fs = std::filesystem;
+using vel::kos::fw::LOG_LEVEL_DEBUG;
+using vel::kos::fw::LOG_LEVEL_ERROR;
+using vel::kos::fw::LOG_LEVEL_WARNING;
+using vel::kos::kfw::RegDbUserData;
+using vel::kos::test::TestApplication;
+using vel::kos::test::TestSettings;
+using vel::kos::util::RegBatch;
+using vel::kos::util::Registry;
+using vel::kos::util::RegNode;
+
+namespace {
+
+std::string contentOf(const fs::path& pPath)
+{
+    std::ostringstream tContent;
+    tContent << std::ifstream(pPath, std::ios::binary).rdbuf();
+    return tContent.str();
+}
+
+class SettingsStoreTest : public testing::Test {
+protected:
+    SettingsStoreTest() { save("kept"); }
+
+    /// A user's life: the record gets a salutation and long notes.
+    void save(const std::string& pText)
+    {
+        mSettings.makeModuleNode();
+        const auto tData = kom::retain(new RegDbUserData);
+        const auto tApp = mSettings.application();
+        ASSERT_EQ(tData->init(tApp.get()), 0u);
+        EXPECT_EQ(tData->setSalutation(pText.c_str()), 0u);
+        EXPECT_EQ(tData->setNotes(std::string(20000, 'n').c_str()), 0u);
+        tApp->close();
+    }
+    std::string salutation()
+    {
+        const auto tData = kom::retain(new RegDbUserData);
+        const auto tApp = mSettings.application();
+        EXPECT_EQ(tData->init(tApp.get()), 0u);
+        kom::HeapString tText;
+        EXPECT_EQ(tData->getSalutation(tText.out()), 0u);
+        return tText.c_str();
+    }
+    void overwrite(std::streamoff pOffset, const std::string& pBytes)
+    {
+        std::fstream tFile(mSettings.file(), std::ios::in | std::ios::out | std::ios::binary);
+        tFile.seekp(pOffset);
+        tFile << pBytes;
+    }
+    void execute(const std::string& pSql)
+    {
+        sqlite3* tDatabase = nullptr;
+        ASSERT_EQ(sqlite3_open(mSettings.file().c_str(), &tDatabase), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(tDatabase, pSql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(tDatabase);
+        sqlite3_close(tDatabase);
+    }
+    /// The copies kept beside the store.
+    std::vector<fs::path> copies()
+    {
+        std::vector<fs::path> tCopies;
+        for (const auto& tEntry : fs::directory_iterator(mSettings.folder()))
+            if (tEntry.path().filename() != "settings") tCopies.push_back(tEntry.path());
+        return tCopies;
+    }
+    /// The store cannot be used, is left exactly as it is, and the record can only be read.
+    void expectLeftAlone(bool pDamaged)
+    {
+        const std::string tBefore = contentOf(mSettings.file());
+        for (int i = 0; i < 2; ++i) {
+            const auto tApp = mSettings.application();
+            EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+            const auto tReports = tApp->messages(pDamaged ? LOG_LEVEL_ERROR : LOG_LEVEL_WARNING);
+            ASSERT_EQ(tReports.size(), 1u);
+            EXPECT_NE(tReports[0].find(mSettings.file()), std::string::npos) << tReports[0];
+
+            const auto tData = kom::retain(new RegDbUserData);
+            EXPECT_EQ(tData->init(tApp.get()), 0u);
+            EXPECT_EQ(tApp->countLogged(LOG_LEVEL_DEBUG, "Failed to open user registry node for KOS/KFW"),
+                      1u);
+            EXPECT_EQ(tData->setSalutation("new"), 0x80000102u);
+            tApp->close();
+            EXPECT_TRUE(contentOf(mSettings.file()) == tBefore);
+
+            ASSERT_EQ(copies().size(), pDamaged ? 1u : 0u) << "one copy, whoever comes";
+            if (!pDamaged) continue;
+            EXPECT_TRUE(contentOf(copies()[0]) == tBefore);
+            EXPECT_EQ(copies()[0].filename().string().find("settings.damaged-2"), 0u) << copies()[0];
+            EXPECT_NE(tReports[0].find(copies()[0].string()), std::string::npos) << tReports[0];
+            struct stat tStat {};
+            EXPECT_EQ(::stat(copies()[0].c_str(), &tStat), 0);
+            EXPECT_EQ(tStat.st_mode & 07777, 0600u);
+        }
+    }
+
+    TestSettings mSettings;
+};
+
+TEST_F(SettingsStoreTest, isForTheUserAlone)
+{
+    const std::string tFile = mSettings.folder() + "/new/folder/store";
+    const auto tApp = TestApplication::make();
+    tApp->setSettings("VEL", tFile);
+    const mode_t tMask = ::umask(0);
+    EXPECT_TRUE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).put("Name", "value") == 0);
+    ::umask(tMask);
+    struct stat tStat {};
+    for (const auto& [tPath, tMode] : {std::pair<std::string, mode_t>{tFile, 0600},
+                                       {mSettings.folder() + "/new/folder", 0700},
+                                       {mSettings.folder() + "/new", 0700}}) {
+        EXPECT_EQ(::stat(tPath.c_str(), &tStat), 0);
+        EXPECT_EQ(tStat.st_mode & 07777, tMode) << tPath;
+    }
+}
+
+TEST_F(SettingsStoreTest, makesNothingUnlessAsked)
+{
+    fs::remove(mSettings.file());
+    const auto tApp = mSettings.application();
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", false).isOpen());
+    EXPECT_TRUE(fs::is_empty(mSettings.folder()));
+    EXPECT_TRUE(tApp->logLines().empty());
+}
+
+TEST_F(SettingsStoreTest, takesAnEmptyFileForANewStore)
+{
+    std::ofstream(mSettings.file(), std::ios::trunc);
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false).isOpen());
+    save("again");
+    EXPECT_EQ(salutation(), "again");
+}
+
+TEST_F(SettingsStoreTest, keepsAFileThatIsNoStore)
+{
+    std::ofstream(mSettings.file(), std::ios::trunc) << std::string(5000, 'x');
+    expectLeftAlone(true);
+}
+
+TEST_F(SettingsStoreTest, keepsACutStore)
+{
+    fs::resize_file(mSettings.file(), fs::file_size(mSettings.file()) - 4096);
+    expectLeftAlone(true);
+}
+
+TEST_F(SettingsStoreTest, keepsAStoreWithADamagedHeader)
+{
+    overwrite(0, "Not a store");
+    expectLeftAlone(true);
+}
+
+TEST_F(SettingsStoreTest, keepsAStoreWithADamagedPage)
+{
+    // The table's root page: any later page may hold nothing but text.
+    overwrite(4096, std::string(200, '\xA5'));
+    expectLeftAlone(true);
+}
+
+TEST_F(SettingsStoreTest, worksAgainOnceADamagedStoreIsGone)
+{
+    overwrite(0, "Not a store");
+    expectLeftAlone(true);
+    fs::remove(mSettings.file());
+    save("new");
+    EXPECT_EQ(salutation(), "new");
+    EXPECT_EQ(copies().size(), 1u) << "the copy of the damaged one stays";
+}
+
+TEST_F(SettingsStoreTest, keepsEveryDamagedStateOnce)
+{
+    overwrite(0, "Not a store");
+    expectLeftAlone(true);
+    fs::last_write_time(mSettings.file(), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", true).isOpen());
+    EXPECT_EQ(copies().size(), 2u);
+}
+
+TEST_F(SettingsStoreTest, noticesDamageWhileItIsOpen)
+{
+    const auto tApp = mSettings.application();
+    auto tModule = Registry::openCurrentUserKOSModule(tApp.get(), "KFW", false);
+    auto tNode = tModule.create("UserData", nullptr, false);
+    overwrite(0, std::string(8192, '\xA5'));
+    const std::string tBefore = contentOf(mSettings.file());
+    std::string tText;
+    EXPECT_TRUE(KFAILED(tNode.get("Salutation", &tText)));
+    EXPECT_EQ(tNode.put("Salutation", "x"), E_READ_ONLY);
+    EXPECT_EQ(tApp->messages(LOG_LEVEL_ERROR).size(), 1u);
+    EXPECT_TRUE(contentOf(mSettings.file()) == tBefore);
+    EXPECT_EQ(copies().size(), 1u);
+}
+
+TEST_F(SettingsStoreTest, leavesStoresOfOtherLayoutsAlone)
+{
+    execute("PRAGMA user_version = 2");
+    expectLeftAlone(false);
+}
+
+TEST_F(SettingsStoreTest, leavesOtherDatabasesAlone)
+{
+    execute("PRAGMA user_version = 0; DROP TABLE setting; CREATE TABLE birds(name)");
+    expectLeftAlone(false);
+}
+
+TEST_F(SettingsStoreTest, leavesOtherDatabasesOfTheSameVersionAlone)
+{
+    execute("DROP TABLE setting; CREATE TABLE birds(name)");
+    expectLeftAlone(false);
+}
+
+TEST_F(SettingsStoreTest, doesNotBlockOnWhatIsNoFile)
+{
+    fs::remove(mSettings.file());
+    ASSERT_EQ(::mkfifo(mSettings.file().c_str(), 0600), 0);
+    const auto tApp = mSettings.application();
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+    EXPECT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 1u);
+    fs::remove(mSettings.file());
+    fs::create_directory(mSettings.file());
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+    EXPECT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 2u);
+}
+
+TEST_F(SettingsStoreTest, followsALink)
+{
+    fs::rename(mSettings.file(), mSettings.folder() + "/elsewhere");
+    fs::create_symlink("elsewhere", mSettings.file());
+    EXPECT_EQ(salutation(), "kept");
+    save("through the link");
+    EXPECT_TRUE(fs::is_symlink(mSettings.file()));
+    EXPECT_EQ(salutation(), "through the link");
+}
+
+TEST_F(SettingsStoreTest, undoesABatchThatIsNotCommitted)
+{
+    auto tNode = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false);
+    {
+        RegBatch tBatch(tNode, RegBatch::Kind::WRITE);
+        EXPECT_EQ(tNode.put("Name", "value"), 0u);
+    }
+    std::string tText;
+    EXPECT_EQ(tNode.get("Name", &tText), KPR_E_NOT_FOUND);
+    EXPECT_EQ(tNode.put("Name", "value"), 0u) << "and later writes are their own";
+}
+
+TEST_F(SettingsStoreTest, showsAReaderOneMoment)
+{
+    auto tReader = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false);
+    auto tWriter = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false);
+    tWriter.put("Name", "old");
+    std::string tText;
+    std::thread tThread;
+    {
+        RegBatch tBatch(tReader, RegBatch::Kind::READ);
+        tReader.get("Name", &tText);
+        tThread = std::thread([&] { EXPECT_EQ(tWriter.put("Name", "new"), 0u); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(tReader.get("Name", &tText), 0u);
+        EXPECT_EQ(tText, "old");
+    }
+    tThread.join();
+    EXPECT_EQ(tReader.get("Name", &tText), 0u);
+    EXPECT_EQ(tText, "new");
+}
+
+TEST_F(SettingsStoreTest, cannotBeMadeWhereNothingCanBe)
+{
+    const auto tApp = TestApplication::make();
+    tApp->setSettings("VEL", mSettings.file() + "/below/a/file");
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+    EXPECT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 1u);
+    tApp->setSettings("VEL", "");
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+    EXPECT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 2u);
+}
+
+} // namespace

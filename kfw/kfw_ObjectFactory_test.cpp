@@ -32,7 +32,7 @@ uint64_t liveObjects()
 } // namespace
 
 template <>
-kom::Ref<Thing> SingletonHolder<Thing>::sInstance = {};
+kom::ModuleRef<Thing> SingletonHolder<Thing>::sInstance = {};
 
 namespace {
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "kfw_ObjectFactory.h"
+#include "kom/module.h"
 #include "kom/ref.h"
 
 namespace vel::kos::util {
@@ -11,7 +12,7 @@ namespace vel::kos::util {
 /// neither logs nor locks: when the process ends, other threads may have been stopped anywhere.
 template <class T>
 struct SingletonHolder {
-    static kom::Ref<T> sInstance;
+    static kom::ModuleRef<T> sInstance;
 };
 
 /// The first request must not be raced by another.

@@ -8,10 +8,10 @@
 namespace vel::kos::util {
 
 template <>
-kom::Ref<kfw::RegDbUserData> SingletonHolder<kfw::RegDbUserData>::sInstance = {};
+kom::ModuleRef<kfw::RegDbUserData> SingletonHolder<kfw::RegDbUserData>::sInstance = {};
 template <>
-kom::Ref<kfw::RegDbSendMailConfig> SingletonHolder<kfw::RegDbSendMailConfig>::sInstance = {};
+kom::ModuleRef<kfw::RegDbSendMailConfig> SingletonHolder<kfw::RegDbSendMailConfig>::sInstance = {};
 template <>
-kom::Ref<kfw::SqlDbFactoryReg> SingletonHolder<kfw::SqlDbFactoryReg>::sInstance = {};
+kom::ModuleRef<kfw::SqlDbFactoryReg> SingletonHolder<kfw::SqlDbFactoryReg>::sInstance = {};
 
 } // namespace vel::kos::util

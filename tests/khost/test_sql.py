@@ -89,8 +89,8 @@ class Sqlite(SqlTest):
 
     def test_errors(self):
         self.assert_fails(self.query(self.file, "selec 1"), "sql query", "0x80004005", "E_FAIL", "syntax error")
-        self.assert_fails(self.query(self.file, "select * from nothing"), "sql query", "0x80004005", "E_FAIL",
-                          "no such table: nothing")
+        self.assert_fails(self.query(self.file, "select * from missing"), "sql query", "0x80004005", "E_FAIL",
+                          "no such table: missing")
         self.assert_fails(self.query(self.file, "select 1; select 2"), "sql query", "0x80070057", "E_INVALIDARG",
                           "more than one statement")
         self.assert_fails(self.query(self.file, "  "), "sql query", "0x80070057", "E_INVALIDARG", "no statement")
@@ -200,7 +200,7 @@ class Postgresql(SqlTest):
         try:
             result = shell.run(line)
             self.assertEqual(result.status, 1)
-            self.assertIn(b"onnection", result.errors)
+            self.assertIn("onnection", result.errors)
         finally:
             self.start()
         self.assert_done(shell.run(line), "1\n")

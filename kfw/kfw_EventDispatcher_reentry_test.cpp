@@ -123,8 +123,8 @@ TEST_F(ReentryTest, removesTheRegistrationBeingServed)
 TEST_F(ReentryTest, keepsAConsumerWhileItIsBeingServed)
 {
     bool tGone = false;
+    TestConsumer* tConsumer = nullptr;
     {
-        TestConsumer* tConsumer = nullptr;
         auto tOwned = consumer("a", [&](TestEvent*) {
             EXPECT_EQ(mDispatcher->removeConsumer(tConsumer), 0u);
             EXPECT_FALSE(tGone) << "its handler is still running";

@@ -1,5 +1,6 @@
 #include "kom/implements.h"
 
+#include <atomic>
 #include <csignal>
 #include <thread>
 #include <vector>
@@ -46,7 +47,7 @@ public:
     virtual ~Plain() { ++sDestroyed; }
     uint32_t oldOperation() override { return 1; }
     uint32_t count() const { return mRefCount.value(); }
-    static inline int sDestroyed = 0;
+    static inline std::atomic<int> sDestroyed = 0;
 
 private:
     RefCount mRefCount;

@@ -1,32 +1,39 @@
 #include "kom_module.h"
 
+#include <algorithm>
 #include <atomic>
+#include <list>
+#include <mutex>
 #include <string>
+#include <utility>
 
 #include "kom_path.h"
 #include "kpr/dso.h"
 
-// Records are taken over by later modules but never freed, so that nobody has to lock: a module may go while
-// the process ends, when a thread that held a lock no longer runs.
+// A record is taken over by a later module but never freed, and leaving takes no lock: a module may go while
+// the process ends, when a thread that held one no longer runs.
 struct KomModule {
-    std::atomic<const void*> address; // an address in the module; null when the record is free
-    std::atomic<int64_t> liveObjects;
-    std::atomic<KomHolder*> holders;
-    KomModule* next;
+    std::string path; ///< of the module's file; the records' mutex guards it
+    std::atomic<bool> present = false;
+    std::atomic<int64_t> liveObjects = 0;
+    std::atomic<KomHolder*> holders = nullptr;
 };
 
 namespace {
 
-std::atomic<KomModule*> gModules{nullptr};
-std::atomic<int64_t> gLiveObjects{0};
+struct Records {
+    std::mutex mutex; // no call of the system's loader while it is held
+    std::list<KomModule> modules;
+};
 
-template <class T>
-void push(std::atomic<T*>& pList, T* pItem)
+// Never destroyed: modules may count until the process ends.
+Records& records()
 {
-    pItem->next = pList.load();
-    while (!pList.compare_exchange_weak(pItem->next, pItem))
-        ;
+    static Records& tRecords = *new Records;
+    return tRecords;
 }
+
+std::atomic<int64_t> gLiveObjects{0};
 
 std::string modulePath(const void* pAddress)
 {
@@ -38,20 +45,22 @@ std::string modulePath(const void* pAddress)
 
 KomModule* komEnterModule(const void* pAddress)
 {
-    for (KomModule* tModule = gModules.load(); tModule; tModule = tModule->next) {
-        const void* tFree = nullptr;
-        if (tModule->address.compare_exchange_strong(tFree, pAddress)) return tModule;
-    }
-    auto* tModule = new KomModule{pAddress, 0, nullptr, nullptr};
-    push(gModules, tModule);
-    return tModule;
+    std::string tPath = modulePath(pAddress);
+    Records& tRecords = records();
+    const std::scoped_lock tLock(tRecords.mutex);
+    auto tRecord = std::find_if(tRecords.modules.begin(), tRecords.modules.end(),
+                                [](const KomModule& pModule) { return !pModule.present; });
+    if (tRecord == tRecords.modules.end()) tRecord = tRecords.modules.emplace(tRecord);
+    tRecord->path = std::move(tPath);
+    tRecord->present = true;
+    return &*tRecord;
 }
 
 void komLeaveModule(KomModule* pModule)
 {
     pModule->holders = nullptr;
     pModule->liveObjects = 0;
-    pModule->address = nullptr;
+    pModule->present = false;
 }
 
 void komCountObject(KomModule* pModule, int32_t pChange)
@@ -62,7 +71,10 @@ void komCountObject(KomModule* pModule, int32_t pChange)
 
 void komAddHolder(KomModule* pModule, KomHolder* pHolder)
 {
-    if (pModule) push(pModule->holders, pHolder);
+    if (!pModule) return;
+    pHolder->next = pModule->holders.load();
+    while (!pModule->holders.compare_exchange_weak(pHolder->next, pHolder))
+        ;
 }
 
 namespace kom {
@@ -76,10 +88,10 @@ KomModule* findModule(const void* pAddress)
 {
     const std::string tWanted = modulePath(pAddress);
     if (tWanted.empty()) return nullptr;
-    for (KomModule* tModule = gModules.load(); tModule; tModule = tModule->next) {
-        const void* tAddress = tModule->address.load();
-        if (tAddress && modulePath(tAddress) == tWanted) return tModule;
-    }
+    Records& tRecords = records();
+    const std::scoped_lock tLock(tRecords.mutex);
+    for (KomModule& tModule : tRecords.modules)
+        if (tModule.present && tModule.path == tWanted) return &tModule;
     return nullptr;
 }
 

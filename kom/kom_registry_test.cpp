@@ -247,6 +247,16 @@ TEST_F(RegistryTest, followsALink)
     EXPECT_EQ(kprtest::readFile(tReal), "kom-classes 1\n" + classId(1) + " /a\n" + classId(2) + " /b\n");
 }
 
+TEST_F(RegistryTest, isReadWhileAnotherHoldsTheLock)
+{
+    registerClass(classId(1), "/a");
+    KprFile tLock;
+    ASSERT_EQ(kprOpenFile((mPath + ".lock").c_str(), KPR_OPEN_READ_WRITE, &tLock), 0u);
+    ASSERT_EQ(kprLockFile(tLock, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    EXPECT_EQ(listed().size(), 1u);
+    EXPECT_EQ(kprCloseFile(tLock), 0u);
+}
+
 constexpr unsigned PER_WRITER = 12;
 
 void registerMany(unsigned pWriter, const char* pRegistry)

@@ -6,6 +6,7 @@
 #include "kom_path.h"
 #include "kpr/dir.h"
 #include "kpr/path.h"
+#include "kpr/time.h"
 
 namespace kom {
 
@@ -49,15 +50,32 @@ public:
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
-    uint32_t take(const std::string& pRegistry, uint32_t pOpenMode, uint32_t pLockMode)
+    /// Waits until nobody else holds it.
+    uint32_t takeExclusive(const std::string& pRegistry)
     {
-        if (auto tRes = mFile.open(pRegistry + ".lock", pOpenMode); KFAILED(tRes)) return tRes;
-        const uint32_t tRes = kprLockFile(mFile.get(), pLockMode, 0, 0);
+        if (auto tRes = mFile.open(pRegistry + ".lock", KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE); KFAILED(tRes))
+            return tRes;
+        return lock(KPR_LOCK_EXCLUSIVE);
+    }
+    /// Shared, when it is to be had within a second.
+    void tryShared(const std::string& pRegistry)
+    {
+        if (KFAILED(mFile.open(pRegistry + ".lock", KPR_OPEN_READ))) return;
+        constexpr uint32_t tPause = 5, tPatience = 1000; // milliseconds
+        for (uint32_t tWaited = 0; tWaited < tPatience; tWaited += tPause) {
+            if (lock(KPR_LOCK_SHARED | KPR_LOCK_NO_WAIT) != KPR_E_LOCKED) return;
+            kprSleep(tPause);
+        }
+    }
+
+private:
+    uint32_t lock(uint32_t pMode)
+    {
+        const uint32_t tRes = kprLockFile(mFile.get(), pMode, 0, 0);
         mLocked = !KFAILED(tRes);
         return tRes;
     }
 
-private:
     File mFile;
     bool mLocked = false;
 };
@@ -77,13 +95,12 @@ uint32_t createDirectories(const std::string& pPath)
 
 uint32_t lockForChange(const std::string& pRegistry, Lock& pLock)
 {
-    constexpr uint32_t tMode = KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE;
-    const uint32_t tRes = pLock.take(pRegistry, tMode, KPR_LOCK_EXCLUSIVE);
+    const uint32_t tRes = pLock.takeExclusive(pRegistry);
     if (tRes != KPR_E_NOT_FOUND) return tRes;
     std::string tFolder;
     if (auto tRes2 = readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes2)) return tRes2;
     if (auto tRes2 = createDirectories(tFolder); KFAILED(tRes2)) return tRes2;
-    return pLock.take(pRegistry, tMode, KPR_LOCK_EXCLUSIVE);
+    return pLock.takeExclusive(pRegistry);
 }
 
 uint32_t damaged(uint64_t pLine, const char* pWhat)
@@ -160,10 +177,11 @@ uint32_t locateRegistry(const std::string& pPath, RegistryFile& pFile)
 
 uint32_t readRegistry(const std::string& pPath, ClassFile& pFile, KprFileInfo* pInfo)
 {
-    // The shared lock keeps the file from being open while it is replaced, which some volumes do not support.
-    // Without one (no lock file yet, a read-only folder) the file is read all the same: it is always whole.
+    // The shared lock keeps the file from being open while it is replaced, which not every volume supports.
+    // Without it (no lock file yet, a read-only folder, a process that holds it and was halted) the file is
+    // read all the same: it is always whole, and nobody's object waits for another process for long.
     Lock tLock;
-    static_cast<void>(tLock.take(pPath, KPR_OPEN_READ, KPR_LOCK_SHARED));
+    tLock.tryShared(pPath);
     std::string tText;
     if (auto tRes = readWhole(pPath, tText, pInfo); KFAILED(tRes)) return tRes;
     return parse(tText, pFile);

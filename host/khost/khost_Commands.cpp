@@ -9,8 +9,8 @@ namespace {
 using AddFunction = void (*)(CLI::App&, Session&);
 
 constexpr std::array GROUPS = {
-    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addSettingsCommands,
-    addErrorCommands,    addSqlCommands,   addShellCommands,
+    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addSettingsCommands, addFeatureCommands,
+    addEventCommands,    addErrorCommands, addSqlCommands,        addShellCommands,
 };
 
 } // namespace

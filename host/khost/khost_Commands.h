@@ -19,6 +19,8 @@ namespace vel::kos::host {
 
 void addCacheCommands(CLI::App& pRoot, Session& pSession);
 void addErrorCommands(CLI::App& pRoot, Session& pSession);
+void addEventCommands(CLI::App& pRoot, Session& pSession);
+void addFeatureCommands(CLI::App& pRoot, Session& pSession);
 void addRegistryCommands(CLI::App& pRoot, Session& pSession);
 void addSettingsCommands(CLI::App& pRoot, Session& pSession);
 void addShellCommands(CLI::App& pRoot, Session& pSession);

@@ -18,6 +18,7 @@ constexpr const char* CLASSES[] = {IS_A ? CLASS_A_THING : CLASS_B_THING,
 
 uint32_t gFailIndex = 0;
 uint32_t gFailCode = 0;
+void (*gOnFactory)() = nullptr;
 
 class Thing : public Implements<Thing, ITestThing> {
     friend Implements;
@@ -81,6 +82,7 @@ uint32_t dsoGetAttributes(ModuleAttributes* pOut)
 
 uint32_t dsoGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut)
 {
+    if (gOnFactory) gOnFactory();
     for (const size_t tIndex : {0u, 1u})
         if (komCompareCLSID(pClassId, CLASSES[tIndex]) == 0)
             return kom::retain(new Factory(tIndex == 1))->queryInterface(pIid, pOut);
@@ -113,3 +115,5 @@ void testFailAt(uint32_t pIndex, uint32_t pCode)
     gFailIndex = pIndex;
     gFailCode = pCode;
 }
+
+void testOnFactory(void (*pAction)()) { gOnFactory = pAction; }

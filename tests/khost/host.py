@@ -13,9 +13,11 @@ WINDOWS = False
 TIMEOUT = 120
 
 MODULE_CLASSES = {
+    "event dispatcher": "a20d8cf0-c2f2-11d5-bfd3-0000e2430653",
     "user data": "e3b9f51c-9ce5-11d6-9c21-00e029099a4b",
     "send-mail configuration": "10b0ee48-8129-402e-8b9a-0566bc8c3a02",
     "file-system cache": "67421a6c-857f-11d8-b9d6-00e081513ada",
+    "feature set": "be9a0884-14b0-4a42-823b-edc3464b007c",
 }
 
 

@@ -36,7 +36,7 @@ struct KomHolder {
 };
 
 /// Called by kom::detail::ModuleEntry when a module is loaded and before it goes; pAddress is an address in
-/// the module. They neither wait nor fail, so that a module can go while the process ends.
+/// the module. Leaving neither waits nor fails, so that a module can go while the process ends.
 KOM_API KomModule* komEnterModule(const void* pAddress);
 KOM_API void komLeaveModule(KomModule* pModule);
 /// Called by kom::RefCount for every object. A null module (an object made before its module's entry) is

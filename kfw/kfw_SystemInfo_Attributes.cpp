@@ -56,6 +56,7 @@ void addHardware(AttributeBuilder& pBuilder, const SystemFacts& pFacts)
 
 void addFrequencies(AttributeBuilder& pBuilder, const std::vector<FrequencyFacts>& pFrequencies)
 {
+    if (pFrequencies.empty()) return;
     pBuilder.grow(3 * pFrequencies.size());
     for (std::size_t i = 0; i < pFrequencies.size(); ++i) {
         const std::string tPrefix = "hw.cpu." + std::to_string(i);

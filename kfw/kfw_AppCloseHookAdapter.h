@@ -22,7 +22,6 @@ public:
     {
         if (!mTarget) return E_WRONG_STATE;
         mTarget->saveToRegistry();
-        forgetApplication();
         return 0;
     }
 

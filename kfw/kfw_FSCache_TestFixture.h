@@ -60,7 +60,10 @@ protected:
         test::FaultTable::captureThreads();
         mApp->setUserAppDir(mDir.text());
     }
-    ~FSCacheFixture() override
+    ~FSCacheFixture() override { drop(); }
+
+    /// Lets go of the cache and of everything it has open, and forgets every rule of the fault table.
+    void drop()
     {
         mCache.reset();
         // Threads that no test has run end at once, and give back what they hold.
@@ -68,6 +71,14 @@ protected:
         while (mThreadsRun < test::FaultTable::capturedThreads().size())
             runThread();
         test::FaultTable::reset();
+        mThreadsRun = 0;
+    }
+    /// A new cache that is not initialised yet, in place of the one that is there.
+    void startAnew()
+    {
+        drop();
+        test::FaultTable::captureThreads();
+        mCache = kom::retain(new FSCache);
     }
 
     /// Runs the body of the next captured thread to its end.

@@ -478,9 +478,7 @@ TEST_F(FSCacheTest, roundsBothClocksToSeconds)
     };
     for (const Case& tCase : {Case{500000, 500000, 100}, Case{500001, 500000, 101}, Case{500000, 500001, 99},
                               Case{999999, 999999, 100}, Case{0, 999999, 99}}) {
-        test::FaultTable::reset();
-        test::FaultTable::captureThreads();
-        mCache = kom::retain(new FSCache);
+        startAnew();
         std::filesystem::remove_all(cacheDir());
         const KprTime tClock = {1700000000, static_cast<uint32_t>(tCase.clockMicroseconds), 0};
         const KprTime tFileTime = {1700000100, static_cast<uint32_t>(tCase.fileMicroseconds), 0};

@@ -155,7 +155,14 @@ std::vector<KprDSO> takeIdle()
 
 } // namespace
 
-uint32_t komRegisterModule(const char* pPath) { return callServer(pPath, &Module::registerServer); }
+uint32_t komRegisterModule(const char* pPath)
+{
+    kom::RegistrationBatch tBatch;
+    const uint32_t tRes = callServer(pPath, &Module::registerServer);
+    // What a module has entered before it failed stays.
+    const uint32_t tWritten = tBatch.commit();
+    return KFAILED(tRes) ? tRes : tWritten;
+}
 
 uint32_t komUnregisterModule(const char* pPath) { return callServer(pPath, &Module::unregisterServer); }
 

@@ -35,6 +35,8 @@ State& state()
     return tState;
 }
 
+thread_local RegistrationBatch* gBatch = nullptr;
+
 uint32_t findDefaultPath(std::string& pPath)
 {
     if (!KFAILED(readText(pPath, kprGetEnvironment, "KOM_CLASSES")) && !pPath.empty()) return 0;
@@ -143,6 +145,28 @@ uint32_t findClass(const char* pClassId, std::string& pModule)
     return 0;
 }
 
+RegistrationBatch::RegistrationBatch() { gBatch = this; }
+
+RegistrationBatch::~RegistrationBatch() { gBatch = nullptr; }
+
+void RegistrationBatch::add(const std::string& pRegistry, const char* pClassId, const char* pModule)
+{
+    mEntries[pRegistry].emplace_back(pClassId, pModule);
+}
+
+uint32_t RegistrationBatch::commit()
+{
+    for (const auto& [tRegistry, tEntries] : mEntries) {
+        const uint32_t tRes = changeRegistry(tRegistry, [&](ClassFile& pFile) -> uint32_t {
+            for (const auto& [tClassId, tModule] : tEntries)
+                pFile.classes[tClassId].module = tModule;
+            return 0;
+        });
+        if (KFAILED(tRes)) return tRes;
+    }
+    return 0;
+}
+
 } // namespace kom
 
 uint32_t komSetClassRegistry(const char* pPath)
@@ -169,10 +193,14 @@ uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContex
 {
     std::string tPath;
     if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
-    return kom::changeRegistry(tPath, [&](kom::ClassFile& pFile) -> uint32_t {
-        pFile.classes[pClassId].module = static_cast<const KomRegistration*>(pContext)->modulePath;
+    const char* tModule = static_cast<const KomRegistration*>(pContext)->modulePath;
+    if (kom::gBatch) {
+        kom::gBatch->add(tPath, pClassId, tModule);
         return 0;
-    });
+    }
+    kom::RegistrationBatch tBatch;
+    tBatch.add(tPath, pClassId, tModule);
+    return tBatch.commit();
 }
 
 uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext)

@@ -5,6 +5,8 @@ target_link_libraries(kpr_testing PUBLIC kpr PRIVATE kfw_flags)
 
 # Linked into a test program, makes its calls of kpr fail where the strictest Windows would.
 add_library(kpr_strict STATIC EXCLUDE_FROM_ALL testing/kpr_strict.cpp)
+# The linker takes the platform libraries' own references for wrapped ones and wants to see their targets.
+set_target_properties(kpr_strict PROPERTIES CXX_VISIBILITY_PRESET default)
 target_link_libraries(kpr_strict PUBLIC kpr PRIVATE kfw_flags)
 foreach(tFunction OpenFile CloseFile Read Write SeekAndRead SeekAndWrite LockFile UnlockFile RemoveFile MoveFile
         ReplaceFile GetFileInfo)

@@ -32,7 +32,8 @@ KOM_API uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void*
 KOM_API uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
 
 /// Loads a module and has it register (unregister) its classes through its own entry points.
-/// KOM_E_NOT_A_MODULE when it lacks them.
+/// KOM_E_NOT_A_MODULE when it lacks them. What a module registers is written at once, so that no other
+/// process finds a part of its classes.
 KOM_API uint32_t komRegisterModule(const char* pPath);
 KOM_API uint32_t komUnregisterModule(const char* pPath);
 

@@ -228,13 +228,13 @@ void Application::runCloseHooks()
 
 bool Application::isCloseRequested() const noexcept
 {
-    return mCloseRequested.load() || (mCloseSignals && CloseSignals::isPending());
+    return mCloseRequested.load() || (mOptions.handleCloseSignals && CloseSignals::isPending());
 }
 
 int Application::exitStatus() const noexcept
 {
     if (const int32_t tStatus = mExitStatus.load()) return tStatus;
-    return mCloseSignals && CloseSignals::isPending() ? INTERRUPTED : 0;
+    return mOptions.handleCloseSignals && CloseSignals::isPending() ? INTERRUPTED : 0;
 }
 
 uint32_t Application::getName(char** pName) { return hand(mOptions.name, pName); }

@@ -1,3 +1,4 @@
+#include "host_CloseSignals_win.h"
 #include "host/CloseSignals.h"
 
 #include <atomic>
@@ -14,9 +15,13 @@ std::mutex gMutex;
 Waker* gWaker = nullptr;
 HANDLE gDone = nullptr;
 
-BOOL WINAPI onControl(DWORD pEvent)
+BOOL WINAPI onControl(DWORD pEvent) { return handleControlEvent(pEvent); }
+
+} // namespace
+
+bool handleControlEvent(unsigned long pEvent)
 {
-    if (gPending.exchange(true)) return FALSE;
+    if (gPending.exchange(true)) return false;
     HANDLE tDone = nullptr;
     {
         const std::lock_guard tLock(gMutex);
@@ -26,10 +31,8 @@ BOOL WINAPI onControl(DWORD pEvent)
     const bool tEndsProcess =
         pEvent == CTRL_CLOSE_EVENT || pEvent == CTRL_LOGOFF_EVENT || pEvent == CTRL_SHUTDOWN_EVENT;
     if (tEndsProcess && tDone) WaitForSingleObject(tDone, INFINITE);
-    return TRUE;
+    return true;
 }
-
-} // namespace
 
 CloseSignals::CloseSignals(Waker& pWaker)
 {

@@ -22,6 +22,7 @@ public:
     {
         if (!mTarget) return E_WRONG_STATE;
         mTarget->saveToRegistry();
+        forgetApplication();
         return 0;
     }
 

@@ -311,6 +311,7 @@ TEST_F(SendMailConfigTest, isReadOnlyWhenItsNodeIs)
         EXPECT_EQ(value(TEXTS[0]), "Hello");
         EXPECT_EQ(value(BOOLS[1]), 0u);
         mApp->close();
+        EXPECT_TRUE(mApp->messages(fw::LOG_LEVEL_WARNING).empty()) << "saving was not even tried";
     });
     EXPECT_EQ(mSettings.seenFromOutside("SendMailConfig").at("MailSubject"), "string:Hello");
 }

@@ -379,6 +379,7 @@ TEST_F(UserDataTest, isReadOnlyWhenItsNodeIs)
         EXPECT_EQ(value(&fw::IAddressData2::getSalutation), "Dr.");
         EXPECT_EQ(value(&fw::IAddressData2::getLastName), "Last");
         mApp->close();
+        EXPECT_TRUE(mApp->messages(fw::LOG_LEVEL_WARNING).empty()) << "saving was not even tried";
     });
     EXPECT_EQ(mSettings.seenFromOutside("UserData").at("Salutation"), "string:Dr.");
 }

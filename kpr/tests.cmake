@@ -51,3 +51,5 @@ endif()
 
 add_test(NAME kpr_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:kpr> -DNM=${CMAKE_NM}
     -DOBJDUMP=${CMAKE_OBJDUMP} -DWINDOWS=${WIN32} -P ${CMAKE_CURRENT_SOURCE_DIR}/testing/check_exports.cmake)
+k_test(kpr_map_test SOURCES kpr_map_test.cpp LIBRARIES kpr)
+target_include_directories(kpr_map_test PRIVATE ${PROJECT_SOURCE_DIR}/tests/support)

@@ -5,7 +5,8 @@
 
 #include "kfw_CacheId.h"
 #include "kfw_ObjectFile.h"
-#include "khost_Session.h"
+#include "khost_Paths.h"
+#include "kom/identity.h"
 #include "kpr/byteorder.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"

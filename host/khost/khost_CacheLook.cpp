@@ -34,6 +34,19 @@ std::string utcTime(int64_t pSeconds)
     return tText.data();
 }
 
+/// A size in bytes for people: "17.0 MiB".
+std::string readableSize(uint64_t pBytes)
+{
+    constexpr std::array<const char*, 5> UNITS = {"B", "KiB", "MiB", "GiB", "TiB"};
+    double tAmount = static_cast<double>(pBytes);
+    std::size_t tUnit = 0;
+    for (; tAmount >= 1024 && tUnit + 1 < UNITS.size(); ++tUnit)
+        tAmount /= 1024;
+    std::array<char, 32> tText;
+    std::snprintf(tText.data(), tText.size(), tUnit == 0 ? "%.0f %s" : "%.1f %s", tAmount, UNITS[tUnit]);
+    return tText.data();
+}
+
 std::string padded(const std::string& pText, std::size_t pWidth)
 {
     return pText.size() < pWidth ? std::string(pWidth - pText.size(), ' ') + pText : pText;

@@ -321,32 +321,4 @@ bool Session::findModule(const std::string& pGiven, std::string& pPath)
     return false;
 }
 
-std::string readableSize(uint64_t pBytes)
-{
-    constexpr std::array<const char*, 5> UNITS = {"B", "KiB", "MiB", "GiB", "TiB"};
-    double tAmount = static_cast<double>(pBytes);
-    std::size_t tUnit = 0;
-    for (; tAmount >= 1024 && tUnit + 1 < UNITS.size(); ++tUnit)
-        tAmount /= 1024;
-    std::array<char, 32> tText;
-    std::snprintf(tText.data(), tText.size(), tUnit == 0 ? "%.0f %s" : "%.1f %s", tAmount, UNITS[tUnit]);
-    return tText.data();
-}
-
-uint32_t fetchPath(std::string& pPath, const std::function<uint32_t(char*, uint32_t)>& pFunction)
-{
-    constexpr uint32_t PATH_SIZE = 32768;
-    std::string tBuffer(PATH_SIZE, '\0');
-    const uint32_t tRes = pFunction(tBuffer.data(), PATH_SIZE);
-    pPath = KFAILED(tRes) ? "" : tBuffer.c_str();
-    return tRes;
-}
-
-std::string joinPath(const std::string& pDir, const std::string& pName)
-{
-    const char tSeparator = kprGetPathSeparator();
-    if (pDir.empty() || pDir.back() == '/' || pDir.back() == tSeparator) return pDir + pName;
-    return pDir + tSeparator + pName;
-}
-
 } // namespace vel::kos::host

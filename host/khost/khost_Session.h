@@ -12,6 +12,7 @@
 
 #include "host/Application.h"
 #include "kfw/IFileSystemCache.h"
+#include "khost_Paths.h"
 #include "kom/ref.h"
 #include "kom/runtime.h"
 
@@ -106,12 +107,5 @@ private:
     kom::Ref<Application> mApplication;
     kom::Ref<fw::IFileSystemCache> mCache;
 };
-
-/// A size in bytes for people: "17.0 MiB".
-std::string readableSize(uint64_t pBytes);
-/// A path that a kpr function writes into a buffer.
-uint32_t fetchPath(std::string& pPath, const std::function<uint32_t(char*, uint32_t)>& pFunction);
-/// pDir, a separator, pName.
-std::string joinPath(const std::string& pDir, const std::string& pName);
 
 } // namespace vel::kos::host

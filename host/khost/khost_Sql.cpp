@@ -94,6 +94,20 @@ std::vector<std::string> databaseTypes(sql::ISqlDatabaseFactoryRegistry* pRegist
     return tTypes;
 }
 
+/// A driver's text on one line.
+std::string onOneLine(std::string_view pText)
+{
+    std::string tLine;
+    for (const char tChar : pText) {
+        const bool tBlank = tChar == '\n' || tChar == '\r' || tChar == '\t' || tChar == ' ';
+        if (!tBlank)
+            tLine += tChar;
+        else if (!tLine.empty() && tLine.back() != ' ')
+            tLine += ' ';
+    }
+    return tLine;
+}
+
 /// Why the first factory that could not open the description could not, in its driver's words.
 std::string createError(sql::ISqlDatabaseFactoryRegistry* pRegistry)
 {
@@ -193,7 +207,7 @@ int query(Session& pSession, const Arguments& pArguments)
     if (!tRegistry) return STATUS_FAILED;
     kom::Ref<sql::ISqlDatabase> tDatabase;
     if (auto tRes = tRegistry->createDatabase(pArguments.description.c_str(), tDatabase.out()); KFAILED(tRes))
-        return pSession.fail(tRes, createError(tRegistry.get()));
+        return pSession.fail(tRes, onOneLine(createError(tRegistry.get())));
     if (!tDatabase) {
         std::string tTypes;
         for (const std::string& tType : databaseTypes(tRegistry.get()))
@@ -208,7 +222,7 @@ int query(Session& pSession, const Arguments& pArguments)
     if (!KFAILED(tRes)) return STATUS_DONE;
     kom::HeapString tText;
     tDatabase->getErrorText(tText.out());
-    return pSession.fail(tRes, tText.c_str());
+    return pSession.fail(tRes, onOneLine(tText.c_str()));
 }
 
 } // namespace

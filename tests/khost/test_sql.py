@@ -36,6 +36,13 @@ class Drivers(SqlTest):
     def test_a_driver_that_is_given(self):
         self.assert_done(self.khost("sql", "types", "--driver", native(self.driver("sqldrv_sqlite"))), "sqlite\n")
 
+    def test_the_example_driver(self):
+        folder = os.path.dirname(host.KHOST[-1])
+        driver = native(os.path.join(folder, "example_sql_driver.dll" if host.WINDOWS else "libexample_sql_driver.so"))
+        self.assert_done(self.khost("sql", "query", "--driver", driver, "type=words;text=one  two", "any"), "one\ntwo\n")
+        self.assert_fails(self.khost("sql", "query", "--driver", driver, "type=sqlite", "any"), "sql query", "0x80000101",
+                          "E_NOT_SUPPORTED", "with one of: words")
+
     def test_a_driver_that_is_none(self):
         self.assert_fails(self.khost("sql", "types", "--driver", native(self.path("missing"))), "sql types",
                           "0x96230003", "KPR_E_NOT_FOUND", "missing")
@@ -89,8 +96,8 @@ class Sqlite(SqlTest):
 
     def test_errors(self):
         self.assert_fails(self.query(self.file, "selec 1"), "sql query", "0x80004005", "E_FAIL", "syntax error")
-        self.assert_fails(self.query(self.file, "select * from nothing"), "sql query", "0x80004005", "E_FAIL",
-                          "no such table: nothing")
+        self.assert_fails(self.query(self.file, "select * from missing"), "sql query", "0x80004005", "E_FAIL",
+                          "no such table: missing")
         self.assert_fails(self.query(self.file, "select 1; select 2"), "sql query", "0x80070057", "E_INVALIDARG",
                           "more than one statement")
         self.assert_fails(self.query(self.file, "  "), "sql query", "0x80070057", "E_INVALIDARG", "no statement")
@@ -200,7 +207,7 @@ class Postgresql(SqlTest):
         try:
             result = shell.run(line)
             self.assertEqual(result.status, 1)
-            self.assertIn(b"onnection", result.errors)
+            self.assertIn("onnection", result.errors)
         finally:
             self.start()
         self.assert_done(shell.run(line), "1\n")

@@ -87,6 +87,7 @@ protected:
     void expectLeftAlone(bool pDamaged)
     {
         const std::string tBefore = contentOf(mSettings.file());
+        const auto tLongAgo = fs::file_time_type::clock::now() - std::chrono::hours(48);
         for (int i = 0; i < 2; ++i) {
             const auto tApp = mSettings.application();
             EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
@@ -110,6 +111,8 @@ protected:
             struct stat tStat {};
             EXPECT_EQ(::stat(copies()[0].c_str(), &tStat), 0);
             EXPECT_EQ(tStat.st_mode & 07777, 0600u);
+            if (i == 0) fs::last_write_time(copies()[0], tLongAgo);
+            EXPECT_EQ(fs::last_write_time(copies()[0]), tLongAgo) << "copied again";
         }
     }
 
@@ -172,6 +175,13 @@ TEST_F(SettingsStoreTest, keepsAStoreWithADamagedPage)
 {
     // The table's root page: any later page may hold nothing but text.
     overwrite(4096, std::string(200, '\xA5'));
+    expectLeftAlone(true);
+}
+
+TEST_F(SettingsStoreTest, keepsAStoreWithDamageThatOpeningDoesNotMeet)
+{
+    // The chain of pages that hold the notes.
+    overwrite(8192, "\xA5\xA5\xA5\xA5");
     expectLeftAlone(true);
 }
 

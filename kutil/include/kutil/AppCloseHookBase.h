@@ -26,6 +26,11 @@ public:
     /// Makes the application drop the hook. Twice is harmless.
     void reset();
 
+protected:
+    /// For onAppClose: the application is closing and drops the hook by itself, so there is nothing left for
+    /// reset to do. What goes later, when the process ends, does not call an application that is gone.
+    void forgetApplication() { mApp3.reset(); }
+
 private:
     kom::RefCount mRefCount;
     kom::Ref<fw::IApplication3> mApp3;

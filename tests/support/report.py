@@ -11,12 +11,20 @@ with the cases in its <test>.json (GoogleTest's format, or a report of its own);
 
 import json
 import os
+import re
 import sys
 import xml.etree.ElementTree as ElementTree
 
 
-def read_cases(path):
-    """The counts of one test program from its JSON file."""
+def skip_reason(output, name):
+    """Why a case was skipped, from the program's output: the lines after the one that ends with "Skipped"."""
+    said = re.search(r"\[ RUN      \] " + re.escape(name) + r"\r?\n(.*?)\[  SKIPPED \]", output, re.DOTALL)
+    text = said.group(1).split("Skipped", 1)[-1] if said else ""
+    return " ".join(text.split()) or "no reason given"
+
+
+def read_cases(path, output):
+    """The counts of one test program from its JSON file; reasons come from its output."""
     with open(path, encoding="utf-8") as file:
         data = json.load(file)
     if "testsuites" not in data:
@@ -29,8 +37,7 @@ def read_cases(path):
                 report["failed"] += 1
             elif case["result"] == "SKIPPED":
                 report["skipped"] += 1
-                texts = [entry["message"].strip().splitlines()[-1] for entry in case.get("skipped", [])]
-                report["reasons"].append([name, " ".join(texts) or "no reason given"])
+                report["reasons"].append([name, skip_reason(output, name)])
             elif case["result"] == "COMPLETED":
                 report["passed"] += 1
             else:
@@ -47,7 +54,7 @@ def read_run(folder):
         path = os.path.join(folder, name + ".json")
         run = {"passed": 0, "failed": 0, "skipped": 0, "reasons": []}
         if os.path.exists(path) and os.path.getsize(path):
-            run = read_cases(path)
+            run = read_cases(path, case.findtext("system-out") or "")
         elif case.get("status") == "run":
             run["passed"] = 1
         elif case.get("status") in ("notrun", "disabled"):

@@ -12,6 +12,7 @@ bool Libpq::load()
 #endif
     return library.bind("PQconnectdbParams", connect) && library.bind("PQfinish", finish) &&
            library.bind("PQstatus", status) && library.bind("PQerrorMessage", errorMessage) &&
+           library.bind("PQsetNoticeProcessor", setNoticeProcessor) &&
            library.bind("PQsetClientEncoding", setClientEncoding) && library.bind("PQexecParams", exec) &&
            library.bind("PQresultStatus", resultStatus) &&
            library.bind("PQresultErrorMessage", resultErrorMessage) && library.bind("PQclear", clear) &&

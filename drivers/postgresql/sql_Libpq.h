@@ -13,6 +13,7 @@ struct Libpq {
     decltype(PQfinish)* finish = nullptr;
     decltype(PQstatus)* status = nullptr;
     decltype(PQerrorMessage)* errorMessage = nullptr;
+    decltype(PQsetNoticeProcessor)* setNoticeProcessor = nullptr;
     decltype(PQsetClientEncoding)* setClientEncoding = nullptr;
     decltype(PQexecParams)* exec = nullptr;
     decltype(PQresultStatus)* resultStatus = nullptr;

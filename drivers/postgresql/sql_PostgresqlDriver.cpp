@@ -217,6 +217,9 @@ protected:
             gLibpq.finish(tHandle);
             return E_FAIL;
         }
+        // Without this libpq writes the server's notices to the host's standard error.
+        gLibpq.setNoticeProcessor(
+            tHandle, [](void*, const char*) {}, nullptr);
         pDatabase = kom::retain(new Database(tHandle));
         return 0;
     }

@@ -189,6 +189,13 @@ class Postgresql(SqlTest):
         result = self.query(self.database, "select a, null as b from t where b = 'row 7' and '?' = '?'", "--json")
         self.assertEqual(json.loads(result.text), [{"a": "7", "b": None}])
 
+    def test_the_driver_through_its_interface(self):
+        program = os.path.join(os.path.dirname(host.KHOST[-1]), "sql_drivers_test")
+        done = subprocess.run([program, "--gtest_filter=*postgresql*"], stdout=subprocess.PIPE, text=True, check=False,
+                              env=self.environment(KFW_TEST_POSTGRESQL=self.database), timeout=host.TIMEOUT)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        self.assertIn("[  PASSED  ] 7 tests.", done.stdout)
+
     def test_a_wrong_password(self):
         self.assert_fails(self.query(self.place + ";password=wrong", "select 1"), "sql query", "0x80004005", "E_FAIL",
                           "password authentication failed")

@@ -7,7 +7,7 @@
 #include "kfw_ObjectFactory.h"
 #include "kfw_RegDbSendMailConfig.h"
 #include "kfw_RegDbUserData.h"
-#include "kfw_SingletonObjectFactory.h"
+#include "kfw_Singletons.h"
 #include "kfw_SqlDbFactoryReg.h"
 #include "kfw_SystemInfo.h"
 

@@ -1,8 +1,8 @@
 // The singleton holders stand together, since only within one source is the order of construction given:
 // user data, send-mail configuration, SQL factory registry. They let go in the reverse order.
+#include "kfw_Singletons.h"
 #include "kfw_RegDbSendMailConfig.h"
 #include "kfw_RegDbUserData.h"
-#include "kfw_SingletonObjectFactory.h"
 #include "kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::util {

@@ -10,7 +10,7 @@
 
 #include "kfw/classes.h"
 #include "kfw_Module.h"
-#include "kfw_SingletonObjectFactory.h"
+#include "kfw_Singletons.h"
 
 namespace vel::kos::kfw {
 

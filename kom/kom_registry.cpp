@@ -156,9 +156,9 @@ void RegistrationBatch::add(const std::string& pRegistry, const char* pClassId, 
 
 uint32_t RegistrationBatch::commit()
 {
-    for (const auto& [tRegistry, tEntries] : mEntries) {
-        const uint32_t tRes = changeRegistry(tRegistry, [&](ClassFile& pFile) -> uint32_t {
-            for (const auto& [tClassId, tModule] : tEntries)
+    for (const auto& tRegistry : mEntries) {
+        const uint32_t tRes = changeRegistry(tRegistry.first, [&](ClassFile& pFile) -> uint32_t {
+            for (const auto& [tClassId, tModule] : tRegistry.second)
                 pFile.classes[tClassId].module = tModule;
             return 0;
         });

@@ -26,6 +26,7 @@ class Processes(host.HostTest):
         self.assertEqual([process.returncode for process in processes], [0] * 4)
         self.assertEqual(len(outputs), 1)
 
+    @host.signals_arrive
     def test_interrupt_closes_the_shell_in_good_order(self):
         shell = self.shell("--log-level", "debug")
         shell.run("idle")
@@ -35,6 +36,7 @@ class Processes(host.HostTest):
         self.assertEqual(pid, shell.process.pid)
         shell.close()
 
+    @host.signals_arrive
     @posix_only("a Wine process has no handler for SIGTERM")
     def test_terminate_ends_a_sleep(self):
         shell = self.shell()

@@ -92,6 +92,7 @@ class Settings(host.HostTest):
         shell.kill()
         self.assert_done(self.khost("user", "get", "City"), "City=kept\n")
 
+    @host.signals_arrive
     @unittest.skipIf(host.WINDOWS, "Wine ends a process on SIGTERM without asking it")
     def test_a_process_that_is_asked_to_end_saves(self):
         for number in (signal.SIGTERM, signal.SIGINT):

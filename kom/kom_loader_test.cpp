@@ -22,7 +22,10 @@
 // between the static initialisers of a module that is loaded again, nor for the loader's own records of
 // modules.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions();
-const char* __tsan_default_suppressions() { return "race:call_init\nrace:kprGetModulePath\n"; }
+const char* __tsan_default_suppressions()
+{
+    return "race:call_init\nrace:kprGetModulePath\nrace:ld-linux-x86-64\n";
+}
 #endif
 
 namespace kom::test {

@@ -94,7 +94,7 @@ bool isLoaded(const std::string& pName)
 // The loader guards its list with a lock of its own, which is not instrumented.
 extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions()
 {
-    return "race:dl_iterate_phdr_cb\n";
+    return "race:dl_iterate_phdr_cb\nrace:ld-linux-x86-64\n";
 }
 #endif
 

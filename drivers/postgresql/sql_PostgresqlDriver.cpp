@@ -1,9 +1,9 @@
 // The PostgreSQL driver: servers reached through libpq.
 #include <charconv>
 #include <iterator>
-#include <string_view>
 #include <vector>
 
+#include "sql_Connection.h"
 #include "sql_Driver.h"
 #include "sql_Factory.h"
 #include "sql_Libpq.h"
@@ -42,98 +42,59 @@ std::string tidy(const char* pText)
     return tText;
 }
 
-/// One connection, with the text of its last failure.
-class Database : public kom::Implements<Database, sql::ISqlDatabase> {
-    friend Implements;
-
+class Database final : public Connection {
 public:
-    explicit Database(PGconn* pHandle) : mHandle(pHandle) {}
-    virtual ~Database() { gLibpq.finish(mHandle); }
+    explicit Database(PGconn* pHandle) : Connection("postgresql"), mHandle(pHandle) {}
+    ~Database() override { gLibpq.finish(mHandle); }
 
-    uint32_t getDatabaseType(char** pType) override
-    {
-        if (!pType) return E_INVALIDARG;
-        *pType = komStrDup("postgresql");
-        return 0;
-    }
     uint32_t execute(const char* pStatement, const sql::SqlParameters* pParameters,
                      uint64_t* pChanged) override;
     uint32_t query(const char* pStatement, const sql::SqlParameters* pParameters,
                    sql::ISqlRows** pRows) override;
-    uint32_t begin() override { return transact("BEGIN", false); }
-    uint32_t commit() override { return transact("COMMIT", true); }
-    uint32_t rollback() override { return transact("ROLLBACK", true); }
-    uint32_t getErrorText(char** pText) override
+
+protected:
+    bool isInTransaction() override
     {
-        if (!pText) return E_INVALIDARG;
-        *pText = komStrDup(mError.c_str());
-        return 0;
+        const PGTransactionStatusType tStatus = gLibpq.transactionStatus(mHandle);
+        return tStatus == PQTRANS_INTRANS || tStatus == PQTRANS_INERROR;
     }
 
 private:
     uint32_t run(const char* pStatement, const sql::SqlParameters* pParameters, PGresult** pResult);
-    uint32_t transact(const char* pStatement, bool pInside);
-    uint32_t refuse(uint32_t pCode, const char* pText)
-    {
-        mError = pText;
-        return pCode;
-    }
 
-    kom::RefCount mRefCount;
-    PGconn* mHandle;
-    std::string mError;
+    PGconn* const mHandle;
 };
 
 /// The rows of a finished query; they keep the connection.
-class Rows : public kom::Implements<Rows, sql::ISqlRows> {
-    friend Implements;
-
+class Rows final : public ResultRows {
 public:
     Rows(kom::Ref<Database> pDatabase, PGresult* pResult) : mDatabase(std::move(pDatabase)), mResult(pResult)
     {
     }
-    virtual ~Rows() { gLibpq.clear(mResult); }
+    ~Rows() override { gLibpq.clear(mResult); }
 
-    uint32_t getColumnCount(uint32_t* pCount) override
-    {
-        if (!pCount) return E_INVALIDARG;
-        *pCount = count();
-        return 0;
-    }
-    uint32_t getColumnName(uint32_t pColumn, char** pName) override
-    {
-        if (!pName) return E_INVALIDARG;
-        *pName = nullptr;
-        if (pColumn >= count()) return E_INVALIDARG;
-        *pName = komStrDup(gLibpq.columnName(mResult, static_cast<int>(pColumn)));
-        return 0;
-    }
     uint32_t next(uint32_t* pRow) override
     {
         if (!pRow) return E_INVALIDARG;
         if (mRow < gLibpq.rows(mResult)) ++mRow;
-        *pRow = mRow < gLibpq.rows(mResult) ? 1 : 0;
+        *pRow = isOnRow() ? 1 : 0;
         return 0;
     }
-    uint32_t getText(uint32_t pColumn, char** pText) override
+
+protected:
+    int columnCount() const override { return gLibpq.columns(mResult); }
+    const char* columnName(int pColumn) const override { return gLibpq.columnName(mResult, pColumn); }
+    bool isOnRow() const override { return mRow >= 0 && mRow < gLibpq.rows(mResult); }
+    std::optional<std::string_view> text(int pColumn) const override
     {
-        if (!pText) return E_INVALIDARG;
-        *pText = nullptr;
-        if (mRow < 0 || mRow >= gLibpq.rows(mResult)) return E_WRONG_STATE;
-        if (pColumn >= count()) return E_INVALIDARG;
-        const int tColumn = static_cast<int>(pColumn);
-        if (!gLibpq.isNull(mResult, mRow, tColumn))
-            *pText = komStrNDup(gLibpq.value(mResult, mRow, tColumn),
-                                static_cast<size_t>(gLibpq.length(mResult, mRow, tColumn)));
-        return 0;
+        if (gLibpq.isNull(mResult, mRow, pColumn)) return std::nullopt;
+        return std::string_view(gLibpq.value(mResult, mRow, pColumn),
+                                static_cast<size_t>(gLibpq.length(mResult, mRow, pColumn)));
     }
 
 private:
-    uint32_t count() const { return static_cast<uint32_t>(gLibpq.columns(mResult)); }
-
-    kom::RefCount mRefCount;
-    kom::Ref<Database> mDatabase;
-    PGresult* mResult;
+    const kom::Ref<Database> mDatabase;
+    PGresult* const mResult;
     int mRow = -1;
 };
 
@@ -142,23 +103,17 @@ uint32_t Database::run(const char* pStatement, const sql::SqlParameters* pParame
     uint32_t tWanted = 0;
     const std::string tStatement = numberPlaceholders(pStatement, tWanted);
     if ((pParameters ? pParameters->mCount : 0) != tWanted)
-        return refuse(E_INVALIDARG, "the number of parameters is not that of the statement");
+        return fail(E_INVALIDARG, "the number of parameters is not that of the statement");
     *pResult = gLibpq.exec(mHandle, tStatement.c_str(), static_cast<int>(tWanted), nullptr,
                            tWanted ? pParameters->mValues : nullptr, nullptr, nullptr, 0);
-    switch (gLibpq.resultStatus(*pResult)) {
-    case PGRES_COMMAND_OK:
-    case PGRES_TUPLES_OK:
-        return 0;
-    case PGRES_EMPTY_QUERY:
-        mError = "there is no statement in the text";
-        break;
-    default:
-        mError = tidy(*pResult ? gLibpq.resultErrorMessage(*pResult) : gLibpq.errorMessage(mHandle));
-        break;
-    }
+    const ExecStatusType tStatus = gLibpq.resultStatus(*pResult);
+    if (tStatus == PGRES_COMMAND_OK || tStatus == PGRES_TUPLES_OK) return 0;
+    std::string tError = "there is no statement in the text";
+    if (tStatus != PGRES_EMPTY_QUERY)
+        tError = tidy(*pResult ? gLibpq.resultErrorMessage(*pResult) : gLibpq.errorMessage(mHandle));
     gLibpq.clear(*pResult);
     *pResult = nullptr;
-    return E_FAIL;
+    return fail(E_FAIL, std::move(tError));
 }
 
 uint32_t Database::execute(const char* pStatement, const sql::SqlParameters* pParameters, uint64_t* pChanged)
@@ -182,15 +137,6 @@ uint32_t Database::query(const char* pStatement, const sql::SqlParameters* pPara
     if (auto tRes = run(pStatement, pParameters, &tResult); KFAILED(tRes)) return tRes;
     *pRows = kom::retain(new Rows(kom::retain(this), tResult)).detach();
     return 0;
-}
-
-uint32_t Database::transact(const char* pStatement, bool pInside)
-{
-    const bool tInside = gLibpq.transactionStatus(mHandle) == PQTRANS_INTRANS ||
-                         gLibpq.transactionStatus(mHandle) == PQTRANS_INERROR;
-    if (tInside != pInside)
-        return refuse(E_WRONG_STATE, tInside ? "a transaction is open already" : "no transaction is open");
-    return execute(pStatement, nullptr, nullptr);
 }
 
 class PostgresqlFactory : public Factory {

@@ -1,8 +1,8 @@
 // The SQLite driver: databases in a file or in memory, through the system's or the application's library.
 #include <charconv>
 #include <iterator>
-#include <string_view>
 
+#include "sql_Connection.h"
 #include "sql_Driver.h"
 #include "sql_Factory.h"
 #include "sql_Sqlite.h"
@@ -28,70 +28,37 @@ constexpr char HELP[] = "type=sqlite    this driver\n"
 
 Sqlite gSqlite;
 
-/// One connection, with the text of its last failure.
-class Database : public kom::Implements<Database, sql::ISqlDatabase> {
-    friend Implements;
-
+class Database final : public Connection {
 public:
-    explicit Database(sqlite3* pHandle) : mHandle(pHandle) {}
-    virtual ~Database() { gSqlite.close(mHandle); }
+    explicit Database(sqlite3* pHandle) : Connection("sqlite"), mHandle(pHandle) {}
+    ~Database() override { gSqlite.close(mHandle); }
 
-    uint32_t getDatabaseType(char** pType) override;
     uint32_t execute(const char* pStatement, const sql::SqlParameters* pParameters,
                      uint64_t* pChanged) override;
     uint32_t query(const char* pStatement, const sql::SqlParameters* pParameters,
                    sql::ISqlRows** pRows) override;
-    uint32_t begin() override { return transact("BEGIN", false); }
-    uint32_t commit() override { return transact("COMMIT", true); }
-    uint32_t rollback() override { return transact("ROLLBACK", true); }
-    uint32_t getErrorText(char** pText) override;
 
     /// Keeps the library's text of what has just failed.
-    uint32_t fail()
-    {
-        mError = gSqlite.errmsg(mHandle);
-        return E_FAIL;
-    }
+    uint32_t failed() { return fail(E_FAIL, gSqlite.errmsg(mHandle)); }
+
+protected:
+    bool isInTransaction() override { return gSqlite.autocommit(mHandle) == 0; }
 
 private:
     uint32_t prepare(const char* pStatement, const sql::SqlParameters* pParameters, sqlite3_stmt** pPrepared);
-    uint32_t transact(const char* pStatement, bool pInside);
-    uint32_t refuse(uint32_t pCode, const char* pText)
-    {
-        mError = pText;
-        return pCode;
-    }
 
-    kom::RefCount mRefCount;
-    sqlite3* mHandle;
-    std::string mError;
+    sqlite3* const mHandle;
 };
 
 /// The rows of a running statement; they keep the connection.
-class Rows : public kom::Implements<Rows, sql::ISqlRows> {
-    friend Implements;
-
+class Rows final : public ResultRows {
 public:
     Rows(kom::Ref<Database> pDatabase, sqlite3_stmt* pStatement)
         : mDatabase(std::move(pDatabase)), mStatement(pStatement)
     {
     }
-    virtual ~Rows() { gSqlite.finalize(mStatement); }
+    ~Rows() override { gSqlite.finalize(mStatement); }
 
-    uint32_t getColumnCount(uint32_t* pCount) override
-    {
-        if (!pCount) return E_INVALIDARG;
-        *pCount = count();
-        return 0;
-    }
-    uint32_t getColumnName(uint32_t pColumn, char** pName) override
-    {
-        if (!pName) return E_INVALIDARG;
-        *pName = nullptr;
-        if (pColumn >= count()) return E_INVALIDARG;
-        *pName = komStrDup(gSqlite.columnName(mStatement, static_cast<int>(pColumn)));
-        return 0;
-    }
     uint32_t next(uint32_t* pRow) override
     {
         if (!pRow) return E_INVALIDARG;
@@ -101,54 +68,44 @@ public:
         mOnRow = tState == SQLITE_ROW;
         mEnded = !mOnRow;
         *pRow = mOnRow ? 1 : 0;
-        return mOnRow || tState == SQLITE_DONE ? 0 : mDatabase->fail();
+        return mOnRow || tState == SQLITE_DONE ? 0 : mDatabase->failed();
     }
-    uint32_t getText(uint32_t pColumn, char** pText) override
+
+protected:
+    int columnCount() const override { return gSqlite.columnCount(mStatement); }
+    const char* columnName(int pColumn) const override { return gSqlite.columnName(mStatement, pColumn); }
+    bool isOnRow() const override { return mOnRow; }
+    std::optional<std::string_view> text(int pColumn) const override
     {
-        if (!pText) return E_INVALIDARG;
-        *pText = nullptr;
-        if (!mOnRow) return E_WRONG_STATE;
-        if (pColumn >= count()) return E_INVALIDARG;
-        const int tColumn = static_cast<int>(pColumn);
-        if (const void* tText = gSqlite.columnText(mStatement, tColumn))
-            *pText = komStrNDup(static_cast<const char*>(tText),
-                                static_cast<size_t>(gSqlite.columnBytes(mStatement, tColumn)));
-        return 0;
+        const auto tText =
+            static_cast<const char*>(static_cast<const void*>(gSqlite.columnText(mStatement, pColumn)));
+        if (!tText) return std::nullopt;
+        return std::string_view(tText, static_cast<size_t>(gSqlite.columnBytes(mStatement, pColumn)));
     }
 
 private:
-    uint32_t count() const { return static_cast<uint32_t>(gSqlite.columnCount(mStatement)); }
-
-    kom::RefCount mRefCount;
-    kom::Ref<Database> mDatabase;
-    sqlite3_stmt* mStatement;
+    const kom::Ref<Database> mDatabase;
+    sqlite3_stmt* const mStatement;
     bool mOnRow = false;
     bool mEnded = false;
 };
-
-uint32_t Database::getDatabaseType(char** pType)
-{
-    if (!pType) return E_INVALIDARG;
-    *pType = komStrDup("sqlite");
-    return 0;
-}
 
 uint32_t Database::prepare(const char* pStatement, const sql::SqlParameters* pParameters,
                            sqlite3_stmt** pPrepared)
 {
     const char* tRest = nullptr;
-    if (gSqlite.prepare(mHandle, pStatement, -1, pPrepared, &tRest) != SQLITE_OK) return fail();
-    if (!*pPrepared) return refuse(E_INVALIDARG, "there is no statement in the text");
+    if (gSqlite.prepare(mHandle, pStatement, -1, pPrepared, &tRest) != SQLITE_OK) return failed();
+    if (!*pPrepared) return fail(E_INVALIDARG, "there is no statement in the text");
     const uint32_t tWanted = static_cast<uint32_t>(gSqlite.parameterCount(*pPrepared));
     uint32_t tRes = 0;
     if (std::string_view(tRest).find_first_not_of(" \t\r\n;") != std::string_view::npos)
-        tRes = refuse(E_INVALIDARG, "there is more than one statement in the text");
+        tRes = fail(E_INVALIDARG, "there is more than one statement in the text");
     else if ((pParameters ? pParameters->mCount : 0) != tWanted)
-        tRes = refuse(E_INVALIDARG, "the number of parameters is not that of the statement");
+        tRes = fail(E_INVALIDARG, "the number of parameters is not that of the statement");
     for (uint32_t i = 0; !KFAILED(tRes) && i < tWanted; ++i)
         if (gSqlite.bindText(*pPrepared, static_cast<int>(i + 1), pParameters->mValues[i], -1,
                              SQLITE_TRANSIENT) != SQLITE_OK)
-            tRes = fail();
+            tRes = failed();
     if (KFAILED(tRes)) {
         gSqlite.finalize(*pPrepared);
         *pPrepared = nullptr;
@@ -167,7 +124,7 @@ uint32_t Database::execute(const char* pStatement, const sql::SqlParameters* pPa
     do
         tState = gSqlite.step(tPrepared);
     while (tState == SQLITE_ROW);
-    const uint32_t tRes = tState == SQLITE_DONE ? 0 : fail();
+    const uint32_t tRes = tState == SQLITE_DONE ? 0 : failed();
     // A statement that changes no rows leaves the count of an earlier one standing.
     if (!KFAILED(tRes) && pChanged && gSqlite.totalChanges(mHandle) != tTotal)
         *pChanged = static_cast<uint64_t>(gSqlite.changes(mHandle));
@@ -182,21 +139,6 @@ uint32_t Database::query(const char* pStatement, const sql::SqlParameters* pPara
     sqlite3_stmt* tPrepared = nullptr;
     if (auto tRes = prepare(pStatement, pParameters, &tPrepared); KFAILED(tRes)) return tRes;
     *pRows = kom::retain(new Rows(kom::retain(this), tPrepared)).detach();
-    return 0;
-}
-
-uint32_t Database::transact(const char* pStatement, bool pInside)
-{
-    const bool tInside = gSqlite.autocommit(mHandle) == 0;
-    if (tInside != pInside)
-        return refuse(E_WRONG_STATE, tInside ? "a transaction is open already" : "no transaction is open");
-    return execute(pStatement, nullptr, nullptr);
-}
-
-uint32_t Database::getErrorText(char** pText)
-{
-    if (!pText) return E_INVALIDARG;
-    *pText = komStrDup(mError.c_str());
     return 0;
 }
 

@@ -9,6 +9,7 @@
 
 #include "kom_path.h"
 #include "kpr/dso.h"
+#include "kpr/process.h"
 
 // A record is taken over by a later module but never freed, and leaving takes no lock: a module may go while
 // the process ends, when a thread that held one no longer runs.
@@ -76,6 +77,14 @@ void komAddHolder(KomModule* pModule, KomHolder* pHolder)
     while (!pModule->holders.compare_exchange_weak(pHolder->next, pHolder))
         ;
 }
+
+void komFillHolder(KomHolder* pHolder, kom::IUnknown* pObject)
+{
+    __atomic_store_n(&pHolder->object, pObject, __ATOMIC_SEQ_CST);
+    if (pObject) kprWatchProcessEnd();
+}
+
+uint32_t komIsProcessEnding(void) { return kprIsProcessEnding(); }
 
 namespace kom {
 

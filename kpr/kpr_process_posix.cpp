@@ -1,5 +1,6 @@
 #include "kpr/process.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -12,6 +13,8 @@
 #include "kpr_internal.h"
 
 namespace {
+
+std::atomic<bool> gEnding = false;
 
 uint32_t readCommandLine(std::string* pBytes)
 {
@@ -56,3 +59,11 @@ uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal)
 }
 
 uint32_t kprSetBinaryStdio(void) { return K_SUCCESS; } // they are
+
+// Handlers run in the reverse order of their registration, destructors of static objects among them.
+void kprWatchProcessEnd(void)
+{
+    std::atexit([] { gEnding = true; });
+}
+
+uint32_t kprIsProcessEnding(void) { return gEnding ? 1 : 0; }

@@ -56,6 +56,13 @@ TEST(KprProcess, ArgumentsArriveAsTheyWereGiven)
                                         "<quo\"te><back\\slash\\><a\\\"b><100%><*>");
 }
 
+TEST(KprProcess, IsNotEndingWhileItRuns)
+{
+    EXPECT_EQ(kprIsProcessEnding(), 0u);
+    kprWatchProcessEnd();
+    EXPECT_EQ(kprIsProcessEnding(), 0u);
+}
+
 TEST(KprProcess, TheFirstArgumentIsTheProgram)
 {
     KprArgumentList* tList;

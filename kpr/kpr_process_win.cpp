@@ -59,3 +59,14 @@ uint32_t kprSetBinaryStdio(void)
         if (_setmode(_fileno(tStream), _O_BINARY) == -1) return KPR_E_BAD_HANDLE;
     return K_SUCCESS;
 }
+
+// The system knows it by itself.
+void kprWatchProcessEnd(void) {}
+
+uint32_t kprIsProcessEnding(void)
+{
+    using IsShuttingDown = BOOLEAN(NTAPI*)();
+    static const auto tIsShuttingDown = reinterpret_cast<IsShuttingDown>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlDllShutdownInProgress")));
+    return tIsShuttingDown && tIsShuttingDown() ? 1 : 0;
+}

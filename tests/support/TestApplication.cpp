@@ -156,6 +156,7 @@ std::size_t TestApplication::hookCount() const
 
 uint32_t TestApplication::called(const char* pOperation)
 {
+    if (mObserver) mObserver(pOperation);
     std::lock_guard tLock(mMutex);
     ++mCalls[pOperation];
     const auto tFailure = mFailures.find(pOperation);

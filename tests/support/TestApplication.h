@@ -49,6 +49,8 @@ public:
     /// Has one operation, by its name ("getUserAppDir"), answer a code instead of doing its work; 0 ends it.
     /// Operations that answer a text or a number leave it null or 0.
     void failOperation(const std::string& pName, uint32_t pCode);
+    /// Is called with the name of every operation, before it does anything.
+    void setObserver(void (*pObserver)(const char* pOperation)) { mObserver = pObserver; }
     /// Has queryInterface answer pCode and a null face for an identity; also with the success code 0.
     void refuseInterface(const std::string& pIid, uint32_t pCode);
 
@@ -124,6 +126,7 @@ private:
 
     kom::RefCount mRefCount;
     mutable std::mutex mMutex;
+    void (*mObserver)(const char*) = nullptr;
     const std::thread::id mMainThread;
     std::string mUserAppDir, mSettingsName, mSettingsFile, mCatalogueDir, mLanguage, mStatus;
     std::map<std::string, std::string> mProperties;

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 #include <utility>
 
 #include "kom/api.h"
@@ -44,6 +45,10 @@ KOM_API void komLeaveModule(KomModule* pModule);
 KOM_API void komCountObject(KomModule* pModule, int32_t pChange);
 /// Called by kom::ModuleRef. The holder stays in the module's list until the module goes.
 KOM_API void komAddHolder(KomModule* pModule, KomHolder* pHolder);
+/// Called by kom::ModuleRef when what it holds changes. kom takes no reference.
+KOM_API void komFillHolder(KomHolder* pHolder, kom::IUnknown* pObject);
+/// Called by kom::ModuleRef's destructor: 1 when the module goes because the process ends.
+KOM_API uint32_t komIsProcessEnding(void);
 
 } // extern "C"
 
@@ -69,11 +74,21 @@ KOM_LOCAL inline ModuleEntry gModule;
 /// kom::Implements). The object alone does not keep the module loaded: komUnloadModules lets a module go
 /// whose every object is held in this way and used by nobody else. Only for static objects; assigning is
 /// for one thread at a time.
+///
+/// The object goes when the module is unloaded. When the process ends it is left alone: other threads may
+/// have been stopped anywhere, so that its destructor could wait for ever for a lock, and the system takes
+/// all back anyway.
 template <class T>
 class ModuleRef {
 public:
     ModuleRef() noexcept { komAddHolder(detail::gModule.record, &mHolder); }
-    ~ModuleRef() { reset(); }
+    ~ModuleRef()
+    {
+        if (komIsProcessEnding())
+            std::ignore = mObject.detach();
+        else
+            reset();
+    }
     ModuleRef(const ModuleRef&) = delete;
     ModuleRef& operator=(const ModuleRef&) = delete;
 
@@ -81,7 +96,7 @@ public:
     ModuleRef& operator=(Ref<T> pObject) noexcept
     {
         std::swap(mObject, pObject);
-        __atomic_store_n(&mHolder.object, mObject ? mObject->unknown() : nullptr, __ATOMIC_SEQ_CST);
+        komFillHolder(&mHolder, mObject ? mObject->unknown() : nullptr);
         return *this;
     }
     void reset() noexcept { *this = Ref<T>(); }

@@ -1,4 +1,4 @@
-// What a program is told by whoever starts it: arguments, environment and standard streams.
+// A program's dealings with whoever starts it (arguments, environment, standard streams), and its end.
 #pragma once
 
 #include <cstdint>
@@ -25,5 +25,13 @@ KPR_API uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal);
 /// Makes standard input and output pass bytes unchanged (no line-end conversion). Call it before either is
 /// used.
 KPR_API uint32_t kprSetBinaryStdio(void);
+/// From now on kprIsProcessEnding sees the end of the process in time for the destructors of all static
+/// objects that stand already. Once for each such object will do; from any thread.
+KPR_API void kprWatchProcessEnd(void);
+/// 1 while the process ends, in the destructors of a module's static objects: other threads may have been
+/// stopped anywhere, with any lock held. 0 before, and while a module is unloaded from a process that goes
+/// on. On Linux only for what stood when kprWatchProcessEnd was called; on Windows only in modules, not in
+/// the program itself, whose static objects go before other threads are stopped.
+KPR_API uint32_t kprIsProcessEnding(void);
 
 } // extern "C"

@@ -63,21 +63,18 @@ public:
     {
         mKept.reset(); // this may call back, too
         const Registrations& tList = mEntry->second;
-        mServed = mNext < tList.size() ? tList[mNext++].get() : nullptr;
-        return mServed;
+        return mNext < tList.size() ? tList[mNext++].get() : nullptr;
     }
 
     bool isIn(const Registrations& pList) const { return &mEntry->second == &pList; }
     Walk* outer() const { return mOuter; }
-    /// The registration at an index of the walk's list goes: what is next moves up with the others.
-    void removed(size_t pIndex)
+    /// The registration at an index of the walk's list goes: what is next moves up with the others. The one
+    /// that is being served has to outlive its handler.
+    void removed(size_t pIndex, const kom::Ref<fw::IEventConsumer>& pConsumer)
     {
-        if (pIndex < mNext) --mNext;
-    }
-    /// A consumer loses registrations: if it is being served, it has to outlive its handler.
-    void keep(const kom::Ref<fw::IEventConsumer>& pConsumer)
-    {
-        if (mServed == pConsumer.get()) mKept = pConsumer;
+        if (pIndex >= mNext) return;
+        --mNext;
+        if (pIndex == mNext && !mKept) mKept = pConsumer;
     }
 
 private:
@@ -85,8 +82,7 @@ private:
     const Consumers::iterator mEntry;
     Walk* const mOuter;
     size_t mNext = 0;
-    fw::IEventConsumer* mServed = nullptr;
-    kom::Ref<fw::IEventConsumer> mKept;
+    kom::Ref<fw::IEventConsumer> mKept; ///< the one being served, once it is no longer registered
 };
 
 EventDispatcher::EventDispatcher() : mIdleCallout(kom::retain(new IdleCallout(this))) {}
@@ -99,6 +95,7 @@ EventDispatcher::~EventDispatcher()
     mRefCount.increment();
     while (!mConsumers.empty()) {
         const auto tConsumers = std::move(mConsumers.begin()->second);
+        mIndex.erase(mConsumers.begin()->first);
         mConsumers.erase(mConsumers.begin());
     }
     while (!mQueue.empty()) {
@@ -134,10 +131,7 @@ uint32_t EventDispatcher::addConsumer(const char* pType, fw::IEventConsumer* pCo
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    const std::string_view tName = nameOf(pType);
-    auto tEntry = find(tName);
-    if (tEntry == mConsumers.end()) tEntry = mConsumers.emplace(tName, Registrations()).first;
-    tEntry->second.push_back(kom::retain(pConsumer));
+    listOf(nameOf(pType)).push_back(kom::retain(pConsumer));
     return 0;
 }
 
@@ -175,10 +169,8 @@ void EventDispatcher::removeFrom(Registrations& pList, fw::IEventConsumer* pCons
             continue;
         }
         pLast = std::move(tConsumer);
-        for (Walk* tWalk = mWalk; tWalk; tWalk = tWalk->outer()) {
-            tWalk->keep(pLast);
-            if (tWalk->isIn(pList)) tWalk->removed(tKept);
-        }
+        for (Walk* tWalk = mWalk; tWalk; tWalk = tWalk->outer())
+            if (tWalk->isIn(pList)) tWalk->removed(tKept, pLast);
     }
     pList.resize(tKept);
 }
@@ -188,7 +180,9 @@ EventDispatcher::Consumers::iterator EventDispatcher::dropIfEmpty(Consumers::ite
     bool tNeeded = !pEntry->second.empty();
     for (Walk* tWalk = mWalk; tWalk && !tNeeded; tWalk = tWalk->outer())
         tNeeded = tWalk->isIn(pEntry->second);
-    return tNeeded ? std::next(pEntry) : mConsumers.erase(pEntry);
+    if (tNeeded) return std::next(pEntry);
+    mIndex.erase(pEntry->first);
+    return mConsumers.erase(pEntry);
 }
 
 EventDispatcher::Consumers::iterator EventDispatcher::find(std::string_view pName)
@@ -197,7 +191,16 @@ EventDispatcher::Consumers::iterator EventDispatcher::find(std::string_view pNam
     if (pName.empty())
         return !mConsumers.empty() && mConsumers.begin()->first.empty() ? mConsumers.begin()
                                                                         : mConsumers.end();
-    return mConsumers.find(pName);
+    const auto tFound = mIndex.find(pName);
+    return tFound == mIndex.end() ? mConsumers.end() : tFound->second;
+}
+
+EventDispatcher::Registrations& EventDispatcher::listOf(std::string_view pName)
+{
+    if (const auto tEntry = find(pName); tEntry != mConsumers.end()) return tEntry->second;
+    const auto tEntry = mConsumers.emplace(pName, Registrations()).first;
+    mIndex.emplace(tEntry->first, tEntry);
+    return tEntry->second;
 }
 
 uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)

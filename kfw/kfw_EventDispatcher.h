@@ -5,10 +5,13 @@
 #include <atomic>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <boost/unordered/unordered_flat_map.hpp>
 
 #include "kfw/IEventDispatcher.h"
 #include "kom/implements.h"
@@ -79,6 +82,8 @@ private:
     using Consumers = std::map<std::string, Registrations, NameOrder>;
 
     Consumers::iterator find(std::string_view pName);
+    /// The list of a name, made when there is none.
+    Registrations& listOf(std::string_view pName);
     /// Delivers to the registrations of one name until the event is consumed. Failures are logged.
     void deliver(std::string_view pName, fw::IEvent* pEvent);
     /// Drops the registrations of a consumer from one list. pLast gets a reference to it when there were any.
@@ -93,6 +98,9 @@ private:
     kom::Ref<fw::IApplication> mApp;
     std::deque<kom::Ref<fw::IEvent>> mQueue;
     Consumers mConsumers;
+    /// Where each name stands in mConsumers, whose strings are the keys: an event's type is looked up by its
+    /// hash, not by a comparison at every level of the tree.
+    boost::unordered_flat_map<std::string_view, Consumers::iterator, std::hash<std::string_view>> mIndex;
     bool mIdleScheduled = false;
     uint32_t mDeliveries = 0; ///< how many are in progress, one in another
     std::atomic<Phase> mPhase = PHASE_IDLE;

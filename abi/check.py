@@ -8,7 +8,8 @@ interfaces.txt: every interface with its identity and its slots, counted from 0,
 each out for three targets (Linux, MinGW, Microsoft), freestanding, with the few standard headers of stub/;
 the three have to be equal. records.txt: size and field offsets of the records that cross an interface, the
 same for all. codes.txt: the result codes, of which docs/result-codes.md is the page. classes.txt: the module's
-classes.
+classes. exports/: what each library exports, as its headers and version scripts say; the tests of each target compare
+the built files with the same lists (check_exports.cmake).
 """
 
 import argparse
@@ -30,6 +31,7 @@ INTERFACE = re.compile(r'^class (I[A-Z]\w*)(?: : public [\w:]+)? \{\n.*?static c
                        re.MULTILINE | re.DOTALL)
 CLASS_ID = re.compile(r'inline constexpr char (CLASS_\w+)\[\] =\s*"([^"]+)"')
 CODE = re.compile(r'X\((\w+), (0x[0-9A-F]{8})u,\s*"([^"]*)"\)')
+EXPORTED = re.compile(r'^K(?:PR|OM)_API [^;{(]*?(\w+)\(', re.MULTILINE)
 CODES_PAGE = """# Result codes
 
 Every operation answers an unsigned 32-bit number: 0 is success, a code with the top bit set is a failure, a positive code is a
@@ -148,6 +150,20 @@ class Tree:
             sys.exit("abi: the records differ between the targets:\n" + "\n----\n".join(sorted(texts)))
         return texts.pop()
 
+    def export_lists(self):
+        """The exported functions of the two C libraries from their headers, those of the modules from their version
+        scripts: {list: text}."""
+        lists = {}
+        for library in ("kpr", "kom"):
+            folder = os.path.join(self.root, library, "include", library)
+            lists[library] = [name for header in os.listdir(folder)
+                              for name in EXPORTED.findall(self.read(f"{library}/{header}"))]
+        for module, script in (("kfw", "kfw/kfw.map"), ("drivers", "drivers/drivers.map")):
+            with open(os.path.join(self.root, script), encoding="utf-8") as file:
+                lists[module] = re.findall(r'\w+', re.search(r'global:([^:]*;)', file.read()).group(1))
+        return {f"exports/{name}.txt": "".join(symbol + "\n" for symbol in sorted(symbols))
+                for name, symbols in lists.items()}
+
     def golden(self):
         codes = CODE.findall(self.read("kpr/codes.h"))
         classes = CLASS_ID.findall(self.read("kfw/classes.h"))
@@ -155,7 +171,8 @@ class Tree:
                 "codes.txt": "".join(f"{value} {name} {text}\n" for name, value, text in codes),
                 "../docs/result-codes.md": CODES_PAGE + "".join(
                     f"| `{value}` | `{name}` | {text} |\n" for name, value, text in codes),
-                "classes.txt": "".join(f"{identity} {name}\n" for name, identity in classes)}
+                "classes.txt": "".join(f"{identity} {name}\n" for name, identity in classes),
+                **self.export_lists()}
 
 
 def main():

@@ -13,6 +13,9 @@ import tempfile
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
 
+# What check.py looks at.
+PARTS = ("kpr/include", "kom/include", "kfw/include", "kfw/kfw.map", "drivers/drivers.map")
+
 # What is broken, in which header, the text and what it becomes.
 BREAKS = [
     ("an inserted virtual", "kfw/include/kfw/IEventDispatcher.h",
@@ -32,13 +35,17 @@ BREAKS = [
     ("a changed identity", "kfw/include/kfw/IIdleCallout.h", "IIdleCallout:1.0", "IIdleCallout:1.1"),
     ("a changed result code", "kpr/include/kpr/codes.h", "0x9623000B", "0x9623000D + 0"),
     ("a changed class identity", "kfw/include/kfw/classes.h", "a20d8cf0", "a20d8cf1"),
+    ("an exported function that is gone", "kom/include/kom/heap.h", "KOM_API void* komRealloc(", "void* komRealloc("),
+    ("a module that exports more", "kfw/kfw.map", "dsoUnregisterServer;", "dsoUnregisterServer; dsoUnload;"),
 ]
 
 
 def caught(header, old, new):
     with tempfile.TemporaryDirectory() as folder:
-        for layer in ("kpr", "kom", "kfw"):
-            shutil.copytree(os.path.join(ROOT, layer, "include"), os.path.join(folder, layer, "include"))
+        for part in PARTS:
+            copy = shutil.copytree if os.path.isdir(os.path.join(ROOT, part)) else shutil.copy
+            os.makedirs(os.path.dirname(os.path.join(folder, part)), exist_ok=True)
+            copy(os.path.join(ROOT, part), os.path.join(folder, part))
         path = os.path.join(folder, header)
         with open(path, encoding="utf-8") as file:
             text = file.read()

@@ -26,3 +26,10 @@ function(k_test pName)
     endif()
     set_tests_properties(${pName} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
 endfunction()
+
+# k_exports_test(<target> <list>): the built library exports exactly the functions of abi/exports/<list>.txt.
+function(k_exports_test pTarget pList)
+    add_test(NAME ${pTarget}_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:${pTarget}>
+        -DLIST=${PROJECT_SOURCE_DIR}/abi/exports/${pList}.txt -DWINDOWS=${WIN32}
+        -DNM=${CMAKE_NM} -DOBJDUMP=${CMAKE_OBJDUMP} -P ${PROJECT_SOURCE_DIR}/abi/check_exports.cmake)
+endfunction()

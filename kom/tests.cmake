@@ -14,6 +14,4 @@ if(NOT WIN32)
     k_test(kom_registry_posix_test SOURCES kom_registry_posix_test.cpp LIBRARIES kom kpr_testing)
 endif()
 
-add_test(NAME kom_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:kom> -DPREFIX=kom
-    -DNM=${CMAKE_NM} -DOBJDUMP=${CMAKE_OBJDUMP} -DWINDOWS=${WIN32}
-    -P ${PROJECT_SOURCE_DIR}/kpr/testing/check_exports.cmake)
+k_exports_test(kom kom)

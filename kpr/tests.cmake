@@ -51,7 +51,6 @@ if(NOT WIN32)
     target_include_directories(kpr_posix_test PRIVATE include testing)
 endif()
 
-add_test(NAME kpr_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:kpr> -DNM=${CMAKE_NM}
-    -DOBJDUMP=${CMAKE_OBJDUMP} -DWINDOWS=${WIN32} -P ${CMAKE_CURRENT_SOURCE_DIR}/testing/check_exports.cmake)
+k_exports_test(kpr kpr)
 k_test(kpr_map_test SOURCES kpr_map_test.cpp LIBRARIES kpr)
 target_include_directories(kpr_map_test PRIVATE ${PROJECT_SOURCE_DIR}/tests/support)

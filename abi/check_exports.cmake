@@ -1,0 +1,27 @@
+# Fails unless a built library exports exactly the functions of a list.
+#   cmake -DLIBRARY=<file> -DLIST=<file> -DWINDOWS=<bool> -DNM=<program> -DOBJDUMP=<program> -P check_exports.cmake
+cmake_minimum_required(VERSION 3.25)
+
+if(WINDOWS)
+    execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE tText COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCH "\\[Ordinal/Name Pointer\\] Table\n(\t[^\n]*\n)*" tTable "${tText}")
+    string(REGEX MATCHALL "\\[ *[0-9]+\\] [A-Za-z_0-9@?]+" tRows "${tTable}")
+else()
+    execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE tText COMMAND_ERROR_IS_FATAL ANY)
+    string(REGEX MATCHALL "[A-Za-z] [^\n]+" tRows "${tText}")
+endif()
+list(TRANSFORM tRows REPLACE ".* " "")
+file(STRINGS ${LIST} tPublished)
+
+foreach(tName ${tRows})
+    if(NOT tName IN_LIST tPublished)
+        message(SEND_ERROR "${LIBRARY} exports ${tName}, which ${LIST} does not have")
+    endif()
+endforeach()
+foreach(tName ${tPublished})
+    if(NOT tName IN_LIST tRows)
+        message(SEND_ERROR "${LIBRARY} does not export ${tName}")
+    endif()
+endforeach()
+list(LENGTH tRows tCount)
+message(STATUS "${tCount} exported functions")

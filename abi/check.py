@@ -3,26 +3,30 @@
 
 check.py              compares; status 1 and the differences when anything has changed
 check.py --update     writes the golden lists anew, for a deliberate change
+check.py --only LIST  looks at one list only (with either)
 
 interfaces.txt: every interface with its identity and its slots, counted from 0, the inherited ones included. Clang lays
 each out for three targets (Linux, MinGW, Microsoft), freestanding, with the few standard headers of stub/;
 the three have to be equal. records.txt: size and field offsets of the records that cross an interface, the
 same for all. codes.txt: the result codes, of which docs/result-codes.md is the page. classes.txt: the module's
-classes. exports/: what each library exports, as its headers and version scripts say; the tests of each target compare
-the built files with the same lists (check_exports.cmake).
+classes. faces-*.txt: the tables of those classes, their factories and what they hand to the application, for each of
+the three C++ ABIs (faces.py). exports/: what each library exports, as its headers and version scripts say; the tests
+of each target compare the built files with the same lists (check_exports.cmake).
 """
 
 import argparse
 import difflib
+import functools
 import json
 import os
 import re
-import subprocess
 import sys
-import tempfile
+
+import faces
+import probe
+from probe import TARGETS
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-TARGETS = ("x86_64-pc-linux-gnu", "x86_64-w64-mingw32", "x86_64-pc-windows-msvc")
 RECORDS = ("ModuleAttributes", "KprAttribute", "vel::kos::fw::CacheId", "vel::kos::fw::KFSCacheAttr",
            "vel::kos::fw::CacheAttrList", "vel::kos::fw::CacheBytes", "vel::kos::fw::AttributeList",
            "vel::kos::fw::Attribute", "vel::kos::fw::SysInfoModule", "vel::kos::fw::ModuleList",
@@ -71,19 +75,9 @@ class Tree:
         raise FileNotFoundError(header)
 
     def compile(self, target, text, option):
-        """Clang's standard output for a probe source."""
-        with tempfile.TemporaryDirectory() as folder:
-            probe = os.path.join(folder, "probe.cpp")
-            with open(probe, "w", encoding="utf-8") as file:
-                file.write(text)
-            command = ["clang++-14", "-std=c++20", "-target", target, "-ffreestanding", "-nostdinc++", "-nostdlibinc",
-                       "-I" + os.path.join(HERE, "stub")]
-            command += ["-I" + os.path.join(self.root, layer, "include") for layer in ("kfw", "kom", "kpr")]
-            result = subprocess.run(command + ["-emit-llvm", "-S", "-o", os.devnull, "-Xclang", option, probe],
-                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
-        if result.returncode:
-            sys.exit(f"abi: the probe does not compile for {target}:\n{result.stderr}")
-        return result.stdout
+        """Clang's standard output for a probe source that needs the public headers only."""
+        folders = [os.path.join(self.root, layer, "include") for layer in ("kfw", "kom", "kpr")]
+        return probe.compile_probe(target, text, option, probe.FREESTANDING, folders)
 
     def slots(self, target):
         """Every interface's own slots: {interface: {index: declaration}}."""
@@ -108,6 +102,16 @@ class Tree:
                                    if other == base.group(1) or other == name.rsplit("::", 1)[0] + "::" + base.group(1))
         return found
 
+    def chains(self):
+        """Every interface, in order, with those it extends: itself first."""
+        parents, chains = self.parents(), {}
+        for name in sorted(self.interfaces):
+            chain = [name]
+            while chain[-1] in parents:
+                chain.append(parents[chain[-1]])
+            chains[name] = chain
+        return chains
+
     def interface_list(self):
         lists = {target: self.slots(target) for target in TARGETS}
         for target in TARGETS[1:]:
@@ -116,11 +120,8 @@ class Tree:
                     if lists[target].get(name) != lists[TARGETS[0]].get(name):
                         sys.exit(f"abi: the slots of {name} differ between {TARGETS[0]} and {target}:\n"
                                  f"{lists[TARGETS[0]].get(name)}\n{lists[target].get(name)}")
-        own, parents, text = lists[TARGETS[0]], self.parents(), ""
-        for name in sorted(self.interfaces):
-            chain = [name]
-            while chain[-1] in parents:
-                chain.append(parents[chain[-1]])
+        own, text = lists[TARGETS[0]], ""
+        for name, chain in self.chains().items():
             text += f"{name} {self.interfaces[name][1]}\n"
             for level in reversed(chain):
                 for index, declaration in sorted(own.get(level, {}).items()):
@@ -150,29 +151,37 @@ class Tree:
             sys.exit("abi: the records differ between the targets:\n" + "\n----\n".join(sorted(texts)))
         return texts.pop()
 
-    def export_lists(self):
-        """The exported functions of the two C libraries from their headers, those of the modules from their version
-        scripts: {list: text}."""
-        lists = {}
-        for library in ("kpr", "kom"):
-            folder = os.path.join(self.root, library, "include", library)
-            lists[library] = [name for header in os.listdir(folder)
-                              for name in EXPORTED.findall(self.read(f"{library}/{header}"))]
-        for module, script in (("kfw", "kfw/kfw.map"), ("drivers", "drivers/drivers.map")):
-            with open(os.path.join(self.root, script), encoding="utf-8") as file:
-                lists[module] = re.findall(r'\w+', re.search(r'global:([^:]*;)', file.read()).group(1))
-        return {f"exports/{name}.txt": "".join(symbol + "\n" for symbol in sorted(symbols))
-                for name, symbols in lists.items()}
+    def export_list(self, module):
+        """The exported functions of a C library from its headers, those of a component module from its version
+        script."""
+        if module in ("kpr", "kom"):
+            folder = os.path.join(self.root, module, "include", module)
+            symbols = [name for header in os.listdir(folder)
+                       for name in EXPORTED.findall(self.read(f"{module}/{header}"))]
+        else:
+            with open(os.path.join(self.root, module, module + ".map"), encoding="utf-8") as file:
+                symbols = re.findall(r'\w+', re.search(r'global:([^:]*;)', file.read()).group(1))
+        return "".join(symbol + "\n" for symbol in sorted(symbols))
+
+    def face_list(self, target):
+        return faces.face_list(target, self.root, {name: len(chain) for name, chain in self.chains().items()})
+
+    def codes(self):
+        return CODE.findall(self.read("kpr/codes.h"))
 
     def golden(self):
-        codes = CODE.findall(self.read("kpr/codes.h"))
-        classes = CLASS_ID.findall(self.read("kfw/classes.h"))
-        return {"interfaces.txt": self.interface_list(), "records.txt": self.record_list(),
-                "codes.txt": "".join(f"{value} {name} {text}\n" for name, value, text in codes),
-                "../docs/result-codes.md": CODES_PAGE + "".join(
-                    f"| `{value}` | `{name}` | {text} |\n" for name, value, text in codes),
-                "classes.txt": "".join(f"{identity} {name}\n" for name, identity in classes),
-                **self.export_lists()}
+        """Every list, and what makes its text."""
+        lists = {"interfaces.txt": self.interface_list, "records.txt": self.record_list,
+                 "codes.txt": lambda: "".join(f"{value} {name} {text}\n" for name, value, text in self.codes()),
+                 "../docs/result-codes.md": lambda: CODES_PAGE + "".join(
+                     f"| `{value}` | `{name}` | {text} |\n" for name, value, text in self.codes()),
+                 "classes.txt": lambda: "".join(f"{identity} {name}\n" for name, identity
+                                                in CLASS_ID.findall(self.read("kfw/classes.h")))}
+        for module in ("kpr", "kom", "kfw", "drivers"):
+            lists[f"exports/{module}.txt"] = functools.partial(self.export_list, module)
+        for name, target in faces.ABIS.items():
+            lists[name] = functools.partial(self.face_list, target)
+        return lists
 
 
 def main():
@@ -180,10 +189,14 @@ def main():
     parser.add_argument("--update", action="store_true")
     parser.add_argument("--root", default=os.path.dirname(HERE), help="the checkout to look at")
     parser.add_argument("--report", help="writes a report of the counts")
+    parser.add_argument("--only", metavar="LIST", help="one list, such as interfaces.txt")
     options = parser.parse_args()
     failed = 0
     lists = Tree(os.path.abspath(options.root)).golden()
-    for name, text in lists.items():
+    if options.only:
+        lists = {options.only: lists[options.only]}
+    for name, make in lists.items():
+        text = make()
         path = os.path.join(HERE, name)
         if options.update:
             with open(path, "w", encoding="utf-8") as file:

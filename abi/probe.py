@@ -1,0 +1,43 @@
+"""Compiles probe sources with Clang for the three C++ ABIs, to have it print how it lays things out."""
+
+import os
+import subprocess
+import sys
+import tempfile
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+LINUX, MINGW, MICROSOFT = TARGETS = ("x86_64-pc-linux-gnu", "x86_64-w64-mingw32", "x86_64-pc-windows-msvc")
+STUB = os.path.join(HERE, "stub")
+FREESTANDING = ["-ffreestanding", "-nostdinc++", "-nostdlibinc", "-I" + STUB]
+
+
+def output(command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
+
+
+def with_library(target):
+    """The options for a source that needs a standard library: the target's own where it is at hand, else stubs."""
+    if target == LINUX:
+        return []
+    if target == MINGW:
+        # Clang does not find the headers by itself where the tool chain has variants.
+        gcc = output(["x86_64-w64-mingw32-g++-posix", "-print-file-name=include"])
+        folders = [os.path.join(gcc, "c++"), os.path.join(gcc, "c++", "x86_64-w64-mingw32"),
+                   os.path.join(output(["clang++-14", "-print-resource-dir"]), "include"),
+                   "/usr/x86_64-w64-mingw32/include"]
+        return ["-nostdinc"] + [option for folder in folders for option in ("-isystem", folder)]
+    return FREESTANDING + ["-I" + os.path.join(STUB, "classes")]
+
+
+def compile_probe(target, text, dump, options, folders):
+    """Clang's standard output for a source, with a -cc1 option that makes it print layouts."""
+    with tempfile.TemporaryDirectory() as folder:
+        probe = os.path.join(folder, "probe.cpp")
+        with open(probe, "w", encoding="utf-8") as file:
+            file.write(text)
+        command = ["clang++-14", "-std=c++20", "-target", target] + options + ["-I" + name for name in folders]
+        result = subprocess.run(command + ["-emit-llvm", "-S", "-o", os.devnull, "-Xclang", dump, probe],
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+    if result.returncode:
+        sys.exit(f"abi: the probe does not compile for {target}:\n{result.stderr}")
+    return result.stdout

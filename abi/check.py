@@ -8,10 +8,11 @@ check.py --only LIST  looks at one list only (with either)
 interfaces.txt: every interface with its identity and its slots, counted from 0, the inherited ones included. Clang lays
 each out for three targets (Linux, MinGW, Microsoft), freestanding, with the few standard headers of stub/;
 the three have to be equal. records.txt: size and field offsets of the records that cross an interface, the
-same for all. codes.txt: the result codes, of which docs/result-codes.md is the page. classes.txt: the module's
+same for all. constants.txt: the named values of flags and levels. codes.txt: the result codes, of which docs/result-codes.md is the page. classes.txt: the module's
 classes. faces-*.txt: the tables of those classes, their factories and what they hand to the application, for each of
 the three C++ ABIs (faces.py). exports/: what each library exports, as its headers and version scripts say; the tests
-of each target compare the built files with the same lists (check_exports.cmake).
+of each target compare the built files with the same lists (check_exports.cmake). c/kfw_slots.h: interfaces, records,
+codes, constants and classes for C, made from the lists (c_header.py).
 """
 
 import argparse
@@ -22,6 +23,7 @@ import os
 import re
 import sys
 
+import c_header
 import faces
 import probe
 from probe import TARGETS
@@ -30,7 +32,9 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 RECORDS = ("ModuleAttributes", "KprAttribute", "vel::kos::fw::CacheId", "vel::kos::fw::KFSCacheAttr",
            "vel::kos::fw::CacheAttrList", "vel::kos::fw::CacheBytes", "vel::kos::fw::AttributeList",
            "vel::kos::fw::Attribute", "vel::kos::fw::SysInfoModule", "vel::kos::fw::ModuleList",
-           "vel::kos::sql::StringList", "vel::kos::sql::FactoryList")
+           "vel::kos::sql::StringList", "vel::kos::sql::FactoryList", "vel::kos::sql::SqlParameters", "KomHeapStats",
+           "KomRegistration", "KomClass", "KomClassList", "KomResultCode")
+RUNTIME = ("kom/heap.h", "kom/identity.h", "kom/runtime.h")
 INTERFACE = re.compile(r'^class (I[A-Z]\w*)(?: : public [\w:]+)? \{\n.*?static constexpr char IID\[\] = "([^"]+)"',
                        re.MULTILINE | re.DOTALL)
 CLASS_ID = re.compile(r'inline constexpr char (CLASS_\w+)\[\] =\s*"([^"]+)"')
@@ -132,10 +136,9 @@ class Tree:
     def record_list(self):
         texts = set()
         for target in TARGETS:
-            source = '#include "kpr/dso.h"\n' + "".join(f'#include "{header}"\n' for header in self.headers
-                                                         if header.startswith("kfw/"))
-            every = "".join(self.read(header) for header in self.headers if header.startswith("kfw/"))
-            every += self.read("kpr/dso.h")
+            headers = ["kpr/dso.h", *RUNTIME] + [header for header in self.headers if header.startswith("kfw/")]
+            source = "".join(f'#include "{header}"\n' for header in headers)
+            every = "".join(self.read(header) for header in headers)
             names = [name for name in RECORDS if re.search(rf'^struct {name.split("::")[-1]} \{{', every, re.MULTILINE)]
             source += "".join(f"static_assert(sizeof({name}) > 0);\n" for name in names)
             blocks = {}
@@ -166,12 +169,28 @@ class Tree:
     def face_list(self, target):
         return faces.face_list(target, self.root, {name: len(chain) for name, chain in self.chains().items()})
 
+    def constants(self):
+        """The named values that operations take and answer."""
+        values = ""
+        for header in self.headers:
+            for body in re.findall(r'^enum \w+ : uint32_t \{(.*?)\}', self.read(header), re.MULTILINE | re.DOTALL):
+                values += "".join(f"{name} {value}\n" for name, value in re.findall(r'(\w+) = (\d+)', body))
+        return values
+
+    def c_header(self):
+        lists = {name: make() for name, make in self.golden().items()
+                 if name in ("interfaces.txt", "records.txt", "codes.txt", "constants.txt", "classes.txt")}
+        functions = [function for header in RUNTIME
+                     for function in re.findall(r'^KOM_API ([^;]+);', self.read(header), re.MULTILINE)]
+        return c_header.c_header(lists, functions)
+
     def codes(self):
         return CODE.findall(self.read("kpr/codes.h"))
 
     def golden(self):
         """Every list, and what makes its text."""
         lists = {"interfaces.txt": self.interface_list, "records.txt": self.record_list,
+                 "constants.txt": self.constants, "c/kfw_slots.h": self.c_header,
                  "codes.txt": lambda: "".join(f"{value} {name} {text}\n" for name, value, text in self.codes()),
                  "../docs/result-codes.md": lambda: CODES_PAGE + "".join(
                      f"| `{value}` | `{name}` | {text} |\n" for name, value, text in self.codes()),

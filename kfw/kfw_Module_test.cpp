@@ -169,6 +169,41 @@ TEST_F(ModuleTest, unregistersEveryClassAndAnswersTheFirstFailure)
     }
 }
 
+TEST_F(ModuleTest, registersUpToTheSecondAndUnregistersPastIt)
+{
+    gAnswers = {{classAt(1), KPR_E_LOCKED}, {classAt(4), KPR_E_NO_SPACE}};
+    EXPECT_EQ(dsoRegisterServer(0, nullptr), KPR_E_LOCKED);
+    ASSERT_EQ(gCalls.size(), 2u);
+    EXPECT_EQ(gCalls[0].classId, "a20d8cf0-c2f2-11d5-bfd3-0000e2430653");
+    EXPECT_EQ(gCalls[1].classId, "e3b9f51c-9ce5-11d6-9c21-00e029099a4b");
+    for (const auto& tCall : gCalls)
+        EXPECT_EQ(tCall.operation, "register") << "what was registered stays";
+
+    gCalls.clear();
+    EXPECT_EQ(dsoUnregisterServer(0, nullptr), KPR_E_LOCKED);
+    ASSERT_EQ(gCalls.size(), 7u);
+    for (size_t i = 0; i < gCalls.size(); ++i)
+        EXPECT_EQ(gCalls[i].classId, classAt(i));
+
+    // The fifth alone, so that it is its code that is answered.
+    gAnswers.erase(classAt(1));
+    gCalls.clear();
+    EXPECT_EQ(dsoRegisterServer(0, nullptr), KPR_E_NO_SPACE);
+    EXPECT_EQ(gCalls.size(), 5u);
+    gCalls.clear();
+    EXPECT_EQ(dsoUnregisterServer(0, nullptr), KPR_E_NO_SPACE);
+    EXPECT_EQ(gCalls.size(), 7u);
+}
+
+TEST_F(ModuleTest, takesAnAnswerThatIsNoFailureForSuccess)
+{
+    gAnswers = {{classAt(1), 1}, {classAt(4), 0x7FFFFFFFu}};
+    EXPECT_EQ(dsoRegisterServer(0, nullptr), 0u);
+    EXPECT_EQ(gCalls.size(), 7u);
+    EXPECT_EQ(dsoUnregisterServer(0, nullptr), 0u);
+    EXPECT_EQ(gCalls.size(), 14u);
+}
+
 } // namespace
 
 } // namespace vel::kos::kfw

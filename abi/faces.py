@@ -6,6 +6,7 @@ several faces repeats the operations of the others in its first table, or does n
 
 import os
 import re
+import tempfile
 
 import probe
 
@@ -78,8 +79,9 @@ def face_list(target, root, depth):
     text += "".join(f"auto probe{number} = {needs};\n" for number, needs in enumerate(CLASSES.values()))
     folders = [os.path.join(root, "kfw")] + [os.path.join(root, layer, "include")
                                              for layer in ("kfw", "kutil", "kgen", "kom", "kpr")]
-    tables = class_tables(target, probe.compile_probe(target, text, "-fdump-vtable-layouts",
-                                                      probe.with_library(target), folders))
+    with tempfile.TemporaryDirectory() as scratch:
+        tables = class_tables(target, probe.compile_probe(target, text, "-fdump-vtable-layouts",
+                                                          probe.with_library(target, scratch), folders))
     result = ""
     for name in CLASSES:
         result += name + "\n"

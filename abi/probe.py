@@ -15,14 +15,16 @@ def output(command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
 
 
-def with_library(target):
-    """The options for a source that needs a standard library: the target's own where it is at hand, else stubs."""
+def with_library(target, folder):
+    """The options for a source that needs the standard library and Boost: the target's own where they are at hand, else
+    stubs. The folder is an empty one that lives as long as the options are used."""
     if target == LINUX:
         return []
     if target == MINGW:
         # Clang does not find the headers by itself where the tool chain has variants.
         gcc = output(["x86_64-w64-mingw32-g++-posix", "-print-file-name=include"])
-        folders = [os.path.join(gcc, "c++"), os.path.join(gcc, "c++", "x86_64-w64-mingw32"),
+        os.symlink("/usr/include/boost", os.path.join(folder, "boost"))  # and nothing else of that system
+        folders = [folder, os.path.join(gcc, "c++"), os.path.join(gcc, "c++", "x86_64-w64-mingw32"),
                    os.path.join(output(["clang++-14", "-print-resource-dir"]), "include"),
                    "/usr/x86_64-w64-mingw32/include"]
         return ["-nostdinc"] + [option for folder in folders for option in ("-isystem", folder)]

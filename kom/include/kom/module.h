@@ -11,7 +11,6 @@
 #pragma once
 
 #include <cstdint>
-#include <tuple>
 #include <utility>
 
 #include "kom/api.h"
@@ -85,7 +84,7 @@ public:
     ~ModuleRef()
     {
         if (komIsProcessEnding())
-            std::ignore = mObject.detach();
+            static_cast<void>(mObject.detach());
         else
             reset();
     }

@@ -203,7 +203,7 @@ TEST_F(ModuleLifetimeTest, theSingletonsLetGoInReverseOrder)
     const auto tell = [&](const char* pName) { return [&tEnds, pName] { tEnds.emplace_back(pName); }; };
     // An application that nobody but the module keeps in the end.
     const auto application = [&](const char* pName) {
-        const auto tApp = tSettings.application();
+        auto tApp = tSettings.application();
         EXPECT_EQ(tApp->addIdleCallout(kom::retain(new EndTeller(tell(pName))).get()), 0u);
         return tApp;
     };

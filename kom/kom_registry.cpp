@@ -101,6 +101,11 @@ uint32_t findTarget(const char* pClassId, unsigned int pFlags, const void* pCont
     return 0;
 }
 
+KomRegistrar* registrarOf(const void* pContext)
+{
+    return pContext ? static_cast<const KomRegistration*>(pContext)->registrar : nullptr;
+}
+
 KomClassList* copyClasses(const ClassFile& pFile)
 {
     size_t tSize = sizeof(KomClassList) + pFile.classes.size() * sizeof(KomClass);
@@ -191,6 +196,8 @@ const char* komGetRegistryProblem() { return kom::registryProblem(); }
 
 uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContext)
 {
+    if (KomRegistrar* tRegistrar = kom::registrarOf(pContext))
+        return tRegistrar->registerClass(tRegistrar, pClassId, pFlags);
     std::string tPath;
     if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
     const char* tModule = static_cast<const KomRegistration*>(pContext)->modulePath;
@@ -205,6 +212,8 @@ uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContex
 
 uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext)
 {
+    if (KomRegistrar* tRegistrar = kom::registrarOf(pContext))
+        return tRegistrar->unregisterClass(tRegistrar, pClassId, pFlags);
     std::string tPath;
     if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
     kom::RegistryFile tRegistry;

@@ -161,6 +161,42 @@ TEST_F(RegistryTest, checksItsArguments)
     EXPECT_TRUE(std::filesystem::is_empty(mFolder.path()));
 }
 
+/// Keeps what it is told, and answers what the test gives.
+struct Recorder : KomRegistrar {
+    Recorder() : KomRegistrar{entered, removed} {}
+
+    uint32_t keep(const char* pWhat, const char* pClassId, unsigned int pFlags)
+    {
+        calls.push_back(std::string(pWhat) + " " + (pClassId ? pClassId : "null") + " " +
+                        std::to_string(pFlags));
+        return answer;
+    }
+    static uint32_t entered(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags)
+    {
+        return static_cast<Recorder*>(pSelf)->keep("enter", pClassId, pFlags);
+    }
+    static uint32_t removed(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags)
+    {
+        return static_cast<Recorder*>(pSelf)->keep("remove", pClassId, pFlags);
+    }
+
+    std::vector<std::string> calls;
+    uint32_t answer = 0;
+};
+
+TEST_F(RegistryTest, leavesEverythingToARegistrar)
+{
+    Recorder tRecorder;
+    KomRegistration tRegistration = {mPath.c_str(), "/a", &tRecorder};
+    EXPECT_EQ(komRegisterDSO("any text", 7, &tRegistration), 0u);
+    tRecorder.answer = KPR_E_ACCESS_DENIED;
+    EXPECT_EQ(komRegisterDSO(classId(1).c_str(), 0, &tRegistration), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(komUnregisterDSO(nullptr, 0, &tRegistration), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(tRecorder.calls,
+              (std::vector<std::string>{"enter any text 7", "enter " + classId(1) + " 0", "remove null 0"}));
+    EXPECT_FALSE(kprtest::exists(mPath));
+}
+
 TEST_F(RegistryTest, tellsWhereItIsDamaged)
 {
     const std::string tText = "kom-classes 1\n" + classId(1) + " /a\nrubbish\n";

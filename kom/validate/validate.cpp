@@ -1,0 +1,257 @@
+// kom-validate: checks that a component module keeps the conventions, each check in a process of its own.
+#include <cstdio>
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include "kom/identity.h"
+#include "kom_path.h"
+#include "kpr/path.h"
+#include "kpr/process.h"
+#include "validate_Image.h"
+#include "validate_Runner.h"
+
+namespace kom::validate {
+
+namespace {
+
+constexpr char PROGRAM[] = "kom-validate";
+
+enum Status { STATUS_PASSED = 0, STATUS_FINDING = 1, STATUS_USAGE = 2 };
+
+struct Options {
+    Settings settings;
+    std::vector<std::string> only;
+    std::vector<std::string> classes;
+    uint32_t seconds = 60;
+    bool json = false;
+    bool list = false;
+    ChildOptions child;
+};
+
+/// Whether a text matches a pattern in which "*" stands for any text and "?" for any character.
+bool matches(const char* pPattern, const char* pText)
+{
+    if (*pPattern == '*') return matches(pPattern + 1, pText) || (*pText && matches(pPattern, pText + 1));
+    if (!*pText) return !*pPattern;
+    return (*pPattern == '?' || *pPattern == *pText) && matches(pPattern + 1, pText + 1);
+}
+
+int usage(const std::string& pProblem)
+{
+    std::fprintf(stderr, "%s: %s\n", PROGRAM, pProblem.c_str());
+    return STATUS_USAGE;
+}
+
+/// A class given as ID or ID=IDENTITY,IDENTITY...
+GivenClass parseClass(const std::string& pText)
+{
+    const auto tEquals = pText.find('=');
+    GivenClass tClass{pText.substr(0, tEquals), {}};
+    if (tEquals == std::string::npos) return tClass;
+    for (const std::string& tIdentity : CLI::detail::split(pText.substr(tEquals + 1), ',')) {
+        if (!isIdentity(tIdentity))
+            throw CLI::ValidationError("--class " + pText + ": \"" + tIdentity +
+                                       "\" is not an interface identity such as IDL:path/IName:1.0");
+        tClass.identities.push_back(tIdentity);
+    }
+    return tClass;
+}
+
+void describe(CLI::App& pRoot, Options& pOptions)
+{
+    pRoot.allow_windows_style_options(false);
+    pRoot.set_help_flag("-h,--help", "Show this help");
+    pRoot.set_version_flag("--version", std::string(PROGRAM) + " " + KOM_VALIDATE_VERSION,
+                           "Show the version");
+    pRoot.add_option("MODULE", pOptions.settings.module, "The module's file")->type_name("");
+    pRoot.add_option("--only", pOptions.only, "Make only the checks whose names match (* and ?); repeatable")
+        ->allow_extra_args(false)
+        ->type_name("PATTERN");
+    pRoot.add_flag("--json", pOptions.json, "Print the results as JSON");
+    pRoot.add_option("--timeout", pOptions.seconds, "What one process may take, in seconds (60)")
+        ->check(CLI::Range(1u, 86400u))
+        ->type_name("SECONDS");
+    pRoot
+        .add_option(
+            "--class", pOptions.classes,
+            "A class beside those that the module registers, or identities that a class has to answer; "
+            "repeatable")
+        ->allow_extra_args(false)
+        ->type_name("ID[=IID,...]");
+    pRoot
+        .add_option("--singleton", pOptions.settings.singletons,
+                    "The class is a singleton, and those that are not named so are none; repeatable")
+        ->allow_extra_args(false)
+        ->type_name("ID");
+    pRoot
+        .add_option("--export", pOptions.settings.exports,
+                    "A function that the module has to export beside the entry points; repeatable")
+        ->allow_extra_args(false)
+        ->type_name("NAME");
+    pRoot.add_option("--child", pOptions.child.check)->group("");
+    pRoot.add_option("--report", pOptions.child.report)->group("");
+    pRoot.add_option("--steps-done", pOptions.child.stepsDone)->group("");
+    pRoot.add_subcommand("list", "List the checks.")->callback([&pOptions] { pOptions.list = true; });
+}
+
+/// What is wrong with the module's file, and what to do; empty when it can be checked.
+std::string findModule(Settings& pSettings)
+{
+    const std::string tGiven = pSettings.module;
+    if (tGiven.empty()) return "the module is missing: give the path of its file (see --help)";
+    const auto tell = [&](const std::string& pProblem) {
+        return tGiven + ": " + pProblem + "; give the path of a module's file (" + kprGetDSOPrefix() +
+               "NAME" + kprGetDSOSuffix() + ")";
+    };
+    uint32_t tRes = readText(pSettings.module, kprGetRealPath, tGiven.c_str());
+    KprFile tFile = KPR_NO_FILE;
+    if (!KFAILED(tRes))
+        tRes = kprOpenFile(pSettings.module.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile);
+    KprMapping tMapping = {nullptr, 0};
+    if (!KFAILED(tRes)) tRes = kprMapFile(tFile, &tMapping);
+    std::string tProblem = KFAILED(tRes) ? komStrError(tRes) : "";
+    if (tProblem.empty()) {
+        const Image tImage(tMapping.data, static_cast<size_t>(tMapping.size));
+        std::vector<std::string> tNames;
+        tProblem = readExports(tImage, tNames);
+        if (tProblem.empty() && formatOf(tImage) != NATIVE_FORMAT)
+            tProblem = "the file is a module of another operating system";
+    }
+    kprUnmapFile(&tMapping);
+    if (tFile != KPR_NO_FILE) kprCloseFile(tFile);
+    return tProblem.empty() ? "" : tell(tProblem);
+}
+
+std::vector<const Check*> chosenChecks(const std::vector<std::string>& pPatterns)
+{
+    std::vector<const Check*> tChosen;
+    for (const Check& tCheck : checks()) {
+        bool tWanted = pPatterns.empty();
+        for (const std::string& tPattern : pPatterns)
+            tWanted = tWanted || matches(tPattern.c_str(), tCheck.name);
+        if (tWanted) tChosen.push_back(&tCheck);
+    }
+    return tChosen;
+}
+
+const char* nameOf(Verdict pVerdict)
+{
+    switch (pVerdict) {
+    case Verdict::PASSED:
+        return "pass";
+    case Verdict::FAILED:
+        return "FAIL";
+    default:
+        return "skip";
+    }
+}
+
+void print(const Result& pResult)
+{
+    const bool tPassed = pResult.verdict == Verdict::PASSED;
+    std::printf("%s  %-16s %s\n", nameOf(pResult.verdict), pResult.check->name,
+                tPassed ? pResult.check->text : pResult.reasons.front().c_str());
+    for (size_t i = 1; i < pResult.reasons.size(); ++i)
+        std::printf("%22s %s\n", "", pResult.reasons[i].c_str());
+    std::fflush(stdout);
+}
+
+void printJson(const std::string& pModule, const std::vector<Result>& pResults, const size_t (&pCounts)[3])
+{
+    auto tChecks = nlohmann::ordered_json::array();
+    for (const Result& tResult : pResults) {
+        const char* const tVerdict = tResult.verdict == Verdict::FAILED ? "fail" : nameOf(tResult.verdict);
+        tChecks.push_back({{"name", tResult.check->name},
+                           {"text", tResult.check->text},
+                           {"result", tVerdict},
+                           {"reasons", tResult.reasons}});
+    }
+    const nlohmann::ordered_json tJson = {{"module", pModule},
+                                          {"checks", tChecks},
+                                          {"passed", pCounts[0]},
+                                          {"failed", pCounts[1]},
+                                          {"skipped", pCounts[2]}};
+    const auto tText = tJson.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    std::printf("%s\n", tText.c_str());
+}
+
+int validate(const Options& pOptions, const std::vector<const Check*>& pChecks,
+             const std::vector<std::string>& pArguments)
+{
+    std::vector<Result> tResults;
+    size_t tCounts[3] = {};
+    if (!pOptions.json) std::printf("%s\n", pOptions.settings.module.c_str());
+    for (const Check* tCheck : pChecks) {
+        tResults.push_back(runCheck(*tCheck, pArguments, pOptions.seconds));
+        ++tCounts[static_cast<size_t>(tResults.back().verdict)];
+        if (!pOptions.json) print(tResults.back());
+    }
+    if (pOptions.json)
+        printJson(pOptions.settings.module, tResults, tCounts);
+    else
+        std::printf("%zu checks: %zu passed, %zu failed, %zu skipped\n", tResults.size(), tCounts[0],
+                    tCounts[1], tCounts[2]);
+    return tCounts[1] > 0 ? STATUS_FINDING : STATUS_PASSED;
+}
+
+int listChecks(bool pJson)
+{
+    auto tJson = nlohmann::ordered_json::array();
+    for (const Check& tCheck : checks()) {
+        tJson.push_back({{"name", tCheck.name}, {"text", tCheck.text}});
+        if (!pJson) std::printf("%-16s %s\n", tCheck.name, tCheck.text);
+    }
+    if (pJson) std::printf("%s\n", tJson.dump(2).c_str());
+    return STATUS_PASSED;
+}
+
+int run(const std::vector<std::string>& pArguments)
+{
+    CLI::App tRoot(
+        "Checks that a component module keeps the conventions, each check in a process of its own, so\n"
+        "that a crash is a finding. Exit status: 0 passed, 1 a finding, 2 wrong usage.",
+        PROGRAM);
+    Options tOptions;
+    describe(tRoot, tOptions);
+    try {
+        // The parser takes them from the end.
+        tRoot.parse(std::vector<std::string>(pArguments.rbegin(), pArguments.rend()));
+        for (const std::string& tClass : tOptions.classes)
+            tOptions.settings.classes.push_back(parseClass(tClass));
+    } catch (const CLI::CallForHelp&) {
+        std::printf("%s", tRoot.help().c_str());
+        return STATUS_PASSED;
+    } catch (const CLI::CallForVersion& tVersion) {
+        std::printf("%s\n", tVersion.what());
+        return STATUS_PASSED;
+    } catch (const CLI::ParseError& tError) {
+        return usage(std::string(tError.what()) + " (see " + PROGRAM + " --help)");
+    }
+    if (!tOptions.child.check.empty()) {
+        const std::string tGiven = tOptions.settings.module;
+        static_cast<void>(readText(tOptions.settings.module, kprGetRealPath, tGiven.c_str()));
+        return runChild(tOptions.settings, tOptions.child);
+    }
+    if (tOptions.list) return listChecks(tOptions.json);
+    const auto tChecks = chosenChecks(tOptions.only);
+    if (tChecks.empty())
+        return usage("no check matches --only; \"" + std::string(PROGRAM) + " list\" shows them");
+    if (const std::string tProblem = findModule(tOptions.settings); !tProblem.empty()) return usage(tProblem);
+    return validate(tOptions, tChecks, pArguments);
+}
+
+} // namespace
+
+} // namespace kom::validate
+
+int main()
+{
+    kprSetBinaryStdio();
+    KprArgumentList* tList = nullptr;
+    if (auto tRes = kprGetArguments(&tList); KFAILED(tRes))
+        return kom::validate::usage(std::string("the arguments: ") + komStrError(tRes));
+    const std::vector<std::string> tArguments(tList->values + 1, tList->values + tList->count);
+    kprFree(tList);
+    return kom::validate::run(tArguments);
+}

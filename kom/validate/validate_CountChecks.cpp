@@ -1,0 +1,134 @@
+#include <algorithm>
+#include <functional>
+#include <latch>
+#include <thread>
+
+#include "kom/heap.h"
+#include "validate_Checks.h"
+#include "validate_Process.h"
+
+namespace kom::validate {
+
+namespace {
+
+constexpr size_t THREADS = 8;
+
+void inThreads(const std::function<void()>& pBody)
+{
+    std::latch tStart(THREADS);
+    std::vector<std::thread> tThreads;
+    for (size_t i = 0; i < THREADS; ++i)
+        tThreads.emplace_back([&] {
+            tStart.arrive_and_wait();
+            pBody();
+        });
+    for (std::thread& tThread : tThreads)
+        tThread.join();
+}
+
+/// Takes and gives back references to one object.
+void checkShared(Trial& pTrial, const std::string& pWhere, IUnknown* pObject)
+{
+    constexpr uint32_t ROUNDS = 20000;
+    // Kept meanwhile, so that references which get lost do not destroy the object under the threads.
+    constexpr uint32_t SPARE = 100000;
+    const uint32_t tBefore = pObject->addRef();
+    for (uint32_t i = 0; i < SPARE; ++i)
+        pObject->addRef();
+    inThreads([pObject] {
+        for (uint32_t i = 0; i < ROUNDS; ++i) {
+            pObject->addRef();
+            static_cast<void>(query(pObject, IUnknown::IID));
+            pObject->release();
+        }
+    });
+    const uint32_t tAfter = pObject->addRef() - 1 - SPARE;
+    if (!pTrial.expect(tAfter == tBefore, pWhere + "the count is off by " +
+                                              std::to_string(static_cast<int32_t>(tAfter - tBefore)) +
+                                              " after eight threads took and gave back references"))
+        return; // nobody knows how many there are to give back
+    for (uint32_t i = 0; i < SPARE + 2; ++i)
+        pObject->release();
+}
+
+/// Makes and destroys objects of one class.
+void checkMaking(Trial& pTrial, const Specimen& pSpecimen)
+{
+    constexpr uint32_t ROUNDS = 500;
+    KomHeapStats tBefore, tAfter;
+    komGetHeapStats(&tBefore);
+    const Module& tModule = pTrial.module();
+    inThreads([&] {
+        for (uint32_t i = 0; i < ROUNDS; ++i)
+            static_cast<void>(makeSpecimens(tModule, {pSpecimen.classId}));
+    });
+    komGetHeapStats(&tAfter);
+    pTrial.expect(tBefore.liveObjects == tAfter.liveObjects,
+                  "class " + pSpecimen.classId + ": " +
+                      std::to_string(static_cast<int64_t>(tAfter.liveObjects - tBefore.liveObjects)) +
+                      " objects are left after eight threads made and gave back theirs");
+}
+
+/// Where an object keeps its count: the word in it that follows addRef and release. Null when there is none.
+uint32_t* findCount(IUnknown* pObject)
+{
+    constexpr size_t REACH = 4096; // bytes; the last of them may belong to others or to nobody
+    const uint32_t tCount = pObject->addRef();
+    const auto tAtFirst = readMemory(pObject, REACH);
+    pObject->addRef();
+    const auto tOneMore = readMemory(pObject, REACH);
+    pObject->release();
+    const auto tAgain = readMemory(pObject, REACH);
+    pObject->release();
+
+    const auto wordAt = [](const std::vector<uint8_t>& pBytes, size_t pOffset) {
+        uint32_t tWord;
+        std::copy_n(pBytes.data() + pOffset, sizeof tWord, reinterpret_cast<uint8_t*>(&tWord));
+        return tWord;
+    };
+    const size_t tSize = std::min({tAtFirst.size(), tOneMore.size(), tAgain.size()});
+    for (size_t i = 0; i + sizeof(uint32_t) <= tSize; i += sizeof(uint32_t))
+        if (wordAt(tAtFirst, i) == tCount && wordAt(tOneMore, i) == tCount + 1 && wordAt(tAgain, i) == tCount)
+            return reinterpret_cast<uint32_t*>(reinterpret_cast<uint8_t*>(pObject) + i);
+    return nullptr;
+}
+
+/// Releases an object whose count is 0. An object that is not alive any more would be no test: its memory may
+/// hold anything. So a live one's count is set to 0 in place. False when the count was not found.
+bool releaseAtZero(Trial& pTrial, const std::string& pWhere, Ref<IUnknown> pObject)
+{
+    uint32_t* const tCount = findCount(pObject.get());
+    if (!tCount) return false;
+    if (!pTrial.isDying(pWhere + "release at count 0")) return true;
+    IUnknown* const tObject = pObject.detach();
+    __atomic_store_n(tCount, 0u, __ATOMIC_SEQ_CST);
+    const uint32_t tAnswer = tObject->release();
+    pTrial.find(pWhere + "release at count 0 answers " + std::to_string(static_cast<int32_t>(tAnswer)) +
+                " instead of stopping the process");
+    return true;
+}
+
+} // namespace
+
+void checkThreads(Trial& pTrial)
+{
+    for (const Specimen& tSpecimen : pTrial.specimens()) {
+        checkShared(pTrial, "class " + tSpecimen.classId + ": ", tSpecimen.object.get());
+        checkShared(pTrial, "factory of class " + tSpecimen.classId + ": ", tSpecimen.factory.get());
+        checkMaking(pTrial, tSpecimen);
+    }
+}
+
+void checkOverRelease(Trial& pTrial)
+{
+    std::string tNotFound;
+    for (Specimen& tSpecimen : pTrial.specimens()) {
+        const std::string tClass = "class " + tSpecimen.classId + ": ";
+        if (!releaseAtZero(pTrial, tClass, std::move(tSpecimen.object))) tNotFound = tClass;
+        if (!releaseAtZero(pTrial, "factory of " + tClass, std::move(tSpecimen.factory))) tNotFound = tClass;
+    }
+    if (!tNotFound.empty())
+        throw Skip{tNotFound + "the object does not hold its count, which has to be set to 0"};
+}
+
+} // namespace kom::validate

@@ -1,0 +1,115 @@
+#include "validate_Module.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "kom/identity.h"
+#include "kom/runtime.h"
+#include "kom_path.h"
+
+namespace kom::validate {
+
+namespace {
+
+constexpr unsigned int FLAGS = 0xC0FFEE; // a registrar takes any
+
+template <class TFunction>
+TFunction lookUp(KprDSO pHandle, const char* pName)
+{
+    void* tAddress = nullptr;
+    if (KFAILED(kprGetDSOSymbol(pHandle, pName, &tAddress))) return nullptr;
+    return reinterpret_cast<TFunction>(tAddress);
+}
+
+/// Writes down the classes, and refuses those that it is told to.
+class Recorder : public KomRegistrar {
+public:
+    Recorder(const std::map<size_t, uint32_t>& pRefusals, Visit& pVisit)
+        : KomRegistrar{take, take}, mRefusals(pRefusals), mVisit(pVisit)
+    {
+    }
+
+private:
+    static uint32_t take(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags)
+    {
+        return static_cast<Recorder*>(pSelf)->take(pClassId, pFlags);
+    }
+    uint32_t take(const char* pClassId, unsigned int pFlags)
+    {
+        const auto tRefusal = mRefusals.find(mVisit.classes.size());
+        mVisit.classes.emplace_back(pClassId ? pClassId : "");
+        mVisit.flagsArrived = mVisit.flagsArrived && pFlags == FLAGS;
+        return tRefusal == mRefusals.end() ? 0 : tRefusal->second;
+    }
+
+    const std::map<size_t, uint32_t>& mRefusals;
+    Visit& mVisit;
+};
+
+} // namespace
+
+uint32_t Module::load(const std::string& pPath)
+{
+    if (auto tRes = kprOpenDSO(pPath.c_str(), 0, &mHandle); KFAILED(tRes)) return tRes;
+    getAttributes = lookUp<GetAttributes>(mHandle, ENTRY_POINTS[0]);
+    getObjectFactory = lookUp<GetObjectFactory>(mHandle, ENTRY_POINTS[1]);
+    registerServer = lookUp<Server>(mHandle, ENTRY_POINTS[2]);
+    unregisterServer = lookUp<Server>(mHandle, ENTRY_POINTS[3]);
+    const void* const tInside[] = {
+        reinterpret_cast<const void*>(getAttributes), reinterpret_cast<const void*>(getObjectFactory),
+        reinterpret_cast<const void*>(registerServer), reinterpret_cast<const void*>(unregisterServer)};
+    mListedPath.clear();
+    for (const void* tAddress : tInside)
+        if (tAddress && mListedPath.empty())
+            static_cast<void>(readText(mListedPath, kprGetModulePath, tAddress));
+    return 0;
+}
+
+void Module::unload()
+{
+    if (const KprDSO tHandle = std::exchange(mHandle, 0)) kprCloseDSO(tHandle);
+}
+
+bool Module::isLoaded() const
+{
+    KprModuleList* tList = nullptr;
+    if (mListedPath.empty() || KFAILED(kprListLoadedModules(&tList))) return false;
+    const bool tListed = std::any_of(tList->modules, tList->modules + tList->count,
+                                     [&](const auto& pOne) { return pOne.path == mListedPath; });
+    kprFree(tList);
+    return tListed;
+}
+
+Visit visitClasses(Server pServer, const std::string& pModule, const std::map<size_t, uint32_t>& pRefusals)
+{
+    Visit tVisit;
+    Recorder tRecorder(pRefusals, tVisit);
+    KomRegistration tRegistration = {nullptr, pModule.c_str(), &tRecorder};
+    tVisit.code = pServer(FLAGS, &tRegistration);
+    return tVisit;
+}
+
+std::vector<Specimen> makeSpecimens(const Module& pModule, const std::vector<std::string>& pClasses)
+{
+    std::vector<Specimen> tSpecimens;
+    if (!pModule.getObjectFactory) return tSpecimens;
+    for (const std::string& tClassId : pClasses) {
+        auto tFactory = adopt(static_cast<IObjectFactory*>(
+            getFactory(pModule, tClassId.c_str(), IObjectFactory::IID).face.detach()));
+        if (!tFactory) continue;
+        if (auto tObject = create(tFactory.get(), IUnknown::IID).face)
+            tSpecimens.push_back({tClassId, std::move(tFactory), std::move(tObject)});
+    }
+    return tSpecimens;
+}
+
+std::string codeText(uint32_t pCode)
+{
+    char tNumber[16];
+    std::snprintf(tNumber, sizeof tNumber, "0x%08X", static_cast<unsigned>(pCode));
+    const std::string tName = komGetResultName(pCode);
+    return tName.empty() ? tNumber : tNumber + (" " + tName);
+}
+
+} // namespace kom::validate

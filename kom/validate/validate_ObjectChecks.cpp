@@ -1,0 +1,188 @@
+#include <algorithm>
+#include <cctype>
+
+#include "kom/identity.h"
+#include "validate_Checks.h"
+
+namespace kom::validate {
+
+namespace {
+
+std::string mapped(std::string pText, int (*pFunction)(int))
+{
+    std::transform(pText.begin(), pText.end(), pText.begin(),
+                   [&](unsigned char pChar) { return static_cast<char>(pFunction(pChar)); });
+    return pText;
+}
+
+/// Texts that differ from an identity in letter case, version or length.
+std::vector<std::string> variants(const std::string& pIdentity)
+{
+    const std::string tName = pIdentity.substr(0, pIdentity.rfind(':'));
+    std::vector<std::string> tTexts = {mapped(pIdentity, std::toupper),
+                                       mapped(pIdentity, std::tolower),
+                                       "idl" + pIdentity.substr(3),
+                                       tName + ":1.1",
+                                       tName + ":2.0",
+                                       tName + ":0.9",
+                                       tName + ":1",
+                                       tName + ":1.00",
+                                       tName,
+                                       pIdentity + " ",
+                                       pIdentity + "0",
+                                       " " + pIdentity,
+                                       pIdentity.substr(4),
+                                       ""};
+    std::erase(tTexts, pIdentity);
+    return tTexts;
+}
+
+} // namespace
+
+void checkInterfaces(Trial& pTrial)
+{
+    for (const Specimen& tSpecimen : pTrial.specimens()) {
+        const std::string tWhere = "class " + tSpecimen.classId + ": ";
+        std::vector<std::string> tAdvertised = {IUnknown::IID};
+        for (const GivenClass& tGiven : pTrial.settings().classes)
+            if (tGiven.classId == tSpecimen.classId)
+                tAdvertised.insert(tAdvertised.end(), tGiven.identities.begin(), tGiven.identities.end());
+        const auto advertise = [&](IUnknown* pFace) {
+            const char* const tName = pFace->getInterfaceId();
+            if (pTrial.expect(tName && isIdentity(tName), tWhere + "getInterfaceId answers \"" +
+                                                              (tName ? tName : "") +
+                                                              "\", which is no identity"))
+                tAdvertised.emplace_back(tName);
+        };
+        advertise(tSpecimen.object.get());
+        for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
+            advertise(tFace.pointer.get());
+        std::sort(tAdvertised.begin(), tAdvertised.end());
+        tAdvertised.erase(std::unique(tAdvertised.begin(), tAdvertised.end()), tAdvertised.end());
+
+        for (const std::string& tIdentity : tAdvertised) {
+            const Answer tAsked = query(tSpecimen.object.get(), tIdentity.c_str());
+            pTrial.expect(static_cast<bool>(tAsked.face), tWhere + "queryInterface refuses \"" + tIdentity +
+                                                              "\" with " + codeText(tAsked.code));
+            const Answer tMade = create(tSpecimen.factory.get(), tIdentity.c_str());
+            pTrial.expect(static_cast<bool>(tMade.face), tWhere + "createInstance refuses \"" + tIdentity +
+                                                             "\" with " + codeText(tMade.code));
+        }
+    }
+}
+
+void checkIdentity(Trial& pTrial)
+{
+    for (const Specimen& tSpecimen : pTrial.specimens()) {
+        const auto tFaces = pTrial.facesOf(tSpecimen.object.get());
+        for (const Face& tFrom : tFaces) {
+            for (const Face& tTo : tFaces) {
+                const auto tReached = query(tFrom.pointer.get(), tTo.identity.c_str()).face;
+                pTrial.expect(tReached.get() == tTo.pointer.get(),
+                              "class " + tSpecimen.classId + ": \"" + tTo.identity +
+                                  "\" asked of the face \"" + tFrom.identity +
+                                  (tReached ? "\" is another pointer" : "\" is refused"));
+            }
+        }
+    }
+}
+
+void checkIdentityVariants(Trial& pTrial)
+{
+    const auto tKnown = pTrial.identities();
+    const auto isKnown = [&](const std::string& pText) {
+        return std::find(tKnown.begin(), tKnown.end(), pText) != tKnown.end();
+    };
+    for (const Specimen& tSpecimen : pTrial.specimens()) {
+        const std::string tWhere = "class " + tSpecimen.classId + ": ";
+        const auto expectRefusal = [&](const Answer& pAnswer, const char* pCall, const std::string& pText) {
+            pTrial.expect(pAnswer.code == E_NOINTERFACE,
+                          tWhere + pCall + " answers " + codeText(pAnswer.code) + " to \"" + pText + "\"");
+        };
+        for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
+            for (const std::string& tText : variants(tFace.identity)) {
+                if (isKnown(tText)) continue; // another version that exists
+                expectRefusal(query(tSpecimen.object.get(), tText.c_str()), "queryInterface", tText);
+                expectRefusal(create(tSpecimen.factory.get(), tText.c_str()), "createInstance", tText);
+            }
+        for (const std::string& tText : variants(IObjectFactory::IID)) {
+            expectRefusal(query(tSpecimen.factory.get(), tText.c_str()), "the factory's queryInterface",
+                          tText);
+            expectRefusal(getFactory(pTrial.module(), tSpecimen.classId.c_str(), tText.c_str()),
+                          "dsoGetObjectFactory", tText);
+        }
+    }
+}
+
+void checkNullOut(Trial& pTrial)
+{
+    constexpr char NOBODYS[] = "IDL:kom/validate/INobody:1.0";
+    constexpr char UNKNOWN_CLASS[] = "00000000-0000-0000-0000-000000000000";
+    const Module& tModule = pTrial.module();
+    pTrial.require(tModule.getObjectFactory, "dsoGetObjectFactory");
+    const auto expectEmptied = [&](const Answer& pAnswer, const std::string& pCall) {
+        pTrial.expect(!KFAILED(pAnswer.code) || pAnswer.emptied,
+                      pCall + " is refused, but leaves its out pointer");
+    };
+    const auto expectRefused = [&](const Answer& pAnswer, const std::string& pCall) {
+        pTrial.expect(KFAILED(pAnswer.code), pCall + " answers " + codeText(pAnswer.code));
+        expectEmptied(pAnswer, pCall);
+    };
+    expectEmptied(getFactory(tModule, UNKNOWN_CLASS, IUnknown::IID),
+                  "dsoGetObjectFactory of an unknown class");
+    expectRefused(getFactory(tModule, nullptr, IUnknown::IID),
+                  "dsoGetObjectFactory with a null class identity");
+    for (const Specimen& tSpecimen : makeSpecimens(tModule, pTrial.classes(tModule))) {
+        const std::string tOf = " of class " + tSpecimen.classId;
+        IUnknown* const tObject = tSpecimen.object.get();
+        IObjectFactory* const tFactory = tSpecimen.factory.get();
+        expectEmptied(getFactory(tModule, tSpecimen.classId.c_str(), NOBODYS),
+                      "dsoGetObjectFactory" + tOf + " with a foreign interface");
+        expectEmptied(create(tFactory, NOBODYS), "createInstance" + tOf + " with a foreign interface");
+        expectEmptied(create(tFactory, IUnknown::IID, tObject),
+                      "createInstance" + tOf + " with an outer object");
+        expectEmptied(query(tObject, NOBODYS), "queryInterface" + tOf + " with a foreign interface");
+        expectRefused(getFactory(tModule, tSpecimen.classId.c_str(), nullptr),
+                      "dsoGetObjectFactory" + tOf + " with a null identity");
+        expectRefused(create(tFactory, nullptr), "createInstance" + tOf + " with a null identity");
+        expectRefused(query(tObject, nullptr), "queryInterface" + tOf + " with a null identity");
+        expectRefused(query(tFactory, nullptr),
+                      "the factory's queryInterface" + tOf + " with a null identity");
+    }
+}
+
+void checkComSlots(Trial& pTrial)
+{
+    // The identity of IUnknown in COM, 00000000-0000-0000-C000-000000000046.
+    static constexpr uint8_t COM_UNKNOWN[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
+    const auto checkFace = [&](IUnknown* pFace, const std::string& pWhere) {
+        for (const void* tAsked :
+             {static_cast<const void*>(COM_UNKNOWN), static_cast<const void*>(IUnknown::IID),
+              static_cast<const void*>(nullptr)}) {
+            void* tOut = pFace;
+            const uint32_t tCode = pFace->QueryInterface(tAsked, &tOut);
+            pTrial.expect(tCode == E_NOINTERFACE && !tOut,
+                          pWhere + "QueryInterface answers " + codeText(tCode) +
+                              (tOut ? " and does not set its out pointer to null" : ""));
+        }
+        const uint32_t tCount = pFace->addRef();
+        const uint32_t tTaken = pFace->AddRef();
+        const bool tTakes = pTrial.expect(tTaken == tCount + 1,
+                                          pWhere + "AddRef answers " + std::to_string(tTaken) +
+                                              " where addRef would answer " + std::to_string(tCount + 1));
+        const uint32_t tLeft = pFace->Release();
+        const bool tGives =
+            pTrial.expect(tLeft == tCount, pWhere + "Release answers " + std::to_string(tLeft) +
+                                               " where release would answer " + std::to_string(tCount));
+        // Where they do not count, the reference taken first may be gone.
+        if (tTakes && tGives) pFace->release();
+    };
+    for (const Specimen& tSpecimen : pTrial.specimens()) {
+        checkFace(tSpecimen.factory.get(), "factory of class " + tSpecimen.classId + ": ");
+        for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
+            checkFace(tFace.pointer.get(),
+                      "class " + tSpecimen.classId + ", face \"" + tFace.identity + "\": ");
+    }
+}
+
+} // namespace kom::validate

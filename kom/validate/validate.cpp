@@ -92,7 +92,9 @@ void describe(CLI::App& pRoot, Options& pOptions)
     pRoot.add_option("--child", pOptions.child.check)->group("");
     pRoot.add_option("--report", pOptions.child.report)->group("");
     pRoot.add_option("--steps-done", pOptions.child.stepsDone)->group("");
-    pRoot.add_subcommand("list", "List the checks.")->callback([&pOptions] { pOptions.list = true; });
+    pRoot.add_subcommand("list", "List the checks.")->fallthrough()->callback([&pOptions] {
+        pOptions.list = true;
+    });
 }
 
 /// What is wrong with the module's file, and what to do; empty when it can be checked.

@@ -11,13 +11,13 @@ namespace kom::validate {
 
 namespace {
 
-constexpr size_t THREADS = 8;
+constexpr uint32_t THREADS = 8;
 
 void inThreads(const std::function<void()>& pBody)
 {
     std::latch tStart(THREADS);
     std::vector<std::thread> tThreads;
-    for (size_t i = 0; i < THREADS; ++i)
+    for (uint32_t i = 0; i < THREADS; ++i)
         tThreads.emplace_back([&] {
             tStart.arrive_and_wait();
             pBody();
@@ -26,29 +26,34 @@ void inThreads(const std::function<void()>& pBody)
         tThread.join();
 }
 
-/// Takes and gives back references to one object.
+/// Eight threads take references to one object, use it and give them back. Taking and giving back are kept
+/// apart, so that lost changes add up rather than make up for each other.
 void checkShared(Trial& pTrial, const std::string& pWhere, IUnknown* pObject)
 {
     constexpr uint32_t ROUNDS = 20000;
-    // Kept meanwhile, so that references which get lost do not destroy the object under the threads.
-    constexpr uint32_t SPARE = 100000;
-    const uint32_t tBefore = pObject->addRef();
-    for (uint32_t i = 0; i < SPARE; ++i)
-        pObject->addRef();
-    inThreads([pObject] {
-        for (uint32_t i = 0; i < ROUNDS; ++i) {
-            pObject->addRef();
-            static_cast<void>(query(pObject, IUnknown::IID));
-            pObject->release();
-        }
-    });
-    const uint32_t tAfter = pObject->addRef() - 1 - SPARE;
-    if (!pTrial.expect(tAfter == tBefore, pWhere + "the count is off by " +
-                                              std::to_string(static_cast<int32_t>(tAfter - tBefore)) +
-                                              " after eight threads took and gave back references"))
-        return; // nobody knows how many there are to give back
-    for (uint32_t i = 0; i < SPARE + 2; ++i)
+    uint32_t tExpected = pObject->addRef();
+    const auto expectCount = [&](const char* pAfter) {
+        const uint32_t tCount = pObject->addRef() - 1;
+        if (!pTrial.expect(tCount == tExpected, pWhere + "the count is " + std::to_string(tCount) +
+                                                    " instead of " + std::to_string(tExpected) + pAfter))
+            return false; // nobody knows how many there are to give back
         pObject->release();
+        return true;
+    };
+    const auto repeat = [](auto pAction) {
+        return [pAction] {
+            for (uint32_t i = 0; i < ROUNDS; ++i)
+                pAction();
+        };
+    };
+    inThreads(repeat([&] { pObject->addRef(); }));
+    tExpected += THREADS * ROUNDS;
+    if (!expectCount(" after eight threads took references")) return;
+    inThreads(repeat([&] { static_cast<void>(query(pObject, IUnknown::IID)); }));
+    if (!expectCount(" after eight threads asked for IUnknown and gave it back")) return;
+    inThreads(repeat([&] { pObject->release(); }));
+    tExpected -= THREADS * ROUNDS;
+    if (expectCount(" after eight threads gave back their references")) pObject->release();
 }
 
 /// Makes and destroys objects of one class.

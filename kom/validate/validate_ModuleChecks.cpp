@@ -86,9 +86,8 @@ void checkLoad(Trial& pTrial)
     for (int i = 1; i <= ROUNDS; ++i) {
         const std::string tRound = "round " + std::to_string(i) + ": ";
         Module tModule;
-        if (!pTrial.expect(!KFAILED(tModule.load(pTrial.settings().module)),
-                           tRound + "it cannot be loaded: " + kprGetDSOErrorText()))
-            return;
+        const uint32_t tRes = tModule.load(pTrial.settings().module);
+        if (!pTrial.expect(!KFAILED(tRes), tRound + "it cannot be loaded: " + kprGetDSOErrorText())) return;
         static_cast<void>(makeSpecimens(tModule, pTrial.classes(tModule)));
         tModule.unload();
         if (!pTrial.expect(!tModule.isLoaded(), tRound + "it stays in the process after it was unloaded"))

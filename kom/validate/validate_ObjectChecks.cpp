@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cctype>
+#include <utility>
 
 #include "kom/identity.h"
 #include "validate_Checks.h"
@@ -156,13 +157,13 @@ void checkComSlots(Trial& pTrial)
     // The identity of IUnknown in COM, 00000000-0000-0000-C000-000000000046.
     static constexpr uint8_t COM_UNKNOWN[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
     const auto checkFace = [&](IUnknown* pFace, const std::string& pWhere) {
-        for (const void* tAsked :
-             {static_cast<const void*>(COM_UNKNOWN), static_cast<const void*>(IUnknown::IID),
-              static_cast<const void*>(nullptr)}) {
+        const std::pair<const void*, const char*> tAsked[] = {
+            {COM_UNKNOWN, "COM's IUnknown"}, {IUnknown::IID, "a text"}, {nullptr, "null"}};
+        for (const auto& [tIdentity, tName] : tAsked) {
             void* tOut = pFace;
-            const uint32_t tCode = pFace->QueryInterface(tAsked, &tOut);
+            const uint32_t tCode = pFace->QueryInterface(tIdentity, &tOut);
             pTrial.expect(tCode == E_NOINTERFACE && !tOut,
-                          pWhere + "QueryInterface answers " + codeText(tCode) +
+                          pWhere + "QueryInterface of " + tName + " answers " + codeText(tCode) +
                               (tOut ? " and does not set its out pointer to null" : ""));
         }
         const uint32_t tCount = pFace->addRef();

@@ -1,0 +1,270 @@
+#!/usr/bin/env python3
+"""Runs kom-validate on sound modules and on those that are broken for one check each.
+
+run.py [--emulator PROGRAM] [--report FILE] KOM_VALIDATE
+
+KOM_VALIDATE is the program, beside the modules that it is to check; a name that ends with ".exe" is a Windows program,
+run with the emulator.
+"""
+
+import argparse
+import concurrent.futures
+import json
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+COMMAND = []   # the command that starts kom-validate, with an emulator before it where one is needed
+BIN = ""       # the folder of the modules
+WINDOWS = False
+TIMEOUT = 300
+
+# The one check that each broken module (broken_module.cpp) fails.
+BROKEN = {
+    "hangs": "com-slots",  # takes longest, and so begins first
+    "extra_export": "exports",
+    "missing_export": "exports",
+    "stays_loaded": "load",
+    "heap_attributes": "strings",
+    "registers_on": "register",
+    "unregisters_half": "unregister",
+    "promises_class": "classes",
+    "any_letter_case": "unknown-classes",
+    "one_factory": "factories",
+    "singleton_per_factory": "instances",
+    "aggregates": "aggregation",
+    "hides_interface": "interfaces",
+    "tears_off": "identity",
+    "any_version": "iid-variants",
+    "keeps_out": "null-out",
+    "answers_com": "com-slots",
+    "races": "threads",
+    "forgives": "over-release",
+    "leaks_refused": "leaks",
+    "crashes": "com-slots",
+}
+# What cannot be checked on some of them.
+SKIPPED = {"missing_export": {"unregister"}, "stays_loaded": {"leaks"}}
+
+USER_DATA, MAIL, SQL_REGISTRY = (
+    "e3b9f51c-9ce5-11d6-9c21-00e029099a4b", "10b0ee48-8129-402e-8b9a-0566bc8c3a02",
+    "71cc20fc-2fcd-11d8-9c22-00e029099a4b")
+SINGLE = "b0b0b0b0-0000-4000-8000-00000000000b"  # of the broken modules
+
+
+def native(path):
+    """A path as the program under test takes it."""
+    # Wine shows the root of the file system as drive Z:.
+    return "Z:" + path.replace("/", "\\") if WINDOWS else path
+
+
+def library(name, folder=""):
+    return os.path.join(BIN, folder, name + ".dll" if WINDOWS else "lib" + name + ".so")
+
+
+def broken(name):
+    return os.path.join(BIN, "broken", name + (".dll" if WINDOWS else ".so"))
+
+
+def validate(*arguments, broken_module=False, **variables):
+    env = dict(os.environ, **variables)
+    if broken_module:
+        # Children leak on purpose there; the tool counts what is left by itself.
+        env["ASAN_OPTIONS"] = env.get("ASAN_OPTIONS", "") + ":detect_leaks=0"
+    done = subprocess.run([*COMMAND, *arguments], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, env=env, timeout=TIMEOUT)
+    done.text = done.stdout.decode("utf-8")
+    done.errors = done.stderr.decode("utf-8").replace("\r\n", "\n")
+    return done
+
+
+def list_checks():
+    return [check["name"] for check in json.loads(validate("list", "--json").text)]
+
+
+def results_of(done):
+    return {check["name"]: check for check in json.loads(done.text)["checks"]}
+
+
+class BrokenModules(unittest.TestCase):
+    """Each fails its check and no other. Under Wine, where every process is slow, only its check and the next two
+    are made; a sound module is checked wholly everywhere."""
+
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.checks = list_checks()
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            cls.runs = dict(zip(BROKEN, pool.map(cls.run_one, BROKEN)))
+
+    @classmethod
+    def run_one(cls, name):
+        arguments = ["--json", native(broken(name))]
+        if WINDOWS:
+            for step in range(3):
+                at = (cls.checks.index(BROKEN[name]) + step) % len(cls.checks)
+                arguments += ["--only", cls.checks[at]]
+        if name == "hangs":
+            arguments += ["--timeout", "5"]
+        return validate(*arguments, broken_module=True)
+
+    def check(self, name):
+        done = self.runs[name]
+        self.assertEqual((done.returncode, done.errors), (1, ""), done.text)
+        results = results_of(done)
+        self.assertEqual(len(results), 3 if WINDOWS else len(self.checks))
+        self.assertEqual({check: result["reasons"] for check, result in results.items()
+                          if result["result"] == "fail" and check != BROKEN[name]}, {})
+        self.assertEqual(results[BROKEN[name]]["result"], "fail", done.text)
+        skipped = {check for check, result in results.items() if result["result"] == "skip"}
+        self.assertEqual(skipped, SKIPPED.get(name, set()) & set(results))
+        return results[BROKEN[name]]["reasons"]
+
+    def test_every_check_has_a_broken_module(self):
+        self.assertEqual(set(BROKEN.values()), set(self.checks))
+
+    def test_a_crash_is_told(self):
+        reasons = self.check("crashes")
+        self.assertEqual(len(reasons), 1)
+        self.assertRegex(reasons[0], r"the process (crashed \((signal 11|exception 0xC0000005)|ended with status 1).*"
+                                     r", before the check was done$")
+
+    def test_a_hang_is_told(self):
+        self.assertEqual(len(self.check("hangs")), 1)
+        self.assertRegex(self.check("hangs")[0], "^the process was still at it after 5 s")
+
+    def test_an_export_is_named(self):
+        self.assertEqual(self.check("extra_export"), ["it also exports alsoExported"])
+        self.assertEqual(self.check("missing_export"), ["it does not export dsoUnregisterServer"])
+
+    def test_the_release_that_was_taken_is_told(self):
+        self.assertRegex(self.check("forgives")[0], "^class .*: release at count 0 answers 1 instead of stopping")
+
+    def test_lost_references_are_counted(self):
+        self.assertTrue(any("the count is" in reason for reason in self.check("races")), self.check("races"))
+
+
+def add_broken_test(name):
+    setattr(BrokenModules, "test_fails_" + name, lambda self: self.check(name))
+
+
+for broken_name in BROKEN:
+    add_broken_test(broken_name)
+
+
+class SoundModules(unittest.TestCase):
+    maxDiff = None
+
+    def assert_sound(self, done, skipped=()):
+        self.assertEqual((done.returncode, done.errors), (0, ""), done.text)
+        results = results_of(done)
+        self.assertEqual(list(results), list_checks())
+        self.assertEqual({name for name, result in results.items() if result["result"] != "pass"}, set(skipped))
+
+    def test_small_module(self):
+        self.assert_sound(validate("--json", native(broken("none")), "--singleton", SINGLE))
+
+    def test_kfw(self):
+        fw = "IDL:vel/kos/fw/"
+        self.assert_sound(validate(
+            "--json", native(library("kfw")), "--singleton", USER_DATA, "--singleton", MAIL, "--singleton", SQL_REGISTRY,
+            "--class", f"{USER_DATA}={fw}IUserData:1.0,{fw}IAddressData2:1.0,{fw}IRegDbUserData:1.0",
+            "--class", f"{MAIL}={fw}ISendMailConfig:1.0,{fw}IRegDbSendMailConfig:1.0"))
+
+    def test_drivers(self):
+        """They have no classes of their own, so what is left to check is little."""
+        without_classes = ("register", "unregister", "classes", "factories", "instances", "aggregation", "interfaces",
+                           "identity", "iid-variants", "com-slots", "threads", "over-release")
+        for name in ("sqldrv_sqlite", "sqldrv_postgresql"):
+            with self.subTest(driver=name):
+                done = validate("--json", "--export", "sqlAnnounceFactories", native(library(name, "drivers")))
+                self.assert_sound(done, without_classes)
+                self.assertIn("registers no class", results_of(done)["register"]["reasons"][0])
+
+
+class CommandLine(unittest.TestCase):
+    def test_report(self):
+        done = validate(native(broken("extra_export")), "--only", "ex*", "--only", "?trings")
+        self.assertEqual((done.returncode, done.errors), (1, ""))
+        self.assertEqual(done.text.splitlines(), [
+            native(broken("extra_export")),
+            "FAIL  exports          it also exports alsoExported",
+            "pass  strings          attributes and interface identities are static texts",
+            "2 checks: 1 passed, 1 failed, 0 skipped"])
+
+    def test_list(self):
+        done = validate("list")
+        self.assertEqual((done.returncode, done.errors), (0, ""))
+        self.assertEqual([line.split()[0] for line in done.text.splitlines()], list_checks())
+
+    def test_what_the_user_says_is_held_to(self):
+        for arguments, check, reason in (
+                (("--export", "other"), "exports", "it does not export other, which was named"),
+                (("--singleton", USER_DATA), "instances", f"class {SINGLE}: it is a singleton, but was not named one"),
+                (("--class", f"{SINGLE}=IDL:test/IMissing:1.0"), "interfaces",
+                 f'class {SINGLE}: queryInterface refuses "IDL:test/IMissing:1.0" with 0x80004002 E_NOINTERFACE')):
+            with self.subTest(check=check):
+                done = validate("--json", "--only", check, native(broken("none")), *arguments)
+                self.assertEqual(done.returncode, 1, done.text)
+                self.assertIn(reason, results_of(done)[check]["reasons"])
+
+    def test_wrong_usage(self):
+        with tempfile.TemporaryDirectory() as folder:
+            text, cut = os.path.join(folder, "text"), os.path.join(folder, "cut")
+            with open(text, "wb") as file:
+                file.write(b"no module")
+            with open(broken("none"), "rb") as module, open(cut, "wb") as file:
+                file.write(module.read(1000))
+            for arguments, problem in (
+                    ((), "the module is missing"),
+                    ((native(os.path.join(folder, "nowhere")),), "no such file or directory; give the path"),
+                    ((native(folder),), "; give the path of a module's file"),
+                    ((native(text),), "the file is not a loadable module; give the path"),
+                    ((native(cut),), "the file is cut short or damaged; give the path"),
+                    (("--only", "nothing", native(broken("none"))), "no check matches"),
+                    (("--class", "x=y", native(broken("none"))), '"y" is not an interface identity'),
+                    (("--frob",), "--frob"),
+                    (("--timeout", "0", native(broken("none"))), "--timeout")):
+                with self.subTest(arguments=arguments):
+                    done = validate(*arguments)
+                    self.assertEqual((done.returncode, done.text), (2, ""))
+                    self.assertRegex(done.errors, r"\Akom-validate: [^\n]*" + re.escape(problem) + r"[^\n]*\n\Z")
+
+    def test_nothing_is_left_behind(self):
+        if WINDOWS:
+            self.skipTest("Wine maps the folder for temporary files elsewhere")
+        with tempfile.TemporaryDirectory() as folder:
+            done = validate(broken("none"), "--only", "over-release", "--only", "load", TMPDIR=folder)
+            self.assertEqual(done.returncode, 0, done.text)
+            self.assertEqual(os.listdir(folder), [])
+
+
+def main():
+    global BIN, WINDOWS
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--emulator")
+    parser.add_argument("--report")
+    parser.add_argument("program")
+    options = parser.parse_args()
+    program = os.path.abspath(options.program)
+    COMMAND[:] = ([os.path.abspath(options.emulator)] if options.emulator else []) + [program]
+    BIN = os.path.dirname(program)
+    WINDOWS = program.endswith(".exe")
+
+    suite = unittest.TestLoader().loadTestsFromModule(sys.modules[__name__])
+    result = unittest.TextTestRunner(verbosity=2, stream=sys.stdout).run(suite)
+    bad = len(result.failures) + len(result.errors)
+    if options.report:
+        with open(options.report, "w", encoding="utf-8") as file:
+            json.dump({"passed": result.testsRun - bad - len(result.skipped), "failed": bad,
+                       "skipped": len(result.skipped),
+                       "reasons": [[test.id(), reason] for test, reason in result.skipped]}, file)
+    return 0 if result.wasSuccessful() and result.testsRun else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

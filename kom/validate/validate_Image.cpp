@@ -30,6 +30,13 @@ public:
     uint32_t u16(uint64_t pOffset) const { return static_cast<uint32_t>(number(pOffset, 2)); }
     uint32_t u32(uint64_t pOffset) const { return static_cast<uint32_t>(number(pOffset, 4)); }
     uint64_t u64(uint64_t pOffset) const { return number(pOffset, 8); }
+    /// A field that is a file offset: within the file, so that sums with it do not wrap.
+    uint64_t offset(uint64_t pOffset) const
+    {
+        const uint64_t tOffset = u64(pOffset);
+        if (tOffset > mImage.size()) throw std::out_of_range(CUT_SHORT);
+        return tOffset;
+    }
 
     std::string text(uint64_t pOffset) const
     {
@@ -52,16 +59,16 @@ std::vector<std::string> readElf(const Reader& pReader)
     if (pReader.u8(4) != CLASS_64 || pReader.u16(18) != X86_64)
         throw std::runtime_error("the file is not built for 64-bit x86");
     if (pReader.u16(16) != SHARED) throw std::runtime_error("the file is not a shared library");
-    const uint64_t tSections = pReader.u64(40);
+    const uint64_t tSections = pReader.offset(40);
     const uint32_t tSectionCount = pReader.u16(60);
     const auto sectionAt = [&](uint32_t pIndex) { return tSections + pIndex * SECTION_SIZE; };
 
     std::vector<std::string> tNames;
     for (uint32_t i = 0; i < tSectionCount; ++i) {
         if (pReader.u32(sectionAt(i) + 4) != DYNAMIC_SYMBOLS) continue;
-        const uint64_t tSymbols = pReader.u64(sectionAt(i) + 24);
+        const uint64_t tSymbols = pReader.offset(sectionAt(i) + 24);
         const uint64_t tCount = pReader.u64(sectionAt(i) + 32) / SYMBOL_SIZE;
-        const uint64_t tTexts = pReader.u64(sectionAt(pReader.u32(sectionAt(i) + 40)) + 24);
+        const uint64_t tTexts = pReader.offset(sectionAt(pReader.u32(sectionAt(i) + 40)) + 24);
         for (uint64_t j = 1; j < tCount; ++j) {
             constexpr uint32_t LOCAL = 0, INTERNAL = 1, HIDDEN = 2, UNDEFINED = 0, ABSOLUTE = 0xFFF1;
             const uint64_t tSymbol = tSymbols + j * SYMBOL_SIZE;

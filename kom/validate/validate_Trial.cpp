@@ -1,6 +1,7 @@
 #include "validate_Trial.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace kom::validate {
 
@@ -16,8 +17,10 @@ void addNew(std::vector<std::string>& pList, const std::string& pText)
 Trial::Trial(const Settings& pSettings, const std::string& pReport, uint32_t pStepsDone)
     : mSettings(pSettings), mStepsDone(pStepsDone)
 {
-    // Without a report the process that waits for it says so; without the file there is nothing in it.
-    static_cast<void>(kprOpenFile(pReport.c_str(), KPR_OPEN_WRITE | KPR_OPEN_APPEND, &mReport));
+    // Without a report the process that waits for it says so; without the module's file there is nothing in
+    // it.
+    if (!pReport.empty())
+        static_cast<void>(kprOpenFile(pReport.c_str(), KPR_OPEN_WRITE | KPR_OPEN_APPEND, &mReport));
     KprFile tFile;
     if (KFAILED(kprOpenFile(pSettings.module.c_str(), KPR_OPEN_READ, &tFile))) return;
     static_cast<void>(kprMapFile(tFile, &mMapping));
@@ -36,6 +39,11 @@ void Trial::write(const std::string& pLine)
     std::replace_if(
         tLine.begin(), tLine.end(), [](char pChar) { return pChar == '\n' || pChar == '\r'; }, ' ');
     tLine += '\n';
+    if (mReport == KPR_NO_FILE) {
+        std::fputs(tLine.c_str(), stdout);
+        std::fflush(stdout);
+        return;
+    }
     uint32_t tWritten;
     static_cast<void>(kprWrite(mReport, tLine.data(), static_cast<uint32_t>(tLine.size()), &tWritten));
 }

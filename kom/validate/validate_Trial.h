@@ -46,8 +46,8 @@ inline constexpr char DONE[] = "done";
 
 class Trial {
 public:
-    /// Writes its report into the file pReport, which exists. The first pStepsDone steps that end a process
-    /// have been made in earlier ones.
+    /// Writes its report into the file pReport, which exists; to standard output when it is "". The first
+    /// pStepsDone steps that end a process have been made in earlier ones.
     Trial(const Settings& pSettings, const std::string& pReport, uint32_t pStepsDone);
     ~Trial();
     Trial(const Trial&) = delete;

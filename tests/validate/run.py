@@ -244,6 +244,11 @@ class CommandLine(unittest.TestCase):
                     self.assertEqual((done.returncode, done.text), (2, ""))
                     self.assertRegex(done.errors, r"\Akom-validate: [^\n]*" + re.escape(problem) + r"[^\n]*\n\Z")
 
+    def test_one_check_in_the_process_itself(self):
+        done = validate(native(broken("extra_export")), "--child", "exports")
+        self.assertEqual((done.returncode, done.errors), (0, ""))
+        self.assertEqual(done.text.splitlines(), ["finding it also exports alsoExported", "done"])
+
     def test_nothing_is_left_behind(self):
         if WINDOWS:
             self.skipTest("Wine maps the folder for temporary files elsewhere")

@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include "kom/heap.h"
 #include "kpr/dso.h"
 #include "kpr_testing.h"
 
@@ -143,9 +142,10 @@ TEST(ValidateImage, ReadsTheExportDirectoryOfADll)
 
 TEST(ValidateImage, ReadsARealModule)
 {
-    char tPath[4096];
-    ASSERT_EQ(kprGetModulePath(reinterpret_cast<const void*>(&komFree), tPath, sizeof tPath), 0u);
-    const std::string tFile = kprtest::readFile(tPath);
+    const std::string tProgram = kprGetProgramPath();
+    const std::string tKom = tProgram.substr(0, tProgram.size() - std::strlen(kprGetProgramName())) +
+                             kprGetDSOPrefix() + "kom" + kprGetDSOSuffix();
+    const std::string tFile = kprtest::readFile(tKom);
     const Bytes tBytes(tFile.begin(), tFile.end());
     EXPECT_EQ(formatOf(tBytes), NATIVE_FORMAT);
     const Names tNames = exportsOf(tBytes);

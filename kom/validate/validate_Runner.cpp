@@ -54,12 +54,14 @@ private:
     std::string mPath;
 };
 
-/// The last line that a process printed, as an addition to how it ended.
+/// The last line that a process printed, as an addition to how it ended; of a sanitizer's report the summary.
 std::string lastWords(const TemporaryFile& pOutput)
 {
     std::string tLast;
-    for (const std::string& tLine : pOutput.lines())
+    for (const std::string& tLine : pOutput.lines()) {
+        if (tLast.starts_with("SUMMARY: ")) break;
         if (tLine.find_first_not_of(" \t\r") != std::string::npos) tLast = tLine;
+    }
     while (!tLast.empty() && tLast.back() == '\r')
         tLast.pop_back();
     return tLast.empty() ? "" : ", last printing \"" + tLast + "\"";

@@ -25,12 +25,14 @@ enum class Defect {
     MISSING_EXPORT,        ///< does not export dsoUnregisterServer
     STAYS_LOADED,          ///< keeps itself in the process
     HEAP_ATTRIBUTES,       ///< makes its attributes when it is asked for them
+    NAMES_ITSELF_ANEW,     ///< gives its interface identity in another place each time
     REGISTERS_ON,          ///< goes on registering after a refusal
     UNREGISTERS_HALF,      ///< stops unregistering at a refusal
     PROMISES_CLASS,        ///< registers a class that it does not provide
     ANY_LETTER_CASE,       ///< knows its classes in capitals as well
     ONE_FACTORY,           ///< hands out the same factory to all
     SINGLETON_PER_FACTORY, ///< has as many singletons as factories
+    LETS_SINGLETON_GO,     ///< does not keep its singleton when nobody uses it
     AGGREGATES,            ///< takes an outer object and ignores it
     HIDES_INTERFACE,       ///< says it is an interface that it does not answer
     TEARS_OFF,             ///< answers an interface with an object of its own
@@ -113,7 +115,10 @@ class Pair : public kom::Implements<Pair, ILeft, IRight> {
     friend Implements;
 
 public:
-    virtual ~Pair() = default;
+    virtual ~Pair()
+    {
+        if (sUnheld == this) sUnheld = nullptr;
+    }
 
     uint32_t queryInterface(const char* pIid, kom::IUnknown** pOut) override
     {
@@ -140,6 +145,9 @@ public:
     }
     const char* getInterfaceId() override
     {
+        static constexpr char PLACES[2][sizeof ILeft::IID] = {"IDL:test/broken/ILeft:1.0",
+                                                              "IDL:test/broken/ILeft:1.0"};
+        if (is(Defect::NAMES_ITSELF_ANEW)) return PLACES[++mNamed % 2];
         return is(Defect::HIDES_INTERFACE) ? "IDL:test/broken/IHidden:1.0" : ILeft::IID;
     }
     uint32_t QueryInterface(const void* pIid, void** pOut) override
@@ -164,6 +172,11 @@ public:
 private:
     kom::RefCount mRefCount;
     WrongCount mWrongCount;
+    unsigned mNamed = 0;
+
+public:
+    /// The singleton of a module that does not keep it.
+    static inline Pair* sUnheld = nullptr;
 };
 
 kom::ModuleRef<Pair> gSingle;
@@ -194,6 +207,10 @@ private:
         if (is(Defect::SINGLETON_PER_FACTORY)) {
             if (!mOwnSingle) mOwnSingle = kom::retain(new Pair);
             return mOwnSingle;
+        }
+        if (is(Defect::LETS_SINGLETON_GO)) {
+            if (!Pair::sUnheld) Pair::sUnheld = new Pair;
+            return kom::retain(Pair::sUnheld);
         }
         if (!gSingle) gSingle = kom::retain(new Pair);
         return kom::retain(gSingle.get());

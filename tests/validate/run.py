@@ -13,6 +13,7 @@ import concurrent.futures
 import json
 import os
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -31,12 +32,14 @@ BROKEN = {
     "missing_export": "exports",
     "stays_loaded": "load",
     "heap_attributes": "strings",
+    "names_itself_anew": "strings",
     "registers_on": "register",
     "unregisters_half": "unregister",
     "promises_class": "classes",
     "any_letter_case": "unknown-classes",
     "one_factory": "factories",
     "singleton_per_factory": "instances",
+    "lets_singleton_go": "instances",
     "aggregates": "aggregation",
     "hides_interface": "interfaces",
     "tears_off": "identity",
@@ -244,6 +247,14 @@ class CommandLine(unittest.TestCase):
                     done = validate(*arguments)
                     self.assertEqual((done.returncode, done.text), (2, ""))
                     self.assertRegex(done.errors, r"\Akom-validate: [^\n]*" + re.escape(problem) + r"[^\n]*\n\Z")
+
+    def test_a_path_with_blanks_and_other_letters(self):
+        with tempfile.TemporaryDirectory() as folder:
+            module = os.path.join(folder, "m\u00f6dule fold\u00e9r \u65e5.so")
+            shutil.copy(broken("extra_export"), module)
+            done = validate(native(module), "--json", "--only", "strings", "--only", "exports", "--timeout", "30")
+            self.assertEqual((done.returncode, done.errors), (1, ""))
+            self.assertEqual([check["result"] for check in results_of(done).values()], ["fail", "pass"], done.text)
 
     def test_one_check_in_the_process_itself(self):
         done = validate(native(broken("extra_export")), "--child", "exports")

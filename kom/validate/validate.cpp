@@ -39,7 +39,7 @@ bool matches(const char* pPattern, const char* pText)
 
 int usage(const std::string& pProblem)
 {
-    std::fprintf(stderr, "%s: %s\n", PROGRAM, pProblem.c_str());
+    static_cast<void>(std::fprintf(stderr, "%s: %s\n", PROGRAM, pProblem.c_str()));
     return STATUS_USAGE;
 }
 
@@ -51,8 +51,12 @@ GivenClass parseClass(const std::string& pText)
     if (tEquals == std::string::npos) return tClass;
     for (const std::string& tIdentity : CLI::detail::split(pText.substr(tEquals + 1), ',')) {
         if (!isIdentity(tIdentity))
-            throw CLI::ValidationError("--class " + pText + ": \"" + tIdentity +
-                                       "\" is not an interface identity such as IDL:path/IName:1.0");
+            throw CLI::ValidationError(
+                std::string("--class ")
+                    .append(pText)
+                    .append(": \"")
+                    .append(tIdentity)
+                    .append("\" is not an interface identity such as IDL:path/IName:1.0"));
         tClass.identities.push_back(tIdentity);
     }
     return tClass;
@@ -156,7 +160,7 @@ void print(const Result& pResult)
                 tPassed ? pResult.check->text : pResult.reasons.front().c_str());
     for (size_t i = 1; i < pResult.reasons.size(); ++i)
         std::printf("%22s %s\n", "", pResult.reasons[i].c_str());
-    std::fflush(stdout);
+    static_cast<void>(std::fflush(stdout));
 }
 
 void printJson(const std::string& pModule, const std::vector<Result>& pResults, const size_t (&pCounts)[3])

@@ -20,6 +20,9 @@ namespace {
 
 constexpr uint32_t STEP = 5; // milliseconds between two looks at the child
 
+/// A text that the C library may not have.
+std::string textOf(const char* pText) { return pText ? pText : "unknown"; }
+
 Ending endingOf(int pStatus)
 {
     if (WIFEXITED(pStatus)) return {Ending::EXITED, static_cast<uint32_t>(WEXITSTATUS(pStatus))};
@@ -49,11 +52,12 @@ std::string Ending::text() const
     case ABORTED:
         return "stopped itself (abort)";
     case CRASHED:
-        return "crashed (signal " + std::to_string(code) + ", " + strsignal(static_cast<int>(code)) + ")";
+        return "crashed (signal " + std::to_string(code) + ", " +
+               textOf(sigdescr_np(static_cast<int>(code))) + ")";
     case TIMED_OUT:
         return "was still at it after " + std::to_string(code) + " s";
     default:
-        return "could not be started: " + std::string(std::strerror(static_cast<int>(code)));
+        return "could not be started: " + textOf(strerrordesc_np(static_cast<int>(code)));
     }
 }
 

@@ -40,8 +40,8 @@ void Trial::write(const std::string& pLine)
         tLine.begin(), tLine.end(), [](char pChar) { return pChar == '\n' || pChar == '\r'; }, ' ');
     tLine += '\n';
     if (mReport == KPR_NO_FILE) {
-        std::fputs(tLine.c_str(), stdout);
-        std::fflush(stdout);
+        static_cast<void>(std::fputs(tLine.c_str(), stdout));
+        static_cast<void>(std::fflush(stdout));
         return;
     }
     uint32_t tWritten;

@@ -56,7 +56,8 @@ def records(text):
         for row in rows:
             offset, kind, field = re.match(r'\s*(\d+) (.*?)\s*(\w+)$', plain(row)).groups()
             kind, array = re.match(r'(.*?)((?:\[\d+\])?)$', kind).groups()
-            fields.append((offset, f"{kind} {field}{array}", field))
+            function = kind.replace("(*)", f"(*{field})")
+            fields.append((offset, function if function != kind else f"{kind} {field}{array}", field))
         found.append((plain(name), size, fields))
     return found
 

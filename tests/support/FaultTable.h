@@ -16,9 +16,11 @@
 namespace vel::kos::test {
 
 /// One table for the program. Rules are set and read from any thread; a rule counts calls from the moment it
-/// is set. Functions are named as in C ("kprWrite").
+/// is set. Functions are named as in C ("kprWrite"); ANY stands for each of them.
 class FaultTable {
 public:
+    static constexpr char ANY[] = "*";
+
     /// Forgets every rule, count and clock.
     static void reset();
 
@@ -35,6 +37,11 @@ public:
     /// Runs pAction with the path of every file that kprGetTempFileName makes.
     static void onTempFile(std::function<void(const char* pPath)> pAction);
 
+    /// How many rules have not been used up: a fault that is left was never reached.
+    static uint32_t pending();
+
+    /// The files and listings that were opened and not closed since reset().
+    static uint32_t openHandles();
     /// Closes the files with pPathPart in their path that were opened and not closed since reset(); answers
     /// how many there were.
     static uint32_t closeLeftOpen(const std::string& pPathPart);
@@ -57,7 +64,13 @@ public:
 
     /// kprGetCurrentTime answers this time from now on.
     static void setClock(KprTime pNow);
+    /// Moves the clock, and the files' clock with it.
     static void advanceClock(int64_t pSeconds);
+    /// The clock of the file system: files that are made or renamed bear this time from now on. Setting the
+    /// clock alone is then a jump of the local clock.
+    static void setFileClock(KprTime pNow);
+    /// The times that are read from files are rounded down to a multiple of so many seconds.
+    static void setFileTimeStep(int64_t pSeconds);
     /// kprSleep calls this instead of sleeping. Null: it sleeps.
     static void setSleeper(std::function<uint32_t(uint32_t pMilliseconds)> pSleeper);
     /// The file times that kprGetFileInfo and kprGetOpenFileInfo answer are this much later than the real

@@ -98,6 +98,12 @@ void FaultTable::onTempFile(std::function<void(const char*)> pAction)
     table().tempFileAction = std::move(pAction);
 }
 
+void FaultTable::forgetRules()
+{
+    std::lock_guard tLock(table().mutex);
+    table().rules.clear();
+}
+
 uint32_t FaultTable::pending()
 {
     std::lock_guard tLock(table().mutex);

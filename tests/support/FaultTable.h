@@ -37,6 +37,8 @@ public:
     /// Runs pAction with the path of every file that kprGetTempFileName makes.
     static void onTempFile(std::function<void(const char* pPath)> pAction);
 
+    /// Forgets the rules that have not been used up, and nothing else.
+    static void forgetRules();
     /// How many rules have not been used up: a fault that is left was never reached.
     static uint32_t pending();
 

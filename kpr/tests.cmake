@@ -48,7 +48,12 @@ if(NOT WIN32)
     # With kpr's own sources, so that its system calls can be made to fail.
     k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp testing/kpr_testing_posix.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir)
-    target_include_directories(kpr_posix_test PRIVATE include testing)
+    k_test(kpr_interrupted_test SOURCES kpr_interrupted_posix_test.cpp testing/kpr_testing.cpp
+            testing/kpr_testing_posix.cpp ${tSources}
+        LIBRARIES ${tLibraries} WRAP open close read write pread pwrite fsync fcntl clock_nanosleep)
+    foreach(tTest kpr_posix_test kpr_interrupted_test)
+        target_include_directories(${tTest} PRIVATE include testing)
+    endforeach()
 endif()
 
 k_exports_test(kpr kpr)

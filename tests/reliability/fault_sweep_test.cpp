@@ -145,8 +145,11 @@ protected:
         tOperation.check = [&](uint32_t pAnswer, const FaultPoint* pPoint) {
             pOperation.check(pAnswer, pPoint);
             expectIntact(pPoint);
-            tOperation.prepare();
-            EXPECT_EQ(pOperation.run(), pOperation.answer) << "the next time";
+            // What is left is the same for every code.
+            if (!pPoint || pPoint->fault.code == 0 || isFirstFault(pPoint->fault)) {
+                tOperation.prepare();
+                EXPECT_EQ(pOperation.run(), pOperation.answer) << "the next time";
+            }
             FaultTable::forgetRules();
             clearOutputs();
             mApp->clearRecords();

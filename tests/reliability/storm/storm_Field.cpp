@@ -1,0 +1,361 @@
+#include "storm_Field.h"
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
+
+#include "kfw_CacheId.h"
+#include "kfw_ObjectFile.h"
+#include "kpr/byteorder.h"
+#include "kpr/codes.h"
+#include "kpr/dso.h"
+#include "kpr/map.h"
+#include "storm_Values.h"
+
+namespace vel::kos::storm {
+
+namespace {
+
+/// The longest life of a worker whose driver is gone.
+constexpr int64_t LIFE_SECONDS = 3600;
+
+void require(uint32_t pResult, const std::string& pWhat)
+{
+    if (KFAILED(pResult)) throw std::runtime_error(pWhat + " failed with " + std::to_string(pResult));
+}
+
+std::string workerProgram()
+{
+    std::filesystem::path tPath = std::filesystem::path(kprGetProgramPath()).parent_path() / "storm_Worker";
+#if defined(_WIN32)
+    tPath += ".exe";
+#endif
+    return tPath.string();
+}
+
+/// An open file that is closed with its lock.
+class File {
+public:
+    File(const std::filesystem::path& pPath, uint32_t pMode) : mPath(pPath.string())
+    {
+        require(kprOpenFile(mPath.c_str(), pMode, &mFile), mPath);
+    }
+    ~File() { kprCloseFile(mFile); }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    KprFile get() const { return mFile; }
+
+private:
+    std::string mPath;
+    KprFile mFile = KPR_NO_FILE;
+};
+
+/// A counter's bytes; nothing when there are not 8.
+std::optional<uint64_t> readCounter(const std::filesystem::path& pPath)
+{
+    const File tFile(pPath, KPR_OPEN_READ);
+    KprMapping tMapping;
+    require(kprMapFile(tFile.get(), &tMapping), pPath.string());
+    std::optional<uint64_t> tValue;
+    if (tMapping.size == 8) {
+        tValue = 0;
+        for (int i = 0; i < 8; ++i)
+            tValue = *tValue << 8 | tMapping.data[i];
+    }
+    kprUnmapFile(&tMapping);
+    return tValue;
+}
+
+std::string bigEndian(uint64_t pValue)
+{
+    const uint64_t tBytes = kprHost2BE64(pValue);
+    return {reinterpret_cast<const char*>(&tBytes), sizeof tBytes};
+}
+
+} // namespace
+
+void Figures::add(const Figures& pOther)
+{
+    rounds += pOther.rounds;
+    processes += pOther.processes;
+    kills += pOther.kills;
+    operations += pOther.operations;
+    checked += pOther.checked;
+    pinChecks += pOther.pinChecks;
+    stored += pOther.stored;
+    removed += pOther.removed;
+    wrong += pOther.wrong;
+    lostPins += pOther.lostPins;
+    interrupted += pOther.interrupted;
+    driftKb += pOther.driftKb;
+    strays += pOther.strays;
+    elections += pOther.elections;
+    worstTakeOverMs = std::max(worstTakeOverMs, pOther.worstTakeOverMs);
+    longestRoundMs = std::max(longestRoundMs, pOther.longestRoundMs);
+    failures.insert(failures.end(), pOther.failures.begin(), pOther.failures.end());
+}
+
+std::vector<std::pair<std::string, uint64_t>> Figures::rows() const
+{
+    return {{"rounds", rounds},
+            {"processes", processes},
+            {"kills", kills},
+            {"operations", operations},
+            {"values checked", checked},
+            {"of pinned objects", pinChecks},
+            {"wrong values", wrong},
+            {"lost pins", lostPins},
+            {"objects stored", stored},
+            {"files removed", removed},
+            {"interrupted stores and removals", interrupted},
+            {"counter drift (KB)", driftKb},
+            {"temporary files left", strays},
+            {"elections", elections},
+            {"worst take-over (world ms)", worstTakeOverMs},
+            {"longest cleaner round (world ms)", longestRoundMs},
+            {"failures", failures.size()}};
+}
+
+Field::Field(uint32_t pSpeed) : mSpeed(pSpeed)
+{
+    KprTime tNow;
+    require(kprGetCurrentTime(&tNow), "kprGetCurrentTime");
+    mEpoch = tNow.seconds * 1000000 + tNow.microseconds;
+    std::filesystem::create_directories(mUserDir);
+}
+
+void Field::prepare(const Counters& pCounters)
+{
+    std::filesystem::create_directories(objectsDir());
+    test::writeFile(mUserDir / "cache" / "inserted", bigEndian(pCounters.inserted));
+    test::writeFile(mUserDir / "cache" / "cleaned", bigEndian(pCounters.cleaned));
+}
+
+void Field::makeObject(const std::string& pUri, uint32_t pLimit, unsigned pSeed, int64_t pAgeSeconds)
+{
+    std::mt19937 tRandom(pSeed);
+    const Value tValue = makeValue(pUri, pLimit, tRandom);
+    kfw::ObjectImage tImage;
+    if (!kfw::composeObject(pUri, tValue.attributes, tValue.data, &tImage).empty())
+        throw std::runtime_error("cannot compose " + pUri);
+    const std::filesystem::path tPath = objectsDir() / objectName(pUri);
+    // Under another name first: workers may be looking.
+    const std::filesystem::path tTemp = mDir.path() / "new";
+    test::writeFile(tTemp, {reinterpret_cast<const char*>(tImage.bytes.get()), tImage.size});
+    setAge(tTemp, pAgeSeconds);
+    kprMoveFile(tTemp.string().c_str(), tPath.string().c_str());
+    kprRemoveFile(tTemp.string().c_str());
+}
+
+void Field::setAge(const std::filesystem::path& pPath, int64_t pAgeSeconds)
+{
+    KprTime tNow;
+    require(kprGetCurrentTime(&tNow), "kprGetCurrentTime");
+    const TimeLens tLens{mEpoch, mSpeed};
+    KprTime tThen = tLens.toWorld(tNow);
+    tThen.seconds -= pAgeSeconds;
+    tThen = tLens.toReal(tThen);
+    require(kprSetFileTime(pPath.string().c_str(), &tThen, &tThen), pPath.string());
+}
+
+void Field::makeAllOld(int64_t pAgeSeconds)
+{
+    for (const auto& tEntry : std::filesystem::directory_iterator(objectsDir()))
+        setAge(tEntry.path(), pAgeSeconds);
+}
+
+Worker& Field::start(const std::string& pMode, Options pOptions)
+{
+    Worker& tWorker = mWorkers.emplace_back();
+    tWorker.number = static_cast<unsigned>(mWorkers.size());
+    const std::string tLedger = (mDir.path() / ("ledger-" + std::to_string(tWorker.number))).string();
+    pOptions.set("mode", pMode).set("epoch", mEpoch).set("speed", mSpeed).set("seconds", LIFE_SECONDS);
+    pOptions.set("stop", (mDir.path() / "stop").string());
+    if (pOptions.text("seed").empty()) pOptions.set("seed", tWorker.number);
+    std::vector<std::string> tWords = pOptions.words();
+    tWords.insert(tWords.begin(), {tLedger, mUserDir.string()});
+    tWorker.ledger = std::make_unique<LedgerReader>(tLedger);
+    tWorker.process = std::make_unique<kprtest::ChildProcess>(tWords, workerProgram());
+    ++mFigures.processes;
+    return tWorker;
+}
+
+Worker& Field::run(const std::string& pMode, const Options& pOptions)
+{
+    Worker& tWorker = start(pMode, pOptions);
+    noteEnd(tWorker, tWorker.process->wait());
+    return tWorker;
+}
+
+void Field::kill(Worker& pWorker)
+{
+    pWorker.killedAt = monotonicNow();
+    pWorker.process->kill();
+    noteEnd(pWorker, pWorker.process->wait());
+}
+
+void Field::stopAll()
+{
+    test::writeFile(mDir.path() / "stop", "");
+    for (Worker& tWorker : mWorkers)
+        if (!tWorker.hasEnded) noteEnd(tWorker, tWorker.process->wait());
+    std::filesystem::remove(mDir.path() / "stop");
+}
+
+void Field::noteEnd(Worker& pWorker, int pStatus)
+{
+    pWorker.deadAt = monotonicNow();
+    pWorker.hasEnded = true;
+    pWorker.wasKilled = pStatus == -1;
+    if (pWorker.wasKilled) ++mFigures.kills;
+    if (pStatus != 0 && !pWorker.wasKilled)
+        fail("worker " + std::to_string(pWorker.number) + " ended with " + std::to_string(pStatus));
+    pWorker.process.reset();
+    for (const LedgerLine& tLine : pWorker.ledger->read())
+        take(pWorker, tLine);
+}
+
+void Field::look()
+{
+    for (Worker& tWorker : mWorkers)
+        if (!tWorker.hasEnded)
+            for (const LedgerLine& tLine : tWorker.ledger->read())
+                take(tWorker, tLine);
+}
+
+bool Field::wait(const std::function<bool()>& pCondition, unsigned pSeconds)
+{
+    const uint64_t tEnd = monotonicNow() + pSeconds * uint64_t(1000000);
+    for (;;) {
+        look();
+        if (pCondition()) return true;
+        if (monotonicNow() > tEnd) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+bool Field::waitReady(Worker& pWorker)
+{
+    if (wait([&] { return pWorker.isReady; })) return true;
+    fail("worker " + std::to_string(pWorker.number) + " did not begin its work");
+    return false;
+}
+
+void Field::take(Worker& pWorker, const LedgerLine& pLine)
+{
+    Figures& tFigures = pWorker.figures;
+    const std::string& tKind = pLine.kind;
+    if (tKind == "ready") {
+        pWorker.isReady = true;
+    } else if (tKind == "sum") {
+        tFigures.operations = pLine.number(0);
+        tFigures.checked = pLine.number(1);
+        tFigures.pinChecks = pLine.number(2);
+        tFigures.longestRoundMs = pLine.number(3);
+    } else if (tKind == "stored") {
+        ++tFigures.stored;
+        pWorker.storedKb += pLine.number(1);
+        pWorker.pendingStore = pLine.number(1);
+    } else if (tKind == "counted") {
+        pWorker.pendingStore.reset();
+    } else if (tKind == "removed") {
+        ++tFigures.removed;
+        pWorker.removedKb += pLine.number(1);
+        pWorker.pendingRemoval = pLine.number(1);
+        if (pWorker.electedAt == 0) fail("removed " + pLine.text() + " without being the cleaner");
+    } else if (tKind == "cleaned") {
+        pWorker.pendingRemoval.reset();
+    } else if (tKind == "elected") {
+        ++tFigures.elections;
+        pWorker.electedFrom = pLine.number(0);
+        pWorker.electedAt = pLine.time;
+    } else if (tKind == "refused") {
+        pWorker.refused.emplace_back(pLine.number(0), pLine.time);
+    } else if (tKind == "calls") {
+        pWorker.calls = pLine.number(0);
+    } else if (tKind == "wrong" || tKind == "lost" || tKind == "failed") {
+        if (tKind == "wrong") ++tFigures.wrong;
+        if (tKind == "lost") ++tFigures.lostPins;
+        fail("worker " + std::to_string(pWorker.number) + ": " + tKind + ": " + pLine.text());
+    }
+}
+
+uint64_t Field::checkDirectory()
+{
+    const File tInserted(mUserDir / "cache" / "inserted", KPR_OPEN_READ);
+    require(kprLockFile(tInserted.get(), KPR_LOCK_SHARED, 0, 0), "the insert lock");
+    uint64_t tKilobytes = 0;
+    for (const auto& tEntry : std::filesystem::directory_iterator(objectsDir())) {
+        const std::string tName = tEntry.path().filename().string();
+        if (tName.size() != kfw::OBJECT_NAME_LENGTH) continue;
+        const std::string tBytes = test::readFile(tEntry.path());
+        const std::string tProblem =
+            checkObjectFile(tName, reinterpret_cast<const uint8_t*>(tBytes.data()), tBytes.size());
+        tKilobytes += (tBytes.size() + 1023) >> 10;
+        ++mFigures.checked;
+        if (tProblem.empty()) continue;
+        ++mFigures.wrong;
+        fail("wrong: " + tName + ": " + tProblem);
+    }
+    kprUnlockFile(tInserted.get(), 0, 0);
+    readCounters();
+    return tKilobytes;
+}
+
+Counters Field::readCounters()
+{
+    const auto tInserted = readCounter(mUserDir / "cache" / "inserted");
+    const auto tCleaned = readCounter(mUserDir / "cache" / "cleaned");
+    if (!tInserted || !tCleaned) fail("a counter is not 8 bytes");
+    return {tInserted.value_or(0), tCleaned.value_or(0)};
+}
+
+std::vector<std::string> Field::strays() const
+{
+    std::vector<std::string> tNames;
+    for (const auto& tEntry : std::filesystem::directory_iterator(objectsDir()))
+        if (const std::string tName = tEntry.path().filename().string();
+            tName.size() != kfw::OBJECT_NAME_LENGTH)
+            tNames.push_back(tName);
+    return tNames;
+}
+
+void Field::checkAccounts(const Counters& pStart)
+{
+    // What was stored but not counted is only what killed processes were about to count. The same order holds
+    // for removals: the file goes, the ledger knows, the counter knows, the ledger knows that.
+    Counters tTruth = pStart, tSlack;
+    for (const Worker& tWorker : mWorkers) {
+        tTruth.inserted += tWorker.storedKb;
+        tTruth.cleaned += tWorker.removedKb;
+        for (const auto& tPending : {tWorker.pendingStore, tWorker.pendingRemoval}) {
+            if (!tPending) continue;
+            ++mFigures.interrupted;
+            if (!tWorker.wasKilled)
+                fail("worker " + std::to_string(tWorker.number) + " was not killed and did not count");
+        }
+        tSlack.inserted += tWorker.pendingStore.value_or(0);
+        tSlack.cleaned += tWorker.pendingRemoval.value_or(0);
+    }
+    const Counters tFound = readCounters();
+    const auto tCheck = [&](const char* pName, uint64_t pTrue, uint64_t pFound, uint64_t pSlack) {
+        if (pFound > pTrue || pTrue - pFound > pSlack)
+            fail(std::string(pName) + " is " + std::to_string(pFound) + " and should be " +
+                 std::to_string(pTrue) + ", or at most " + std::to_string(pSlack) + " less");
+        mFigures.driftKb += pTrue - pFound;
+    };
+    tCheck("inserted", tTruth.inserted, tFound.inserted, tSlack.inserted);
+    tCheck("cleaned", tTruth.cleaned, tFound.cleaned, tSlack.cleaned);
+}
+
+Figures Field::figures()
+{
+    look();
+    Figures tFigures = mFigures;
+    for (const Worker& tWorker : mWorkers)
+        tFigures.add(tWorker.figures);
+    return tFigures;
+}
+
+} // namespace vel::kos::storm

@@ -1,0 +1,60 @@
+// What a worker did, on record: lines in a file of its own that outlive it however it ends.
+//
+// Every line is written in one call the moment it is known, so that a killed worker has left all but what it
+// was about to do: "<kind> <microseconds of the monotonic clock> <word>...". The clock is the machine's, the
+// same for all processes.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "kpr/file.h"
+
+namespace vel::kos::storm {
+
+/// The monotonic clock, in microseconds.
+uint64_t monotonicNow();
+
+/// The worker's side. Any thread.
+class LedgerWriter {
+public:
+    /// Opens the file to append to it; throws std::runtime_error.
+    explicit LedgerWriter(const std::string& pPath);
+    ~LedgerWriter();
+    LedgerWriter(const LedgerWriter&) = delete;
+    LedgerWriter& operator=(const LedgerWriter&) = delete;
+
+    /// Writes a line. A failure ends the process: nothing that it does would count.
+    void write(const std::string& pKind, const std::string& pWords = {}, uint64_t pTime = monotonicNow());
+
+private:
+    std::mutex mMutex;
+    KprFile mFile = KPR_NO_FILE;
+};
+
+struct LedgerLine {
+    std::string kind;
+    uint64_t time;
+    std::vector<std::string> words;
+
+    /// A word as a number; 0 when it is not there.
+    uint64_t number(std::size_t pIndex) const;
+    /// The words from pIndex on, as text.
+    std::string text(std::size_t pIndex = 0) const;
+};
+
+/// The driver's side: reads what was written since it looked last. A line without its end is left for later.
+class LedgerReader {
+public:
+    explicit LedgerReader(std::string pPath) : mPath(std::move(pPath)) {}
+
+    std::vector<LedgerLine> read();
+
+private:
+    std::string mPath;
+    uint64_t mOffset = 0;
+};
+
+} // namespace vel::kos::storm

@@ -1,0 +1,44 @@
+// The platform as a worker sees it: its own calls of kpr are wrapped at link time, so that
+//
+// - time passes faster. The world's clock starts at an epoch and runs so many times as fast as the real one;
+//   file times are seen and set through the same glass, and sleeping takes as much less. Nothing else of the
+//   cache knows. Processes with the same epoch and speed share a world.
+// - the process ends itself, without a word to anybody, at the Nth call of a thread.
+// - the ledger gets what a cleaner thread does, and which objects were stored, counted and removed.
+#pragma once
+
+#include <cstdint>
+
+#include "storm_Ledger.h"
+#include "storm_TimeLens.h"
+
+namespace vel::kos::storm {
+
+/// One for the process. Set up before any cache is; then any thread.
+class Platform {
+public:
+    static void setLens(const TimeLens& pLens);
+    /// Where stores, removals and elections are written; null for nowhere.
+    static void setLedger(LedgerWriter* pLedger);
+
+    /// Counts the wrapped calls of the calling thread from now on.
+    static void startCounting();
+    static void stopCounting();
+    /// Counts the calls of every cleaner thread from its start to its first sleep.
+    static void countCleaners();
+    /// Ends the process before the pNth call that is counted (1 is the first); with pTorn, if that call is
+    /// kprWrite, after half of its bytes are written.
+    static void endAtCall(uint32_t pNth, bool pTorn);
+    /// The calls counted so far.
+    static uint32_t counted();
+    /// How many rounds cleaner threads have ended, from sleep to sleep.
+    static uint32_t cleanerRounds();
+    /// The longest time between two sleeps of one cleaner thread so far, in milliseconds of the world. Pins
+    /// hold while it stays below minimum age less refresh interval less poll interval.
+    static uint64_t longestCleanerRound();
+};
+
+/// Ends the process at once, as somebody who kills it would: no handler, no destructor and no buffer counts.
+[[noreturn]] void endNow();
+
+} // namespace vel::kos::storm

@@ -1,0 +1,188 @@
+// One process of a storm.
+//
+//     storm_Worker LEDGER USER-DIRECTORY NAME=VALUE...
+//
+// mode=mix    several threads of random work, until the file of stop= appears
+// mode=idle   a cache that nobody uses: for its cleaner
+// mode=once   one operation (op=), which ends the process at its call end= when that is not 0 (torn=1: in the
+//             middle of a write), and says in the ledger how many calls it took
+//
+// epoch= and speed= are the world's time; seconds= is the longest life, should the driver be gone. Status 0:
+// it ended when it was told to; whatever was wrong stands in the ledger.
+#include <filesystem>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "TestApplication.h"
+#include "kfw_FSCache.h"
+#include "kom/identity.h"
+#include "kpr_testing.h"
+#include "storm_Platform.h"
+#include "storm_Work.h"
+
+namespace vel::kos::storm {
+
+namespace {
+
+constexpr auto TICK = std::chrono::milliseconds(20);
+
+class Worker {
+public:
+    Worker(const std::string& pLedger, const std::string& pUserDir, const Options& pOptions)
+        : mOptions(pOptions), mLedger(pLedger)
+    {
+        Platform::setLens({mOptions.number("epoch"), static_cast<uint32_t>(mOptions.number("speed"))});
+        Platform::setLedger(&mLedger);
+        mApp->setUserAppDir(pUserDir);
+    }
+
+    int run()
+    {
+        const std::string tMode = mOptions.text("mode");
+        if (tMode == "once") return runOnce();
+        open();
+        std::vector<std::unique_ptr<Work>> tWorks;
+        std::vector<std::thread> tThreads;
+        if (tMode == "mix") {
+            proveThatItWorks();
+            const auto tCount = static_cast<unsigned>(mOptions.number("threads"));
+            for (unsigned i = 0; i < tCount; ++i)
+                tWorks.push_back(std::make_unique<Work>(*mCache, mLedger, mTally, mOptions, i));
+        }
+        mLedger.write("ready");
+        std::atomic<bool> tStop{false};
+        for (const auto& tWork : tWorks)
+            tThreads.emplace_back([&] { tWork->run(tStop); });
+        while (!isToStop()) {
+            std::this_thread::sleep_for(TICK);
+            checkLog();
+            sum();
+        }
+        tStop = true;
+        for (std::thread& tThread : tThreads)
+            tThread.join();
+        checkLog();
+        sum();
+        mLedger.write("ended");
+        return 0;
+    }
+
+private:
+    void open()
+    {
+        if (const uint32_t tRes = mCache->init(mApp.get()); tRes != 0)
+            mLedger.write("failed", std::string("init: ") + komStrError(tRes));
+    }
+
+    /// A store and a lookup, whatever state others have left the directory in.
+    void proveThatItWorks()
+    {
+        std::mt19937 tRandom(static_cast<unsigned>(mOptions.number("seed")));
+        const std::string tUri = "http://first/" + mOptions.text("seed");
+        const Value tValue = makeValue(tUri, 1000, tRandom);
+        Value tBack;
+        uint32_t tRes = mCache->putObject(tUri.c_str(), &tValue.attributes, &tValue.data);
+        if (tRes == 0) tRes = mCache->getObject(tUri.c_str(), &tBack.attributes, &tBack.data);
+        if (tRes != 0) return mLedger.write("failed", tUri + " a new process: " + komStrError(tRes));
+        ++mTally.checked;
+        if (const auto tProblem = checkValue(tUri, tBack.attributes, &tBack.data); !tProblem.empty())
+            mLedger.write("wrong", tUri + " a new process: " + tProblem);
+    }
+
+    int runOnce()
+    {
+        const std::string tOperation = mOptions.text("op");
+        Platform::endAtCall(static_cast<uint32_t>(mOptions.number("end")), mOptions.number("torn") != 0);
+        if (tOperation == "clean") Platform::countCleaners();
+        if (tOperation == "init") Platform::startCounting();
+        open();
+        uint32_t tRes = 0;
+        if (tOperation == "clean") {
+            while (Platform::cleanerRounds() == 0 && !isToStop())
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        } else if (tOperation != "init") {
+            tRes = operate(tOperation, mOptions.text("uri"));
+        }
+        if (tRes != 0) mLedger.write("failed", tOperation + ": " + komStrError(tRes));
+        mLedger.write("calls", std::to_string(Platform::counted()));
+        checkLog();
+        return 0;
+    }
+
+    uint32_t operate(const std::string& pOperation, const std::string& pUri)
+    {
+        const char* tUri = pUri.c_str();
+        std::mt19937 tRandom(static_cast<unsigned>(mOptions.number("seed")));
+        Value tValue;
+        uint32_t tExists = 0;
+        uint32_t tRes = 0;
+        if (pOperation == "put")
+            tValue = makeValue(pUri, static_cast<uint32_t>(mOptions.number("limit")), tRandom);
+        Platform::startCounting();
+        if (pOperation == "put")
+            tRes = mCache->putObject(tUri, &tValue.attributes, &tValue.data);
+        else if (pOperation == "get")
+            tRes = mCache->getObject(tUri, &tValue.attributes, &tValue.data);
+        else if (pOperation == "has")
+            tRes = mCache->hasObject(tUri, &tExists);
+        else if (pOperation == "pin")
+            tRes = mCache->pinObject(tUri);
+        else
+            tRes = E_INVALIDARG;
+        Platform::stopCounting();
+        if (tRes != 0 || pOperation == "has" || pOperation == "pin") return tRes;
+        if (const auto tProblem = checkValue(pUri, tValue.attributes, &tValue.data); !tProblem.empty())
+            mLedger.write("wrong", pUri + " " + tProblem);
+        return 0;
+    }
+
+    bool isToStop() const
+    {
+        const auto tLife = std::chrono::seconds(mOptions.number("seconds"));
+        return std::filesystem::exists(mOptions.text("stop")) ||
+               std::chrono::steady_clock::now() - mStart > tLife;
+    }
+
+    /// Nothing may be logged but that something is not there (any more).
+    void checkLog()
+    {
+        const auto tLines = mApp->logLines();
+        const auto tAssertions = mApp->assertions();
+        if (tLines.empty() && tAssertions.empty()) return;
+        mApp->clearRecords();
+        for (const auto& tLine : tLines)
+            if (tLine.message.find(komStrError(KPR_E_NOT_FOUND)) == std::string::npos)
+                mLedger.write("failed", "logged: " + tLine.message);
+        for (const auto& tAssertion : tAssertions)
+            mLedger.write("failed", "assertion: " + tAssertion.expression);
+    }
+
+    void sum()
+    {
+        mLedger.write("sum", std::to_string(mTally.operations) + ' ' + std::to_string(mTally.checked) + ' ' +
+                                 std::to_string(mTally.pinChecks) + ' ' +
+                                 std::to_string(Platform::longestCleanerRound()));
+    }
+
+    const Options mOptions;
+    const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
+    LedgerWriter mLedger;
+    Tally mTally;
+    const kom::Ref<test::TestApplication> mApp = test::TestApplication::make();
+    const kom::Ref<fw::IFileSystemCache> mCache = kom::retain(new kfw::FSCache);
+};
+
+} // namespace
+
+} // namespace vel::kos::storm
+
+int main()
+{
+    const std::vector<std::string> tArguments = kprtest::arguments();
+    if (tArguments.size() < 2) return 2;
+    using namespace vel::kos::storm;
+    // Never destroyed: its cleaner's thread runs until the process ends, and writes to the ledger.
+    static auto* tWorker = new Worker(tArguments[0], tArguments[1], Options(tArguments));
+    return tWorker->run();
+}

@@ -57,11 +57,10 @@ void cleanToTheEnd(Field& pField, Figures* pFigures)
 {
     pFigures->strays += pField.strays().size();
     pField.makeAllOld(OLD_SECONDS);
-    Worker& tLast = pField.start("idle", Options());
+    pField.start("idle", Options());
     if (!pField.wait([&] { return std::filesystem::is_empty(pField.objectsDir()); }))
         pField.fail("old files stay: " + std::to_string(pField.strays().size()) + " temporary ones");
     pField.stopAll();
-    static_cast<void>(tLast);
 }
 
 } // namespace
@@ -124,19 +123,22 @@ Figures pinStorm(const Form& pForm)
     std::mt19937 tRandom(pForm.processes);
     tField.prepare(GROWN);
     fillWithOld(tField, pForm);
+    // Kept for so long that an object whose pin is not refreshed is gone by then.
+    const Options tOptions =
+        workOptions(pForm).set("keep", static_cast<int64_t>(tField.realMicroseconds(MINIMUM_AGE_MS * 2)));
     for (unsigned i = 0; i < pForm.processes; ++i)
-        tField.start("mix", workOptions(pForm));
+        tField.start("mix", tOptions);
     for (Worker& tWorker : tField.workers())
         tField.waitReady(tWorker);
     const uint64_t tEnd = monotonicNow() + uint64_t(pForm.seconds) * 1000000;
     // The refreshing of pins has to survive the change from waiting to working and the loss of the cleaner.
     while (monotonicNow() < tEnd) {
-        sleepMicroseconds(tField.realMicroseconds(MINIMUM_AGE_MS / 2));
+        sleepMicroseconds(tField.realMicroseconds(MINIMUM_AGE_MS));
         tField.look();
         Worker* tCleaner = workingCleaner(tField);
         if (!tCleaner) continue;
         tField.kill(*tCleaner);
-        tField.waitReady(tField.start("mix", workOptions(pForm)));
+        tField.waitReady(tField.start("mix", tOptions));
     }
     tField.stopAll();
     tField.checkDirectory();

@@ -1,5 +1,6 @@
 #include "storm_Work.h"
 
+#include <algorithm>
 #include <chrono>
 #include <iterator>
 #include <thread>
@@ -29,6 +30,7 @@ Work::Work(fw::IFileSystemCache& pCache, LedgerWriter& pLedger, Tally& pTally, c
       mObjects(static_cast<unsigned>(pOptions.number("objects"))),
       mLimit(static_cast<uint32_t>(pOptions.number("limit"))),
       mHold(static_cast<std::size_t>(pOptions.number("hold"))),
+      mKeep(static_cast<uint64_t>(pOptions.number("keep"))),
       mPause(pOptions.number("pause"))
 {
 }
@@ -60,9 +62,10 @@ void Work::step()
     case 7:
         return getFile(anyUri());
     case 8:
-        return has(anyUri());
+        // Asking refreshes what is old: seldom, or nothing would ever grow old.
+        return has(mRandom() % 8 == 0 ? anyUri() : uri(0));
     case 9:
-        return mHeld.size() < mHold ? pin(anyUri()) : unpinOne();
+        return mHeld.size() < mHold ? pin(anyUri()) : unpinOldest();
     case 10:
     case 11:
         return checkPinned();
@@ -143,10 +146,14 @@ void Work::pin(const std::string& pUri)
         succeeded(mCache.unpinObject(pUri.c_str()), "unpinObject", pUri);
 }
 
-void Work::unpinOne()
+void Work::unpinOldest()
 {
     if (mHeld.empty()) return;
-    const auto tPin = std::next(mHeld.begin(), static_cast<std::ptrdiff_t>(mRandom() % mHeld.size()));
+    const auto tPin =
+        std::min_element(mHeld.begin(), mHeld.end(), [](const auto& pFirst, const auto& pSecond) {
+            return pFirst.second < pSecond.second;
+        });
+    if (monotonicNow() - tPin->second < mKeep) return;
     readPinned(tPin->first, "before it is unpinned");
     succeeded(mCache.unpinObject(tPin->first.c_str()), "unpinObject", tPin->first);
     mHeld.erase(tPin);

@@ -24,7 +24,8 @@ struct Tally {
 /// that is pinned is gone) or "failed" (an answer that should not be).
 ///
 /// Options: seed; objects: how many addresses are shared; limit: bytes of data at most; hold: pins that the
-/// thread holds at most; pause: microseconds between two operations.
+/// thread holds at most; keep: microseconds that it keeps a pin at least; pause: microseconds between two
+/// operations.
 class Work {
 public:
     Work(fw::IFileSystemCache& pCache, LedgerWriter& pLedger, Tally& pTally, const Options& pOptions,
@@ -45,7 +46,7 @@ private:
     void getAttributes(const std::string& pUri);
     void has(const std::string& pUri);
     void pin(const std::string& pUri);
-    void unpinOne();
+    void unpinOldest();
     void checkPinned();
     void readPinned(const std::string& pUri, const char* pWhen);
 
@@ -62,6 +63,7 @@ private:
     const unsigned mObjects;
     const uint32_t mLimit;
     const std::size_t mHold;
+    const uint64_t mKeep;
     const int64_t mPause;
     std::map<std::string, uint64_t> mHeld; ///< pinned addresses, and since when
 };

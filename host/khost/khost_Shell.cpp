@@ -1,9 +1,13 @@
 // shell, and the commands that only it has: sleep, idle, quit.
 #include <memory>
 
+#include "khost_CacheFiles.h"
 #include "khost_Commands.h"
 #include "khost_Console.h"
 #include "khost_LineReader.h"
+#include "kpr/codes.h"
+#include "kpr/file.h"
+#include "kpr/path.h"
 
 namespace vel::kos::host {
 
@@ -11,10 +15,23 @@ namespace {
 
 constexpr double MAX_SLEEP_SECONDS = 4000000;
 
+/// A shell is a host that lives for long: while it does, a cleaner keeps the user's cache within bounds.
+/// Where there is no cache yet, the first command that wants one makes it. A failure is told; the shell goes
+/// on.
+void startCleaner(Session& pSession)
+{
+    std::string tUserAppDir;
+    KprFileInfo tInfo;
+    if (KFAILED(pSession.userAppDir(tUserAppDir))) return;
+    const std::string tCounter = CacheFiles(tUserAppDir).dir() + kprGetPathSeparator() + "inserted";
+    if (!KFAILED(kprGetFileInfo(tCounter.c_str(), KPR_INFO_KIND, &tInfo))) pSession.cache();
+}
+
 int runShell(Session& pSession)
 {
     Application* tApp = pSession.application();
     if (!tApp) return STATUS_FAILED;
+    startCleaner(pSession);
     pSession.inShell() = true;
     const bool tTerminal = isTerminal(Stream::INPUT);
     LineReader tReader([tApp] { tApp->wakeUp(); });

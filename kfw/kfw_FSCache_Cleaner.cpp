@@ -41,11 +41,13 @@ uint32_t Cleaner::work()
 {
     KprTime tNow;
     if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
-    int64_t tNextRefresh = tNow.seconds + PIN_INTERVAL;
+    // Who has waited goes on with the schedule of its waiting: a new interval could come on top of an old
+    // one, and pinned objects would grow as old as those that may be removed.
+    if (mNextRefresh == 0) mNextRefresh = tNow.seconds + PIN_INTERVAL;
     if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
     for (;;) {
-        if (tNow.seconds >= tNextRefresh) {
-            tNextRefresh = tNow.seconds + PIN_INTERVAL;
+        if (tNow.seconds >= mNextRefresh) {
+            mNextRefresh = tNow.seconds + PIN_INTERVAL;
             refreshPinned();
         }
         bool tNeeded = false;
@@ -63,7 +65,6 @@ uint32_t Cleaner::work()
 
 uint32_t Cleaner::acquireCleanerLock()
 {
-    int64_t tNextRefresh = 0; // once it waits
     for (;;) {
         uint32_t tRes = kprLockFile(mState.mCleanedFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
         if (!KFAILED(tRes)) return 0;
@@ -72,7 +73,7 @@ uint32_t Cleaner::acquireCleanerLock()
             closeCleanedFile();
             return tRes;
         }
-        refreshPinnedWhenDue(&tNextRefresh);
+        refreshPinnedWhenDue();
         tRes = kprSleep(POLL_INTERVAL);
         if (KFAILED(tRes)) {
             mState.assertion("!KFAILED(tRes)", __LINE__);
@@ -82,13 +83,13 @@ uint32_t Cleaner::acquireCleanerLock()
     }
 }
 
-void Cleaner::refreshPinnedWhenDue(int64_t* pNextRefresh)
+void Cleaner::refreshPinnedWhenDue()
 {
     KprTime tNow;
     if (KFAILED(mState.readClock(&tNow))) return;
-    const bool tFirst = *pNextRefresh == 0;
-    if (!tFirst && tNow.seconds < *pNextRefresh) return;
-    *pNextRefresh = tNow.seconds + PIN_INTERVAL;
+    const bool tFirst = mNextRefresh == 0;
+    if (!tFirst && tNow.seconds < mNextRefresh) return;
+    mNextRefresh = tNow.seconds + PIN_INTERVAL;
     if (!tFirst) refreshPinned();
 }
 

@@ -39,7 +39,7 @@ private:
     void refreshPinned();
     /// The same for a cleaner that waits: the first call starts the interval, a later one refreshes when it
     /// is over.
-    void refreshPinnedWhenDue(int64_t* pNextRefresh);
+    void refreshPinnedWhenDue();
     uint32_t isCleaningNeeded(bool* pNeeded);
     uint32_t collectCandidates(Candidates* pCandidates);
     uint32_t removeCandidates(const Candidates& pCandidates);
@@ -49,6 +49,8 @@ private:
     uint32_t readCounter(KprFile pFile, const std::string& pPath, uint64_t* pValue);
 
     FSCacheState& mState;
+    /// When pinned objects are refreshed next, by the local clock in seconds; 0 before the first interval.
+    int64_t mNextRefresh = 0;
 };
 
 } // namespace vel::kos::kfw

@@ -307,6 +307,27 @@ TEST_F(CleanerTest, refreshesItsOwnPinsWhileItWaits)
     kprCloseFile(tOther);
 }
 
+TEST_F(CleanerTest, goesOnWithItsScheduleOfRefreshingWhenItTakesOver)
+{
+    init();
+    ASSERT_EQ(put("http://a/pinned", {}, "x"), 0u);
+    ASSERT_EQ(mCache->pinObject("http://a/pinned"), 0u);
+    const std::string tPinned = nameOf("http://a/pinned");
+    setModified(tPinned, START);
+    setCounter("inserted", 100000); // every pass removes what it may
+    KprFile tOther;
+    ASSERT_EQ(kprOpenFile(cleanedPath().c_str(), KPR_OPEN_READ_WRITE, &tOther), 0u);
+    ASSERT_EQ(kprLockFile(tOther, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    std::vector<int64_t> tTimes;
+    mOnSleep = [&] {
+        if (mSleeps == 29) kprCloseFile(tOther); // just before the first refreshing is due
+        if (const int64_t tTime = modified(tPinned); tTimes.empty() || tTimes.back() != tTime)
+            tTimes.push_back(tTime);
+    };
+    clean(65);
+    EXPECT_THAT(tTimes, ElementsAre(START, START + 900, START + 1800));
+}
+
 TEST_F(CleanerTest, endsWhenItCannotSleepForTheLock)
 {
     init();

@@ -96,7 +96,7 @@ void Figures::add(const Figures& pOther)
     failures.insert(failures.end(), pOther.failures.begin(), pOther.failures.end());
 }
 
-std::vector<std::pair<std::string, uint64_t>> Figures::rows() const
+Rows Figures::rows() const
 {
     return {{"rounds", rounds},
             {"processes", processes},
@@ -175,6 +175,7 @@ Worker& Field::start(const std::string& pMode, Options pOptions)
     if (pOptions.text("seed").empty()) pOptions.set("seed", tWorker.number);
     std::vector<std::string> tWords = pOptions.words();
     tWords.insert(tWords.begin(), {tLedger, mUserDir.string()});
+    tWorker.ledgerPath = tLedger;
     tWorker.ledger = std::make_unique<LedgerReader>(tLedger);
     tWorker.process = std::make_unique<kprtest::ChildProcess>(tWords, workerProgram());
     ++mFigures.processes;
@@ -272,6 +273,15 @@ void Field::take(Worker& pWorker, const LedgerLine& pLine)
         pWorker.electedAt = pLine.time;
     } else if (tKind == "refused") {
         pWorker.refused.emplace_back(pLine.number(0), pLine.time);
+    } else if (tKind == "passed") {
+        pWorker.passedAt = pLine.time;
+        pWorker.calls = pLine.number(0);
+        pWorker.memoryKb = pLine.number(1);
+    } else if (tKind == "during" || tKind == "idle") {
+        Latency& tLatency = tKind == "idle" ? pWorker.idle : pWorker.during;
+        tLatency = {pLine.number(0), pLine.number(1), pLine.number(2), pLine.number(3)};
+    } else if (tKind == "measured") {
+        pWorker.hasMeasured = true;
     } else if (tKind == "calls") {
         pWorker.calls = pLine.number(0);
     } else if (tKind == "wrong" || tKind == "lost" || tKind == "failed") {

@@ -14,9 +14,13 @@
 #include "kpr_testing.h"
 #include "storm_Ledger.h"
 #include "storm_Options.h"
+#include "storm_Reader.h"
 #include "storm_TimeLens.h"
 
 namespace vel::kos::storm {
+
+/// Figures with their names, in the order of a table.
+using Rows = std::vector<std::pair<std::string, uint64_t>>;
 
 /// What a storm found, in the units that the names say. Figures of several storms add up.
 struct Figures {
@@ -39,8 +43,7 @@ struct Figures {
     std::vector<std::string> failures; ///< a line each; wrong values and lost pins are among them
 
     void add(const Figures& pOther);
-    /// The figures with their names, in the order of a table.
-    std::vector<std::pair<std::string, uint64_t>> rows() const;
+    Rows rows() const;
 };
 
 /// A worker process and what its ledger said so far.
@@ -56,7 +59,13 @@ struct Worker {
     uint64_t storedKb = 0, removedKb = 0;
     /// Kilobytes that were stored or removed and are not counted yet. 0 kilobytes can be, too.
     std::optional<uint64_t> pendingStore, pendingRemoval;
-    uint64_t calls = 0; ///< that an operation took
+    uint64_t calls = 0; ///< that an operation took, or a pass
+    // Of a worker that measures a pass: when it ended, its memory, and lookups.
+    uint64_t passedAt = 0;
+    uint64_t memoryKb = 0;
+    bool hasMeasured = false;
+    Latency during, idle;
+    std::string ledgerPath;
     Figures figures;
     std::unique_ptr<LedgerReader> ledger;
     std::unique_ptr<kprtest::ChildProcess> process;

@@ -12,6 +12,7 @@
 #include "kpr/dir.h"
 #include "kpr/thread.h"
 #include "kpr/time.h"
+#include "storm_Process.h"
 
 // A function that is counted and passed on: its name, then its parameters twice (declared, passed).
 #define K_PASS(pName, pDeclared, pPassed)                                                                    \
@@ -58,6 +59,7 @@ std::atomic<uint64_t> gLongestRound;
 thread_local bool tlCounting = false;
 thread_local bool tlCleaner = false;
 thread_local uint64_t tlRoundStart = 0; ///< when the cleaner thread woke up
+thread_local uint64_t tlMemory = 0;     ///< the process's peak when the cleaner thread started
 thread_local uint32_t tlWritten = 0;    ///< bytes of the last kprWrite
 
 /// Counts a call, and ends the process if it is the one. A torn write is for the caller: true.
@@ -93,6 +95,7 @@ uint32_t cleanerThread(void* pStart)
     delete static_cast<ThreadStart*>(pStart);
     tlCleaner = true;
     tlCounting = gCountCleaners;
+    tlMemory = peakMemoryKb();
     tlRoundStart = monotonicNow();
     return tStart.main(tStart.argument);
 }
@@ -103,7 +106,8 @@ void endRound()
     uint64_t tLongest = gLongestRound;
     while (tRound > tLongest && !gLongestRound.compare_exchange_weak(tLongest, tRound)) {
     }
-    tlCounting = false;
+    if (std::exchange(tlCounting, false))
+        note("passed", std::to_string(gCounted) + ' ' + std::to_string(peakMemoryKb() - tlMemory));
     ++gRounds;
 }
 

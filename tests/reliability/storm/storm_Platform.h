@@ -24,7 +24,8 @@ public:
     /// Counts the wrapped calls of the calling thread from now on.
     static void startCounting();
     static void stopCounting();
-    /// Counts the calls of every cleaner thread from its start to its first sleep.
+    /// Counts the calls of every cleaner thread from its start to its first sleep, and tells the ledger of
+    /// the end of that round: "passed", with the calls and the kilobytes by which the process's peak grew.
     static void countCleaners();
     /// Ends the process before the pNth call that is counted (1 is the first); with pTorn, if that call is
     /// kprWrite, after half of its bytes are written.
@@ -37,8 +38,5 @@ public:
     /// hold while it stays below minimum age less refresh interval less poll interval.
     static uint64_t longestCleanerRound();
 };
-
-/// Ends the process at once, as somebody who kills it would: no handler, no destructor and no buffer counts.
-[[noreturn]] void endNow();
 
 } // namespace vel::kos::storm

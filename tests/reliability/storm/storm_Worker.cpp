@@ -4,6 +4,9 @@
 //
 // mode=mix    several threads of random work, until the file of stop= appears
 // mode=idle   a cache that nobody uses: for its cleaner
+// mode=pass   the first round of this worker's cleaner (cleans=1), or of another's whose ledger is watch=,
+// with
+//             lookups during the round and as long after it (reads=1) of count= objects called prefix=
 // mode=once   one operation (op=), which ends the process at its call end= when that is not 0 (torn=1: in the
 //             middle of a write), and says in the ledger how many calls it took
 //
@@ -19,6 +22,7 @@
 #include "kom/identity.h"
 #include "kpr_testing.h"
 #include "storm_Platform.h"
+#include "storm_Reader.h"
 #include "storm_Work.h"
 
 namespace vel::kos::storm {
@@ -26,11 +30,13 @@ namespace vel::kos::storm {
 namespace {
 
 constexpr auto TICK = std::chrono::milliseconds(20);
+/// How long lookups are measured while nothing else goes on.
+constexpr auto IDLE = std::chrono::seconds(3);
 
 class Worker {
 public:
     Worker(const std::string& pLedger, const std::string& pUserDir, const Options& pOptions)
-        : mOptions(pOptions), mLedger(pLedger)
+        : mOptions(pOptions), mLedgerPath(pLedger), mLedger(pLedger)
     {
         Platform::setLens({mOptions.number("epoch"), static_cast<uint32_t>(mOptions.number("speed"))});
         Platform::setLedger(&mLedger);
@@ -41,6 +47,7 @@ public:
     {
         const std::string tMode = mOptions.text("mode");
         if (tMode == "once") return runOnce();
+        if (tMode == "pass") return runPass();
         open();
         std::vector<std::unique_ptr<Work>> tWorks;
         std::vector<std::thread> tThreads;
@@ -88,6 +95,47 @@ private:
         ++mTally.checked;
         if (const auto tProblem = checkValue(tUri, tBack.attributes, &tBack.data); !tProblem.empty())
             mLedger.write("wrong", tUri + " a new process: " + tProblem);
+    }
+
+    int runPass()
+    {
+        Reader tReader(*mCache, mLedger, mOptions.text("prefix"),
+                       static_cast<unsigned>(mOptions.number("count")));
+        if (mOptions.number("cleans") != 0) Platform::countCleaners();
+        open();
+        std::atomic<bool> tStop{false};
+        std::thread tThread;
+        if (mOptions.number("reads") != 0) tThread = std::thread([&] { tReader.run(tStop); });
+        const std::string tWatched = mOptions.text("watch");
+        LedgerReader tLedger(tWatched.empty() ? mLedgerPath : tWatched);
+        uint64_t tBegin = 0, tEnd = 0;
+        while (tEnd == 0 && !isToStop()) {
+            for (const LedgerLine& tLine : tLedger.read()) {
+                if (tLine.kind == "elected") tBegin = tLine.time;
+                if (tLine.kind == "passed") tEnd = tLine.time;
+            }
+            std::this_thread::sleep_for(TICK);
+        }
+        if (tThread.joinable()) {
+            std::this_thread::sleep_for(IDLE);
+            tStop = true;
+            tThread.join();
+            tell("during", tReader.latency(tBegin, tEnd));
+            // A moment later, when what the pass has left behind is written.
+            tell("idle",
+                 tReader.latency(tEnd + uint64_t(std::chrono::microseconds(IDLE).count()) / 4, UINT64_MAX));
+        }
+        mLedger.write("measured");
+        checkLog();
+        while (!isToStop())
+            std::this_thread::sleep_for(TICK);
+        return 0;
+    }
+
+    void tell(const char* pKind, const Latency& pLatency)
+    {
+        mLedger.write(pKind, std::to_string(pLatency.count) + ' ' + std::to_string(pLatency.median) + ' ' +
+                                 std::to_string(pLatency.p99) + ' ' + std::to_string(pLatency.longest));
     }
 
     int runOnce()
@@ -166,6 +214,7 @@ private:
     }
 
     const Options mOptions;
+    const std::string mLedgerPath;
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
     LedgerWriter mLedger;
     Tally mTally;

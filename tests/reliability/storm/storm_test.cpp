@@ -1,6 +1,7 @@
 // The storms in their short form.
 #include <gtest/gtest.h>
 
+#include "storm_Pass.h"
 #include "storm_Storms.h"
 
 namespace vel::kos::storm {
@@ -22,18 +23,22 @@ Form shortForm()
     return tForm;
 }
 
+template <class TFigures>
+void print(const TFigures& pFigures)
+{
+    for (const auto& [tName, tValue] : pFigures.rows())
+        if (tValue != 0) std::printf("    %-40s %12s\n", tName.c_str(), std::to_string(tValue).c_str());
+}
+
 /// That nothing was wrong, and that there was something to be wrong.
 void expectClean(const Figures& pFigures)
 {
+    print(pFigures);
     for (const std::string& tFailure : pFigures.failures)
         ADD_FAILURE() << tFailure;
     EXPECT_EQ(pFigures.wrong, 0u);
     EXPECT_EQ(pFigures.lostPins, 0u);
     EXPECT_GT(pFigures.checked, 0u);
-    for (const auto& [tName, tValue] : pFigures.rows()) {
-        testing::Test::RecordProperty(tName, std::to_string(tValue));
-        if (tValue != 0) std::printf("    %-34s %10s\n", tName.c_str(), std::to_string(tValue).c_str());
-    }
 }
 
 TEST(StormTest, killsAtRandomMomentsHarmNobodyElse)
@@ -71,6 +76,21 @@ TEST(StormTest, pinnedObjectsStayWhateverTheCleanersRemove)
     tForm.processes = SLOW ? 3 : 6;
     tForm.seconds = 7;
     expectClean(pinStorm(tForm));
+}
+
+TEST(StormTest, aPassOverManyFiles)
+{
+    const PassFigures tFigures = measurePass(SLOW ? 300 : 2000);
+    print(tFigures);
+    for (const std::string& tFailure : tFigures.failures)
+        ADD_FAILURE() << tFailure;
+    EXPECT_GT(tFigures.removed, tFigures.files / 8);
+    EXPECT_LT(tFigures.removed, tFigures.files / 2);
+    // Listed, looked at; those that go: locked, looked at, removed, counted (read, written), unlocked.
+    EXPECT_GT(tFigures.calls, 2 * tFigures.files + 5 * tFigures.removed);
+    EXPECT_LT(tFigures.calls, 3 * tFigures.files + 7 * tFigures.removed + 100);
+    EXPECT_GT(tFigures.threadIdle.count, 0u);
+    EXPECT_GT(tFigures.processIdle.count, 0u);
 }
 
 TEST(StormTest, aKilledCleanerHasOneSuccessor)

@@ -1,8 +1,10 @@
+#include "storm_Process.h"
+
 #include <windows.h>
 
-#include <cstdlib>
+#include <psapi.h>
 
-#include "storm_Platform.h"
+#include <cstdlib>
 
 namespace vel::kos::storm {
 
@@ -11,6 +13,13 @@ void endNow()
     constexpr UINT KILLED = 0xDEAD; // the status that stands for "was killed" in the tests' child processes
     TerminateProcess(GetCurrentProcess(), KILLED);
     std::abort(); // not reached
+}
+
+uint64_t peakMemoryKb()
+{
+    PROCESS_MEMORY_COUNTERS tCounters{};
+    const BOOL tKnown = GetProcessMemoryInfo(GetCurrentProcess(), &tCounters, sizeof tCounters);
+    return tKnown ? tCounters.PeakWorkingSetSize >> 10 : 0;
 }
 
 } // namespace vel::kos::storm

@@ -1,5 +1,7 @@
 #include "kfw_FSCache_Cleaner.h"
 
+#include <chrono>
+#include <thread>
 #include <unordered_set>
 #include <vector>
 
@@ -9,6 +11,37 @@
 #include "kpr/dso.h"
 
 namespace vel::kos::kfw {
+
+namespace {
+
+/// Leaves the insert lock to others for most of a pass. Locks are not given in turn: whoever takes one again
+/// at once is quicker than those who wait for it and have to be woken first, so that without rests a lookup
+/// would wait for many removals in a row.
+class Rests {
+public:
+    /// Called between two removals: sleeps SHARE times as long as the work since the last rest took.
+    void takeTurn()
+    {
+        const Clock::time_point tNow = Clock::now();
+        mOwed += (tNow - mWorkingSince) * SHARE;
+        mWorkingSince = tNow;
+        if (mOwed < SHORTEST) return;
+        std::this_thread::sleep_for(mOwed);
+        mWorkingSince = Clock::now();
+        mOwed -= mWorkingSince - tNow; // it may have slept for longer: where timers are coarse, much longer
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    static constexpr int SHARE = 9;
+    static constexpr Clock::duration SHORTEST = std::chrono::microseconds(100);
+
+    Clock::time_point mWorkingSince = Clock::now();
+    Clock::duration mOwed{};
+};
+
+} // namespace
 
 uint32_t Cleaner::start(const std::shared_ptr<FSCacheState>& pState)
 {
@@ -192,7 +225,9 @@ uint32_t Cleaner::removeCandidates(const Candidates& pCandidates)
     uint32_t tRes = mState.readClock(&tNow);
     if (KFAILED(tRes)) return tRes;
     RemovalTarget tTarget(pCandidates.totalKilobytes());
+    Rests tRests;
     pCandidates.visit([&](const Candidate& pCandidate) {
+        tRests.takeTurn();
         // Taken for each file anew, so that readers and writers wait for one removal at the most.
         InserterLock tLock(mState, true);
         if (!tLock || !removeCandidate(pCandidate, tNow.seconds)) return true;

@@ -1,5 +1,7 @@
 #include "storm_Pass.h"
 
+#include "storm_Values.h"
+
 namespace vel::kos::storm {
 
 namespace {
@@ -10,13 +12,20 @@ constexpr uint32_t LIMIT = 2000;
 constexpr int64_t HOUR = 3600;
 constexpr unsigned PATIENCE_SECONDS = 600;
 
-/// What is left of the directory, filled up.
+/// Makes an object unless it is there.
+void make(Field& pField, const std::string& pUri, unsigned pSeed, int64_t pAgeSeconds)
+{
+    if (!std::filesystem::exists(pField.objectsDir() / objectName(pUri)))
+        pField.makeObject(pUri, LIMIT, pSeed, pAgeSeconds);
+}
+
+/// Fills up what a pass has left of the directory.
 void fill(Field& pField, unsigned pFiles)
 {
     for (unsigned i = 0; i < YOUNG; ++i)
-        pField.makeObject("http://young/" + std::to_string(i), LIMIT, i, 0);
+        make(pField, "http://young/" + std::to_string(i), i, 0);
     for (unsigned i = 0; i < pFiles; ++i)
-        pField.makeObject("http://old/" + std::to_string(i), LIMIT, i, HOUR + i % 1000 * HOUR);
+        make(pField, "http://old/" + std::to_string(i), i, HOUR + i % 1000 * HOUR);
 }
 
 /// Waits until each worker has told what it measured.

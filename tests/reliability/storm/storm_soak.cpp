@@ -2,8 +2,9 @@
 //
 //     storm_soak SECONDS [FILES]
 //
-// Runs the storms for about so long all together, and a pass over so many files (0: none). Prints one JSON
-// object: {"storms": [{"name", "figures": {...}}...], "failures": [...]}. Status 1 when anything was wrong.
+// Runs the storms for about so long all together (0: none), and a pass over so many files (0: none). Prints
+// one JSON object: {"storms": [{"name", "figures": {...}}...], "failures": [...]}. Status 1 when anything was
+// wrong.
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
@@ -72,23 +73,28 @@ private:
     std::string mOut, mFailures;
 };
 
-int soak(uint64_t pSeconds, unsigned pFiles)
+void runStorms(Soak& pSoak)
 {
-    Soak tSoak(pSeconds);
     Form tForm;
     tForm.speed = SLOW ? 300 : 600;
     tForm.processes = SLOW ? 3 : 6;
     tForm.rounds = SLOW ? 10 : 100;
-    tSoak.run("kills", 0.3, [&] { return killStorm(tForm); });
-    tSoak.run("ends at every call", 0.1, [&] { return injectedEnds(tForm); });
+    pSoak.run("kills", 0.3, [&] { return killStorm(tForm); });
+    pSoak.run("ends at every call", 0.1, [&] { return injectedEnds(tForm); });
     tForm.seconds = 20;
-    tSoak.run("pins", 0.3, [&] { return pinStorm(tForm); });
+    pSoak.run("pins", 0.3, [&] { return pinStorm(tForm); });
     tForm.processes = SLOW ? 6 : 16;
     tForm.threads = SLOW ? 2 : 4;
-    tSoak.run("many processes", 0.15, [&] { return manyProcesses(tForm); });
+    pSoak.run("many processes", 0.15, [&] { return manyProcesses(tForm); });
     tForm.processes = SLOW ? 8 : 32;
     tForm.rounds = SLOW ? 10 : 50;
-    tSoak.run("election", 0.15, [&] { return election(tForm); });
+    pSoak.run("election", 0.15, [&] { return election(tForm); });
+}
+
+int soak(uint64_t pSeconds, unsigned pFiles)
+{
+    Soak tSoak(pSeconds);
+    if (pSeconds > 0) runStorms(tSoak);
     if (pFiles > 0) {
         const PassFigures tPass = measurePass(pFiles);
         tSoak.add("pass", tPass.rows(), tPass.failures);

@@ -19,16 +19,17 @@ namespace {
 /// would wait for many removals in a row.
 class Rests {
 public:
-    /// Called between two removals: sleeps SHARE times as long as the work since the last rest took.
-    void takeTurn()
+    void lockTaken() { mHeldSince = Clock::now(); }
+    /// Called after the lock was given back: sleeps SHARE times as long as it was held.
+    void rest()
     {
         const Clock::time_point tNow = Clock::now();
-        mOwed += (tNow - mWorkingSince) * SHARE;
-        mWorkingSince = tNow;
+        mOwed += (tNow - mHeldSince) * SHARE;
+        mHeldSince = tNow;
         if (mOwed < SHORTEST) return;
         std::this_thread::sleep_for(mOwed);
-        mWorkingSince = Clock::now();
-        mOwed -= mWorkingSince - tNow; // it may have slept for longer: where timers are coarse, much longer
+        mHeldSince = Clock::now();
+        mOwed -= mHeldSince - tNow; // it may have slept for longer: where timers are coarse, much longer
     }
 
 private:
@@ -37,7 +38,7 @@ private:
     static constexpr int SHARE = 9;
     static constexpr Clock::duration SHORTEST = std::chrono::microseconds(100);
 
-    Clock::time_point mWorkingSince = Clock::now();
+    Clock::time_point mHeldSince = Clock::now();
     Clock::duration mOwed{};
 };
 
@@ -227,9 +228,10 @@ uint32_t Cleaner::removeCandidates(const Candidates& pCandidates)
     RemovalTarget tTarget(pCandidates.totalKilobytes());
     Rests tRests;
     pCandidates.visit([&](const Candidate& pCandidate) {
-        tRests.takeTurn();
+        tRests.rest();
         // Taken for each file anew, so that readers and writers wait for one removal at the most.
         InserterLock tLock(mState, true);
+        tRests.lockTaken();
         if (!tLock || !removeCandidate(pCandidate, tNow.seconds)) return true;
         tRes = addToCleaned(pCandidate.kilobytes);
         return !KFAILED(tRes) && tTarget.count(pCandidate.kilobytes);

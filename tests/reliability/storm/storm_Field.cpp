@@ -87,6 +87,7 @@ void Figures::add(const Figures& pOther)
     removed += pOther.removed;
     wrong += pOther.wrong;
     lostPins += pOther.lostPins;
+    latePins += pOther.latePins;
     interrupted += pOther.interrupted;
     driftKb += pOther.driftKb;
     strays += pOther.strays;
@@ -106,6 +107,7 @@ Rows Figures::rows() const
             {"of pinned objects", pinChecks},
             {"wrong values", wrong},
             {"lost pins", lostPins},
+            {"pins of processes held up", latePins},
             {"objects stored", stored},
             {"files removed", removed},
             {"interrupted stores and removals", interrupted},
@@ -284,6 +286,8 @@ void Field::take(Worker& pWorker, const LedgerLine& pLine)
         pWorker.hasMeasured = true;
     } else if (tKind == "calls") {
         pWorker.calls = pLine.number(0);
+    } else if (tKind == "late") {
+        ++tFigures.latePins;
     } else if (tKind == "wrong" || tKind == "lost" || tKind == "failed") {
         if (tKind == "wrong") ++tFigures.wrong;
         if (tKind == "lost") ++tFigures.lostPins;

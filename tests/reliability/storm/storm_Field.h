@@ -30,6 +30,7 @@ struct Figures {
     uint64_t operations = 0;
     uint64_t checked = 0;     ///< values read and compared, by workers and by the driver
     uint64_t pinChecks = 0;   ///< of those, reads of objects that the reader had pinned
+    uint64_t latePins = 0;    ///< the same in a process that the machine held up: not to be had otherwise
     uint64_t stored = 0;      ///< objects
     uint64_t removed = 0;     ///< files removed by cleaners
     uint64_t wrong = 0;       ///< values with a wrong byte

@@ -55,12 +55,12 @@ std::atomic<uint32_t> gEndAt;
 std::atomic<bool> gTorn;
 std::atomic<uint32_t> gRounds;
 std::atomic<uint64_t> gLongestRound;
+std::atomic<uint64_t> gRoundStart; ///< when the cleaner went to sleep last
 
 thread_local bool tlCounting = false;
 thread_local bool tlCleaner = false;
-thread_local uint64_t tlRoundStart = 0; ///< when the cleaner thread woke up
-thread_local uint64_t tlMemory = 0;     ///< the process's peak when the cleaner thread started
-thread_local uint32_t tlWritten = 0;    ///< bytes of the last kprWrite
+thread_local uint64_t tlMemory = 0;  ///< the process's peak when the cleaner thread started
+thread_local uint32_t tlWritten = 0; ///< bytes of the last kprWrite
 
 /// Counts a call, and ends the process if it is the one. A torn write is for the caller: true.
 bool enterCall(bool pMayTear = false)
@@ -96,16 +96,21 @@ uint32_t cleanerThread(void* pStart)
     tlCleaner = true;
     tlCounting = gCountCleaners;
     tlMemory = peakMemoryKb();
-    tlRoundStart = monotonicNow();
+    gRoundStart = monotonicNow();
     return tStart.main(tStart.argument);
+}
+
+/// The time since the cleaner went to sleep last, in milliseconds of the world.
+uint64_t currentRound()
+{
+    const uint64_t tStart = gRoundStart;
+    return tStart == 0 ? 0 : (monotonicNow() - tStart) / 1000 * gLens.speed;
 }
 
 void endRound()
 {
-    const uint64_t tRound = (monotonicNow() - tlRoundStart) / 1000 * gLens.speed;
-    uint64_t tLongest = gLongestRound;
-    while (tRound > tLongest && !gLongestRound.compare_exchange_weak(tLongest, tRound)) {
-    }
+    gLongestRound = std::max<uint64_t>(gLongestRound, currentRound());
+    gRoundStart = monotonicNow();
     if (std::exchange(tlCounting, false))
         note("passed", std::to_string(gCounted) + ' ' + std::to_string(peakMemoryKb() - tlMemory));
     ++gRounds;
@@ -125,7 +130,7 @@ void Platform::endAtCall(uint32_t pNth, bool pTorn)
 }
 uint32_t Platform::counted() { return gCounted; }
 uint32_t Platform::cleanerRounds() { return gRounds; }
-uint64_t Platform::longestCleanerRound() { return gLongestRound; }
+uint64_t Platform::longestCleanerRound() { return std::max<uint64_t>(gLongestRound, currentRound()); }
 
 } // namespace vel::kos::storm
 
@@ -207,7 +212,6 @@ uint32_t __wrap_kprSleep(uint32_t pMilliseconds)
     enterCall();
     if (tlCleaner) endRound();
     std::this_thread::sleep_for(std::chrono::microseconds(int64_t(pMilliseconds) * 1000 / gLens.speed));
-    tlRoundStart = monotonicNow();
     return 0;
 }
 

@@ -32,10 +32,10 @@ public:
     static void endAtCall(uint32_t pNth, bool pTorn);
     /// The calls counted so far.
     static uint32_t counted();
-    /// How many rounds cleaner threads have ended, from sleep to sleep.
+    /// How many rounds the cleaner thread has ended. A process has one such thread.
     static uint32_t cleanerRounds();
-    /// The longest time between two sleeps of one cleaner thread so far, in milliseconds of the world. Pins
-    /// hold while it stays below minimum age less refresh interval less poll interval.
+    /// The longest round of the cleaner thread so far, the present one included, in milliseconds of the
+    /// world: from sleep to sleep, so that it is at least the poll interval.
     static uint64_t longestCleanerRound();
 };
 

@@ -21,7 +21,8 @@ struct Tally {
 
 /// One thread's work: stores, reads, questions and pins at random over the addresses that all workers share,
 /// and stores of its own. What is wrong goes to the ledger at once: "wrong" (a wrong byte), "lost" (an object
-/// that is pinned is gone) or "failed" (an answer that should not be).
+/// that is pinned is gone), "late" (the same, but this process was held up for so long that pins cannot hold)
+/// or "failed" (an answer that should not be).
 ///
 /// Options: seed; objects: how many addresses are shared; limit: bytes of data at most; hold: pins that the
 /// thread holds at most; keep: microseconds that it keeps a pin at least; pause: microseconds between two

@@ -85,7 +85,9 @@ void runStorms(Soak& pSoak)
     pSoak.run("pins", 0.3, [&] { return pinStorm(tForm); });
     tForm.processes = SLOW ? 6 : 16;
     tForm.threads = SLOW ? 2 : 4;
+    tForm.speed = 200; // so many threads hold each other up
     pSoak.run("many processes", 0.15, [&] { return manyProcesses(tForm); });
+    tForm.speed = SLOW ? 300 : 600;
     tForm.processes = SLOW ? 8 : 32;
     tForm.rounds = SLOW ? 10 : 50;
     pSoak.run("election", 0.15, [&] { return election(tForm); });

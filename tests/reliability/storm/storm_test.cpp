@@ -75,7 +75,9 @@ TEST(StormTest, pinnedObjectsStayWhateverTheCleanersRemove)
     Form tForm = shortForm();
     tForm.processes = SLOW ? 3 : 6;
     tForm.seconds = 7;
-    expectClean(pinStorm(tForm));
+    const Figures tFigures = pinStorm(tForm);
+    expectClean(tFigures);
+    if (tFigures.latePins > 0) GTEST_SKIP() << "the machine is too busy: it held a process up for too long";
 }
 
 TEST(StormTest, aPassOverManyFiles)

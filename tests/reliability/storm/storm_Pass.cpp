@@ -62,14 +62,14 @@ Rows PassFigures::rows() const
     return tRows;
 }
 
-PassFigures measurePass(unsigned pFiles)
+PassFigures measurePass(unsigned pFiles, unsigned pIdleMs)
 {
     Field tField(1);
     tField.prepare(GROWN);
     PassFigures tFigures;
     tFigures.files = pFiles;
     Options tOptions;
-    tOptions.set("prefix", "http://young/").set("count", YOUNG);
+    tOptions.set("prefix", "http://young/").set("count", YOUNG).set("idle", pIdleMs);
 
     fill(tField, pFiles);
     const Worker& tAlone = tField.start("pass", Options(tOptions).set("cleans", 1));

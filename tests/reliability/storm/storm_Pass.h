@@ -21,7 +21,8 @@ struct PassFigures {
 };
 
 /// A directory with pFiles old objects (and a few young ones, which are the ones looked up) is cleaned three
-/// times: by a process alone, by one that also reads, and while another process reads.
-PassFigures measurePass(unsigned pFiles);
+/// times: by a process alone, by one that also reads, and while another process reads. Lookups go on for
+/// pIdleMs milliseconds after the pass.
+PassFigures measurePass(unsigned pFiles, unsigned pIdleMs);
 
 } // namespace vel::kos::storm

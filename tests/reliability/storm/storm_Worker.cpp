@@ -4,11 +4,12 @@
 //
 // mode=mix    several threads of random work, until the file of stop= appears
 // mode=idle   a cache that nobody uses: for its cleaner
-// mode=pass   the first round of this worker's cleaner (cleans=1), or of another's whose ledger is watch=,
-// with
-//             lookups during the round and as long after it (reads=1) of count= objects called prefix=
-// mode=once   one operation (op=), which ends the process at its call end= when that is not 0 (torn=1: in the
-//             middle of a write), and says in the ledger how many calls it took
+// mode=pass   the first round of this worker's cleaner (cleans=1), or of another's whose ledger is watch=;
+//             with reads=1 lookups of count= objects called prefix= meanwhile, and for idle= milliseconds
+//             more
+// mode=once   one operation: op=put, get, has or pin of uri=; op=clean, init; op=work, a store and a lookup.
+//             The process ends itself at its call end= when that is not 0 (torn=1: in the middle of a write),
+//             or says in the ledger how many calls it took
 //
 // epoch= and speed= are the world's time; seconds= is the longest life, should the driver be gone. Status 0:
 // it ended when it was told to; whatever was wrong stands in the ledger.
@@ -30,8 +31,6 @@ namespace vel::kos::storm {
 namespace {
 
 constexpr auto TICK = std::chrono::milliseconds(20);
-/// How long lookups are measured while nothing else goes on.
-constexpr auto IDLE = std::chrono::seconds(3);
 
 class Worker {
 public:
@@ -86,7 +85,7 @@ private:
     void proveThatItWorks()
     {
         std::mt19937 tRandom(static_cast<unsigned>(mOptions.number("seed")));
-        const std::string tUri = "http://first/" + mOptions.text("seed");
+        const std::string tUri = "http://first/object-" + mOptions.text("seed");
         const Value tValue = makeValue(tUri, 1000, tRandom);
         Value tBack;
         uint32_t tRes = mCache->putObject(tUri.c_str(), &tValue.attributes, &tValue.data);
@@ -117,13 +116,14 @@ private:
             std::this_thread::sleep_for(TICK);
         }
         if (tThread.joinable()) {
-            std::this_thread::sleep_for(IDLE);
+            const auto tIdle = std::chrono::milliseconds(mOptions.number("idle"));
+            std::this_thread::sleep_for(tIdle);
             tStop = true;
             tThread.join();
             tell("during", tReader.latency(tBegin, tEnd));
             // A moment later, when what the pass has left behind is written.
             tell("idle",
-                 tReader.latency(tEnd + uint64_t(std::chrono::microseconds(IDLE).count()) / 4, UINT64_MAX));
+                 tReader.latency(tEnd + uint64_t(std::chrono::microseconds(tIdle).count()) / 4, UINT64_MAX));
         }
         mLedger.write("measured");
         checkLog();
@@ -149,6 +149,8 @@ private:
         if (tOperation == "clean") {
             while (Platform::cleanerRounds() == 0 && !isToStop())
                 std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        } else if (tOperation == "work") {
+            proveThatItWorks();
         } else if (tOperation != "init") {
             tRes = operate(tOperation, mOptions.text("uri"));
         }

@@ -98,7 +98,7 @@ int soak(uint64_t pSeconds, unsigned pFiles)
     Soak tSoak(pSeconds);
     if (pSeconds > 0) runStorms(tSoak);
     if (pFiles > 0) {
-        const PassFigures tPass = measurePass(pFiles);
+        const PassFigures tPass = measurePass(pFiles, 5000);
         tSoak.add("pass", tPass.rows(), tPass.failures);
     }
     return tSoak.finish();

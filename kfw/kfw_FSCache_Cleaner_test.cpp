@@ -1,6 +1,7 @@
 // The cleaner's body in virtual time: the test is the clock and the sleep, and runs the thread itself.
 #include "kfw_FSCache_Cleaner.h"
 
+#include <chrono>
 #include <set>
 
 #include <gmock/gmock.h>
@@ -218,6 +219,34 @@ TEST_F(CleanerTest, goesOnEveryThirtySecondsForAsLongAsItGrows)
     // 200 and the 100 that cross: growth is then 17508, so a second pass removes 125 of 500 and what crosses.
     EXPECT_EQ(counter("cleaned"), 500u);
     EXPECT_EQ(files().size(), 3u);
+}
+
+TEST_F(CleanerTest, leavesTheInsertLockToOthersForMostOfAPass)
+{
+    using Clock = std::chrono::steady_clock;
+    init();
+    constexpr uint32_t FILES = 80, REMOVED = FILES / 4 + 1;
+    for (uint32_t i = 0; i < FILES; ++i)
+        makeFile("f" + std::to_string(i), 1, 2 * HOUR);
+    setCounter("inserted", 17408);
+    std::vector<Clock::time_point> tTaken, tGiven;
+    // The election and the look at the counters come first.
+    for (uint32_t i = 0; i < REMOVED; ++i) {
+        FaultTable::before(
+            "kprLockFile", [&] { tTaken.push_back(Clock::now()); }, i + 3);
+        FaultTable::before(
+            "kprUnlockFile", [&] { tGiven.push_back(Clock::now()); }, i + 2);
+    }
+    clean();
+    ASSERT_EQ(counter("cleaned"), REMOVED);
+    ASSERT_EQ(tTaken.size(), REMOVED);
+    ASSERT_EQ(tGiven.size(), REMOVED);
+    Clock::duration tHeld{}, tFree{};
+    for (uint32_t i = 0; i + 1 < REMOVED; ++i) {
+        tHeld += tGiven[i] - tTaken[i];
+        tFree += tTaken[i + 1] - tGiven[i];
+    }
+    EXPECT_GT(tFree, 3 * tHeld); // sleeps are never shorter than they should be
 }
 
 TEST_F(CleanerTest, sparesAFileThatWasTouchedSinceTheListing)

@@ -8,7 +8,7 @@ namespace {
 TEST(StormTest, killsAtRandomMomentsHarmNobodyElse)
 {
     Form tForm = shortForm();
-    tForm.rounds = SLOW ? 4 : 30;
+    tForm.rounds = SLOW ? 4 : 15;
     const Figures tFigures = killStorm(tForm);
     expectClean(tFigures);
     EXPECT_EQ(tFigures.kills, tForm.rounds);
@@ -21,7 +21,7 @@ TEST(StormTest, manyProcessesShareADirectory)
     Form tForm = shortForm();
     tForm.processes = SLOW ? 4 : 16;
     tForm.threads = SLOW ? 2 : 4;
-    tForm.seconds = SLOW ? 3 : 4;
+    tForm.seconds = 2;
     const Figures tFigures = manyProcesses(tForm);
     expectClean(tFigures);
     EXPECT_GT(tFigures.checked, 0u);
@@ -32,7 +32,7 @@ TEST(StormTest, pinnedObjectsStayWhateverTheCleanersRemove)
 {
     Form tForm = shortForm();
     tForm.processes = SLOW ? 3 : 6;
-    tForm.seconds = 7;
+    tForm.seconds = SLOW ? 7 : 6;
     const Figures tFigures = pinStorm(tForm);
     expectClean(tFigures);
     if (tFigures.latePins > 0) GTEST_SKIP() << "the machine is too busy: it held a process up for too long";

@@ -7,7 +7,7 @@ namespace vel::kos::storm {
 namespace {
 
 constexpr Counters GROWN{uint64_t(1) << 40, 0};
-constexpr unsigned YOUNG = 200;
+constexpr unsigned YOUNG = 50;
 constexpr uint32_t LIMIT = 2000;
 constexpr int64_t HOUR = 3600;
 constexpr unsigned PATIENCE_SECONDS = 600;

@@ -19,7 +19,7 @@ TEST(StormCallsTest, processesThatEndAtAnyCallHarmNobodyElse)
 
 TEST(StormCallsTest, aPassOverManyFiles)
 {
-    const PassFigures tFigures = measurePass(SLOW ? 300 : 2000, 500);
+    const PassFigures tFigures = measurePass(SLOW ? 120 : 2000, 500);
     print(tFigures);
     for (const std::string& tFailure : tFigures.failures)
         ADD_FAILURE() << tFailure;

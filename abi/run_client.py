@@ -37,7 +37,9 @@ class Settings:
                               text=True).stdout
 
     def khost(self, *command):
-        return self.run(self.options.khost, "--app-dir", os.path.dirname(self.file), "--settings", self.file, *command)
+        folder = os.path.dirname(self.file)
+        return self.run(self.options.khost, "--app-dir", folder, "--classes", os.path.join(folder, "classes"), "--settings",
+                        self.file, *command)
 
     def reg(self, *arguments):
         """The registry tool of the Windows target."""

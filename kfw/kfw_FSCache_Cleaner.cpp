@@ -1,5 +1,6 @@
 #include "kfw_FSCache_Cleaner.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <unordered_set>
@@ -20,11 +21,12 @@ namespace {
 class Rests {
 public:
     void lockTaken() { mHeldSince = Clock::now(); }
-    /// Called after the lock was given back: sleeps SHARE times as long as it was held.
+    /// Called after the lock was given back: sleeps SHARE times as long as it was held, but not for so long
+    /// that a pass on a slow file server would never end.
     void rest()
     {
         const Clock::time_point tNow = Clock::now();
-        mOwed += (tNow - mHeldSince) * SHARE;
+        mOwed = std::min(mOwed + (tNow - mHeldSince) * SHARE, LONGEST);
         mHeldSince = tNow;
         if (mOwed < SHORTEST) return;
         std::this_thread::sleep_for(mOwed);
@@ -37,6 +39,7 @@ private:
 
     static constexpr int SHARE = 9;
     static constexpr Clock::duration SHORTEST = std::chrono::microseconds(100);
+    static constexpr Clock::duration LONGEST = std::chrono::milliseconds(100);
 
     Clock::time_point mHeldSince = Clock::now();
     Clock::duration mOwed{};

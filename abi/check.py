@@ -33,7 +33,7 @@ RECORDS = ("ModuleAttributes", "KprAttribute", "vel::kos::fw::CacheId", "vel::ko
            "vel::kos::fw::CacheAttrList", "vel::kos::fw::CacheBytes", "vel::kos::fw::AttributeList",
            "vel::kos::fw::Attribute", "vel::kos::fw::SysInfoModule", "vel::kos::fw::ModuleList",
            "vel::kos::sql::StringList", "vel::kos::sql::FactoryList", "vel::kos::sql::SqlParameters", "KomHeapStats",
-           "KomRegistrar", "KomRegistration", "KomClass", "KomClassList", "KomResultCode")
+           "KomRegistration", "KomRegistrar", "KomClass", "KomClassList", "KomResultCode")
 RUNTIME = ("kom/heap.h", "kom/identity.h", "kom/runtime.h")
 INTERFACE = re.compile(r'^class (I[A-Z]\w*)(?: : public [\w:]+)? \{\n.*?static constexpr char IID\[\] = "([^"]+)"',
                        re.MULTILINE | re.DOTALL)

@@ -1,6 +1,7 @@
 #include "kom_registry.h"
 
 #include <mutex>
+#include <utility>
 
 #include "kom/heap.h"
 #include "kom/runtime.h"
@@ -36,6 +37,7 @@ State& state()
 }
 
 thread_local RegistrationBatch* gBatch = nullptr;
+thread_local KomRegistrar* gRegistrar = nullptr;
 
 uint32_t findDefaultPath(std::string& pPath)
 {
@@ -99,11 +101,6 @@ uint32_t findTarget(const char* pClassId, unsigned int pFlags, const void* pCont
     if (!tRegistration->registryPath) return ownPath(pPath);
     pPath = tRegistration->registryPath;
     return 0;
-}
-
-KomRegistrar* registrarOf(const void* pContext)
-{
-    return pContext ? static_cast<const KomRegistration*>(pContext)->registrar : nullptr;
 }
 
 KomClassList* copyClasses(const ClassFile& pFile)
@@ -194,10 +191,12 @@ const char* komGetClassRegistry()
 
 const char* komGetRegistryProblem() { return kom::registryProblem(); }
 
+KomRegistrar* komSetRegistrar(KomRegistrar* pRegistrar) { return std::exchange(kom::gRegistrar, pRegistrar); }
+
 uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContext)
 {
-    if (KomRegistrar* tRegistrar = kom::registrarOf(pContext))
-        return tRegistrar->registerClass(tRegistrar, pClassId, pFlags);
+    if (KomRegistrar* tRegistrar = kom::gRegistrar)
+        return tRegistrar->registerClass(tRegistrar, pClassId, pFlags, pContext);
     std::string tPath;
     if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
     const char* tModule = static_cast<const KomRegistration*>(pContext)->modulePath;
@@ -212,8 +211,8 @@ uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContex
 
 uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext)
 {
-    if (KomRegistrar* tRegistrar = kom::registrarOf(pContext))
-        return tRegistrar->unregisterClass(tRegistrar, pClassId, pFlags);
+    if (KomRegistrar* tRegistrar = kom::gRegistrar)
+        return tRegistrar->unregisterClass(tRegistrar, pClassId, pFlags, pContext);
     std::string tPath;
     if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
     kom::RegistryFile tRegistry;

@@ -165,19 +165,19 @@ TEST_F(RegistryTest, checksItsArguments)
 struct Recorder : KomRegistrar {
     Recorder() : KomRegistrar{entered, removed} {}
 
-    uint32_t keep(const char* pWhat, const char* pClassId, unsigned int pFlags)
+    uint32_t keep(const char* pWhat, const char* pClassId, unsigned int pFlags, const void* pContext)
     {
         calls.push_back(std::string(pWhat) + " " + (pClassId ? pClassId : "null") + " " +
-                        std::to_string(pFlags));
+                        std::to_string(pFlags) + (pContext == this ? " context" : ""));
         return answer;
     }
-    static uint32_t entered(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags)
+    static uint32_t entered(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags, void* pContext)
     {
-        return static_cast<Recorder*>(pSelf)->keep("enter", pClassId, pFlags);
+        return static_cast<Recorder*>(pSelf)->keep("enter", pClassId, pFlags, pContext);
     }
-    static uint32_t removed(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags)
+    static uint32_t removed(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags, void* pContext)
     {
-        return static_cast<Recorder*>(pSelf)->keep("remove", pClassId, pFlags);
+        return static_cast<Recorder*>(pSelf)->keep("remove", pClassId, pFlags, pContext);
     }
 
     std::vector<std::string> calls;
@@ -187,14 +187,17 @@ struct Recorder : KomRegistrar {
 TEST_F(RegistryTest, leavesEverythingToARegistrar)
 {
     Recorder tRecorder;
-    KomRegistration tRegistration = {mPath.c_str(), "/a", &tRecorder};
-    EXPECT_EQ(komRegisterDSO("any text", 7, &tRegistration), 0u);
+    EXPECT_EQ(komSetRegistrar(&tRecorder), nullptr);
+    EXPECT_EQ(komRegisterDSO("any text", 7, &tRecorder), 0u);
+    std::thread([] { EXPECT_EQ(registerClass(classId(2), "/b"), 0u) << "another thread"; }).join();
     tRecorder.answer = KPR_E_ACCESS_DENIED;
-    EXPECT_EQ(komRegisterDSO(classId(1).c_str(), 0, &tRegistration), KPR_E_ACCESS_DENIED);
-    EXPECT_EQ(komUnregisterDSO(nullptr, 0, &tRegistration), KPR_E_ACCESS_DENIED);
-    EXPECT_EQ(tRecorder.calls,
-              (std::vector<std::string>{"enter any text 7", "enter " + classId(1) + " 0", "remove null 0"}));
-    EXPECT_FALSE(kprtest::exists(mPath));
+    EXPECT_EQ(registerClass(classId(1), "/a"), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(komUnregisterDSO(nullptr, 0, nullptr), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(komSetRegistrar(nullptr), &tRecorder);
+    EXPECT_EQ(registerClass(classId(3), "/c"), 0u);
+    EXPECT_EQ(tRecorder.calls, (std::vector<std::string>{"enter any text 7 context",
+                                                         "enter " + classId(1) + " 0", "remove null 0"}));
+    EXPECT_EQ(listed(), (Classes{{classId(2), "/b"}, {classId(3), "/c"}}));
 }
 
 TEST_F(RegistryTest, tellsWhereItIsDamaged)

@@ -93,8 +93,8 @@ typedef struct StringList StringList;
 typedef struct FactoryList FactoryList;
 typedef struct SqlParameters SqlParameters;
 typedef struct KomHeapStats KomHeapStats;
-typedef struct KomRegistrar KomRegistrar;
 typedef struct KomRegistration KomRegistration;
+typedef struct KomRegistrar KomRegistrar;
 typedef struct KomClass KomClass;
 typedef struct KomClassList KomClassList;
 typedef struct KomResultCode KomResultCode;
@@ -238,23 +238,21 @@ _Static_assert(sizeof(KomHeapStats) == 16, "KomHeapStats");
 _Static_assert(offsetof(KomHeapStats, liveBlocks) == 0, "KomHeapStats");
 _Static_assert(offsetof(KomHeapStats, liveObjects) == 8, "KomHeapStats");
 
+struct KomRegistration {
+    const char* registryPath;
+    const char* modulePath;
+};
+_Static_assert(sizeof(KomRegistration) == 16, "KomRegistration");
+_Static_assert(offsetof(KomRegistration, registryPath) == 0, "KomRegistration");
+_Static_assert(offsetof(KomRegistration, modulePath) == 8, "KomRegistration");
+
 struct KomRegistrar {
-    uint32_t (*registerClass)(KomRegistrar*, const char*, unsigned int);
-    uint32_t (*unregisterClass)(KomRegistrar*, const char*, unsigned int);
+    uint32_t (*registerClass)(KomRegistrar*, const char*, unsigned int, void*);
+    uint32_t (*unregisterClass)(KomRegistrar*, const char*, unsigned int, void*);
 };
 _Static_assert(sizeof(KomRegistrar) == 16, "KomRegistrar");
 _Static_assert(offsetof(KomRegistrar, registerClass) == 0, "KomRegistrar");
 _Static_assert(offsetof(KomRegistrar, unregisterClass) == 8, "KomRegistrar");
-
-struct KomRegistration {
-    const char* registryPath;
-    const char* modulePath;
-    KomRegistrar* registrar;
-};
-_Static_assert(sizeof(KomRegistration) == 24, "KomRegistration");
-_Static_assert(offsetof(KomRegistration, registryPath) == 0, "KomRegistration");
-_Static_assert(offsetof(KomRegistration, modulePath) == 8, "KomRegistration");
-_Static_assert(offsetof(KomRegistration, registrar) == 16, "KomRegistration");
 
 struct KomClass {
     const char* classId;
@@ -973,6 +971,7 @@ uint32_t komSetClassRegistry(const char* pPath);
 const char* komGetClassRegistry(void);
 uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
 uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
+KomRegistrar* komSetRegistrar(KomRegistrar* pRegistrar);
 uint32_t komRegisterModule(const char* pPath);
 uint32_t komUnregisterModule(const char* pPath);
 uint32_t komListClasses(KomClassList** pList);

@@ -56,14 +56,13 @@ void checkRegister(Trial& pTrial)
 {
     const auto tClasses = pTrial.registeredClasses();
     const Server tServer = pTrial.module().registerServer;
-    const std::string& tPath = pTrial.settings().module;
-    const Visit tAll = visitClasses(tServer, tPath);
+    const Visit tAll = visitClasses(tServer);
     pTrial.expect(tAll.code == 0,
                   "dsoRegisterServer answers " + codeText(tAll.code) + " though no class was refused");
     pTrial.expect(tAll.classes == tClasses, "dsoRegisterServer registers other classes the second time");
-    pTrial.expect(tAll.flagsArrived, "dsoRegisterServer does not pass on its first argument");
+    pTrial.expect(tAll.argumentsArrived, "dsoRegisterServer does not pass on both arguments");
     for (size_t i = 0; i < tClasses.size(); ++i) {
-        const Visit tVisit = visitClasses(tServer, tPath, {{i, KPR_E_ACCESS_DENIED}});
+        const Visit tVisit = visitClasses(tServer, {{i, KPR_E_ACCESS_DENIED}});
         const std::string tWhere = "with " + tClasses[i] + " refused dsoRegisterServer ";
         pTrial.expect(tVisit.code == KPR_E_ACCESS_DENIED,
                       tWhere + "answers " + codeText(tVisit.code) + " instead of the refusal");
@@ -77,17 +76,16 @@ void checkUnregister(Trial& pTrial)
 {
     const auto tClasses = pTrial.registeredClasses();
     const Server tServer = pTrial.require(pTrial.module().unregisterServer, "dsoUnregisterServer");
-    const std::string& tPath = pTrial.settings().module;
-    const Visit tAll = visitClasses(tServer, tPath);
+    const Visit tAll = visitClasses(tServer);
     pTrial.expect(tAll.code == 0,
                   "dsoUnregisterServer answers " + codeText(tAll.code) + " though no class was refused");
     pTrial.expect(tAll.classes == tClasses, "dsoUnregisterServer visits " + classesText(tAll.classes) +
                                                 " instead of the registered classes in their order");
-    pTrial.expect(tAll.flagsArrived, "dsoUnregisterServer does not pass on its first argument");
+    pTrial.expect(tAll.argumentsArrived, "dsoUnregisterServer does not pass on both arguments");
     // The last class refused and every other before it: the answer is the first refusal.
     for (size_t i = 0; i < tClasses.size(); ++i) {
         const Visit tVisit =
-            visitClasses(tServer, tPath, {{tClasses.size() - 1, KPR_E_IO}, {i, KPR_E_ACCESS_DENIED}});
+            visitClasses(tServer, {{tClasses.size() - 1, KPR_E_IO}, {i, KPR_E_ACCESS_DENIED}});
         const uint32_t tExpected = i + 1 == tClasses.size() ? KPR_E_IO : KPR_E_ACCESS_DENIED;
         const std::string tWhere = "with " + tClasses[i] + " refused dsoUnregisterServer ";
         pTrial.expect(tVisit.code == tExpected,

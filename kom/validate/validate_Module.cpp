@@ -12,7 +12,7 @@ namespace kom::validate {
 
 namespace {
 
-constexpr unsigned int FLAGS = 0xC0FFEE; // a registrar takes any
+constexpr unsigned int FIRST_ARGUMENT = 0xC0FFEE; // a registrar takes anything
 
 template <class TFunction>
 TFunction lookUp(KprDSO pHandle, const char* pName)
@@ -22,29 +22,41 @@ TFunction lookUp(KprDSO pHandle, const char* pName)
     return reinterpret_cast<TFunction>(tAddress);
 }
 
-/// Writes down the classes, and refuses those that it is told to.
+/// The calling thread's registrar while it lives: writes down the classes, and refuses those that it is told
+/// to.
 class Recorder : public KomRegistrar {
 public:
-    Recorder(const std::map<size_t, uint32_t>& pRefusals, Visit& pVisit)
-        : KomRegistrar{take, take}, mRefusals(pRefusals), mVisit(pVisit)
+    explicit Recorder(const std::map<size_t, uint32_t>& pRefusals)
+        : KomRegistrar{take, take}, mRefusals(pRefusals)
     {
+        komSetRegistrar(this);
+    }
+    ~Recorder() { komSetRegistrar(nullptr); }
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+
+    Visit call(Server pServer)
+    {
+        mVisit.code = pServer(FIRST_ARGUMENT, this);
+        return mVisit;
     }
 
 private:
-    static uint32_t take(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags)
+    static uint32_t take(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags, void* pContext)
     {
-        return static_cast<Recorder*>(pSelf)->take(pClassId, pFlags);
+        auto* const tSelf = static_cast<Recorder*>(pSelf);
+        return tSelf->take(pClassId, pFlags == FIRST_ARGUMENT && pContext == tSelf);
     }
-    uint32_t take(const char* pClassId, unsigned int pFlags)
+    uint32_t take(const char* pClassId, bool pArgumentsArrived)
     {
         const auto tRefusal = mRefusals.find(mVisit.classes.size());
         mVisit.classes.emplace_back(pClassId ? pClassId : "");
-        mVisit.flagsArrived = mVisit.flagsArrived && pFlags == FLAGS;
+        mVisit.argumentsArrived = mVisit.argumentsArrived && pArgumentsArrived;
         return tRefusal == mRefusals.end() ? 0 : tRefusal->second;
     }
 
     const std::map<size_t, uint32_t>& mRefusals;
-    Visit& mVisit;
+    Visit mVisit;
 };
 
 } // namespace
@@ -81,13 +93,9 @@ bool Module::isLoaded() const
     return tListed;
 }
 
-Visit visitClasses(Server pServer, const std::string& pModule, const std::map<size_t, uint32_t>& pRefusals)
+Visit visitClasses(Server pServer, const std::map<size_t, uint32_t>& pRefusals)
 {
-    Visit tVisit;
-    Recorder tRecorder(pRefusals, tVisit);
-    KomRegistration tRegistration = {nullptr, pModule.c_str(), &tRecorder};
-    tVisit.code = pServer(FLAGS, &tRegistration);
-    return tVisit;
+    return Recorder(pRefusals).call(pServer);
 }
 
 std::vector<Specimen> makeSpecimens(const Module& pModule, const std::vector<std::string>& pClasses)
@@ -107,7 +115,7 @@ std::vector<Specimen> makeSpecimens(const Module& pModule, const std::vector<std
 std::string codeText(uint32_t pCode)
 {
     char tNumber[16];
-    std::snprintf(tNumber, sizeof tNumber, "0x%08X", static_cast<unsigned>(pCode));
+    static_cast<void>(std::snprintf(tNumber, sizeof tNumber, "0x%08X", static_cast<unsigned>(pCode)));
     const std::string tName = komGetResultName(pCode);
     return tName.empty() ? tNumber : tNumber + (" " + tName);
 }

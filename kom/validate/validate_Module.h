@@ -49,13 +49,12 @@ private:
 struct Visit {
     uint32_t code = 0;
     std::vector<std::string> classes;
-    bool flagsArrived = true; ///< every class came with the flags that the entry point was given
+    bool argumentsArrived = true; ///< every class came with both arguments of the entry point
 };
 
 /// Calls one of the two. pRefusals are the answers to the classes of those numbers (from 0); all others get
 /// 0. No registry is touched.
-Visit visitClasses(Server pServer, const std::string& pModule,
-                   const std::map<size_t, uint32_t>& pRefusals = {});
+Visit visitClasses(Server pServer, const std::map<size_t, uint32_t>& pRefusals = {});
 
 /// What a call with an out pointer answered.
 struct Answer {

@@ -38,6 +38,12 @@ std::vector<std::string> variants(const std::string& pIdentity)
     return tTexts;
 }
 
+/// "queryInterface answers 0x... to "IDL:..."".
+std::string answerText(const char* pCall, uint32_t pCode, const std::string& pIdentity)
+{
+    return pCall + (" answers " + codeText(pCode)) + " to \"" + pIdentity + "\"";
+}
+
 } // namespace
 
 void checkInterfaces(Trial& pTrial)
@@ -63,11 +69,11 @@ void checkInterfaces(Trial& pTrial)
 
         for (const std::string& tIdentity : tAdvertised) {
             const Answer tAsked = query(tSpecimen.object.get(), tIdentity.c_str());
-            pTrial.expect(static_cast<bool>(tAsked.face), tWhere + "queryInterface refuses \"" + tIdentity +
-                                                              "\" with " + codeText(tAsked.code));
+            pTrial.expect(static_cast<bool>(tAsked.face),
+                          tWhere + answerText("queryInterface", tAsked.code, tIdentity));
             const Answer tMade = create(tSpecimen.factory.get(), tIdentity.c_str());
-            pTrial.expect(static_cast<bool>(tMade.face), tWhere + "createInstance refuses \"" + tIdentity +
-                                                             "\" with " + codeText(tMade.code));
+            pTrial.expect(static_cast<bool>(tMade.face),
+                          tWhere + answerText("createInstance", tMade.code, tIdentity));
         }
     }
 }
@@ -97,8 +103,7 @@ void checkIdentityVariants(Trial& pTrial)
     for (const Specimen& tSpecimen : pTrial.specimens()) {
         const std::string tWhere = "class " + tSpecimen.classId + ": ";
         const auto expectRefusal = [&](const Answer& pAnswer, const char* pCall, const std::string& pText) {
-            pTrial.expect(pAnswer.code == E_NOINTERFACE,
-                          tWhere + pCall + " answers " + codeText(pAnswer.code) + " to \"" + pText + "\"");
+            pTrial.expect(pAnswer.code == E_NOINTERFACE, tWhere + answerText(pCall, pAnswer.code, pText));
         };
         for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
             for (const std::string& tText : variants(tFace.identity)) {

@@ -80,7 +80,7 @@ const Module& Trial::module()
 std::vector<std::string> Trial::registeredClasses()
 {
     const Server tServer = require(module().registerServer, "dsoRegisterServer");
-    auto tClasses = visitClasses(tServer, mSettings.module).classes;
+    auto tClasses = visitClasses(tServer).classes;
     if (tClasses.empty()) throw Skip{"the module registers no class"};
     return tClasses;
 }
@@ -89,7 +89,7 @@ std::vector<std::string> Trial::classes(const Module& pModule) const
 {
     std::vector<std::string> tClasses;
     if (pModule.registerServer)
-        for (const std::string& tClassId : visitClasses(pModule.registerServer, mSettings.module).classes)
+        for (const std::string& tClassId : visitClasses(pModule.registerServer).classes)
             addNew(tClasses, tClassId);
     for (const GivenClass& tGiven : mSettings.classes)
         addNew(tClasses, tGiven.classId);

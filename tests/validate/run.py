@@ -220,7 +220,7 @@ class CommandLine(unittest.TestCase):
                 (("--export", "other"), "exports", "it does not export other, which was named"),
                 (("--singleton", USER_DATA), "instances", f"class {SINGLE}: it is a singleton, but was not named one"),
                 (("--class", f"{SINGLE}=IDL:test/IMissing:1.0"), "interfaces",
-                 f'class {SINGLE}: queryInterface refuses "IDL:test/IMissing:1.0" with 0x80004002 E_NOINTERFACE')):
+                 f'class {SINGLE}: queryInterface answers 0x80004002 E_NOINTERFACE to "IDL:test/IMissing:1.0"')):
             with self.subTest(check=check):
                 done = validate("--json", "--only", check, native(broken("none")), *arguments)
                 self.assertEqual(done.returncode, 1, done.text)

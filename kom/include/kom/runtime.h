@@ -12,19 +12,10 @@
 
 extern "C" {
 
-/// Is told of a module's classes instead of a registry, by tools that want to know what a module registers or
-/// how it takes a refusal. Both operations get the class as the module gave it, unchecked, and the flags;
-/// what they answer goes back to the module. Called by the thread that called the module's entry point.
-struct KomRegistrar {
-    uint32_t (*registerClass)(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags);
-    uint32_t (*unregisterClass)(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags);
-};
-
 /// What komRegisterModule hands through a module's dsoRegisterServer to komRegisterDSO.
 struct KomRegistration {
     const char* registryPath; ///< the class registry file; null: the process's own (komGetClassRegistry)
     const char* modulePath;   ///< the module that provides the class
-    KomRegistrar* registrar = nullptr; ///< when set, it is told and no registry is touched
 };
 
 /// Sets the class registry file of this process (UTF-8; null: the user's default). Before any other call
@@ -35,10 +26,22 @@ KOM_API uint32_t komSetClassRegistry(const char* pPath);
 KOM_API const char* komGetClassRegistry(void);
 
 /// Called by modules, once a class: enters the class as provided by a module, replacing an older entry.
-/// pFlags is 0, pContext a KomRegistration (whose registrar, if it has one, may be given any flags).
+/// pFlags is 0, pContext a KomRegistration.
 KOM_API uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
 /// Takes the class's entry out; KOM_E_CLASSNOTREGISTERED when it has none for that module.
 KOM_API uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
+
+/// Is told of classes instead of a registry, by tools that want to know what a module registers or how it
+/// takes a refusal. Both operations get what the module passed, unchecked; what they answer goes back to the
+/// module.
+struct KomRegistrar {
+    uint32_t (*registerClass)(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags, void* pContext);
+    uint32_t (*unregisterClass)(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags,
+                                void* pContext);
+};
+/// Puts a registrar in the place of komRegisterDSO and komUnregisterDSO for the calling thread, until another
+/// is set; null for none, as in the beginning. It stays the caller's. Answers the one set before.
+KOM_API KomRegistrar* komSetRegistrar(KomRegistrar* pRegistrar);
 
 /// Loads a module and has it register (unregister) its classes through its own entry points.
 /// KOM_E_NOT_A_MODULE when it lacks them. What a module registers is written at once, so that no other

@@ -172,4 +172,27 @@ protected:
     kom::Ref<FSCache> mCache = kom::retain(new FSCache);
 };
 
+/// Every operation, with good arguments; what it answers.
+inline std::vector<std::pair<std::string, uint32_t>> callEverything(FSCache& pCache)
+{
+    fw::CacheId tId{};
+    fw::CacheAttrList tList;
+    fw::CacheBytes tBytes;
+    uint32_t tExists = 7;
+    const char* tUri = "http://example.com/";
+    std::vector<std::pair<std::string, uint32_t>> tAnswers;
+    tAnswers.emplace_back("putObject", pCache.putObject(tUri, &tList, &tBytes));
+    tAnswers.emplace_back("putObjectFile", pCache.putObjectFile(&tId, &tBytes));
+    tAnswers.emplace_back("getObject", pCache.getObject(tUri, &tList, &tBytes));
+    tAnswers.emplace_back("getObjectFile", pCache.getObjectFile(&tId, &tBytes));
+    tAnswers.emplace_back("getAttributes", pCache.getAttributes(tUri, &tList));
+    tAnswers.emplace_back("hasObject", pCache.hasObject(tUri, &tExists));
+    EXPECT_EQ(tExists, 0u);
+    tAnswers.emplace_back("pinObject", pCache.pinObject(tUri));
+    tAnswers.emplace_back("pinObjectById", pCache.pinObjectById(&tId));
+    tAnswers.emplace_back("unpinObject", pCache.unpinObject(tUri));
+    tAnswers.emplace_back("unpinObjectById", pCache.unpinObjectById(&tId));
+    return tAnswers;
+}
+
 } // namespace vel::kos::kfw

@@ -41,14 +41,15 @@ private:
     EventDispatcher& mDispatcher;
 };
 
-/// Goes over the registrations of one name. The next one is located only when the walk moves on, so that it
-/// reaches what was added meanwhile; a removal keeps the walk's place and the consumer it is serving.
+/// Goes over the registrations of one name. Whoever changes them tells the walk (changed, removed), so that
+/// it reaches what was added meanwhile and keeps its place, and the consumer it is serving, when some go.
 class EventDispatcher::Walk {
 public:
     Walk(EventDispatcher& pDispatcher, Consumers::iterator pEntry)
         : mDispatcher(pDispatcher), mEntry(pEntry), mOuter(pDispatcher.mWalk)
     {
         pDispatcher.mWalk = this;
+        changed();
     }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
@@ -61,13 +62,18 @@ public:
     /// The consumer to serve next, null at the end.
     fw::IEventConsumer* next()
     {
-        mKept.reset(); // this may call back, too
-        const Registrations& tList = mEntry->second;
-        return mNext < tList.size() ? tList[mNext++].get() : nullptr;
+        if (mKept) mKept.reset(); // this may call back, too
+        return mNext < mSize ? mFirst[mNext++].get() : nullptr;
     }
 
     bool isIn(const Registrations& pList) const { return &mEntry->second == &pList; }
     Walk* outer() const { return mOuter; }
+    /// The walk's list has changed.
+    void changed()
+    {
+        mFirst = mEntry->second.data();
+        mSize = mEntry->second.size();
+    }
     /// The registration at an index of the walk's list goes: what is next moves up with the others. The one
     /// that is being served has to outlive its handler.
     void removed(size_t pIndex, const kom::Ref<fw::IEventConsumer>& pConsumer)
@@ -81,6 +87,8 @@ private:
     EventDispatcher& mDispatcher;
     const Consumers::iterator mEntry;
     Walk* const mOuter;
+    const kom::Ref<fw::IEventConsumer>* mFirst; // of the list, as long as it is not changed
+    size_t mSize;
     size_t mNext = 0;
     kom::Ref<fw::IEventConsumer> mKept; ///< the one being served, once it is no longer registered
 };
@@ -131,7 +139,9 @@ uint32_t EventDispatcher::addConsumer(const char* pType, fw::IEventConsumer* pCo
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    listOf(nameOf(pType)).push_back(kom::retain(pConsumer));
+    Registrations& tList = listOf(nameOf(pType));
+    tList.push_back(kom::retain(pConsumer));
+    tellWalks(tList);
     return 0;
 }
 
@@ -173,6 +183,13 @@ void EventDispatcher::removeFrom(Registrations& pList, fw::IEventConsumer* pCons
             if (tWalk->isIn(pList)) tWalk->removed(tKept, pLast);
     }
     pList.resize(tKept);
+    tellWalks(pList);
+}
+
+void EventDispatcher::tellWalks(const Registrations& pList)
+{
+    for (Walk* tWalk = mWalk; tWalk; tWalk = tWalk->outer())
+        if (tWalk->isIn(pList)) tWalk->changed();
 }
 
 EventDispatcher::Consumers::iterator EventDispatcher::dropIfEmpty(Consumers::iterator pEntry)
@@ -227,17 +244,25 @@ void EventDispatcher::deliver(std::string_view pName, fw::IEvent* pEvent)
     while (fw::IEventConsumer* tConsumer = tWalk.next()) {
         const uint32_t tConsumed = pEvent->isConsumed();
         if (KFAILED(tConsumed)) {
-            kDebug(mApp.get(), DOMAIN_NAME,
-                   message("Event dispatcher got an error result from isConsumed(): %1",
-                           komStrError(tConsumed)));
+            logUnknownState(tConsumed);
             continue;
         }
         if (tConsumed == 0) return;
-        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes))
-            kDebug(mApp.get(), DOMAIN_NAME,
-                   message("Event dispatcher failed to deliver event of type %1: %2",
-                           pName.empty() ? "ANY" : pName, komStrError(tRes)));
+        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes)) logFailedDelivery(pName, tRes);
     }
+}
+
+void EventDispatcher::logUnknownState(uint32_t pCode)
+{
+    kDebug(mApp.get(), DOMAIN_NAME,
+           message("Event dispatcher got an error result from isConsumed(): %1", komStrError(pCode)));
+}
+
+void EventDispatcher::logFailedDelivery(std::string_view pName, uint32_t pCode)
+{
+    kDebug(mApp.get(), DOMAIN_NAME,
+           message("Event dispatcher failed to deliver event of type %1: %2", pName.empty() ? "ANY" : pName,
+                   komStrError(pCode)));
 }
 
 uint32_t EventDispatcher::postEvent(fw::IEvent* pEvent)

@@ -86,8 +86,13 @@ private:
     Registrations& listOf(std::string_view pName);
     /// Delivers to the registrations of one name until the event is consumed. Failures are logged.
     void deliver(std::string_view pName, fw::IEvent* pEvent);
+    // Apart from deliver, which is the quicker for it.
+    [[gnu::cold]] void logUnknownState(uint32_t pCode);
+    [[gnu::cold]] void logFailedDelivery(std::string_view pName, uint32_t pCode);
     /// Drops the registrations of a consumer from one list. pLast gets a reference to it when there were any.
     void removeFrom(Registrations& pList, fw::IEventConsumer* pConsumer, kom::Ref<fw::IEventConsumer>& pLast);
+    /// Tells the walks in a list that it has changed.
+    void tellWalks(const Registrations& pList);
     /// Drops a list that is empty, unless a walk is in it; answers what follows it.
     Consumers::iterator dropIfEmpty(Consumers::iterator pEntry);
     void processQueue();

@@ -1,5 +1,6 @@
 #include "kfw_EventDispatcher.h"
 
+#include <bit>
 #include <utility>
 
 #include "kutil/log.h"
@@ -16,22 +17,38 @@ constexpr char DOMAIN_NAME[] = "kos:kfw";
 
 std::string_view nameOf(const char* pType) { return pType ? pType : ""; }
 
+uint64_t addByte(uint64_t pSum, char pByte) { return std::rotl(pSum, 7) ^ static_cast<unsigned char>(pByte); }
+
 } // namespace
+
+std::size_t EventDispatcher::NameHash::operator()(std::string_view pName) const noexcept
+{
+    uint64_t tEven = 0, tOdd = 0;
+    std::size_t i = 0;
+    for (; i + 1 < pName.size(); i += 2) {
+        tEven = addByte(tEven, pName[i]);
+        tOdd = addByte(tOdd, pName[i + 1]);
+    }
+    if (i < pName.size()) tEven = addByte(tEven, pName[i]);
+    const uint64_t tHash = tEven * 0x9E3779B97F4A7C15 + tOdd * 0xD6E8FEB86659FD93; // odd, of mixed bits
+    return tHash ^ (tHash >> 32);
+}
 
 /// Keeps the dispatcher while it delivers: a handler may give the last outside reference back. It costs one
 /// atomic operation, where a reference of the delivery's own would cost two.
 class EventDispatcher::Delivery {
 public:
-    explicit Delivery(EventDispatcher& pDispatcher) : mDispatcher(pDispatcher)
+    explicit Delivery(EventDispatcher& pDispatcher)
+        : mDispatcher(pDispatcher),
+          mOutermost(pDispatcher.mPhase.load(std::memory_order_relaxed) == PHASE_IDLE)
     {
-        if (mDispatcher.mDeliveries++ == 0)
-            mDispatcher.mPhase.store(PHASE_DELIVERING, std::memory_order_relaxed);
+        if (mOutermost) mDispatcher.mPhase.store(PHASE_DELIVERING, std::memory_order_relaxed);
     }
     Delivery(const Delivery&) = delete;
     Delivery& operator=(const Delivery&) = delete;
     ~Delivery()
     {
-        if (--mDispatcher.mDeliveries > 0) return;
+        if (!mOutermost) return;
         const Phase tPhase = mDispatcher.mPhase.exchange(PHASE_IDLE);
         // A handler may have taken a reference since the last one was given back.
         if (tPhase == PHASE_ENDING && mDispatcher.mRefCount.value() == 0) delete &mDispatcher;
@@ -39,6 +56,7 @@ public:
 
 private:
     EventDispatcher& mDispatcher;
+    const bool mOutermost;
 };
 
 /// Goes over the registrations of one name. Whoever changes them tells the walk (changed, removed), so that
@@ -202,12 +220,13 @@ EventDispatcher::Consumers::iterator EventDispatcher::dropIfEmpty(Consumers::ite
     return mConsumers.erase(pEntry);
 }
 
+EventDispatcher::Consumers::iterator EventDispatcher::findForAll()
+{
+    return !mConsumers.empty() && mConsumers.begin()->first.empty() ? mConsumers.begin() : mConsumers.end();
+}
+
 EventDispatcher::Consumers::iterator EventDispatcher::find(std::string_view pName)
 {
-    // The name of all types, asked for with every event, can only be the first.
-    if (pName.empty())
-        return !mConsumers.empty() && mConsumers.begin()->first.empty() ? mConsumers.begin()
-                                                                        : mConsumers.end();
     const auto tFound = mIndex.find(pName);
     return tFound == mIndex.end() ? mConsumers.end() : tFound->second;
 }
@@ -225,22 +244,19 @@ uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
     if (!pEvent) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
     const Delivery tDelivery(*this);
-    deliver("", pEvent);
+    if (const auto tForAll = findForAll(); tForAll != mConsumers.end()) deliver(tForAll, pEvent);
     kom::HeapString tType;
     if (auto tRes = pEvent->getType(tType.out()); KFAILED(tRes)) {
-        kDebug(mApp.get(), DOMAIN_NAME,
-               message("Event dispatcher failed to get event type: %1", komStrError(tRes)));
+        logUnknownType(tRes);
         return E_FAIL;
     }
-    deliver(tType.c_str(), pEvent);
+    if (const auto tEntry = find(tType.c_str()); tEntry != mConsumers.end()) deliver(tEntry, pEvent);
     return 0;
 }
 
-void EventDispatcher::deliver(std::string_view pName, fw::IEvent* pEvent)
+void EventDispatcher::deliver(Consumers::iterator pEntry, fw::IEvent* pEvent)
 {
-    const auto tEntry = find(pName);
-    if (tEntry == mConsumers.end()) return;
-    Walk tWalk(*this, tEntry);
+    Walk tWalk(*this, pEntry);
     while (fw::IEventConsumer* tConsumer = tWalk.next()) {
         const uint32_t tConsumed = pEvent->isConsumed();
         if (KFAILED(tConsumed)) {
@@ -248,8 +264,14 @@ void EventDispatcher::deliver(std::string_view pName, fw::IEvent* pEvent)
             continue;
         }
         if (tConsumed == 0) return;
-        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes)) logFailedDelivery(pName, tRes);
+        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes)) logFailedDelivery(pEntry->first, tRes);
     }
+}
+
+void EventDispatcher::logUnknownType(uint32_t pCode)
+{
+    kDebug(mApp.get(), DOMAIN_NAME,
+           message("Event dispatcher failed to get event type: %1", komStrError(pCode)));
 }
 
 void EventDispatcher::logUnknownState(uint32_t pCode)
@@ -258,7 +280,7 @@ void EventDispatcher::logUnknownState(uint32_t pCode)
            message("Event dispatcher got an error result from isConsumed(): %1", komStrError(pCode)));
 }
 
-void EventDispatcher::logFailedDelivery(std::string_view pName, uint32_t pCode)
+void EventDispatcher::logFailedDelivery(const std::string& pName, uint32_t pCode)
 {
     kDebug(mApp.get(), DOMAIN_NAME,
            message("Event dispatcher failed to deliver event of type %1: %2", pName.empty() ? "ANY" : pName,

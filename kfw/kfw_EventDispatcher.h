@@ -5,7 +5,6 @@
 #include <atomic>
 #include <cstring>
 #include <deque>
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -77,18 +76,28 @@ private:
             return tOrder < 0 || (tOrder == 0 && pA.size() < pB.size());
         }
     };
+    /// Two sums over the bytes of a name, each over every second one, so that the processor makes them side
+    /// by side. Byte by byte, because the event has only just written the name: a wider read of what several
+    /// writes made has to wait until they have reached the cache.
+    struct NameHash {
+        using is_avalanching = void;
+        std::size_t operator()(std::string_view pName) const noexcept;
+    };
     /// A multimap whose equal names share one list, in the order of registration. A list is empty only while
     /// a walk is in it.
     using Consumers = std::map<std::string, Registrations, NameOrder>;
 
     Consumers::iterator find(std::string_view pName);
+    /// The same for the name that stands for all types: asked for with every event, it can only be the first.
+    Consumers::iterator findForAll();
     /// The list of a name, made when there is none.
     Registrations& listOf(std::string_view pName);
     /// Delivers to the registrations of one name until the event is consumed. Failures are logged.
-    void deliver(std::string_view pName, fw::IEvent* pEvent);
-    // Apart from deliver, which is the quicker for it.
+    void deliver(Consumers::iterator pEntry, fw::IEvent* pEvent);
+    // Apart from those that call them, which are the quicker for it.
+    [[gnu::cold]] void logUnknownType(uint32_t pCode);
     [[gnu::cold]] void logUnknownState(uint32_t pCode);
-    [[gnu::cold]] void logFailedDelivery(std::string_view pName, uint32_t pCode);
+    [[gnu::cold]] void logFailedDelivery(const std::string& pName, uint32_t pCode);
     /// Drops the registrations of a consumer from one list. pLast gets a reference to it when there were any.
     void removeFrom(Registrations& pList, fw::IEventConsumer* pConsumer, kom::Ref<fw::IEventConsumer>& pLast);
     /// Tells the walks in a list that it has changed.
@@ -105,9 +114,8 @@ private:
     Consumers mConsumers;
     /// Where each name stands in mConsumers, whose strings are the keys: an event's type is looked up by its
     /// hash, not by a comparison at every level of the tree.
-    boost::unordered_flat_map<std::string_view, Consumers::iterator, std::hash<std::string_view>> mIndex;
+    boost::unordered_flat_map<std::string_view, Consumers::iterator, NameHash> mIndex;
     bool mIdleScheduled = false;
-    uint32_t mDeliveries = 0; ///< how many are in progress, one in another
     std::atomic<Phase> mPhase = PHASE_IDLE;
     Walk* mWalk = nullptr; ///< the innermost walk in progress
 };

@@ -62,8 +62,6 @@ string to_string(unsigned long long pNumber);
 template <class T = void>
 struct less {
 };
-template <class T>
-struct hash;
 
 /// A container of whatever elements, as a member.
 template <class T>

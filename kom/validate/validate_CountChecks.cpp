@@ -1,6 +1,6 @@
 #include <algorithm>
+#include <atomic>
 #include <functional>
-#include <latch>
 #include <thread>
 
 #include "kom/heap.h"
@@ -15,11 +15,14 @@ constexpr uint32_t THREADS = 8;
 
 void inThreads(const std::function<void()>& pBody)
 {
-    std::latch tStart(THREADS);
+    // They start together. No std::latch: GCC 12's loses wake-ups where the system's own waiting is not used.
+    std::atomic<uint32_t> tMissing = THREADS;
     std::vector<std::thread> tThreads;
     for (uint32_t i = 0; i < THREADS; ++i)
         tThreads.emplace_back([&] {
-            tStart.arrive_and_wait();
+            --tMissing;
+            while (tMissing > 0)
+                std::this_thread::yield();
             pBody();
         });
     for (std::thread& tThread : tThreads)

@@ -112,10 +112,10 @@ private:
     kom::Ref<fw::IApplication> mApp;
     std::deque<kom::Ref<fw::IEvent>> mQueue;
     Consumers mConsumers;
+    bool mIdleScheduled = false;
     /// Where each name stands in mConsumers, whose strings are the keys: an event's type is looked up by its
     /// hash, not by a comparison at every level of the tree.
     boost::unordered_flat_map<std::string_view, Consumers::iterator, NameHash> mIndex;
-    bool mIdleScheduled = false;
     std::atomic<Phase> mPhase = PHASE_IDLE;
     Walk* mWalk = nullptr; ///< the innermost walk in progress
 };

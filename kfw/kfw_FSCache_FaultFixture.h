@@ -5,8 +5,8 @@
 
 namespace vel::kos::kfw {
 
-inline constexpr char FAULT_URI[] = "http://example.com/";
-inline constexpr uint32_t FAULT = KPR_E_STALE;
+inline constexpr char URI[] = "http://example.com/";
+inline constexpr uint32_t CODE = KPR_E_STALE;
 
 class FSCacheFaultTest : public FSCacheFixture {
 protected:
@@ -16,12 +16,12 @@ protected:
     }
 
     std::string path(const char* pName) const { return (cacheDir() / pName).string(); }
-    std::string object() { return mObject.empty() ? mObject = fileOf(FAULT_URI).string() : mObject; }
+    std::string object() { return mObject.empty() ? mObject = fileOf(URI).string() : mObject; }
     std::string inserted() const { return path("inserted"); }
-    static std::string text(uint32_t pCode = FAULT) { return komStrError(pCode); }
+    static std::string text(uint32_t pCode = CODE) { return komStrError(pCode); }
     uint32_t get()
     {
-        const uint32_t tRes = mCache->getObject(FAULT_URI, &mList, &mBytes);
+        const uint32_t tRes = mCache->getObject(URI, &mList, &mBytes);
         if (KFAILED(tRes)) {
             EXPECT_EQ(mList.mCount, 0u);
             EXPECT_EQ(mBytes.mData, nullptr);
@@ -32,13 +32,13 @@ protected:
     void initWithLargeObject()
     {
         init();
-        ASSERT_EQ(put(FAULT_URI, {{"key", std::string(10000, 'v')}}, std::string(20000, 'd')), 0u);
+        ASSERT_EQ(put(URI, {{"key", std::string(10000, 'v')}}, std::string(20000, 'd')), 0u);
         static_cast<void>(object());
     }
     void initWithSmallObject()
     {
         init();
-        ASSERT_EQ(put(FAULT_URI, {{"key", "value"}}, "data"), 0u);
+        ASSERT_EQ(put(URI, {{"key", "value"}}, "data"), 0u);
         static_cast<void>(object());
     }
 

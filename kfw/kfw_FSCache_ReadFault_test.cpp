@@ -7,9 +7,6 @@ namespace {
 
 using test::FaultTable;
 
-constexpr auto& URI = FAULT_URI;
-constexpr uint32_t CODE = FAULT;
-
 // Reading objects.
 
 TEST_F(FSCacheFaultTest, reportsReadsThatFail)

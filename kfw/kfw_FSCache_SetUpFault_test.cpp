@@ -22,9 +22,6 @@ namespace {
 
 using test::FaultTable;
 
-constexpr auto& URI = FAULT_URI;
-constexpr uint32_t CODE = FAULT;
-
 // Setting up.
 
 TEST_F(FSCacheFaultTest, setUpReportsACounterThatCannotBeMade)

@@ -9,9 +9,6 @@ namespace {
 
 using test::FaultTable;
 
-constexpr auto& URI = FAULT_URI;
-constexpr uint32_t CODE = FAULT;
-
 // Writing a file.
 
 TEST_F(FSCacheFaultTest, assertsThatATemporaryNameCanBeMade)

@@ -9,8 +9,8 @@ interfaces.txt: every interface with its identity and its slots, counted from 0,
 each out for three targets (Linux, MinGW, Microsoft), freestanding, with the few standard headers of stub/;
 the three have to be equal. records.txt: size and field offsets of the records that cross an interface, the
 same for all. constants.txt: the named values of flags and levels. codes.txt: the result codes, of which docs/result-codes.md is the page. classes.txt: the module's
-classes. faces-*.txt: the tables of those classes, their factories and what they hand to the application, for each of
-the three C++ ABIs (faces.py). exports/: what each library exports, as its headers and version scripts say; the tests
+classes. vtables-*.txt: the tables of those classes, their factories and what they hand to the application, for each of
+the three C++ ABIs (vtables.py). exports/: what each library exports, as its headers and version scripts say; the tests
 of each target compare the built files with the same lists (check_exports.cmake). c/kfw_slots.h: interfaces, records,
 codes, constants and classes for C, made from the lists (c_header.py).
 """
@@ -24,7 +24,7 @@ import re
 import sys
 
 import c_header
-import faces
+import vtables
 import probe
 from probe import TARGETS
 
@@ -166,8 +166,8 @@ class Tree:
                 symbols = re.findall(r'\w+', re.search(r'global:([^:]*;)', file.read()).group(1))
         return "".join(symbol + "\n" for symbol in sorted(symbols))
 
-    def face_list(self, target):
-        return faces.face_list(target, self.root, {name: len(chain) for name, chain in self.chains().items()})
+    def vtable_list(self, target):
+        return vtables.vtable_list(target, self.root, {name: len(chain) for name, chain in self.chains().items()})
 
     def constants(self):
         """The named values that operations take and answer."""
@@ -198,7 +198,7 @@ class Tree:
                                                 in CLASS_ID.findall(self.read("kfw/classes.h")))}
         for module in ("kpr", "kom", "kfw", "drivers"):
             lists[f"exports/{module}.txt"] = functools.partial(self.export_list, module)
-        for name, target in faces.ABIS.items():
+        for name, target in vtables.ABIS.items():
             lists[name] = functools.partial(self.face_list, target)
         return lists
 

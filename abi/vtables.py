@@ -10,9 +10,10 @@ import tempfile
 
 import probe
 
-ABIS = {"faces-linux.txt": probe.LINUX, "faces-mingw.txt": probe.MINGW, "faces-microsoft.txt": probe.MICROSOFT}
-HEADERS = ("kfw_EventDispatcher.h", "kfw_FSCache.h", "kfw_FeatureSet.h", "kfw_RegDbSendMailConfig.h",
-           "kfw_RegDbUserData.h", "kfw_SingletonObjectFactory.h", "kfw_SqlDbFactoryReg.h", "kfw_SystemInfo.h")
+ABIS = {"vtables-linux.txt": probe.LINUX, "vtables-mingw.txt": probe.MINGW, "vtables-microsoft.txt": probe.MICROSOFT}
+HEADERS = ("kfw/events/kfw_EventDispatcher.h", "kfw/cache/kfw_FSCache.h", "kfw/features/kfw_FeatureSet.h",
+           "kfw/settings/kfw_RegDbSendMailConfig.h", "kfw/settings/kfw_RegDbUserData.h",
+           "kfw/module/kfw_SingletonObjectFactory.h", "kfw/sql/kfw_SqlDbFactoryReg.h", "kfw/sysinfo/kfw_SystemInfo.h")
 # Each class, and an expression that needs its table.
 CLASSES = {
     "EventDispatcher": "&kfw::EventDispatcher::init",
@@ -73,12 +74,12 @@ def class_tables(target, output):
     return found
 
 
-def face_list(target, root, depth):
+def vtable_list(target, root, depth):
     """The golden list of one ABI. depth tells how many interfaces an interface extends."""
     text = "".join(f'#include "{header}"\n' for header in HEADERS) + "using namespace vel::kos;\n"
     text += "".join(f"auto probe{number} = {needs};\n" for number, needs in enumerate(CLASSES.values()))
-    folders = [os.path.join(root, "kfw")] + [os.path.join(root, layer, "include")
-                                             for layer in ("kfw", "kutil", "kgen", "kom", "kpr")]
+    folders = [root] + [os.path.join(root, layer, "include")
+                        for layer in ("kfw", "kutil", "kgen", "kom", "kpr")]
     with tempfile.TemporaryDirectory() as scratch:
         tables = class_tables(target, probe.compile_probe(target, text, "-fdump-vtable-layouts",
                                                           probe.with_library(target, scratch), folders))

@@ -4,10 +4,10 @@
 #include <cstdlib>
 #include <memory>
 
-#include "TestApplication.h"
-#include "TestDirectory.h"
-#include "bench_cache_floor.h"
-#include "kfw_FSCache.h"
+#include "bench/bench_cache_floor.h"
+#include "kfw/cache/kfw_FSCache.h"
+#include "tests/support/TestApplication.h"
+#include "tests/support/TestDirectory.h"
 
 using namespace vel::kos;
 

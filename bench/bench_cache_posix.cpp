@@ -1,4 +1,4 @@
-#include "bench_cache_floor.h"
+#include "bench/bench_cache_floor.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -4,10 +4,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include "TestApplication.h"
-#include "bench_event_peers.h"
+#include "bench/bench_event_peers.h"
 #include "kfw/classes.h"
-#include "kfw_Module.h"
+#include "kfw/module/kfw_Module.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::bench {
 

@@ -1,4 +1,4 @@
-#include "bench_event_payload.h"
+#include "bench/bench_event_payload.h"
 
 #include "kom/implements.h"
 

@@ -1,4 +1,4 @@
-#include "bench_event_peers.h"
+#include "bench/bench_event_peers.h"
 
 #include <algorithm>
 #include <deque>

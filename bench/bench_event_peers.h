@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "bench_event_payload.h"
+#include "bench/bench_event_payload.h"
 
 namespace vel::kos::bench {
 

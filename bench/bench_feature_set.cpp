@@ -7,10 +7,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include "TestApplication.h"
 #include "kfw/IFeatureSet.h"
 #include "kfw/classes.h"
-#include "kfw_Module.h"
+#include "kfw/module/kfw_Module.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::bench {
 

@@ -5,10 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "TestApplication.h"
-#include "TestDirectory.h"
 #include "kpr/file.h"
 #include "kutil/Registry.h"
+#include "tests/support/TestApplication.h"
+#include "tests/support/TestDirectory.h"
 
 using namespace vel::kos;
 

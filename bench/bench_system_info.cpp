@@ -3,9 +3,9 @@
 
 #include <cstdlib>
 
-#include "TestApplication.h"
-#include "bench_system_info_floor.h"
-#include "kfw_SystemInfo.h"
+#include "bench/bench_system_info_floor.h"
+#include "kfw/sysinfo/kfw_SystemInfo.h"
+#include "tests/support/TestApplication.h"
 
 using namespace vel::kos;
 

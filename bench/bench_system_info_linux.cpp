@@ -1,4 +1,4 @@
-#include "bench_system_info_floor.h"
+#include "bench/bench_system_info_floor.h"
 
 #include <fcntl.h>
 #include <link.h>

@@ -13,8 +13,11 @@ endif()
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-    set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+    # Paths inside the tree count from its root, so that a second clone finds what the first one compiled.
+    find_program(ENV_PROGRAM env REQUIRED)
+    set(tLauncher ${ENV_PROGRAM} CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE_PROGRAM})
+    set(CMAKE_C_COMPILER_LAUNCHER ${tLauncher})
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${tLauncher})
 endif()
 
 # Programs and modules side by side, as in an install, so that each finds the others.
@@ -25,6 +28,8 @@ set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 set(CMAKE_INSTALL_RPATH "$ORIGIN;$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
 
 add_library(kfw_flags INTERFACE)
+# Private headers are included by their path from the root, so that each line shows where it reaches.
+target_include_directories(kfw_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
 target_compile_options(kfw_flags INTERFACE
     -Wall -Wextra -Wpedantic -Werror -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Wcast-align
     -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion -Wnull-dereference -Wformat=2

@@ -6,14 +6,14 @@
 
 #include <gtest/gtest.h>
 
-#include "LeakCheck.h"
-#include "TestDirectory.h"
+#include "drivers/postgresql/sql_Placeholders.h"
+#include "drivers/support/sql_Description.h"
 #include "kfw/sql/driver.h"
-#include "kfw_SqlDbFactoryReg.h"
+#include "kfw/sql/kfw_SqlDbFactoryReg.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
-#include "sql_Description.h"
-#include "sql_Placeholders.h"
+#include "tests/support/LeakCheck.h"
+#include "tests/support/TestDirectory.h"
 
 namespace vel::kos::drivers {
 

@@ -2,7 +2,7 @@
 // the space can hold, and what is accepted survives being composed again.
 #include <cstring>
 
-#include "fuzz_object_support.h"
+#include "fuzz/fuzz_object_support.h"
 
 using namespace vel::kos;
 

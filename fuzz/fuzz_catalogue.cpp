@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "kutil_MoFile.h"
+#include "kutil/kutil_MoFile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, std::size_t pSize)
 {

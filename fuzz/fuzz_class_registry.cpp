@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "kom_classfile.h"
+#include "kom/kom_classfile.h"
 
 namespace {
 

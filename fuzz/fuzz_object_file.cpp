@@ -2,7 +2,7 @@
 // being composed again.
 #include <cstring>
 
-#include "fuzz_object_support.h"
+#include "fuzz/fuzz_object_support.h"
 
 using namespace vel::kos;
 

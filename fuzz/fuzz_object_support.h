@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kom/heap.h"
 
 namespace fuzz {

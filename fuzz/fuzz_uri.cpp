@@ -2,8 +2,8 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "kgen/kgen_UriGenerator.h"
 #include "kgen/uri.h"
-#include "kgen_UriGenerator.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, std::size_t pSize)
 {

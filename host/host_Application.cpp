@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "host_System.h"
+#include "host/host_System.h"
 #include "kgen/directory.h"
 #include "kpr/dir.h"
 #include "kpr/dso.h"

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "host/Application.h"
-#include "host_TestDirectory.h"
+#include "host/host_TestDirectory.h"
 
 using namespace vel::kos;
 using namespace vel::kos::host;

@@ -1,4 +1,4 @@
-#include "host_CloseSignals_win.h"
+#include "host/host_CloseSignals_win.h"
 #include "host/CloseSignals.h"
 
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "host_CloseSignals_win.h"
+#include "host/host_CloseSignals_win.h"
 
 #include <atomic>
 #include <gtest/gtest.h>
@@ -6,7 +6,7 @@
 #include <windows.h>
 
 #include "host/Application.h"
-#include "host_TestDirectory.h"
+#include "host/host_TestDirectory.h"
 
 using namespace vel::kos;
 using namespace vel::kos::host;

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "host_TestDirectory.h"
+#include "host/host_TestDirectory.h"
 #include "kfw/IApplication.h"
 #include "kpr/codes.h"
 

@@ -1,4 +1,4 @@
-#include "host_System.h"
+#include "host/host_System.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "TestDirectory.h"
+#include "tests/support/TestDirectory.h"
 
 namespace vel::kos::host {
 

@@ -3,9 +3,9 @@
 
 #include <uriparser/Uri.h>
 
+#include "kgen/kgen_UriGenerator.h"
 #include "kgen/text.h"
 #include "kgen/uri.h"
-#include "kgen_UriGenerator.h"
 
 namespace {
 

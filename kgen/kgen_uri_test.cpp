@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "kgen_UriGenerator.h"
+#include "kgen/kgen_UriGenerator.h"
 
 namespace {
 

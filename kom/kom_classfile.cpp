@@ -1,4 +1,4 @@
-#include "kom_classfile.h"
+#include "kom/kom_classfile.h"
 
 #include <algorithm>
 #include <utility>

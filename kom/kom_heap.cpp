@@ -5,7 +5,7 @@
 #include <cstring>
 #include <new>
 
-#include "kom_module.h"
+#include "kom/kom_module.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 #include <utility>
 #include <vector>
 
+#include "kom/kom_module.h"
+#include "kom/kom_path.h"
+#include "kom/kom_registry.h"
+#include "kom/kom_registryfile.h"
 #include "kom/runtime.h"
-#include "kom_module.h"
-#include "kom_path.h"
-#include "kom_registry.h"
-#include "kom_registryfile.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
 

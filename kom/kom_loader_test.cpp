@@ -8,14 +8,14 @@
 
 #include <gtest/gtest.h>
 
-#include "ITestThing.h"
 #include "kom/heap.h"
 #include "kom/implements.h"
+#include "kom/testmodule/ITestThing.h"
 #include "kpr/dso.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/testing/kpr_testing.h"
 #include "kpr/time.h"
-#include "kpr_testing.h"
 
 #if defined(__SANITIZE_THREAD__)
 // The sanitizer does not see the lock under which the system's loader opens and closes modules: neither

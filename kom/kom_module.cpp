@@ -1,4 +1,4 @@
-#include "kom_module.h"
+#include "kom/kom_module.h"
 
 #include <algorithm>
 #include <atomic>
@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "kom_path.h"
+#include "kom/kom_path.h"
 #include "kpr/dso.h"
 #include "kpr/process.h"
 

@@ -1,5 +1,5 @@
 // kom's records of modules, with records of the test's own.
-#include "kom_module.h"
+#include "kom/kom_module.h"
 
 #include <vector>
 

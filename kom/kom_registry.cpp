@@ -1,12 +1,12 @@
-#include "kom_registry.h"
+#include "kom/kom_registry.h"
 
 #include <mutex>
 #include <utility>
 
 #include "kom/heap.h"
+#include "kom/kom_path.h"
+#include "kom/kom_registryfile.h"
 #include "kom/runtime.h"
-#include "kom_path.h"
-#include "kom_registryfile.h"
 #include "kpr/dir.h"
 #include "kpr/path.h"
 #include "kpr/process.h"

@@ -6,12 +6,12 @@
 
 #include <gtest/gtest.h>
 
-#include "FaultTable.h"
 #include "kom/heap.h"
+#include "kom/kom_registry.h"
 #include "kom/runtime.h"
-#include "kom_registry.h"
 #include "kpr/dir.h"
-#include "kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
+#include "tests/support/FaultTable.h"
 
 namespace {
 

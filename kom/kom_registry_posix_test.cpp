@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
-#include "kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "kom_registryfile.h"
+#include "kom/kom_registryfile.h"
 
 #include <cstdio>
 #include <utility>
 
-#include "kom_path.h"
+#include "kom/kom_path.h"
 #include "kpr/dir.h"
 #include "kpr/path.h"
 #include "kpr/time.h"

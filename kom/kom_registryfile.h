@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "kom_classfile.h"
+#include "kom/kom_classfile.h"
 #include "kpr/file.h"
 
 namespace kom {

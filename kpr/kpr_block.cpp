@@ -1,4 +1,4 @@
-#include "kpr_block.h"
+#include "kpr/kpr_block.h"
 
 #include <cstdlib>
 #include <cstring>

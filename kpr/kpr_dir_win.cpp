@@ -6,9 +6,9 @@
 #include <string>
 
 #include "kpr/dir.h"
-#include "kpr_error.h"
-#include "kpr_kind_win.h"
-#include "kpr_wide_win.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_kind_win.h"
+#include "kpr/kpr_wide_win.h"
 
 namespace {
 

@@ -12,10 +12,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "kpr/kpr_block.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 #include "kpr/path.h"
-#include "kpr_block.h"
-#include "kpr_error.h"
-#include "kpr_internal.h"
 
 namespace {
 

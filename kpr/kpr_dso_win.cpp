@@ -5,10 +5,10 @@
 #include <cstring>
 
 #include "kpr/dso.h"
-#include "kpr_block.h"
-#include "kpr_error.h"
-#include "kpr_version_resource.h"
-#include "kpr_wide_win.h"
+#include "kpr/kpr_block.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_version_resource.h"
+#include "kpr/kpr_wide_win.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "kpr_error.h"
+#include "kpr/kpr_error.h"
 
 #include <cerrno>
 

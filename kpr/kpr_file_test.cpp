@@ -9,7 +9,7 @@
 #include "kpr/codes.h"
 #include "kpr/dir.h"
 #include "kpr/path.h"
-#include "testing/kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace {
 

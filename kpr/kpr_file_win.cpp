@@ -3,10 +3,10 @@
 #include <algorithm>
 
 #include "kpr/file.h"
-#include "kpr_error.h"
-#include "kpr_filetime_win.h"
-#include "kpr_kind_win.h"
-#include "kpr_wide_win.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_filetime_win.h"
+#include "kpr/kpr_kind_win.h"
+#include "kpr/kpr_wide_win.h"
 
 namespace {
 

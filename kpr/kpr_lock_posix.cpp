@@ -6,8 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "kpr_error.h"
-#include "kpr_internal.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
+#include "kpr/testing/kpr_testing.h"
 #include "kpr/time.h"
-#include "testing/kpr_testing.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <windows.h>
 
 #include "kpr/file.h"
-#include "kpr_error.h"
-#include "kpr_internal.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <sys/mman.h>
 
-#include "kpr_error.h"
-#include "kpr_internal.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 
 uint32_t kprMapFile(KprFile pFile, KprMapping* pMapping)
 {

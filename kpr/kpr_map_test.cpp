@@ -3,8 +3,8 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "TestDirectory.h"
 #include "kpr/codes.h"
+#include "tests/support/TestDirectory.h"
 
 using namespace vel::kos::test;
 

@@ -1,8 +1,8 @@
 #include <windows.h>
 
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 #include "kpr/map.h"
-#include "kpr_error.h"
-#include "kpr_internal.h"
 
 uint32_t kprMapFile(KprFile pFile, KprMapping* pMapping)
 {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "kpr_internal.h"
+#include "kpr/kpr_internal.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <memory>
 
-#include "kpr_error.h"
-#include "kpr_internal.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 
 uint32_t kprGetRealPath(const char* pPath, char* pBuffer, uint32_t pSize)
 {

@@ -1,8 +1,8 @@
 #include <windows.h>
 
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_wide_win.h"
 #include "kpr/path.h"
-#include "kpr_error.h"
-#include "kpr_wide_win.h"
 
 uint32_t kprGetRealPath(const char* pPath, char* pBuffer, uint32_t pSize)
 {

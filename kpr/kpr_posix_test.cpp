@@ -22,8 +22,8 @@
 #include "kpr/dso.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/testing/kpr_testing.h"
 #include "kpr/thread.h"
-#include "testing/kpr_testing.h"
 
 namespace {
 

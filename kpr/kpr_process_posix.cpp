@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include "kpr/file.h"
-#include "kpr_block.h"
-#include "kpr_error.h"
-#include "kpr_internal.h"
+#include "kpr/kpr_block.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 
 namespace {
 

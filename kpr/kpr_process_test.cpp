@@ -10,7 +10,7 @@
 
 #include "kpr/codes.h"
 #include "kpr/dso.h"
-#include "testing/kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include <cstdio>
 #include <memory>
 
+#include "kpr/kpr_block.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_wide_win.h"
 #include "kpr/process.h"
-#include "kpr_block.h"
-#include "kpr_error.h"
-#include "kpr_wide_win.h"
 
 uint32_t kprGetArguments(KprArgumentList** pList)
 {

@@ -7,8 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "kpr_error.h"
-#include "kpr_internal.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
-#include "testing/kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "kpr/file.h"
-#include "kpr_error.h"
-#include "kpr_wide_win.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_wide_win.h"
 
 namespace {
 

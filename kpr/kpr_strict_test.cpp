@@ -5,7 +5,7 @@
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
-#include "testing/kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 
 #include "kpr/dir.h"
 #include "kpr/file.h"
+#include "kpr/kpr_internal.h"
 #include "kpr/path.h"
 #include "kpr/thread.h"
-#include "kpr_internal.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include "kpr_error.h"
-#include "kpr_internal.h"
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 
 #include <memory>
 
+#include "kpr/kpr_error.h"
+#include "kpr/kpr_internal.h"
 #include "kpr/thread.h"
-#include "kpr_error.h"
-#include "kpr_internal.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "kpr_filetime_win.h"
+#include "kpr/kpr_filetime_win.h"
 
 #include "kpr/codes.h"
 

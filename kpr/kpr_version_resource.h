@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "kpr_block.h"
+#include "kpr/kpr_block.h"
 
 namespace kpr {
 

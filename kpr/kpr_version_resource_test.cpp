@@ -1,4 +1,4 @@
-#include "kpr_version_resource.h"
+#include "kpr/kpr_version_resource.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 #include <windows.h>
 
-#include "kpr_wide_win.h"
+#include "kpr/kpr_wide_win.h"
 
-#include "kpr_error.h"
+#include "kpr/kpr_error.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "kpr_internal.h"
+#include "kpr/kpr_internal.h"
 
 namespace kpr {
 

@@ -1,6 +1,5 @@
 # Scratch folders and child processes for the tests of every layer.
 add_library(kpr_testing STATIC EXCLUDE_FROM_ALL testing/kpr_testing.cpp testing/kpr_testing_${tSuffix}.cpp)
-target_include_directories(kpr_testing PUBLIC ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/testing)
 target_link_libraries(kpr_testing PUBLIC kpr PRIVATE kfw_flags)
 
 # Linked into a test program, makes its calls of kpr fail where the strictest Windows would.
@@ -52,10 +51,9 @@ if(NOT WIN32)
             testing/kpr_testing_posix.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP open close read write pread pwrite fsync fcntl clock_nanosleep)
     foreach(tTest kpr_posix_test kpr_interrupted_test)
-        target_include_directories(${tTest} PRIVATE include testing)
+        target_include_directories(${tTest} PRIVATE include)
     endforeach()
 endif()
 
 k_exports_test(kpr kpr)
 k_test(kpr_map_test SOURCES kpr_map_test.cpp LIBRARIES kpr)
-target_include_directories(kpr_map_test PRIVATE ${PROJECT_SOURCE_DIR}/tests/support)

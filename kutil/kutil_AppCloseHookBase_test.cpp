@@ -2,8 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include "TestApplication.h"
 #include "kutil/log.h"
+#include "tests/support/TestApplication.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "TestApplication.h"
+#include "tests/support/TestApplication.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "LeakCheck.h"
+#include "tests/support/LeakCheck.h"
 
 namespace vel::kos::util {
 

@@ -1,4 +1,4 @@
-#include "kutil_MoFile.h"
+#include "kutil/kutil_MoFile.h"
 
 #include <cstring>
 #include <utility>

@@ -1,8 +1,8 @@
-#include "kutil_MoFile.h"
+#include "kutil/kutil_MoFile.h"
 
 #include <gtest/gtest.h>
 
-#include "kutil_MoBuilder.h"
+#include "kutil/kutil_MoBuilder.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "TestApplication.h"
+#include "tests/support/TestApplication.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "kom/ref.h"
+#include "kutil/kutil_RegistryStore.h"
 #include "kutil/log.h"
-#include "kutil_RegistryStore.h"
 
 namespace vel::kos::util {
 

@@ -1,4 +1,4 @@
-#include "kutil_RegistryFile_posix.h"
+#include "kutil/kutil_RegistryFile_posix.h"
 
 #include <cerrno>
 #include <ctime>

@@ -1,9 +1,9 @@
-#include "kutil_RegistryStore.h"
+#include "kutil/kutil_RegistryStore.h"
 
 #include <utility>
 
+#include "kutil/kutil_RegistryFile_posix.h"
 #include "kutil/log.h"
-#include "kutil_RegistryFile_posix.h"
 
 namespace vel::kos::util {
 

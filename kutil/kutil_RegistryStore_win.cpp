@@ -1,14 +1,14 @@
 // The settings store of Windows: the user's registry.
 #include <windows.h>
 
-#include "kutil_RegistryStore.h"
+#include "kutil/kutil_RegistryStore.h"
 
 #include <utility>
 
 #include "kom/identity.h"
 #include "kom/ref.h"
+#include "kutil/kutil_RegistryText.h"
 #include "kutil/log.h"
-#include "kutil_RegistryText.h"
 
 namespace vel::kos::util {
 

@@ -1,4 +1,4 @@
-#include "kutil_RegistryText.h"
+#include "kutil/kutil_RegistryText.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "TestSettings.h"
+#include "tests/support/TestSettings.h"
 
 namespace vel::kos::util {
 

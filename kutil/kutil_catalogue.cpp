@@ -10,8 +10,8 @@
 
 #include "kom/identity.h"
 #include "kpr/file.h"
+#include "kutil/kutil_MoFile.h"
 #include "kutil/log.h"
-#include "kutil_MoFile.h"
 
 namespace vel::kos::util {
 

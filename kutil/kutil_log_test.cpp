@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "TestApplication.h"
+#include "tests/support/TestApplication.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "sql_Libpq.h"
+#include "drivers/postgresql/sql_Libpq.h"
 
 namespace vel::kos::drivers {
 

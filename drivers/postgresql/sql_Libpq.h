@@ -3,7 +3,7 @@
 
 #include <libpq-fe.h>
 
-#include "sql_Library.h"
+#include "drivers/support/sql_Library.h"
 
 namespace vel::kos::drivers {
 

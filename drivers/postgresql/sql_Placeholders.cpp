@@ -1,4 +1,4 @@
-#include "sql_Placeholders.h"
+#include "drivers/postgresql/sql_Placeholders.h"
 
 #include <algorithm>
 #include <cctype>

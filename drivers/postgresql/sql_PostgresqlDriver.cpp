@@ -3,11 +3,11 @@
 #include <iterator>
 #include <vector>
 
-#include "sql_Connection.h"
-#include "sql_Driver.h"
-#include "sql_Factory.h"
-#include "sql_Libpq.h"
-#include "sql_Placeholders.h"
+#include "drivers/postgresql/sql_Libpq.h"
+#include "drivers/postgresql/sql_Placeholders.h"
+#include "drivers/support/sql_Connection.h"
+#include "drivers/support/sql_Driver.h"
+#include "drivers/support/sql_Factory.h"
 
 namespace vel::kos::drivers {
 

@@ -1,4 +1,4 @@
-#include "sql_Sqlite.h"
+#include "drivers/sqlite/sql_Sqlite.h"
 
 namespace vel::kos::drivers {
 

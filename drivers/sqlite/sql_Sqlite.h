@@ -3,7 +3,7 @@
 
 #include <sqlite3.h>
 
-#include "sql_Library.h"
+#include "drivers/support/sql_Library.h"
 
 namespace vel::kos::drivers {
 

@@ -2,10 +2,10 @@
 #include <charconv>
 #include <iterator>
 
-#include "sql_Connection.h"
-#include "sql_Driver.h"
-#include "sql_Factory.h"
-#include "sql_Sqlite.h"
+#include "drivers/sqlite/sql_Sqlite.h"
+#include "drivers/support/sql_Connection.h"
+#include "drivers/support/sql_Driver.h"
+#include "drivers/support/sql_Factory.h"
 
 namespace vel::kos::drivers {
 

@@ -1,4 +1,4 @@
-#include "sql_Connection.h"
+#include "drivers/support/sql_Connection.h"
 
 #include <utility>
 

@@ -1,4 +1,4 @@
-#include "sql_Description.h"
+#include "drivers/support/sql_Description.h"
 
 #include <algorithm>
 

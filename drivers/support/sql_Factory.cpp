@@ -1,4 +1,4 @@
-#include "sql_Factory.h"
+#include "drivers/support/sql_Factory.h"
 
 namespace vel::kos::drivers {
 

@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "drivers/support/sql_Description.h"
 #include "kfw/sql/ISqlDatabaseFactory.h"
 #include "kom/implements.h"
-#include "sql_Description.h"
 
 namespace vel::kos::drivers {
 

@@ -1,4 +1,4 @@
-#include "sql_Library.h"
+#include "drivers/support/sql_Library.h"
 
 #include "kpr/codes.h"
 

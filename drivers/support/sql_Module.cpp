@@ -1,6 +1,6 @@
 // The entry points of a driver module. It has no classes of its own to register: its factory goes into the
 // registry when the host asks it to announce itself.
-#include "sql_Driver.h"
+#include "drivers/support/sql_Driver.h"
 
 #if defined(_WIN32)
 #define SQL_EXPORT __declspec(dllexport)

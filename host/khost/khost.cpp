@@ -1,6 +1,6 @@
 // khost: the reference host application, as a command line.
-#include "khost_Console.h"
-#include "khost_Session.h"
+#include "host/khost/khost_Console.h"
+#include "host/khost/khost_Session.h"
 #include "kpr/dso.h"
 
 int main()

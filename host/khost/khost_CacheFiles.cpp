@@ -1,11 +1,11 @@
-#include "khost_CacheFiles.h"
+#include "host/khost/khost_CacheFiles.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "kfw_CacheId.h"
-#include "kfw_ObjectFile.h"
-#include "khost_Paths.h"
+#include "host/khost/khost_Paths.h"
+#include "kfw/cache/format/kfw_CacheId.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kom/identity.h"
 #include "kpr/byteorder.h"
 #include "kpr/dir.h"

@@ -1,12 +1,12 @@
 // Looking at a cache in spite of the locks that its users hold. What real Windows would refuse is refused
 // here on every target.
-#include "khost_CacheFiles.h"
+#include "host/khost/khost_CacheFiles.h"
 
 #include <gtest/gtest.h>
 
-#include "TestDirectory.h"
 #include "kpr/codes.h"
 #include "kpr/file.h"
+#include "tests/support/TestDirectory.h"
 
 using namespace vel::kos::host;
 using vel::kos::test::TestDirectory;

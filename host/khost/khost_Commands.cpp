@@ -1,4 +1,4 @@
-#include "khost_Commands.h"
+#include "host/khost/khost_Commands.h"
 
 #include <array>
 

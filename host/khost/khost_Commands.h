@@ -13,7 +13,7 @@
 // Actions print with Session::print, tell failures with Session::fail and pass its answer on.
 #pragma once
 
-#include "khost_Session.h"
+#include "host/khost/khost_Session.h"
 
 namespace vel::kos::host {
 

@@ -1,4 +1,4 @@
-#include "khost_Console.h"
+#include "host/khost/khost_Console.h"
 
 #include <algorithm>
 #include <string>

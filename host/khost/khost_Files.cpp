@@ -1,8 +1,8 @@
-#include "khost_Files.h"
+#include "host/khost/khost_Files.h"
 
 #include <algorithm>
 
-#include "khost_Console.h"
+#include "host/khost/khost_Console.h"
 #include "kom/heap.h"
 #include "kpr/codes.h"
 #include "kpr/file.h"

@@ -1,4 +1,4 @@
-#include "khost_LineReader.h"
+#include "host/khost/khost_LineReader.h"
 
 #include <array>
 #include <deque>
@@ -6,7 +6,7 @@
 #include <thread>
 #include <utility>
 
-#include "khost_Console.h"
+#include "host/khost/khost_Console.h"
 
 namespace vel::kos::host {
 

@@ -1,4 +1,4 @@
-#include "khost_Paths.h"
+#include "host/khost/khost_Paths.h"
 
 #include "kpr/codes.h"
 #include "kpr/path.h"

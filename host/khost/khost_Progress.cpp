@@ -1,8 +1,8 @@
-#include "khost_Progress.h"
+#include "host/khost/khost_Progress.h"
 
 #include <algorithm>
 
-#include "khost_Console.h"
+#include "host/khost/khost_Console.h"
 
 namespace vel::kos::host {
 

@@ -1,13 +1,13 @@
-#include "khost_Session.h"
+#include "host/khost/khost_Session.h"
 
 #include <array>
 #include <cstdio>
 #include <new>
 
+#include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Console.h"
+#include "host/khost/khost_Words.h"
 #include "kfw/classes.h"
-#include "khost_Commands.h"
-#include "khost_Console.h"
-#include "khost_Words.h"
 #include "kom/identity.h"
 #include "kpr/dso.h"
 #include "kpr/file.h"

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "host/Application.h"
+#include "host/khost/khost_Paths.h"
 #include "kfw/IFileSystemCache.h"
-#include "khost_Paths.h"
 #include "kom/ref.h"
 #include "kom/runtime.h"
 

@@ -1,4 +1,4 @@
-#include "khost_Words.h"
+#include "host/khost/khost_Words.h"
 
 namespace vel::kos::host {
 

@@ -1,4 +1,4 @@
-#include "khost_Words.h"
+#include "host/khost/khost_Words.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

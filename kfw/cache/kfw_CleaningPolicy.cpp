@@ -1,6 +1,6 @@
-#include "kfw_CleaningPolicy.h"
+#include "kfw/cache/kfw_CleaningPolicy.h"
 
-#include "kfw_FSCacheState.h"
+#include "kfw/cache/kfw_FSCacheState.h"
 
 namespace vel::kos::kfw {
 

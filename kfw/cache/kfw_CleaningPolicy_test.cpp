@@ -1,4 +1,4 @@
-#include "kfw_CleaningPolicy.h"
+#include "kfw/cache/kfw_CleaningPolicy.h"
 
 #include <string>
 #include <vector>

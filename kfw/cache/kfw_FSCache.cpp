@@ -1,10 +1,10 @@
 // Store, lookup and pins.
-#include "kfw_FSCache.h"
+#include "kfw/cache/kfw_FSCache.h"
 
 #include <cstring>
 
-#include "kfw_CacheId.h"
-#include "kfw_FSCache_ObjectReader.h"
+#include "kfw/cache/format/kfw_CacheId.h"
+#include "kfw/cache/kfw_FSCache_ObjectReader.h"
 #include "kgen/uri.h"
 #include "kpr/byteorder.h"
 #include "kpr/md5.h"

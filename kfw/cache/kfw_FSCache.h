@@ -5,7 +5,7 @@
 #include <string>
 
 #include "kfw/IFileSystemCache.h"
-#include "kfw_FSCacheState.h"
+#include "kfw/cache/kfw_FSCacheState.h"
 #include "kom/implements.h"
 
 namespace vel::kos::kfw {

@@ -1,4 +1,4 @@
-#include "kfw_FSCacheState.h"
+#include "kfw/cache/kfw_FSCacheState.h"
 
 #include <cstring>
 

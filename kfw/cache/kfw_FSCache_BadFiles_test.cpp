@@ -1,5 +1,5 @@
 // Object files that the cache refuses, each with the reason that it logs.
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 
 namespace vel::kos::kfw {
 

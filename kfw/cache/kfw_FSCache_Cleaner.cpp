@@ -1,4 +1,4 @@
-#include "kfw_FSCache_Cleaner.h"
+#include "kfw/cache/kfw_FSCache_Cleaner.h"
 
 #include <algorithm>
 #include <chrono>

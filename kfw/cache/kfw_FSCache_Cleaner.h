@@ -3,8 +3,8 @@
 
 #include <memory>
 
-#include "kfw_CleaningPolicy.h"
-#include "kfw_FSCacheState.h"
+#include "kfw/cache/kfw_CleaningPolicy.h"
+#include "kfw/cache/kfw_FSCacheState.h"
 
 namespace vel::kos::kfw {
 

@@ -1,5 +1,5 @@
 // What the cleaner does when calls of the platform fail: what it says, and whether it goes on.
-#include "kfw_FSCache_CleanerFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
 
 #include "kpr/dir.h"
 #include "kutil/log.h"

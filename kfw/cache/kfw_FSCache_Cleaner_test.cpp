@@ -1,5 +1,5 @@
 // What the cleaner does: when it cleans, what goes and what stays, pins, and whose turn it is.
-#include "kfw_FSCache_CleanerFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
 
 #include <chrono>
 

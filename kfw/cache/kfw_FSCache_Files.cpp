@@ -1,7 +1,7 @@
 // The cache's file operations: positioned reads and writes, and files that appear whole.
 #include <cstring>
 
-#include "kfw_FSCacheState.h"
+#include "kfw/cache/kfw_FSCacheState.h"
 #include "kom/identity.h"
 #include "kpr/path.h"
 

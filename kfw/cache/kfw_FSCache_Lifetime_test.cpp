@@ -5,7 +5,7 @@
 #include <random>
 #include <thread>
 
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kpr/byteorder.h"
 #include "kutil/log.h"
 

@@ -1,4 +1,4 @@
-#include "kfw_FSCache_ObjectReader.h"
+#include "kfw/cache/kfw_FSCache_ObjectReader.h"
 
 #include <algorithm>
 #include <cstring>

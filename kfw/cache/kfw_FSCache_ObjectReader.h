@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "kfw_FSCacheState.h"
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kfw/cache/kfw_FSCacheState.h"
 
 namespace vel::kos::kfw {
 

@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "TestDirectory.h"
-#include "kfw_FSCacheState.h"
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kfw/cache/kfw_FSCacheState.h"
 #include "kpr/dso.h"
+#include "tests/support/TestDirectory.h"
 
 namespace vel::kos::kfw {
 

@@ -1,5 +1,5 @@
 // Calls of the platform that fail while objects are read, asked about and pinned.
-#include "kfw_FSCache_FaultFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_FaultFixture.h"
 
 namespace vel::kos::kfw {
 

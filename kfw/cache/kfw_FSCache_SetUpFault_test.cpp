@@ -1,5 +1,5 @@
 // Calls of the platform that fail while a cache is set up and while it names its objects.
-#include "kfw_FSCache_FaultFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_FaultFixture.h"
 
 namespace {
 

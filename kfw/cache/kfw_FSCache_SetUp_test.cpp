@@ -1,5 +1,5 @@
 // How a cache is set up, and what it refuses.
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 
 namespace vel::kos::kfw {
 

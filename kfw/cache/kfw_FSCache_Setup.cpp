@@ -1,7 +1,7 @@
 // How a cache is set up: its directories, its counter files, the clock of the file system they lie on, and
 // its cleaner.
-#include "kfw_FSCache.h"
-#include "kfw_FSCache_Cleaner.h"
+#include "kfw/cache/kfw_FSCache.h"
+#include "kfw/cache/kfw_FSCache_Cleaner.h"
 #include "kgen/directory.h"
 #include "kgen/path.h"
 #include "kom/identity.h"

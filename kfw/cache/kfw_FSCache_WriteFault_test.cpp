@@ -1,5 +1,5 @@
 // Calls of the platform that fail while an object is stored: files, lock, counter.
-#include "kfw_FSCache_FaultFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_FaultFixture.h"
 
 #include <thread>
 

@@ -1,10 +1,10 @@
 // The cache through its interface: identities, states, store, lookup, pins.
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 
 #include <cstring>
 
 #include "kfw/classes.h"
-#include "kfw_ClassTable.h"
+#include "kfw/module/kfw_ClassTable.h"
 
 namespace vel::kos::kfw {
 

@@ -1,4 +1,4 @@
-#include "kfw_EventDispatcher.h"
+#include "kfw/events/kfw_EventDispatcher.h"
 
 #include <bit>
 #include <utility>

@@ -8,9 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include "TestApplication.h"
-#include "kfw_EventDispatcher_testsupport.h"
+#include "kfw/events/kfw_EventDispatcher_testsupport.h"
 #include "kom/identity.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::kfw {
 

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "TestApplication.h"
-#include "kfw_EventDispatcher_testsupport.h"
+#include "kfw/events/kfw_EventDispatcher_testsupport.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::kfw {
 

@@ -4,10 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "TestApplication.h"
-#include "kfw_EventDispatcher.h"
-#include "kfw_EventDispatcher_testsupport.h"
+#include "kfw/events/kfw_EventDispatcher.h"
+#include "kfw/events/kfw_EventDispatcher_testsupport.h"
 #include "kom/identity.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::kfw {
 

@@ -8,7 +8,7 @@
 
 #include "kfw/IEventDispatcher.h"
 #include "kfw/classes.h"
-#include "kfw_Module.h"
+#include "kfw/module/kfw_Module.h"
 #include "kom/implements.h"
 
 namespace vel::kos::test {

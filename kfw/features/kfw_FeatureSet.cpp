@@ -1,4 +1,4 @@
-#include "kfw_FeatureSet.h"
+#include "kfw/features/kfw_FeatureSet.h"
 
 #include <utility>
 

@@ -1,10 +1,10 @@
-#include "kfw_Module.h"
+#include "kfw/module/kfw_Module.h"
 
 #include <iterator>
 
-#include "kfw_BuildDate.h"
-#include "kfw_ClassTable.h"
-#include "kfw_Version.h"
+#include "kfw/module/kfw_BuildDate.h"
+#include "kfw/module/kfw_ClassTable.h"
+#include "kfw/module/kfw_Version.h"
 #include "kom/identity.h"
 #include "kom/ref.h"
 #include "kom/runtime.h"
@@ -22,7 +22,7 @@ constexpr KprAttribute ATTRIBUTES[] = {
     {"ProductVersionStr", KFW_VERSION_STR},
     {"FileDescription", KFW_DESCRIPTION},
     {"InternalName", KFW_INTERNAL_NAME},
-    {"BuildDate", KFW_BUILD_DATE},
+    {"BuildDate", vel::kos::kfw::BUILD_DATE},
 };
 
 } // namespace

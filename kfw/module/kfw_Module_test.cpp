@@ -1,5 +1,5 @@
 // The entry points, with the component runtime's registration calls in the test's hands.
-#include "kfw_Module.h"
+#include "kfw/module/kfw_Module.h"
 
 #include <cstring>
 #include <map>
@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kfw_ClassTable.h"
+#include "kfw/module/kfw_ClassTable.h"
 #include "kom/heap.h"
 #include "kom/ref.h"
 

@@ -1,10 +1,10 @@
 // Both kinds of factory, over a class of the test's own.
-#include "kfw_ObjectFactory.h"
+#include "kfw/module/kfw_ObjectFactory.h"
 
 #include <gtest/gtest.h>
 
 #include "kfw/IIdleCallout.h"
-#include "kfw_SingletonObjectFactory.h"
+#include "kfw/module/kfw_SingletonObjectFactory.h"
 #include "kom/heap.h"
 
 namespace vel::kos::util {

@@ -3,15 +3,15 @@
 
 #include <gtest/gtest.h>
 
-#include "kfw_EventDispatcher.h"
-#include "kfw_FSCache.h"
-#include "kfw_FeatureSet.h"
-#include "kfw_ObjectFactory.h"
-#include "kfw_RegDbSendMailConfig.h"
-#include "kfw_RegDbUserData.h"
-#include "kfw_Singletons.h"
-#include "kfw_SqlDbFactoryReg.h"
-#include "kfw_SystemInfo.h"
+#include "kfw/cache/kfw_FSCache.h"
+#include "kfw/events/kfw_EventDispatcher.h"
+#include "kfw/features/kfw_FeatureSet.h"
+#include "kfw/module/kfw_ObjectFactory.h"
+#include "kfw/module/kfw_Singletons.h"
+#include "kfw/settings/kfw_RegDbSendMailConfig.h"
+#include "kfw/settings/kfw_RegDbUserData.h"
+#include "kfw/sql/kfw_SqlDbFactoryReg.h"
+#include "kfw/sysinfo/kfw_SystemInfo.h"
 
 namespace vel::kos::kfw {
 

@@ -1,7 +1,7 @@
 // The factory of a singleton class: every request gets the one object of the process.
 #pragma once
 
-#include "kfw_ObjectFactory.h"
+#include "kfw/module/kfw_ObjectFactory.h"
 #include "kom/module.h"
 #include "kom/ref.h"
 

@@ -1,9 +1,9 @@
 // The singleton holders stand together, since only within one source is the order of construction given:
 // user data, send-mail configuration, SQL factory registry. They let go in the reverse order.
-#include "kfw_Singletons.h"
-#include "kfw_RegDbSendMailConfig.h"
-#include "kfw_RegDbUserData.h"
-#include "kfw_SqlDbFactoryReg.h"
+#include "kfw/module/kfw_Singletons.h"
+#include "kfw/settings/kfw_RegDbSendMailConfig.h"
+#include "kfw/settings/kfw_RegDbUserData.h"
+#include "kfw/sql/kfw_SqlDbFactoryReg.h"
 
 namespace vel::kos::util {
 

@@ -1,7 +1,7 @@
 // The holders of the singleton classes; kfw_Singletons.cpp defines them, in the order of their construction.
 #pragma once
 
-#include "kfw_SingletonObjectFactory.h"
+#include "kfw/module/kfw_SingletonObjectFactory.h"
 
 namespace vel::kos::kfw {
 

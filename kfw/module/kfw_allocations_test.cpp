@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "TestApplication.h"
 #include "kfw/IFeatureSet.h"
-#include "kfw_EventDispatcher_testsupport.h"
+#include "kfw/events/kfw_EventDispatcher_testsupport.h"
+#include "tests/support/TestApplication.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "kfw_RegDbSendMailConfig.h"
+#include "kfw/settings/kfw_RegDbSendMailConfig.h"
 
 #include <type_traits>
 #include <utility>
 
-#include "kfw_Settings.h"
+#include "kfw/settings/kfw_Settings.h"
 
 namespace vel::kos::kfw {
 

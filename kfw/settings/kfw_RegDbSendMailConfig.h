@@ -1,8 +1,8 @@
 // The settings for sending mail, kept in the user's settings.
 #pragma once
 
-#include "kfw_AppCloseHookAdapter.h"
-#include "kfw_SendMailConfig.h"
+#include "kfw/settings/kfw_AppCloseHookAdapter.h"
+#include "kfw/settings/kfw_SendMailConfig.h"
 #include "kutil/Registry.h"
 
 namespace vel::kos::kfw {

@@ -1,6 +1,6 @@
-#include "kfw_RegDbUserData.h"
+#include "kfw/settings/kfw_RegDbUserData.h"
 
-#include "kfw_Settings.h"
+#include "kfw/settings/kfw_Settings.h"
 
 namespace vel::kos::kfw {
 

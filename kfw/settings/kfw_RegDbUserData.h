@@ -1,8 +1,8 @@
 // The user's record, kept in the user's settings.
 #pragma once
 
-#include "kfw_AppCloseHookAdapter.h"
-#include "kfw_UserData.h"
+#include "kfw/settings/kfw_AppCloseHookAdapter.h"
+#include "kfw/settings/kfw_UserData.h"
 #include "kutil/Registry.h"
 
 namespace vel::kos::kfw {

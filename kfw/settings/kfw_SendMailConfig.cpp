@@ -1,4 +1,4 @@
-#include "kfw_SendMailConfig.h"
+#include "kfw/settings/kfw_SendMailConfig.h"
 
 namespace vel::kos::kfw {
 

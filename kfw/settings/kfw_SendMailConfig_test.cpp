@@ -1,12 +1,12 @@
 // The settings for sending mail, through their interfaces, against the platform's real settings store.
-#include "kfw_RegDbSendMailConfig.h"
+#include "kfw/settings/kfw_RegDbSendMailConfig.h"
 
 #include <gtest/gtest.h>
 
-#include "TestSettings.h"
-#include "callSlot.h"
-#include "kfw_Module.h"
-#include "kfw_SingletonObjectFactory.h"
+#include "kfw/module/kfw_Module.h"
+#include "kfw/module/kfw_SingletonObjectFactory.h"
+#include "tests/support/TestSettings.h"
+#include "tests/support/callSlot.h"
 
 namespace vel::kos::kfw {
 

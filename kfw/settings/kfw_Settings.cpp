@@ -1,4 +1,4 @@
-#include "kfw_Settings.h"
+#include "kfw/settings/kfw_Settings.h"
 
 #include "kutil/log.h"
 

@@ -1,4 +1,4 @@
-#include "kfw_UserData.h"
+#include "kfw/settings/kfw_UserData.h"
 
 namespace vel::kos::kfw {
 

@@ -1,16 +1,16 @@
 // The user's record, through its interfaces, against the platform's real settings store.
-#include "kfw_RegDbUserData.h"
+#include "kfw/settings/kfw_RegDbUserData.h"
 
 #include <iterator>
 #include <memory>
 
 #include <gtest/gtest.h>
 
-#include "TestSettings.h"
-#include "UserFields.h"
-#include "callSlot.h"
-#include "kfw_Module.h"
-#include "kfw_SingletonObjectFactory.h"
+#include "kfw/module/kfw_Module.h"
+#include "kfw/module/kfw_SingletonObjectFactory.h"
+#include "tests/support/TestSettings.h"
+#include "tests/support/UserFields.h"
+#include "tests/support/callSlot.h"
 
 namespace vel::kos::kfw {
 

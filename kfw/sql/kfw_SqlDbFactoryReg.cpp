@@ -1,4 +1,4 @@
-#include "kfw_SqlDbFactoryReg.h"
+#include "kfw/sql/kfw_SqlDbFactoryReg.h"
 
 #include <string_view>
 

@@ -1,4 +1,4 @@
-#include "kfw_SqlDbFactoryReg.h"
+#include "kfw/sql/kfw_SqlDbFactoryReg.h"
 
 #include <functional>
 #include <map>
@@ -9,8 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "kfw/classes.h"
-#include "kfw_Module.h"
-#include "kfw_Singletons.h"
+#include "kfw/module/kfw_Module.h"
+#include "kfw/module/kfw_Singletons.h"
 
 namespace vel::kos::kfw {
 

@@ -1,11 +1,11 @@
-#include "kfw_SystemInfo.h"
+#include "kfw/sysinfo/kfw_SystemInfo.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
 
-#include "kfw_SystemInfo_Attributes.h"
+#include "kfw/sysinfo/kfw_SystemInfo_Attributes.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {

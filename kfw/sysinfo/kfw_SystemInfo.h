@@ -4,8 +4,8 @@
 #include <memory>
 
 #include "kfw/ISystemInfo.h"
-#include "kfw_SystemInfo_Facts.h"
-#include "kfw_SystemInfo_Inventory.h"
+#include "kfw/sysinfo/kfw_SystemInfo_Facts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_Inventory.h"
 #include "kom/implements.h"
 
 namespace vel::kos::kfw {

@@ -1,4 +1,4 @@
-#include "kfw_SystemInfo_Attributes.h"
+#include "kfw/sysinfo/kfw_SystemInfo_Attributes.h"
 
 #include <utility>
 

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "kfw/ISystemInfo.h"
-#include "kfw_SystemInfo_Facts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_Facts.h"
 
 namespace vel::kos::kfw {
 

@@ -1,5 +1,5 @@
 // Processor, memory and frequencies of made-up Windows machines.
-#include "kfw_SystemInfo_FakeWindowsTest.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_FakeWindowsTest.h"
 
 namespace vel::kos::kfw::test {
 

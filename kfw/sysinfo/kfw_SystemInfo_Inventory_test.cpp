@@ -1,6 +1,6 @@
 // The inventory over a loader that the test makes up.
-#include "kfw_SystemInfo_FakeLoader.h"
-#include "kfw_SystemInfo_FakeWindowsTest.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_FakeLoader.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_FakeWindowsTest.h"
 
 namespace vel::kos::kfw::test {
 

@@ -4,7 +4,7 @@
 #include <map>
 #include <string_view>
 
-#include "kfw_SystemInfo_Facts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_Facts.h"
 
 namespace vel::kos::kfw {
 

@@ -1,8 +1,8 @@
 // The facts of a Windows machine, found out through a table of calls.
 #pragma once
 
-#include "kfw_SystemInfo_Facts.h"
-#include "kfw_SystemInfo_WindowsCalls.h"
+#include "kfw/sysinfo/kfw_SystemInfo_Facts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsCalls.h"
 
 namespace vel::kos::kfw {
 

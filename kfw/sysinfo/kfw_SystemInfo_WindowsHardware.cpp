@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {

@@ -1,4 +1,4 @@
-#include "kfw_SystemInfo_WindowsNames.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsNames.h"
 
 #include <bit>
 #include <climits>

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "kfw_SystemInfo_WindowsCalls.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsCalls.h"
 
 namespace vel::kos::kfw {
 

@@ -1,5 +1,5 @@
 // The names of Windows systems, row by row.
-#include "kfw_SystemInfo_WindowsNames.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsNames.h"
 
 #include <clocale>
 

@@ -1,8 +1,8 @@
 // Which Windows it is.
 #include <cstddef>
 
-#include "kfw_SystemInfo_WindowsFacts.h"
-#include "kfw_SystemInfo_WindowsNames.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsNames.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {

@@ -8,7 +8,7 @@
 #include <set>
 #include <sstream>
 
-#include "kfw_SystemInfo_LinuxFacts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_LinuxFacts.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {

@@ -6,9 +6,9 @@
 #include <set>
 #include <sstream>
 
-#include "TestDirectory.h"
-#include "kfw_SystemInfo_LinuxFacts.h"
-#include "kfw_SystemInfo_TestFixture.h"
+#include "kfw/sysinfo/kfw_SystemInfo_LinuxFacts.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_TestFixture.h"
+#include "tests/support/TestDirectory.h"
 
 namespace vel::kos::kfw::test {
 

@@ -1,9 +1,9 @@
 // The facts of made-up Windows machines, through the interface.
-#include "kfw_SystemInfo.h"
+#include "kfw/sysinfo/kfw_SystemInfo.h"
 
 #include <cstring>
 
-#include "kfw_SystemInfo_FakeWindowsTest.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_FakeWindowsTest.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <type_traits>
 
-#include "kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
 
 namespace vel::kos::kfw {
 

@@ -3,7 +3,7 @@
 
 #include <powrprof.h>
 
-#include "kfw_SystemInfo_TestFixture.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_TestFixture.h"
 #include "kutil/message.h"
 
 namespace vel::kos::kfw::test {

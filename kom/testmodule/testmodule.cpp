@@ -1,11 +1,11 @@
 // A small module, built twice: TEST_LETTER is 'a' or 'b'.
 #include <iterator>
 
-#include "ITestThing.h"
-#include "entrypoints.h"
 #include "kom/implements.h"
 #include "kom/module.h"
 #include "kom/runtime.h"
+#include "kom/testmodule/ITestThing.h"
+#include "kom/testmodule/entrypoints.h"
 
 namespace kom::test {
 

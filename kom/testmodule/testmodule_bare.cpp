@@ -1,5 +1,5 @@
 // A library that loads, but lacks the entry points of a component module.
-#include "entrypoints.h"
+#include "kom/testmodule/entrypoints.h"
 
 uint32_t dsoGetAttributes(ModuleAttributes* pOut)
 {

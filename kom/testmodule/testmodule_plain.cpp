@@ -1,8 +1,8 @@
 // A module whose one object is not counted by kom: nobody can tell whether it is in use.
-#include "ITestThing.h"
-#include "entrypoints.h"
 #include "kom/identity.h"
 #include "kom/runtime.h"
+#include "kom/testmodule/ITestThing.h"
+#include "kom/testmodule/entrypoints.h"
 
 namespace {
 

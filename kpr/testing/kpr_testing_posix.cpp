@@ -1,4 +1,4 @@
-#include "kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 #include <cerrno>
 #include <csignal>

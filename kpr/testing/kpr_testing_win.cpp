@@ -4,7 +4,7 @@
 
 #include "kpr/codes.h"
 #include "kpr/dso.h"
-#include "kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace kprtest {
 

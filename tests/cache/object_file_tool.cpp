@@ -7,7 +7,7 @@
 #include <sstream>
 #include <vector>
 
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
 
 using namespace vel::kos;
 

@@ -8,9 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include "LeakCheck.h"
-#include "TestDirectory.h"
-#include "TestSettings.h"
 #include "kfw/ISendMailConfig.h"
 #include "kfw/IUserData.h"
 #include "kfw/classes.h"
@@ -18,6 +15,9 @@
 #include "kom/runtime.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
+#include "tests/support/LeakCheck.h"
+#include "tests/support/TestDirectory.h"
+#include "tests/support/TestSettings.h"
 
 namespace vel::kos::test {
 

@@ -1,4 +1,4 @@
-#include "FaultSweep.h"
+#include "tests/reliability/FaultSweep.h"
 
 #include <algorithm>
 #include <cstdio>

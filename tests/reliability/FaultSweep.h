@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 
 namespace vel::kos::kfw {
 

@@ -2,9 +2,9 @@
 // second. Two clocks count: the local one, and that of the file system, which gives new files their times.
 #include <functional>
 
-#include "Counter.h"
-#include "kfw_CleaningPolicy.h"
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/kfw_CleaningPolicy.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
+#include "tests/reliability/Counter.h"
 
 extern "C" uint32_t __real_kprGetFileInfo(const char*, uint32_t, KprFileInfo*);
 extern "C" uint32_t __real_kprSetFileTime(const char*, const KprTime*, const KprTime*);

@@ -1,6 +1,6 @@
 // The cleaner with every platform call of it failing, in virtual time.
-#include "Counter.h"
-#include "FaultSweep.h"
+#include "tests/reliability/Counter.h"
+#include "tests/reliability/FaultSweep.h"
 
 extern "C" {
 // Not counted, and never failed.

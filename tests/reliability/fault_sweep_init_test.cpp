@@ -1,6 +1,6 @@
 // Setting up a cache with every platform call of it failing.
-#include "Counter.h"
-#include "FaultSweep.h"
+#include "tests/reliability/Counter.h"
+#include "tests/reliability/FaultSweep.h"
 
 namespace vel::kos::kfw {
 

@@ -2,8 +2,8 @@
 // answered, what was stored stays, and the next call works.
 #include <algorithm>
 
-#include "Counter.h"
-#include "FaultSweep.h"
+#include "tests/reliability/Counter.h"
+#include "tests/reliability/FaultSweep.h"
 
 namespace vel::kos::kfw {
 

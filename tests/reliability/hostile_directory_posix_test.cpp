@@ -1,6 +1,6 @@
 // Links, pipes and sockets in a cache directory: they are not followed, nobody waits for them, and what they
 // point to is not touched.
-#include "HostileDirectory.h"
+#include "tests/reliability/HostileDirectory.h"
 
 #include <sys/socket.h>
 #include <sys/stat.h>

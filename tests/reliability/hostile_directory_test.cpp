@@ -1,7 +1,7 @@
 // A cache directory that somebody has filled with directories, strange counters, huge and read-only files:
 // nothing but what the names say is touched, the answers are failures or harmless, and other objects go on
 // working.
-#include "HostileDirectory.h"
+#include "tests/reliability/HostileDirectory.h"
 
 namespace vel::kos::kfw {
 

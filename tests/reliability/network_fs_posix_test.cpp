@@ -12,11 +12,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "Counter.h"
-#include "kfw_FSCache_TestFixture.h"
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kpr/dso.h"
-#include "testing/kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
+#include "tests/reliability/Counter.h"
 
 namespace vel::kos::kfw {
 

@@ -11,14 +11,14 @@
 
 #include <gtest/gtest.h>
 
-#include "TestDirectory.h"
-#include "TestSettings.h"
 #include "kfw/ISendMailConfig.h"
 #include "kfw/IUserData.h"
 #include "kfw/classes.h"
 #include "kom/runtime.h"
 #include "kpr/dso.h"
 #include "kutil/log.h"
+#include "tests/support/TestDirectory.h"
+#include "tests/support/TestSettings.h"
 
 using vel::kos::test::TestDirectory;
 using vel::kos::test::TestSettings;

@@ -14,9 +14,9 @@
 
 #include <gtest/gtest.h>
 
-#include "TestSettings.h"
-#include "UserFields.h"
-#include "kfw_RegDbUserData.h"
+#include "kfw/settings/kfw_RegDbUserData.h"
+#include "tests/support/TestSettings.h"
+#include "tests/support/UserFields.h"
 
 using vel::kos::kfw::RegDbUserData;
 using vel::kos::test::TestSettings;

@@ -13,9 +13,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "TestSettings.h"
-#include "kfw_RegDbUserData.h"
+#include "kfw/settings/kfw_RegDbUserData.h"
 #include "kutil/Registry.h"
+#include "tests/support/TestSettings.h"
 
 namespace fs = std::filesystem;
 using vel::kos::fw::LOG_LEVEL_DEBUG;

@@ -1,6 +1,6 @@
-#include "FaultTable.h"
+#include "tests/support/FaultTable.h"
 
-#include "FaultTable_Calls.h"
+#include "tests/support/FaultTable_Calls.h"
 
 namespace vel::kos::test {
 

@@ -1,5 +1,5 @@
 // The wrapped platform calls.
-#include "FaultTable_Calls.h"
+#include "tests/support/FaultTable_Calls.h"
 #include "kpr/codes.h"
 #include "kpr/dso.h"
 #include "kpr/md5.h"

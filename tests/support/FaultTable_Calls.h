@@ -8,8 +8,8 @@
 #include <optional>
 #include <set>
 
-#include "FaultTable.h"
 #include "kpr/dir.h"
+#include "tests/support/FaultTable.h"
 
 namespace vel::kos::test {
 

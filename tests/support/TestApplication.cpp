@@ -1,4 +1,4 @@
-#include "TestApplication.h"
+#include "tests/support/TestApplication.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "TestApplication.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::test {
 

@@ -3,7 +3,7 @@
 #include <aclapi.h>
 #include <sddl.h>
 
-#include "TestSettings.h"
+#include "tests/support/TestSettings.h"
 
 #include <atomic>
 #include <cstdio>

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kfw_SystemInfo_TestFixture.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_TestFixture.h"
 #include "kgen/path.h"
 #include "kpr/dso.h"
 #include "kpr/time.h"

@@ -7,8 +7,8 @@
 #include <sstream>
 #include <string>
 
-#include "kfw_SystemInfo_FakeWindows.h"
-#include "kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_FakeWindows.h"
 #include "kutil/log.h"
 
 using namespace vel::kos::kfw;

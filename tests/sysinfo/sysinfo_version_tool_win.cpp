@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
 
 using namespace vel::kos::kfw;
 

@@ -5,11 +5,11 @@
 #include <nlohmann/json.hpp>
 
 #include "kom/identity.h"
-#include "kom_path.h"
+#include "kom/kom_path.h"
 #include "kpr/path.h"
 #include "kpr/process.h"
-#include "validate_Image.h"
-#include "validate_Runner.h"
+#include "tools/kom-validate/validate_Image.h"
+#include "tools/kom-validate/validate_Runner.h"
 
 namespace kom::validate {
 

@@ -1,4 +1,4 @@
-#include "validate_Checks.h"
+#include "tools/kom-validate/validate_Checks.h"
 
 namespace kom::validate {
 

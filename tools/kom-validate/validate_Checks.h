@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "validate_Trial.h"
+#include "tools/kom-validate/validate_Trial.h"
 
 namespace kom::validate {
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "validate_Checks.h"
+#include "tools/kom-validate/validate_Checks.h"
 
 namespace kom::validate {
 

@@ -4,8 +4,8 @@
 #include <thread>
 
 #include "kom/heap.h"
-#include "validate_Checks.h"
-#include "validate_Process.h"
+#include "tools/kom-validate/validate_Checks.h"
+#include "tools/kom-validate/validate_Process.h"
 
 namespace kom::validate {
 

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "validate_Checks.h"
+#include "tools/kom-validate/validate_Checks.h"
 
 namespace kom::validate {
 

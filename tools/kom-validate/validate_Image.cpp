@@ -1,4 +1,4 @@
-#include "validate_Image.h"
+#include "tools/kom-validate/validate_Image.h"
 
 #include <algorithm>
 #include <cctype>

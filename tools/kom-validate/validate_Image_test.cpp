@@ -1,5 +1,5 @@
 // The reader of module files: on real modules, on small ones made here, and on broken ones.
-#include "validate_Image.h"
+#include "tools/kom-validate/validate_Image.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "kpr/dso.h"
-#include "kpr_testing.h"
+#include "kpr/testing/kpr_testing.h"
 
 namespace kom::validate {
 

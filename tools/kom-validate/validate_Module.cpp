@@ -1,12 +1,12 @@
-#include "validate_Module.h"
+#include "tools/kom-validate/validate_Module.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <utility>
 
 #include "kom/identity.h"
+#include "kom/kom_path.h"
 #include "kom/runtime.h"
-#include "kom_path.h"
 
 namespace kom::validate {
 

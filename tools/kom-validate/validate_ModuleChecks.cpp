@@ -2,7 +2,7 @@
 #include <iterator>
 
 #include "kom/heap.h"
-#include "validate_Checks.h"
+#include "tools/kom-validate/validate_Checks.h"
 
 namespace kom::validate {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "kom/identity.h"
-#include "validate_Checks.h"
+#include "tools/kom-validate/validate_Checks.h"
 
 namespace kom::validate {
 

@@ -1,4 +1,4 @@
-#include "validate_Process.h"
+#include "tools/kom-validate/validate_Process.h"
 
 #include <cerrno>
 #include <csignal>

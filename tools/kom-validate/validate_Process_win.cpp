@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "kpr/dso.h"
-#include "validate_Process.h"
+#include "tools/kom-validate/validate_Process.h"
 
 namespace kom::validate {
 

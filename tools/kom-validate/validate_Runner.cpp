@@ -1,14 +1,14 @@
-#include "validate_Runner.h"
+#include "tools/kom-validate/validate_Runner.h"
 
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
 
-#include "kom_path.h"
+#include "kom/kom_path.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/map.h"
-#include "validate_Process.h"
+#include "tools/kom-validate/validate_Process.h"
 
 namespace kom::validate {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "validate_Checks.h"
+#include "tools/kom-validate/validate_Checks.h"
 
 namespace kom::validate {
 

@@ -1,4 +1,4 @@
-#include "validate_Trial.h"
+#include "tools/kom-validate/validate_Trial.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -6,8 +6,8 @@
 
 #include "kpr/file.h"
 #include "kpr/map.h"
-#include "validate_Image.h"
-#include "validate_Module.h"
+#include "tools/kom-validate/validate_Image.h"
+#include "tools/kom-validate/validate_Module.h"
 
 namespace kom::validate {
 

@@ -1,11 +1,11 @@
 // cache put, get, attrs, has, id, put-file, get-file, pin, unpin.
-#include "khost_Cache.h"
+#include "host/khost/commands/khost_Cache.h"
 
 #include <memory>
 
-#include "kfw_CacheId.h"
-#include "khost_Commands.h"
-#include "khost_Files.h"
+#include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Files.h"
+#include "kfw/cache/format/kfw_CacheId.h"
 #include "kpr/file.h"
 
 namespace vel::kos::host {

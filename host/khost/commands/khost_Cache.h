@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "khost_Session.h"
+#include "host/khost/khost_Session.h"
 
 namespace vel::kos::host {
 

@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <memory>
 
-#include "khost_Cache.h"
-#include "khost_Files.h"
-#include "khost_Progress.h"
+#include "host/khost/commands/khost_Cache.h"
+#include "host/khost/khost_Files.h"
+#include "host/khost/khost_Progress.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/path.h"

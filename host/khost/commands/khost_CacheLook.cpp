@@ -3,9 +3,9 @@
 #include <array>
 #include <cstdio>
 
-#include "khost_Cache.h"
-#include "khost_CacheFiles.h"
-#include "khost_Progress.h"
+#include "host/khost/commands/khost_Cache.h"
+#include "host/khost/khost_CacheFiles.h"
+#include "host/khost/khost_Progress.h"
 
 namespace vel::kos::host {
 

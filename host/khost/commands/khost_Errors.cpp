@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "khost_Commands.h"
+#include "host/khost/khost_Commands.h"
 #include "kom/identity.h"
 
 namespace vel::kos::host {

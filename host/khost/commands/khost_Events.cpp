@@ -5,10 +5,10 @@
 #include <string_view>
 #include <vector>
 
+#include "host/khost/khost_Commands.h"
+#include "host/khost/khost_LineReader.h"
 #include "kfw/IEventDispatcher.h"
 #include "kfw/classes.h"
-#include "khost_Commands.h"
-#include "khost_LineReader.h"
 #include "kom/implements.h"
 
 namespace vel::kos::host {

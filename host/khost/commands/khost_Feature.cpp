@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "host/khost/khost_Commands.h"
 #include "kfw/IFeatureSet.h"
 #include "kfw/classes.h"
-#include "khost_Commands.h"
 
 namespace vel::kos::host {
 

@@ -1,7 +1,7 @@
 // register, unregister, classes, info.
 #include <memory>
 
-#include "khost_Commands.h"
+#include "host/khost/khost_Commands.h"
 #include "kom/heap.h"
 #include "kom/runtime.h"
 #include "kpr/dso.h"

@@ -3,10 +3,10 @@
 #include <memory>
 #include <optional>
 
+#include "host/khost/khost_Commands.h"
 #include "kfw/ISendMailConfig.h"
 #include "kfw/IUserData.h"
 #include "kfw/classes.h"
-#include "khost_Commands.h"
 
 namespace vel::kos::host {
 

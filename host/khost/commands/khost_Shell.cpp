@@ -1,10 +1,10 @@
 // shell, and the commands that only it has: sleep, idle, quit.
 #include <memory>
 
-#include "khost_CacheFiles.h"
-#include "khost_Commands.h"
-#include "khost_Console.h"
-#include "khost_LineReader.h"
+#include "host/khost/khost_CacheFiles.h"
+#include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Console.h"
+#include "host/khost/khost_LineReader.h"
 #include "kpr/codes.h"
 #include "kpr/file.h"
 #include "kpr/path.h"

@@ -2,9 +2,9 @@
 #include <memory>
 #include <set>
 
+#include "host/khost/khost_Commands.h"
 #include "kfw/classes.h"
 #include "kfw/sql/driver.h"
-#include "khost_Commands.h"
 #include "kpr/dir.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"

@@ -3,10 +3,10 @@
 #include <array>
 #include <memory>
 
+#include "host/khost/khost_Commands.h"
 #include "kfw/ISystemInfo.h"
 #include "kfw/classes.h"
 #include "kgen/path.h"
-#include "khost_Commands.h"
 #include "kom/heap.h"
 
 namespace vel::kos::host {

@@ -1,4 +1,4 @@
-#include "kfw_CacheId.h"
+#include "kfw/cache/format/kfw_CacheId.h"
 
 namespace vel::kos::kfw {
 

@@ -1,4 +1,4 @@
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
 
 #include <algorithm>
 #include <cstring>

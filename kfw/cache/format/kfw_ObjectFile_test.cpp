@@ -1,10 +1,10 @@
 // The layout of object files and their names, in memory.
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
 
 #include <gtest/gtest.h>
 
-#include "LeakCheck.h"
-#include "kfw_CacheId.h"
+#include "kfw/cache/format/kfw_CacheId.h"
+#include "tests/support/LeakCheck.h"
 
 namespace vel::kos::kfw {
 

@@ -8,8 +8,8 @@
 
 #include <gmock/gmock.h>
 
-#include "kfw_FSCache_Cleaner.h"
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/kfw_FSCache_Cleaner.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kom/identity.h"
 #include "kpr/byteorder.h"
 

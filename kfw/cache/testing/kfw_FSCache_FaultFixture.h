@@ -1,7 +1,7 @@
 // What the tests share that let the platform's calls fail under the cache.
 #pragma once
 
-#include "kfw_FSCache_TestFixture.h"
+#include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 
 namespace vel::kos::kfw {
 

@@ -7,12 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include "FaultTable.h"
-#include "LeakCheck.h"
-#include "TestApplication.h"
-#include "TestDirectory.h"
-#include "kfw_CacheId.h"
-#include "kfw_FSCache.h"
+#include "kfw/cache/format/kfw_CacheId.h"
+#include "kfw/cache/kfw_FSCache.h"
+#include "tests/support/FaultTable.h"
+#include "tests/support/LeakCheck.h"
+#include "tests/support/TestApplication.h"
+#include "tests/support/TestDirectory.h"
 
 namespace vel::kos::kfw {
 

@@ -11,10 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "TestApplication.h"
-#include "kfw_FSCache.h"
+#include "kfw/cache/kfw_FSCache.h"
 #include "kom/identity.h"
 #include "kpr/md5.h"
+#include "tests/support/TestApplication.h"
 
 using namespace vel::kos;
 

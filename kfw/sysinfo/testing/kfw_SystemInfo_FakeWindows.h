@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "kfw_SystemInfo_WindowsCalls.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsCalls.h"
 
 namespace vel::kos::kfw::test {
 

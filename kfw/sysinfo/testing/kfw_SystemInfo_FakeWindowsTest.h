@@ -1,9 +1,9 @@
 // Tests over a made-up Windows machine (gMachine).
 #pragma once
 
-#include "kfw_SystemInfo_FakeWindows.h"
-#include "kfw_SystemInfo_TestFixture.h"
-#include "kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_FakeWindows.h"
+#include "kfw/sysinfo/testing/kfw_SystemInfo_TestFixture.h"
 
 namespace vel::kos::kfw::test {
 

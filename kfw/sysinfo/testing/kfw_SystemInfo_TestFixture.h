@@ -8,9 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include "LeakCheck.h"
-#include "TestApplication.h"
-#include "kfw_SystemInfo.h"
+#include "kfw/sysinfo/kfw_SystemInfo.h"
+#include "tests/support/LeakCheck.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::kfw::test {
 

@@ -3,7 +3,7 @@
 #include <random>
 #include <thread>
 
-#include "storm_Storms.h"
+#include "tests/reliability/storm/storm_Storms.h"
 
 namespace vel::kos::storm {
 

@@ -1,8 +1,8 @@
 // Processes that end themselves at every call.
 #include <algorithm>
 
-#include "storm_Storms.h"
-#include "storm_Values.h"
+#include "tests/reliability/storm/storm_Storms.h"
+#include "tests/reliability/storm/storm_Values.h"
 
 namespace vel::kos::storm {
 

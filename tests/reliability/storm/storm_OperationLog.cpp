@@ -1,4 +1,4 @@
-#include "storm_Ledger.h"
+#include "tests/reliability/storm/storm_OperationLog.h"
 
 #include <cstdlib>
 #include <sstream>

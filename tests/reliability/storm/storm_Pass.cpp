@@ -1,6 +1,6 @@
-#include "storm_Pass.h"
+#include "tests/reliability/storm/storm_Pass.h"
 
-#include "storm_Values.h"
+#include "tests/reliability/storm/storm_Values.h"
 
 namespace vel::kos::storm {
 

@@ -1,8 +1,8 @@
 // One pass of the cleaner over a large directory.
 #pragma once
 
-#include "storm_Field.h"
-#include "storm_Reader.h"
+#include "tests/reliability/storm/storm_Reader.h"
+#include "tests/reliability/storm/storm_StressEnvironment.h"
 
 namespace vel::kos::storm {
 

@@ -1,4 +1,4 @@
-#include "storm_Platform.h"
+#include "tests/reliability/storm/storm_Platform.h"
 
 #include <algorithm>
 #include <atomic>
@@ -7,12 +7,12 @@
 #include <thread>
 #include <utility>
 
-#include "kfw_CacheId.h"
+#include "kfw/cache/format/kfw_CacheId.h"
 #include "kpr/codes.h"
 #include "kpr/dir.h"
 #include "kpr/thread.h"
 #include "kpr/time.h"
-#include "storm_Process.h"
+#include "tests/reliability/storm/storm_Process.h"
 
 // A function that is counted and passed on: its name, then its parameters twice (declared, passed).
 #define K_PASS(pName, pDeclared, pPassed)                                                                    \

@@ -9,8 +9,8 @@
 
 #include <cstdint>
 
-#include "storm_Ledger.h"
-#include "storm_TimeLens.h"
+#include "tests/reliability/storm/storm_OperationLog.h"
+#include "tests/reliability/storm/storm_TimeLens.h"
 
 namespace vel::kos::storm {
 

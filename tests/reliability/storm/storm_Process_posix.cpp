@@ -1,4 +1,4 @@
-#include "storm_Process.h"
+#include "tests/reliability/storm/storm_Process.h"
 
 #include <sys/resource.h>
 

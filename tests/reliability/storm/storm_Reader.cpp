@@ -1,4 +1,4 @@
-#include "storm_Reader.h"
+#include "tests/reliability/storm/storm_Reader.h"
 
 #include <algorithm>
 #include <chrono>
@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "kom/identity.h"
-#include "storm_Values.h"
+#include "tests/reliability/storm/storm_Values.h"
 
 namespace vel::kos::storm {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "kfw/IFileSystemCache.h"
-#include "storm_Ledger.h"
+#include "tests/reliability/storm/storm_OperationLog.h"
 
 namespace vel::kos::storm {
 

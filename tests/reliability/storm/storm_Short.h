@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "storm_Storms.h"
+#include "tests/reliability/storm/storm_Storms.h"
 
 namespace vel::kos::storm {
 

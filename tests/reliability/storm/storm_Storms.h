@@ -2,7 +2,7 @@
 // should not have been stands in Figures::failures.
 #pragma once
 
-#include "storm_Field.h"
+#include "tests/reliability/storm/storm_StressEnvironment.h"
 
 namespace vel::kos::storm {
 

@@ -1,17 +1,17 @@
-#include "storm_Field.h"
+#include "tests/reliability/storm/storm_StressEnvironment.h"
 
 #include <algorithm>
 #include <chrono>
 #include <stdexcept>
 #include <thread>
 
-#include "kfw_CacheId.h"
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_CacheId.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kpr/byteorder.h"
 #include "kpr/codes.h"
 #include "kpr/dso.h"
 #include "kpr/map.h"
-#include "storm_Values.h"
+#include "tests/reliability/storm/storm_Values.h"
 
 namespace vel::kos::storm {
 

@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
-#include "TestDirectory.h"
-#include "kpr_testing.h"
-#include "storm_Ledger.h"
-#include "storm_Options.h"
-#include "storm_Reader.h"
-#include "storm_TimeLens.h"
+#include "kpr/testing/kpr_testing.h"
+#include "tests/reliability/storm/storm_OperationLog.h"
+#include "tests/reliability/storm/storm_Reader.h"
+#include "tests/reliability/storm/storm_StressOptions.h"
+#include "tests/reliability/storm/storm_TimeLens.h"
+#include "tests/support/TestDirectory.h"
 
 namespace vel::kos::storm {
 

@@ -1,4 +1,4 @@
-#include "storm_TimeLens.h"
+#include "tests/reliability/storm/storm_TimeLens.h"
 
 namespace vel::kos::storm {
 

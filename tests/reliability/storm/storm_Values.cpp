@@ -1,10 +1,10 @@
-#include "storm_Values.h"
+#include "tests/reliability/storm/storm_Values.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "kfw_CacheId.h"
-#include "kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_CacheId.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kpr/md5.h"
 
 namespace vel::kos::storm {

@@ -1,4 +1,4 @@
-#include "storm_Work.h"
+#include "tests/reliability/storm/storm_Work.h"
 
 #include <algorithm>
 #include <chrono>
@@ -8,7 +8,7 @@
 #include "kom/identity.h"
 #include "kpr/codes.h"
 #include "kpr/time.h"
-#include "storm_Platform.h"
+#include "tests/reliability/storm/storm_Platform.h"
 
 namespace vel::kos::storm {
 

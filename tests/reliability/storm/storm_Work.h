@@ -6,9 +6,9 @@
 #include <string>
 
 #include "kfw/IFileSystemCache.h"
-#include "storm_Ledger.h"
-#include "storm_Options.h"
-#include "storm_Values.h"
+#include "tests/reliability/storm/storm_OperationLog.h"
+#include "tests/reliability/storm/storm_StressOptions.h"
+#include "tests/reliability/storm/storm_Values.h"
 
 namespace vel::kos::storm {
 

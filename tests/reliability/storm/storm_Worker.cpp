@@ -18,13 +18,13 @@
 #include <thread>
 #include <vector>
 
-#include "TestApplication.h"
-#include "kfw_FSCache.h"
+#include "kfw/cache/kfw_FSCache.h"
 #include "kom/identity.h"
-#include "kpr_testing.h"
-#include "storm_Platform.h"
-#include "storm_Reader.h"
-#include "storm_Work.h"
+#include "kpr/testing/kpr_testing.h"
+#include "tests/reliability/storm/storm_Platform.h"
+#include "tests/reliability/storm/storm_Reader.h"
+#include "tests/reliability/storm/storm_Work.h"
+#include "tests/support/TestApplication.h"
 
 namespace vel::kos::storm {
 

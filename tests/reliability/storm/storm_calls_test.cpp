@@ -1,6 +1,6 @@
 // Processes that end at any call, and a pass whose calls are counted.
-#include "storm_Pass.h"
-#include "storm_Short.h"
+#include "tests/reliability/storm/storm_Pass.h"
+#include "tests/reliability/storm/storm_Short.h"
 
 namespace vel::kos::storm {
 

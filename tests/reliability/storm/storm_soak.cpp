@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <functional>
 
-#include "kpr_testing.h"
-#include "storm_Pass.h"
-#include "storm_Storms.h"
+#include "kpr/testing/kpr_testing.h"
+#include "tests/reliability/storm/storm_Pass.h"
+#include "tests/reliability/storm/storm_Storms.h"
 
 namespace vel::kos::storm {
 

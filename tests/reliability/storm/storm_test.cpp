@@ -1,5 +1,5 @@
 // The storms in their short form.
-#include "storm_Short.h"
+#include "tests/reliability/storm/storm_Short.h"
 
 namespace vel::kos::storm {
 

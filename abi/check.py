@@ -162,7 +162,8 @@ class Tree:
             symbols = [name for header in os.listdir(folder)
                        for name in EXPORTED.findall(self.read(f"{module}/{header}"))]
         else:
-            with open(os.path.join(self.root, module, module + ".map"), encoding="utf-8") as file:
+            folder = "kfw/module" if module == "kfw" else module
+            with open(os.path.join(self.root, folder, module + ".map"), encoding="utf-8") as file:
                 symbols = re.findall(r'\w+', re.search(r'global:([^:]*;)', file.read()).group(1))
         return "".join(symbol + "\n" for symbol in sorted(symbols))
 
@@ -199,7 +200,7 @@ class Tree:
         for module in ("kpr", "kom", "kfw", "drivers"):
             lists[f"exports/{module}.txt"] = functools.partial(self.export_list, module)
         for name, target in vtables.ABIS.items():
-            lists[name] = functools.partial(self.face_list, target)
+            lists[name] = functools.partial(self.vtable_list, target)
         return lists
 
 

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kfw/events/kfw_EventDispatcher_testsupport.h"
+#include "kfw/events/testing/kfw_TestEvents.h"
 #include "kom/identity.h"
 #include "tests/support/TestApplication.h"
 

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kfw/events/kfw_EventDispatcher_testsupport.h"
+#include "kfw/events/testing/kfw_TestEvents.h"
 #include "tests/support/TestApplication.h"
 
 namespace vel::kos::kfw {

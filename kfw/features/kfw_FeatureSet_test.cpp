@@ -6,7 +6,8 @@
 #include <gtest/gtest.h>
 
 #include "kfw/IFeatureSet.h"
-#include "kfw/events/kfw_EventDispatcher_testsupport.h"
+#include "kfw/classes.h"
+#include "kfw/module/testing/kfw_TestObject.h"
 #include "tests/support/TestApplication.h"
 
 namespace vel::kos::kfw {

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Rules of the source tree that no compiler checks. Each check answers the lines that break its rule."""
+"""Rules of the source tree that no compiler checks. Each check returns the lines that break its rule."""
 
 import argparse
 import json
@@ -20,6 +20,7 @@ LAYERS = {
     "kfw": ["kutil", "kom", "kpr", "kgen"],
     "host": ["kfw", "kutil", "kom", "kpr", "kgen"],
     "drivers": ["kfw", "kom", "kpr"],
+    "tools": ["kom", "kpr"],
     "examples": ["host", "kfw", "kutil", "kom", "kpr"],
 }
 SYSTEM_HEADERS = re.compile(
@@ -27,6 +28,8 @@ SYSTEM_HEADERS = re.compile(
     r'unistd|fcntl|dlfcn|link|elf|dirent|pthread|sched|signal|poll|termios|spawn|pwd|grp|'
     r'sys/[a-z]+|arpa/[a-z]+|netinet/[a-z]+|linux/[a-z]+)\.h>')
 SYSTEM_TYPES = re.compile(r'\b(HANDLE|HMODULE|DWORD|HKEY|LPVOID|LPCSTR|LPCWSTR|BOOL|pid_t|off_t|ssize_t|mode_t|wchar_t)\b')
+TEST_FILE = re.compile(r'_test\.cpp$|/testing/')
+GENERATED = set()  # headers that the build makes
 SYSTEM_FILE = re.compile(r'_(win|posix|linux)(_test)?\.(cpp|h)$')
 
 
@@ -73,6 +76,37 @@ def check_layers():
     return found
 
 
+def check_components():
+    """No component of kfw/ includes another one; only kfw/module knows them all. Tests may use kfw/module."""
+    found = []
+    for name in sources():
+        own = re.match(r'kfw/(\w+)/', name)
+        if not own or own.group(1) in ("include", "module"):
+            continue
+        allowed = {own.group(1), "module"} if TEST_FILE.search(name) else {own.group(1)}
+        for number, line in lines(name):
+            include = re.match(r'\s*#\s*include\s*[<"]kfw/(\w+)/kfw_', line)
+            if include and include.group(1) not in allowed:
+                found.append(f"{name}:{number}: {line.strip()}")
+    return found
+
+
+def check_private_includes():
+    """A quoted include names a public header, or a private one by its path from the root."""
+    public = {re.sub(r'^.*/include/', '', name) for name in sources(r'/include/.*\.h$')}
+    found = []
+    for name in sources():
+        if name.startswith("abi/"):
+            continue  # compiled without the build's folders
+        for number, line in lines(name):
+            include = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
+            if not include or include.group(1) in public or include.group(1) in GENERATED:
+                continue
+            if "/" not in include.group(1) or not os.path.exists(os.path.join(ROOT, include.group(1))):
+                found.append(f"{name}:{number}: {line.strip()}")
+    return found
+
+
 def check_assertion_sources():
     """_kAssert is given the class's source name, never __FILE__."""
     return [f"{name}:{number}: {line.strip()}" for name in sources() for number, line in lines(name)
@@ -95,8 +129,8 @@ def check_readme_example():
         return [] if shown == file.read() else ["README.md differs from examples/hello_cache.cpp"]
 
 
-CHECKS = [check_system_headers, check_public_headers, check_layers, check_assertion_sources,
-          check_readme_example, check_formatting]
+CHECKS = [check_system_headers, check_public_headers, check_layers, check_components, check_private_includes,
+          check_assertion_sources, check_readme_example, check_formatting]
 
 
 def main():

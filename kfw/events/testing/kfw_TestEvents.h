@@ -8,7 +8,7 @@
 
 #include "kfw/IEventDispatcher.h"
 #include "kfw/classes.h"
-#include "kfw/module/kfw_Module.h"
+#include "kfw/module/testing/kfw_TestObject.h"
 #include "kom/implements.h"
 
 namespace vel::kos::test {
@@ -90,17 +90,6 @@ private:
 
     kom::RefCount mRefCount;
 };
-
-/// An object of one of the module's classes, made by the module's factory; empty when it lacks the interface.
-template <class J>
-kom::Ref<J> makeObject(const char* pClassId)
-{
-    kom::IUnknown* tFace = nullptr;
-    if (KFAILED(dsoGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tFace))) return {};
-    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
-    if (KFAILED(tFactory->createInstance(nullptr, J::IID, &tFace))) return {};
-    return kom::adopt(static_cast<J*>(tFace));
-}
 
 inline kom::Ref<fw::IEventDispatcher> makeDispatcher()
 {

@@ -11,48 +11,17 @@
 #include "kpr/dso.h"
 #include "kpr/time.h"
 
-#if defined(_WIN32)
-#define MODULE_EXPORT extern "C" __declspec(dllexport)
-#else
-#define MODULE_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
+#include "tests/validate/broken_module.h"
 
 namespace {
 
-enum class Defect {
-    NONE,
-    EXTRA_EXPORT,          ///< exports a fifth function
-    MISSING_EXPORT,        ///< does not export dsoUnregisterServer
-    STAYS_LOADED,          ///< keeps itself in the process
-    HEAP_ATTRIBUTES,       ///< makes its attributes when it is asked for them
-    NAMES_ITSELF_ANEW,     ///< gives its interface identity in another place each time
-    REGISTERS_ON,          ///< goes on registering after a refusal
-    UNREGISTERS_HALF,      ///< stops unregistering at a refusal
-    PROMISES_CLASS,        ///< registers a class that it does not provide
-    ANY_LETTER_CASE,       ///< knows its classes in capitals as well
-    ONE_FACTORY,           ///< hands out the same factory to all
-    SINGLETON_PER_FACTORY, ///< has as many singletons as factories
-    LETS_SINGLETON_GO,     ///< does not keep its singleton when nobody uses it
-    AGGREGATES,            ///< takes an outer object and ignores it
-    HIDES_INTERFACE,       ///< says it is an interface that it does not answer
-    TEARS_OFF,             ///< answers an interface with an object of its own
-    ANY_VERSION,           ///< answers every version of its interfaces
-    KEEPS_OUT,             ///< leaves the out pointer as it is when it refuses an outer object
-    ANSWERS_COM,           ///< answers the COM QueryInterface
-    RACES,                 ///< counts references without atomic operations
-    FORGIVES,              ///< takes a release too many
-    LEAKS_REFUSED,         ///< forgets the object that lacks the interface asked for
-    CRASHES,               ///< crashes in the COM QueryInterface
-    HANGS                  ///< does not come back from the COM AddRef
-};
-
-constexpr bool is(Defect pDefect) { return pDefect == Defect::MODULE_DEFECT; }
+bool is(Defect pDefect) { return pDefect == DEFECT; }
 
 constexpr char CLASS_PAIR[] = "b0b0b0b0-0000-4000-8000-00000000000a";
 constexpr char CLASS_SINGLE[] = "b0b0b0b0-0000-4000-8000-00000000000b";
 constexpr char CLASS_PROMISED[] = "b0b0b0b0-0000-4000-8000-00000000000c";
 constexpr const char* REGISTERED[] = {CLASS_PAIR, CLASS_SINGLE, CLASS_PROMISED};
-constexpr size_t REGISTERED_COUNT = is(Defect::PROMISES_CLASS) ? 3 : 2;
+size_t registeredCount() { return is(Defect::PROMISES_CLASS) ? 3 : 2; }
 
 class ILeft : public kom::IUnknown {
 public:
@@ -284,7 +253,7 @@ MODULE_EXPORT uint32_t dsoGetObjectFactory(const char* pClassId, const char* pIi
 MODULE_EXPORT uint32_t dsoRegisterServer(unsigned int pArg1, void* pArg2)
 {
     uint32_t tFirst = 0;
-    for (size_t i = 0; i < REGISTERED_COUNT; ++i) {
+    for (size_t i = 0; i < registeredCount(); ++i) {
         const uint32_t tRes = komRegisterDSO(REGISTERED[i], pArg1, pArg2);
         if (KFAILED(tRes) && !is(Defect::REGISTERS_ON)) return tRes;
         if (KFAILED(tRes) && !KFAILED(tFirst)) tFirst = tRes;
@@ -292,19 +261,13 @@ MODULE_EXPORT uint32_t dsoRegisterServer(unsigned int pArg1, void* pArg2)
     return tFirst;
 }
 
-#if !defined(MODULE_WITHOUT_UNREGISTER)
-MODULE_EXPORT uint32_t dsoUnregisterServer(unsigned int pArg1, void* pArg2)
+uint32_t unregisterServer(unsigned int pArg1, void* pArg2)
 {
     uint32_t tFirst = 0;
-    for (size_t i = 0; i < REGISTERED_COUNT; ++i) {
+    for (size_t i = 0; i < registeredCount(); ++i) {
         const uint32_t tRes = komUnregisterDSO(REGISTERED[i], pArg1, pArg2);
         if (KFAILED(tRes) && is(Defect::UNREGISTERS_HALF)) return tRes;
         if (KFAILED(tRes) && !KFAILED(tFirst)) tFirst = tRes;
     }
     return tFirst;
 }
-#endif
-
-#if defined(MODULE_WITH_EXTRA)
-MODULE_EXPORT uint32_t alsoExported() { return 0; }
-#endif

@@ -31,7 +31,7 @@ add_library(kfw_flags INTERFACE)
 # Private headers are included by their path from the root, so that each line shows where it reaches.
 target_include_directories(kfw_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
 target_compile_options(kfw_flags INTERFACE
-    -Wall -Wextra -Wpedantic -Werror -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Wcast-align
+    -Wall -Wextra -Wpedantic $<$<BOOL:${KFW_WERROR}>:-Werror> -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Wcast-align
     -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion -Wnull-dereference -Wformat=2
     -fno-omit-frame-pointer)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -65,6 +65,7 @@ function(k_library pName)
     target_include_directories(${pName} PUBLIC
         $<BUILD_INTERFACE:${CMAKE_CURRENT_SOURCE_DIR}/include> $<INSTALL_INTERFACE:include>)
     target_link_libraries(${pName} PUBLIC ${ARG_PUBLIC} PRIVATE kfw_flags ${ARG_PRIVATE})
+    add_library(kfw::${pName} ALIAS ${pName})
     if(WIN32)
         set_target_properties(${pName} PROPERTIES PREFIX "")
     else()

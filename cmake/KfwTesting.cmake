@@ -3,7 +3,9 @@
 set(INSTALL_GTEST OFF)
 set(BUILD_GMOCK ON)
 set(gtest_disable_pthreads OFF)
-add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+find_path(KFW_GOOGLETEST_DIR googletest/src/gtest-all.cc PATHS /usr/src/googletest NO_CMAKE_FIND_ROOT_PATH REQUIRED
+    DOC "The sources of GoogleTest, compiled for each target")
+add_subdirectory(${KFW_GOOGLETEST_DIR} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 foreach(tLibrary gtest gtest_main gmock gmock_main)
     target_compile_options(${tLibrary} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
 endforeach()

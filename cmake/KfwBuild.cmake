@@ -38,6 +38,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Unique symbols would keep a module loaded for ever.
     target_compile_options(kfw_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(kfw_flags INTERFACE -Wthread-safety)
+endif()
 if(KFW_BENCH AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     # At -O3 it sees overlaps inside std::string that are not there.
     target_compile_options(kfw_flags INTERFACE -Wno-restrict)

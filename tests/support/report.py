@@ -2,7 +2,7 @@
 """Sums up test runs.
 
 report.py DIR                        reads ctest.xml and the <test>.json files of DIR, writes a report
-report.py --line NAME SECONDS FILE   one line about a report
+report.py --line NAME STEPS FILE     one line about a report, with what each step took
 report.py --total FILE...            the sum of reports, as the last line; status 1 when anything failed
 
 A report is {"passed", "failed", "skipped", "reasons": [[test, reason]...]}. A test program of ctest counts
@@ -79,10 +79,10 @@ def read_reports(paths):
 
 def main(arguments):
     if arguments[0] == "--line":
-        name, seconds, path = arguments[1:]
+        name, steps, path = arguments[1:]
         report = read_reports([path])[0]
         print(f"{name}: {report['passed']} passed, {report['failed']} failed, {report['skipped']} skipped"
-              f" in {seconds} s")
+              f" ({steps})")
         for test, reason in report["reasons"]:
             print(f"    skipped {test}: {reason}")
         return 0

@@ -15,10 +15,10 @@ constexpr uint64_t POLL_MS = 30000;
 constexpr unsigned FILES = 8; ///< old ones, for the cleaner to be at work when it dies
 
 /// Whoever was elected first after a moment; null when nobody was.
-Worker* electedAfter(Field& pField, uint64_t pMoment)
+Worker* electedAfter(StressEnvironment& pEnvironment, uint64_t pMoment)
 {
     Worker* tFirst = nullptr;
-    for (Worker& tWorker : pField.workers())
+    for (Worker& tWorker : pEnvironment.workers())
         if (tWorker.electedAt >= pMoment && (!tFirst || tWorker.electedAt < tFirst->electedAt))
             tFirst = &tWorker;
     return tFirst;
@@ -26,59 +26,59 @@ Worker* electedAfter(Field& pField, uint64_t pMoment)
 
 /// That nobody was elected while the cleaner lived, and that between its death and its successor nobody tried
 /// in vain: within one poll interval everybody tries once.
-void checkTakeOver(Field& pField, const Worker& pCleaner, const Worker& pSuccessor)
+void checkTakeOver(StressEnvironment& pEnvironment, const Worker& pCleaner, const Worker& pSuccessor)
 {
-    for (const Worker& tWorker : pField.workers())
+    for (const Worker& tWorker : pEnvironment.workers())
         if (&tWorker != &pCleaner && tWorker.electedAt > pCleaner.electedAt &&
             tWorker.electedAt < pCleaner.killedAt)
-            pField.fail("two cleaners: " + std::to_string(pCleaner.number) + " and " +
-                        std::to_string(tWorker.number));
-    for (const Worker& tWorker : pField.workers())
+            pEnvironment.fail("two cleaners: " + std::to_string(pCleaner.number) + " and " +
+                              std::to_string(tWorker.number));
+    for (const Worker& tWorker : pEnvironment.workers())
         for (const auto& [tBegan, tEnded] : tWorker.refused)
             if (tBegan > pCleaner.deadAt && tEnded < pSuccessor.electedFrom)
-                pField.fail("the lock of dead " + std::to_string(pCleaner.number) + " is still held");
+                pEnvironment.fail("the lock of dead " + std::to_string(pCleaner.number) + " is still held");
 }
 
 } // namespace
 
-Figures election(const Form& pForm)
+Figures election(const StressOptions& pOptions)
 {
-    Field tField(pForm.speed);
-    std::mt19937 tRandom(pForm.processes);
-    tField.prepare(GROWN);
-    for (unsigned i = 0; i < pForm.processes; ++i)
-        tField.start("idle", Options());
-    for (Worker& tWorker : tField.workers())
-        tField.waitReady(tWorker);
-    const uint64_t tPoll = tField.realMicroseconds(POLL_MS);
+    StressEnvironment tEnvironment(pOptions.speed);
+    std::mt19937 tRandom(pOptions.processes);
+    tEnvironment.prepare(GROWN);
+    for (unsigned i = 0; i < pOptions.processes; ++i)
+        tEnvironment.start("idle", WorkerOptions());
+    for (Worker& tWorker : tEnvironment.workers())
+        tEnvironment.waitReady(tWorker);
+    const uint64_t tPoll = tEnvironment.realMicroseconds(POLL_MS);
     Figures tFigures;
     Worker* tCleaner = nullptr;
-    if (!tField.wait([&] { return (tCleaner = electedAfter(tField, 1)) != nullptr; }))
-        tField.fail("nobody was elected");
-    for (unsigned i = 0; tCleaner && i < pForm.rounds; ++i) {
+    if (!tEnvironment.wait([&] { return (tCleaner = electedAfter(tEnvironment, 1)) != nullptr; }))
+        tEnvironment.fail("nobody was elected");
+    for (unsigned i = 0; tCleaner && i < pOptions.rounds; ++i) {
         for (unsigned tFile = 0; tFile < FILES; ++tFile)
-            tField.makeObject("http://old/" + std::to_string(tFile), 3000, tFile, OLD_SECONDS);
+            tEnvironment.makeObject("http://old/" + std::to_string(tFile), 3000, tFile, OLD_SECONDS);
         std::this_thread::sleep_for(std::chrono::microseconds(tRandom() % (tPoll + tPoll / 2)));
-        tField.look();
-        tField.kill(*tCleaner);
+        tEnvironment.look();
+        tEnvironment.kill(*tCleaner);
         Worker* tSuccessor = nullptr;
-        if (!tField.wait(
-                [&] { return (tSuccessor = electedAfter(tField, tCleaner->killedAt)) != nullptr; })) {
-            tField.fail("nobody took over");
+        if (!tEnvironment.wait(
+                [&] { return (tSuccessor = electedAfter(tEnvironment, tCleaner->killedAt)) != nullptr; })) {
+            tEnvironment.fail("nobody took over");
             break;
         }
-        checkTakeOver(tField, *tCleaner, *tSuccessor);
+        checkTakeOver(tEnvironment, *tCleaner, *tSuccessor);
         const uint64_t tTime = tSuccessor->electedAt > tCleaner->deadAt
-                                   ? (tSuccessor->electedAt - tCleaner->deadAt) * tField.speed() / 1000
+                                   ? (tSuccessor->electedAt - tCleaner->deadAt) * tEnvironment.speed() / 1000
                                    : 0;
         tFigures.worstTakeOverMs = std::max(tFigures.worstTakeOverMs, tTime);
         ++tFigures.rounds;
         tCleaner = tSuccessor;
-        tField.start("idle", Options()); // in the dead one's place, so that as many go on waiting
+        tEnvironment.start("idle", WorkerOptions()); // in the dead one's place, so that as many go on waiting
     }
-    tField.stopAll();
-    tField.checkDirectory();
-    tFigures.add(tField.figures());
+    tEnvironment.stopAll();
+    tEnvironment.checkDirectory();
+    tFigures.add(tEnvironment.figures());
     return tFigures;
 }
 

@@ -24,18 +24,18 @@ class Sweep {
 public:
     /// pOperation is a worker's ("put"); pUri: of what.
     Sweep(const std::string& pOperation, const std::string& pUri)
-        : mOperation(pOperation), mUri(pUri), mField(1)
+        : mOperation(pOperation), mUri(pUri), mEnvironment(1)
     {
         // Every process has a cleaner: where it is not meant, there is nothing for it to do.
-        if (mOperation != "init") mField.prepare(cleans() ? GROWN : Counters{});
+        if (mOperation != "init") mEnvironment.prepare(cleans() ? GROWN : Counters{});
     }
 
-    /// Ends it at every pStride-th call, beginning with pFirst; answers the points reached.
+    /// Ends it at every pStride-th call, beginning with pFirst; returns the number of points reached.
     uint64_t run(uint64_t pFirst, uint64_t pStride)
     {
         lay();
-        const uint64_t tCalls = mField.run("once", options()).calls;
-        if (tCalls == 0) mField.fail(mOperation + " made no calls");
+        const uint64_t tCalls = mEnvironment.run("once", options()).calls;
+        if (tCalls == 0) mEnvironment.fail(mOperation + " made no calls");
         uint64_t tPoints = 0;
         for (uint64_t i = pFirst; i <= tCalls; i += pStride, ++tPoints)
             endAt(i, false);
@@ -49,19 +49,19 @@ public:
     /// What processes left behind is an old file like any other.
     void removeStrays()
     {
-        const std::size_t tStrays = mField.strays().size();
+        const std::size_t tStrays = mEnvironment.strays().size();
         if (tStrays == 0) return;
-        mField.prepare(GROWN);
-        mField.makeAllOld(OLD_SECONDS);
-        for (int i = 0; i < 60 && !mField.strays().empty(); ++i)
-            mField.run("once", Options().set("op", "clean"));
-        if (!mField.strays().empty()) mField.fail("temporary files stay");
+        mEnvironment.prepare(GROWN);
+        mEnvironment.makeAllOld(OLD_SECONDS);
+        for (int i = 0; i < 60 && !mEnvironment.strays().empty(); ++i)
+            mEnvironment.run("once", WorkerOptions().set("op", "clean"));
+        if (!mEnvironment.strays().empty()) mEnvironment.fail("temporary files stay");
         mStrays = tStrays;
     }
 
     Figures figures()
     {
-        Figures tFigures = mField.figures();
+        Figures tFigures = mEnvironment.figures();
         tFigures.strays = mStrays;
         return tFigures;
     }
@@ -74,38 +74,41 @@ private:
     bool cleans() const { return mOperation == "clean"; }
     bool stores() const { return mOperation == "put" && mUri != THERE; }
 
-    Options options() const { return Options().set("op", mOperation).set("limit", LIMIT).set("uri", mUri); }
+    WorkerOptions options() const
+    {
+        return WorkerOptions().set("op", mOperation).set("limit", LIMIT).set("uri", mUri);
+    }
 
     void remove(const std::string& pUri)
     {
         std::error_code tIgnored;
-        std::filesystem::remove(mField.objectsDir() / objectName(pUri), tIgnored);
+        std::filesystem::remove(mEnvironment.objectsDir() / objectName(pUri), tIgnored);
     }
 
     /// What the operation finds.
     void lay()
     {
         if (mOperation == "init") {
-            std::filesystem::remove_all(mField.userDir() / "cache");
+            std::filesystem::remove_all(mEnvironment.userDir() / "cache");
             return;
         }
         remove(THERE);
-        mField.makeObject(THERE, LIMIT, 1, cleans() ? 0 : STALE_SECONDS);
+        mEnvironment.makeObject(THERE, LIMIT, 1, cleans() ? 0 : STALE_SECONDS);
         if (stores()) remove(mUri);
         for (unsigned i = 0; cleans() && i < OLD_FILES; ++i)
-            mField.makeObject("http://old/" + std::to_string(i), LIMIT, i, OLD_SECONDS);
+            mEnvironment.makeObject("http://old/" + std::to_string(i), LIMIT, i, OLD_SECONDS);
     }
 
     void endAt(uint64_t pCall, bool pTorn)
     {
         const bool tFromNothing = mOperation == "init";
         lay();
-        const uint64_t tBefore = tFromNothing ? 0 : mField.checkDirectory();
-        const Counters tCounters = tFromNothing ? Counters{} : mField.readCounters();
+        const uint64_t tBefore = tFromNothing ? 0 : mEnvironment.checkDirectory();
+        const Counters tCounters = tFromNothing ? Counters{} : mEnvironment.readCounters();
         const Worker& tWorker =
-            mField.run("once", options().set("end", static_cast<int64_t>(pCall)).set("torn", pTorn));
+            mEnvironment.run("once", options().set("end", static_cast<int64_t>(pCall)).set("torn", pTorn));
         const std::string tWhere = mOperation + ", call " + std::to_string(pCall) + ": ";
-        if (!tWorker.wasKilled) mField.fail(tWhere + "was not reached");
+        if (!tWorker.wasKilled) mEnvironment.fail(tWhere + "was not reached");
         if (!tFromNothing) checkCounters(tWhere, tBefore, tCounters);
         checkThatAnotherWorks();
     }
@@ -113,33 +116,33 @@ private:
     /// The directory is the truth: at most the one object that was being stored, or removed, is not counted.
     void checkCounters(const std::string& pWhere, uint64_t pKilobytes, const Counters& pCounters)
     {
-        const uint64_t tAfter = mField.checkDirectory();
-        const Counters tNow = mField.readCounters();
+        const uint64_t tAfter = mEnvironment.checkDirectory();
+        const Counters tNow = mEnvironment.readCounters();
         const uint64_t tCounted =
             pKilobytes + (tNow.inserted - pCounters.inserted) - (tNow.cleaned - pCounters.cleaned);
         const bool tTooFew = stores() ? tAfter < tCounted : tAfter > tCounted;
         const uint64_t tDrift = std::max(tAfter, tCounted) - std::min(tAfter, tCounted);
         if ((tDrift > 0 && tTooFew) || tDrift > (stores() || cleans() ? LARGEST_KB : 0))
-            mField.fail(pWhere + "the directory has " + std::to_string(tAfter) + " KB, the counters say " +
-                        std::to_string(tCounted));
+            mEnvironment.fail(pWhere + "the directory has " + std::to_string(tAfter) +
+                              " KB, the counters say " + std::to_string(tCounted));
     }
 
     /// A new process stores and reads at once.
     void checkThatAnotherWorks()
     {
-        mField.run("once", Options().set("op", "work"));
-        mField.checkDirectory();
+        mEnvironment.run("once", WorkerOptions().set("op", "work"));
+        mEnvironment.checkDirectory();
     }
 
     const std::string mOperation;
     const std::string mUri;
-    Field mField;
+    StressEnvironment mEnvironment;
     std::size_t mStrays = 0;
 };
 
 } // namespace
 
-Figures injectedEnds(const Form& pForm)
+Figures injectedEnds(const StressOptions& pOptions)
 {
     const std::pair<const char*, const char*> tTrials[] = {{"put", "http://new/object"},
                                                            {"put", THERE},
@@ -153,7 +156,7 @@ Figures injectedEnds(const Form& pForm)
     for (const auto& [tOperation, tUri] : tTrials) {
         Sweep tSweep(tOperation, tUri);
         // Begins elsewhere each time, so that a wide stride meets different calls.
-        tPoints += tSweep.run(1 + tPoints % pForm.stride, pForm.stride);
+        tPoints += tSweep.run(1 + tPoints % pOptions.stride, pOptions.stride);
         tSweep.removeStrays();
         tFigures.add(tSweep.figures());
     }

@@ -16,15 +16,15 @@ uint64_t monotonicNow()
     return tNow;
 }
 
-LedgerWriter::LedgerWriter(const std::string& pPath)
+OperationLogWriter::OperationLogWriter(const std::string& pPath)
 {
     constexpr uint32_t tMode = KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_APPEND;
     if (KFAILED(kprOpenFile(pPath.c_str(), tMode, &mFile))) throw std::runtime_error("cannot open " + pPath);
 }
 
-LedgerWriter::~LedgerWriter() { kprCloseFile(mFile); }
+OperationLogWriter::~OperationLogWriter() { kprCloseFile(mFile); }
 
-void LedgerWriter::write(const std::string& pKind, const std::string& pWords, uint64_t pTime)
+void OperationLogWriter::write(const std::string& pKind, const std::string& pWords, uint64_t pTime)
 {
     const std::string tLine =
         pKind + ' ' + std::to_string(pTime) + (pWords.empty() ? "" : " ") + pWords + '\n';
@@ -35,12 +35,12 @@ void LedgerWriter::write(const std::string& pKind, const std::string& pWords, ui
         std::abort();
 }
 
-uint64_t LedgerLine::number(std::size_t pIndex) const
+uint64_t OperationLogLine::number(std::size_t pIndex) const
 {
     return pIndex < words.size() ? std::strtoull(words[pIndex].c_str(), nullptr, 10) : 0;
 }
 
-std::string LedgerLine::text(std::size_t pIndex) const
+std::string OperationLogLine::text(std::size_t pIndex) const
 {
     std::string tText;
     for (std::size_t i = pIndex; i < words.size(); ++i)
@@ -48,9 +48,9 @@ std::string LedgerLine::text(std::size_t pIndex) const
     return tText;
 }
 
-std::vector<LedgerLine> LedgerReader::read()
+std::vector<OperationLogLine> OperationLogReader::read()
 {
-    std::vector<LedgerLine> tLines;
+    std::vector<OperationLogLine> tLines;
     KprFile tFile;
     if (KFAILED(kprOpenFile(mPath.c_str(), KPR_OPEN_READ, &tFile))) return tLines; // not started yet
     std::string tText;
@@ -66,7 +66,7 @@ std::vector<LedgerLine> LedgerReader::read()
     std::istringstream tStream(tText);
     for (std::string tRow; std::getline(tStream, tRow);) {
         std::istringstream tWords(tRow);
-        LedgerLine tLine{};
+        OperationLogLine tLine{};
         tWords >> tLine.kind >> tLine.time;
         for (std::string tWord; tWords >> tWord;)
             tLine.words.push_back(tWord);

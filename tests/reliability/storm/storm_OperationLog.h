@@ -18,13 +18,13 @@ namespace vel::kos::storm {
 uint64_t monotonicNow();
 
 /// The worker's side. Any thread.
-class LedgerWriter {
+class OperationLogWriter {
 public:
     /// Opens the file to append to it; throws std::runtime_error.
-    explicit LedgerWriter(const std::string& pPath);
-    ~LedgerWriter();
-    LedgerWriter(const LedgerWriter&) = delete;
-    LedgerWriter& operator=(const LedgerWriter&) = delete;
+    explicit OperationLogWriter(const std::string& pPath);
+    ~OperationLogWriter();
+    OperationLogWriter(const OperationLogWriter&) = delete;
+    OperationLogWriter& operator=(const OperationLogWriter&) = delete;
 
     /// Writes a line. A failure ends the process: nothing that it does would count.
     void write(const std::string& pKind, const std::string& pWords = {}, uint64_t pTime = monotonicNow());
@@ -34,7 +34,7 @@ private:
     KprFile mFile = KPR_NO_FILE;
 };
 
-struct LedgerLine {
+struct OperationLogLine {
     std::string kind;
     uint64_t time;
     std::vector<std::string> words;
@@ -46,11 +46,11 @@ struct LedgerLine {
 };
 
 /// The driver's side: reads what was written since it looked last. A line without its end is left for later.
-class LedgerReader {
+class OperationLogReader {
 public:
-    explicit LedgerReader(std::string pPath) : mPath(std::move(pPath)) {}
+    explicit OperationLogReader(std::string pPath) : mPath(std::move(pPath)) {}
 
-    std::vector<LedgerLine> read();
+    std::vector<OperationLogLine> read();
 
 private:
     std::string mPath;

@@ -13,31 +13,31 @@ constexpr int64_t HOUR = 3600;
 constexpr unsigned PATIENCE_SECONDS = 600;
 
 /// Makes an object unless it is there.
-void make(Field& pField, const std::string& pUri, unsigned pSeed, int64_t pAgeSeconds)
+void make(StressEnvironment& pEnvironment, const std::string& pUri, unsigned pSeed, int64_t pAgeSeconds)
 {
-    if (!std::filesystem::exists(pField.objectsDir() / objectName(pUri)))
-        pField.makeObject(pUri, LIMIT, pSeed, pAgeSeconds);
+    if (!std::filesystem::exists(pEnvironment.objectsDir() / objectName(pUri)))
+        pEnvironment.makeObject(pUri, LIMIT, pSeed, pAgeSeconds);
 }
 
 /// Fills up what a pass has left of the directory.
-void fill(Field& pField, unsigned pFiles)
+void fill(StressEnvironment& pEnvironment, unsigned pFiles)
 {
     for (unsigned i = 0; i < YOUNG; ++i)
-        make(pField, "http://young/" + std::to_string(i), i, 0);
+        make(pEnvironment, "http://young/" + std::to_string(i), i, 0);
     for (unsigned i = 0; i < pFiles; ++i)
-        make(pField, "http://old/" + std::to_string(i), i, HOUR + i % 1000 * HOUR);
+        make(pEnvironment, "http://old/" + std::to_string(i), i, HOUR + i % 1000 * HOUR);
 }
 
 /// Waits until each worker has told what it measured.
-void finish(Field& pField)
+void finish(StressEnvironment& pEnvironment)
 {
     const auto tDone = [&] {
-        for (const Worker& tWorker : pField.workers())
+        for (const Worker& tWorker : pEnvironment.workers())
             if (!tWorker.hasEnded && !tWorker.hasMeasured) return false;
         return true;
     };
-    if (!pField.wait(tDone, PATIENCE_SECONDS)) pField.fail("the pass did not end");
-    pField.stopAll();
+    if (!pEnvironment.wait(tDone, PATIENCE_SECONDS)) pEnvironment.fail("the pass did not end");
+    pEnvironment.stopAll();
 }
 
 } // namespace
@@ -64,36 +64,37 @@ Rows PassFigures::rows() const
 
 PassFigures measurePass(unsigned pFiles, unsigned pIdleMs)
 {
-    Field tField(1);
-    tField.prepare(GROWN);
+    StressEnvironment tEnvironment(1);
+    tEnvironment.prepare(GROWN);
     PassFigures tFigures;
     tFigures.files = pFiles;
-    Options tOptions;
+    WorkerOptions tOptions;
     tOptions.set("prefix", "http://young/").set("count", YOUNG).set("idle", pIdleMs);
 
-    fill(tField, pFiles);
-    const Worker& tAlone = tField.start("pass", Options(tOptions).set("cleans", 1));
-    finish(tField);
+    fill(tEnvironment, pFiles);
+    const Worker& tAlone = tEnvironment.start("pass", WorkerOptions(tOptions).set("cleans", 1));
+    finish(tEnvironment);
     tFigures.removed = tAlone.figures.removed;
     tFigures.passUs = tAlone.passedAt - tAlone.electedAt;
     tFigures.calls = tAlone.calls;
     tFigures.memoryKb = tAlone.memoryKb;
 
-    fill(tField, pFiles);
-    const Worker& tBoth = tField.start("pass", Options(tOptions).set("cleans", 1).set("reads", 1));
-    finish(tField);
+    fill(tEnvironment, pFiles);
+    const Worker& tBoth =
+        tEnvironment.start("pass", WorkerOptions(tOptions).set("cleans", 1).set("reads", 1));
+    finish(tEnvironment);
     tFigures.threadDuring = tBoth.during;
     tFigures.threadIdle = tBoth.idle;
 
-    fill(tField, pFiles);
-    Worker& tCleaner = tField.start("pass", Options(tOptions).set("cleans", 1));
-    tField.wait([&] { return tCleaner.electedAt != 0; });
+    fill(tEnvironment, pFiles);
+    Worker& tCleaner = tEnvironment.start("pass", WorkerOptions(tOptions).set("cleans", 1));
+    tEnvironment.wait([&] { return tCleaner.electedAt != 0; });
     const Worker& tReader =
-        tField.start("pass", Options(tOptions).set("reads", 1).set("watch", tCleaner.ledgerPath));
-    finish(tField);
+        tEnvironment.start("pass", WorkerOptions(tOptions).set("reads", 1).set("watch", tCleaner.logPath));
+    finish(tEnvironment);
     tFigures.processDuring = tReader.during;
     tFigures.processIdle = tReader.idle;
-    tFigures.failures = tField.figures().failures;
+    tFigures.failures = tEnvironment.figures().failures;
     return tFigures;
 }
 

@@ -47,8 +47,8 @@ namespace vel::kos::storm {
 
 namespace {
 
-TimeLens gLens;
-LedgerWriter* gLedger = nullptr;
+TimeScale gScale;
+OperationLogWriter* gLog = nullptr;
 std::atomic<bool> gCountCleaners;
 std::atomic<uint32_t> gCounted;
 std::atomic<uint32_t> gEndAt;
@@ -70,12 +70,12 @@ bool enterCall(bool pMayTear = false)
     endNow();
 }
 
-/// Writes to the ledger, whose own calls do not count.
+/// Writes to the log, whose own calls do not count.
 void note(const char* pKind, const std::string& pWords)
 {
-    if (!gLedger) return;
+    if (!gLog) return;
     const bool tCounting = std::exchange(tlCounting, false);
-    gLedger->write(pKind, pWords);
+    gLog->write(pKind, pWords);
     tlCounting = tCounting;
 }
 
@@ -100,11 +100,11 @@ uint32_t cleanerThread(void* pStart)
     return tStart.main(tStart.argument);
 }
 
-/// The time since the cleaner went to sleep last, in milliseconds of the world.
+/// The time since the cleaner went to sleep last, in milliseconds of scaled time.
 uint64_t currentRound()
 {
     const uint64_t tStart = gRoundStart;
-    return tStart == 0 ? 0 : (monotonicNow() - tStart) / 1000 * gLens.speed;
+    return tStart == 0 ? 0 : (monotonicNow() - tStart) / 1000 * gScale.speed;
 }
 
 void endRound()
@@ -118,8 +118,8 @@ void endRound()
 
 } // namespace
 
-void Platform::setLens(const TimeLens& pLens) { gLens = pLens; }
-void Platform::setLedger(LedgerWriter* pLedger) { gLedger = pLedger; }
+void Platform::setTimeScale(const TimeScale& pLens) { gScale = pLens; }
+void Platform::setLog(OperationLogWriter* pLog) { gLog = pLog; }
 void Platform::startCounting() { tlCounting = true; }
 void Platform::stopCounting() { tlCounting = false; }
 void Platform::countCleaners() { gCountCleaners = true; }
@@ -178,7 +178,7 @@ uint32_t __wrap_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* p
 {
     enterCall();
     const uint32_t tRes = __real_kprGetFileInfo(pPath, pMask, pInfo);
-    if (!KFAILED(tRes)) pInfo->modified = gLens.toWorld(pInfo->modified);
+    if (!KFAILED(tRes)) pInfo->modified = gScale.toScaled(pInfo->modified);
     return tRes;
 }
 
@@ -186,7 +186,7 @@ uint32_t __wrap_kprGetOpenFileInfo(KprFile pFile, uint32_t pMask, KprFileInfo* p
 {
     enterCall();
     const uint32_t tRes = __real_kprGetOpenFileInfo(pFile, pMask, pInfo);
-    if (!KFAILED(tRes)) pInfo->modified = gLens.toWorld(pInfo->modified);
+    if (!KFAILED(tRes)) pInfo->modified = gScale.toScaled(pInfo->modified);
     return tRes;
 }
 
@@ -194,8 +194,8 @@ uint32_t __wrap_kprSetFileTime(const char* pPath, const KprTime* pAccessed, cons
 {
     enterCall();
     KprTime tAccessed{}, tModified{};
-    if (pAccessed) tAccessed = gLens.toReal(*pAccessed);
-    if (pModified) tModified = gLens.toReal(*pModified);
+    if (pAccessed) tAccessed = gScale.toReal(*pAccessed);
+    if (pModified) tModified = gScale.toReal(*pModified);
     return __real_kprSetFileTime(pPath, pAccessed ? &tAccessed : nullptr, pModified ? &tModified : nullptr);
 }
 
@@ -203,7 +203,7 @@ uint32_t __wrap_kprGetCurrentTime(KprTime* pTime)
 {
     enterCall();
     const uint32_t tRes = __real_kprGetCurrentTime(pTime);
-    if (!KFAILED(tRes)) *pTime = gLens.toWorld(*pTime);
+    if (!KFAILED(tRes)) *pTime = gScale.toScaled(*pTime);
     return tRes;
 }
 
@@ -211,7 +211,7 @@ uint32_t __wrap_kprSleep(uint32_t pMilliseconds)
 {
     enterCall();
     if (tlCleaner) endRound();
-    std::this_thread::sleep_for(std::chrono::microseconds(int64_t(pMilliseconds) * 1000 / gLens.speed));
+    std::this_thread::sleep_for(std::chrono::microseconds(int64_t(pMilliseconds) * 1000 / gScale.speed));
     return 0;
 }
 

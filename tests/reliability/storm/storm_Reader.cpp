@@ -18,8 +18,8 @@ constexpr std::size_t SAMPLES = 2000000;
 
 } // namespace
 
-Reader::Reader(fw::IFileSystemCache& pCache, LedgerWriter& pLedger, std::string pPrefix, unsigned pCount)
-    : mCache(pCache), mLedger(pLedger), mPrefix(std::move(pPrefix)), mCount(pCount)
+Reader::Reader(fw::IFileSystemCache& pCache, OperationLogWriter& pLog, std::string pPrefix, unsigned pCount)
+    : mCache(pCache), mLog(pLog), mPrefix(std::move(pPrefix)), mCount(pCount)
 {
     mSamples.reserve(SAMPLES);
 }
@@ -34,9 +34,9 @@ void Reader::run(const std::atomic<bool>& pStop)
         const uint32_t tRes = mCache.getObject(tUri.c_str(), &tValue.attributes, &tValue.data);
         mSamples.push_back({tBegin, monotonicNow() - tBegin});
         if (tRes != 0)
-            mLedger.write("failed", tUri + " getObject: " + komStrError(tRes));
+            mLog.write("failed", tUri + " getObject: " + komStrError(tRes));
         else if (const auto tProblem = checkValue(tUri, tValue.attributes, &tValue.data); !tProblem.empty())
-            mLedger.write("wrong", tUri + " " + tProblem);
+            mLog.write("wrong", tUri + " " + tProblem);
         std::this_thread::sleep_for(PAUSE);
     }
 }

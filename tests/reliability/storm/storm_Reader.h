@@ -23,7 +23,7 @@ struct Latency {
 class Reader {
 public:
     /// The addresses are "<pPrefix>0" to "<pPrefix><pCount - 1>"; each has to be there.
-    Reader(fw::IFileSystemCache& pCache, LedgerWriter& pLedger, std::string pPrefix, unsigned pCount);
+    Reader(fw::IFileSystemCache& pCache, OperationLogWriter& pLog, std::string pPrefix, unsigned pCount);
 
     void run(const std::atomic<bool>& pStop);
     /// The lookups that began in a span of the monotonic clock. After run.
@@ -36,7 +36,7 @@ private:
     };
 
     fw::IFileSystemCache& mCache;
-    LedgerWriter& mLedger;
+    OperationLogWriter& mLog;
     const std::string mPrefix;
     const unsigned mCount;
     std::vector<Sample> mSamples;

@@ -16,12 +16,12 @@ inline constexpr bool SLOW = true;
 inline constexpr bool SLOW = false;
 #endif
 
-inline Form shortForm()
+inline StressOptions shortOptions()
 {
-    Form tForm;
-    tForm.processes = SLOW ? 3 : 4;
-    tForm.speed = SLOW ? 400 : 600;
-    return tForm;
+    StressOptions tOptions;
+    tOptions.processes = SLOW ? 3 : 4;
+    tOptions.speed = SLOW ? 400 : 600;
+    return tOptions;
 }
 
 template <class TFigures>

@@ -114,12 +114,12 @@ Rows Figures::rows() const
             {"counter drift (KB)", driftKb},
             {"temporary files left", strays},
             {"elections", elections},
-            {"worst take-over (world ms)", worstTakeOverMs},
-            {"longest cleaner round (world ms)", longestRoundMs},
+            {"worst take-over (scaled ms)", worstTakeOverMs},
+            {"longest cleaner round (scaled ms)", longestRoundMs},
             {"failures", failures.size()}};
 }
 
-Field::Field(uint32_t pSpeed) : mSpeed(pSpeed)
+StressEnvironment::StressEnvironment(uint32_t pSpeed) : mSpeed(pSpeed)
 {
     KprTime tNow;
     require(kprGetCurrentTime(&tNow), "kprGetCurrentTime");
@@ -127,14 +127,15 @@ Field::Field(uint32_t pSpeed) : mSpeed(pSpeed)
     std::filesystem::create_directories(mUserDir);
 }
 
-void Field::prepare(const Counters& pCounters)
+void StressEnvironment::prepare(const Counters& pCounters)
 {
     std::filesystem::create_directories(objectsDir());
     test::writeFile(mUserDir / "cache" / "inserted", bigEndian(pCounters.inserted));
     test::writeFile(mUserDir / "cache" / "cleaned", bigEndian(pCounters.cleaned));
 }
 
-void Field::makeObject(const std::string& pUri, uint32_t pLimit, unsigned pSeed, int64_t pAgeSeconds)
+void StressEnvironment::makeObject(const std::string& pUri, uint32_t pLimit, unsigned pSeed,
+                                   int64_t pAgeSeconds)
 {
     std::mt19937 tRandom(pSeed);
     const Value tValue = makeValue(pUri, pLimit, tRandom);
@@ -150,55 +151,55 @@ void Field::makeObject(const std::string& pUri, uint32_t pLimit, unsigned pSeed,
     kprRemoveFile(tTemp.string().c_str());
 }
 
-void Field::setAge(const std::filesystem::path& pPath, int64_t pAgeSeconds)
+void StressEnvironment::setAge(const std::filesystem::path& pPath, int64_t pAgeSeconds)
 {
     KprTime tNow;
     require(kprGetCurrentTime(&tNow), "kprGetCurrentTime");
-    const TimeLens tLens{mEpoch, mSpeed};
-    KprTime tThen = tLens.toWorld(tNow);
+    const TimeScale tScale{mEpoch, mSpeed};
+    KprTime tThen = tScale.toScaled(tNow);
     tThen.seconds -= pAgeSeconds;
-    tThen = tLens.toReal(tThen);
+    tThen = tScale.toReal(tThen);
     require(kprSetFileTime(pPath.string().c_str(), &tThen, &tThen), pPath.string());
 }
 
-void Field::makeAllOld(int64_t pAgeSeconds)
+void StressEnvironment::makeAllOld(int64_t pAgeSeconds)
 {
     for (const auto& tEntry : std::filesystem::directory_iterator(objectsDir()))
         setAge(tEntry.path(), pAgeSeconds);
 }
 
-Worker& Field::start(const std::string& pMode, Options pOptions)
+Worker& StressEnvironment::start(const std::string& pMode, WorkerOptions pOptions)
 {
     Worker& tWorker = mWorkers.emplace_back();
     tWorker.number = static_cast<unsigned>(mWorkers.size());
-    const std::string tLedger = (mDir.path() / ("ledger-" + std::to_string(tWorker.number))).string();
+    const std::string tLog = (mDir.path() / ("log-" + std::to_string(tWorker.number))).string();
     pOptions.set("mode", pMode).set("epoch", mEpoch).set("speed", mSpeed).set("seconds", LIFE_SECONDS);
     pOptions.set("stop", (mDir.path() / "stop").string());
     if (pOptions.text("seed").empty()) pOptions.set("seed", tWorker.number);
     std::vector<std::string> tWords = pOptions.words();
-    tWords.insert(tWords.begin(), {tLedger, mUserDir.string()});
-    tWorker.ledgerPath = tLedger;
-    tWorker.ledger = std::make_unique<LedgerReader>(tLedger);
+    tWords.insert(tWords.begin(), {tLog, mUserDir.string()});
+    tWorker.logPath = tLog;
+    tWorker.log = std::make_unique<OperationLogReader>(tLog);
     tWorker.process = std::make_unique<kprtest::ChildProcess>(tWords, workerProgram());
     ++mFigures.processes;
     return tWorker;
 }
 
-Worker& Field::run(const std::string& pMode, const Options& pOptions)
+Worker& StressEnvironment::run(const std::string& pMode, const WorkerOptions& pOptions)
 {
     Worker& tWorker = start(pMode, pOptions);
     noteEnd(tWorker, tWorker.process->wait());
     return tWorker;
 }
 
-void Field::kill(Worker& pWorker)
+void StressEnvironment::kill(Worker& pWorker)
 {
     pWorker.killedAt = monotonicNow();
     pWorker.process->kill();
     noteEnd(pWorker, pWorker.process->wait());
 }
 
-void Field::stopAll()
+void StressEnvironment::stopAll()
 {
     test::writeFile(mDir.path() / "stop", "");
     for (Worker& tWorker : mWorkers)
@@ -206,7 +207,7 @@ void Field::stopAll()
     std::filesystem::remove(mDir.path() / "stop");
 }
 
-void Field::noteEnd(Worker& pWorker, int pStatus)
+void StressEnvironment::noteEnd(Worker& pWorker, int pStatus)
 {
     pWorker.deadAt = monotonicNow();
     pWorker.hasEnded = true;
@@ -215,19 +216,19 @@ void Field::noteEnd(Worker& pWorker, int pStatus)
     if (pStatus != 0 && !pWorker.wasKilled)
         fail("worker " + std::to_string(pWorker.number) + " ended with " + std::to_string(pStatus));
     pWorker.process.reset();
-    for (const LedgerLine& tLine : pWorker.ledger->read())
+    for (const OperationLogLine& tLine : pWorker.log->read())
         take(pWorker, tLine);
 }
 
-void Field::look()
+void StressEnvironment::look()
 {
     for (Worker& tWorker : mWorkers)
         if (!tWorker.hasEnded)
-            for (const LedgerLine& tLine : tWorker.ledger->read())
+            for (const OperationLogLine& tLine : tWorker.log->read())
                 take(tWorker, tLine);
 }
 
-bool Field::wait(const std::function<bool()>& pCondition, unsigned pSeconds)
+bool StressEnvironment::wait(const std::function<bool()>& pCondition, unsigned pSeconds)
 {
     const uint64_t tEnd = monotonicNow() + pSeconds * uint64_t(1000000);
     for (;;) {
@@ -238,14 +239,14 @@ bool Field::wait(const std::function<bool()>& pCondition, unsigned pSeconds)
     }
 }
 
-bool Field::waitReady(Worker& pWorker)
+bool StressEnvironment::waitReady(Worker& pWorker)
 {
     if (wait([&] { return pWorker.isReady; })) return true;
     fail("worker " + std::to_string(pWorker.number) + " did not begin its work");
     return false;
 }
 
-void Field::take(Worker& pWorker, const LedgerLine& pLine)
+void StressEnvironment::take(Worker& pWorker, const OperationLogLine& pLine)
 {
     Figures& tFigures = pWorker.figures;
     const std::string& tKind = pLine.kind;
@@ -295,7 +296,7 @@ void Field::take(Worker& pWorker, const LedgerLine& pLine)
     }
 }
 
-uint64_t Field::checkDirectory()
+uint64_t StressEnvironment::checkDirectory()
 {
     const File tInserted(mUserDir / "cache" / "inserted", KPR_OPEN_READ);
     require(kprLockFile(tInserted.get(), KPR_LOCK_SHARED, 0, 0), "the insert lock");
@@ -317,7 +318,7 @@ uint64_t Field::checkDirectory()
     return tKilobytes;
 }
 
-Counters Field::readCounters()
+Counters StressEnvironment::readCounters()
 {
     const auto tInserted = readCounter(mUserDir / "cache" / "inserted");
     const auto tCleaned = readCounter(mUserDir / "cache" / "cleaned");
@@ -325,7 +326,7 @@ Counters Field::readCounters()
     return {tInserted.value_or(0), tCleaned.value_or(0)};
 }
 
-std::vector<std::string> Field::strays() const
+std::vector<std::string> StressEnvironment::strays() const
 {
     std::vector<std::string> tNames;
     for (const auto& tEntry : std::filesystem::directory_iterator(objectsDir()))
@@ -335,10 +336,10 @@ std::vector<std::string> Field::strays() const
     return tNames;
 }
 
-void Field::checkAccounts(const Counters& pStart)
+void StressEnvironment::checkAccounts(const Counters& pStart)
 {
     // What was stored but not counted is only what killed processes were about to count. The same order holds
-    // for removals: the file goes, the ledger knows, the counter knows, the ledger knows that.
+    // for removals: the file goes, the log knows, the counter knows, the log knows that.
     Counters tTruth = pStart, tSlack;
     for (const Worker& tWorker : mWorkers) {
         tTruth.inserted += tWorker.storedKb;
@@ -363,7 +364,7 @@ void Field::checkAccounts(const Counters& pStart)
     tCheck("cleaned", tTruth.cleaned, tFound.cleaned, tSlack.cleaned);
 }
 
-Figures Field::figures()
+Figures StressEnvironment::figures()
 {
     look();
     Figures tFigures = mFigures;

@@ -13,8 +13,8 @@
 #include "kpr/testing/kpr_testing.h"
 #include "tests/reliability/storm/storm_OperationLog.h"
 #include "tests/reliability/storm/storm_Reader.h"
-#include "tests/reliability/storm/storm_StressOptions.h"
-#include "tests/reliability/storm/storm_TimeLens.h"
+#include "tests/reliability/storm/storm_TimeScale.h"
+#include "tests/reliability/storm/storm_WorkerOptions.h"
 #include "tests/support/TestDirectory.h"
 
 namespace vel::kos::storm {
@@ -39,15 +39,15 @@ struct Figures {
     uint64_t driftKb = 0;     ///< kilobytes that the counters do not know
     uint64_t strays = 0;      ///< temporary files that killed processes left
     uint64_t elections = 0;
-    uint64_t worstTakeOverMs = 0; ///< from a cleaner's death to its successor, in milliseconds of the world
-    uint64_t longestRoundMs = 0;  ///< a cleaner's, from sleep to sleep, in milliseconds of the world
+    uint64_t worstTakeOverMs = 0; ///< from a cleaner's death to its successor, in milliseconds of scaled time
+    uint64_t longestRoundMs = 0;  ///< a cleaner's, from sleep to sleep, in milliseconds of scaled time
     std::vector<std::string> failures; ///< a line each; wrong values and lost pins are among them
 
     void add(const Figures& pOther);
     Rows rows() const;
 };
 
-/// A worker process and what its ledger said so far.
+/// A worker process and what its log said so far.
 struct Worker {
     unsigned number = 0;
     bool hasEnded = false; ///< no process is there any more
@@ -66,9 +66,9 @@ struct Worker {
     uint64_t memoryKb = 0;
     bool hasMeasured = false;
     Latency during, idle;
-    std::string ledgerPath;
+    std::string logPath;
     Figures figures;
-    std::unique_ptr<LedgerReader> ledger;
+    std::unique_ptr<OperationLogReader> log;
     std::unique_ptr<kprtest::ChildProcess> process;
 };
 
@@ -78,18 +78,18 @@ struct Counters {
     uint64_t cleaned = 0;
 };
 
-class Field {
+class StressEnvironment {
 public:
-    /// A new directory whose world runs so many times as fast as ours from now on.
-    explicit Field(uint32_t pSpeed);
+    /// A new directory, with a scaled time that runs so many times as fast as real time from now on.
+    explicit StressEnvironment(uint32_t pSpeed);
 
     const std::filesystem::path& userDir() const { return mUserDir; }
     std::filesystem::path objectsDir() const { return mUserDir / "cache" / "objects"; }
     uint32_t speed() const { return mSpeed; }
-    /// So many milliseconds of the world in microseconds of ours.
-    uint64_t realMicroseconds(uint64_t pWorldMilliseconds) const
+    /// Milliseconds of scaled time in real microseconds.
+    uint64_t realMicroseconds(uint64_t pScaledMilliseconds) const
     {
-        return pWorldMilliseconds * 1000 / mSpeed;
+        return pScaledMilliseconds * 1000 / mSpeed;
     }
 
     /// Makes the directory as a cache would, with counters that say how much has grown. Growth past the
@@ -100,30 +100,30 @@ public:
     /// Makes every file in the objects' directory this old.
     void makeAllOld(int64_t pAgeSeconds);
 
-    Worker& start(const std::string& pMode, Options pOptions);
+    Worker& start(const std::string& pMode, WorkerOptions pOptions);
     /// Starts it, and waits for its end.
-    Worker& run(const std::string& pMode, const Options& pOptions);
+    Worker& run(const std::string& pMode, const WorkerOptions& pOptions);
     /// Kills a worker wherever it is, and waits until it is gone.
     void kill(Worker& pWorker);
     /// Tells all to end and waits until they have.
     void stopAll();
     std::list<Worker>& workers() { return mWorkers; }
 
-    /// Reads what the ledgers say. Then, and in wait, a worker that ended by itself is noticed.
+    /// Reads what the logs say. Then, and in wait, a worker that ended by itself is noticed.
     void look();
     /// Looks until pCondition holds; false after so many seconds.
     bool wait(const std::function<bool()>& pCondition, unsigned pSeconds = 60);
     bool waitReady(Worker& pWorker);
 
     /// Reads every object, under the shared insert lock as any outside reader, and checks it; and that both
-    /// counters are there, whole. Adds to the figures; answers the kilobytes of the objects.
+    /// counters are there, whole. Adds to the figures; returns the kilobytes of the objects.
     uint64_t checkDirectory();
     /// Reads the counters, also while they are locked.
     Counters readCounters();
     /// Names in the objects' directory that are no object's.
     std::vector<std::string> strays() const;
 
-    /// That the counters differ from what the ledgers say by no more than one store and one removal for each
+    /// That the counters differ from what the logs say by no more than one store and one removal for each
     /// kill. With all workers gone.
     void checkAccounts(const Counters& pStart);
 
@@ -133,7 +133,7 @@ public:
 
 private:
     void setAge(const std::filesystem::path& pPath, int64_t pAgeSeconds);
-    void take(Worker& pWorker, const LedgerLine& pLine);
+    void take(Worker& pWorker, const OperationLogLine& pLine);
     void noteEnd(Worker& pWorker, int pStatus);
 
     test::TestDirectory mDir;

@@ -14,22 +14,22 @@ namespace vel::kos::storm {
 
 namespace {
 
-/// The addresses that all share are new every quarter of an hour of the world. Only those of the moment are
+/// The addresses that all share are new every quarter of an hour of scaled time. Only those of the moment are
 /// stored, which keeps them young; those of the last hour are read while cleaners remove them.
 constexpr int64_t WINDOW_SECONDS = 900;
 constexpr uint32_t WINDOWS = 4;
 
 /// A cleaner that takes longer for a round refreshes its pins too late: they may be 15 minutes old already,
-/// and must not reach 30. In a world that runs fast, a machine with much else to do can hold a thread up that
+/// and must not reach 30. With a fast clock, a machine with much else to do can hold a thread up that
 /// long.
 constexpr uint64_t LONGEST_ROUND_MS = 850000;
 
 } // namespace
 
-Work::Work(fw::IFileSystemCache& pCache, LedgerWriter& pLedger, Tally& pTally, const Options& pOptions,
-           unsigned pThread)
+Work::Work(fw::IFileSystemCache& pCache, OperationLogWriter& pLog, Tally& pTally,
+           const WorkerOptions& pOptions, unsigned pThread)
     : mCache(pCache),
-      mLedger(pLedger),
+      mLog(pLog),
       mTally(pTally),
       mRandom(static_cast<unsigned>(pOptions.number("seed")) * 97 + pThread),
       mOwn("http://own/" + pOptions.text("seed") + "/" + std::to_string(pThread) + "/"),
@@ -184,7 +184,7 @@ void Work::readPinned(const std::string& pUri, const char* pWhen)
 
 void Work::report(const char* pKind, const std::string& pUri, const std::string& pWhat)
 {
-    mLedger.write(pKind, pUri + " " + pWhat);
+    mLog.write(pKind, pUri + " " + pWhat);
 }
 
 bool Work::succeeded(uint32_t pResult, const char* pWhat, const std::string& pUri)

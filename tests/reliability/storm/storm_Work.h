@@ -7,8 +7,8 @@
 
 #include "kfw/IFileSystemCache.h"
 #include "tests/reliability/storm/storm_OperationLog.h"
-#include "tests/reliability/storm/storm_StressOptions.h"
 #include "tests/reliability/storm/storm_Values.h"
+#include "tests/reliability/storm/storm_WorkerOptions.h"
 
 namespace vel::kos::storm {
 
@@ -20,16 +20,16 @@ struct Tally {
 };
 
 /// One thread's work: stores, reads, questions and pins at random over the addresses that all workers share,
-/// and stores of its own. What is wrong goes to the ledger at once: "wrong" (a wrong byte), "lost" (an object
+/// and stores of its own. What is wrong goes to the log at once: "wrong" (a wrong byte), "lost" (an object
 /// that is pinned is gone), "late" (the same, but this process was held up for so long that pins cannot hold)
 /// or "failed" (an answer that should not be).
 ///
-/// Options: seed; objects: how many addresses are shared; limit: bytes of data at most; hold: pins that the
-/// thread holds at most; keep: microseconds that it keeps a pin at least; pause: microseconds between two
+/// WorkerOptions: seed; objects: how many addresses are shared; limit: bytes of data at most; hold: pins that
+/// the thread holds at most; keep: microseconds that it keeps a pin at least; pause: microseconds between two
 /// operations.
 class Work {
 public:
-    Work(fw::IFileSystemCache& pCache, LedgerWriter& pLedger, Tally& pTally, const Options& pOptions,
+    Work(fw::IFileSystemCache& pCache, OperationLogWriter& pLog, Tally& pTally, const WorkerOptions& pOptions,
          unsigned pThread);
 
     /// Works until pStop is set, then reads what it holds once more.
@@ -56,7 +56,7 @@ private:
     bool succeeded(uint32_t pResult, const char* pWhat, const std::string& pUri);
 
     fw::IFileSystemCache& mCache;
-    LedgerWriter& mLedger;
+    OperationLogWriter& mLog;
     Tally& mTally;
     std::mt19937 mRandom;
     std::string mOwn;

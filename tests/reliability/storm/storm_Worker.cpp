@@ -4,15 +4,15 @@
 //
 // mode=mix    several threads of random work, until the file of stop= appears
 // mode=idle   a cache that nobody uses: for its cleaner
-// mode=pass   the first round of this worker's cleaner (cleans=1), or of another's whose ledger is watch=;
+// mode=pass   the first round of this worker's cleaner (cleans=1), or of another's whose log is watch=;
 //             with reads=1 lookups of count= objects called prefix= meanwhile, and for idle= milliseconds
 //             more
 // mode=once   one operation: op=put, get, has or pin of uri=; op=clean, init; op=work, a store and a lookup.
 //             The process ends itself at its call end= when that is not 0 (torn=1: in the middle of a write),
-//             or says in the ledger how many calls it took
+//             or says in the log how many calls it took
 //
-// epoch= and speed= are the world's time; seconds= is the longest life, should the driver be gone. Status 0:
-// it ended when it was told to; whatever was wrong stands in the ledger.
+// epoch= and speed= make the scaled time; seconds= is the longest life, should the driver be gone. Status 0:
+// it ended when it was told to; whatever was wrong stands in the log.
 #include <filesystem>
 #include <memory>
 #include <thread>
@@ -34,11 +34,11 @@ constexpr auto TICK = std::chrono::milliseconds(20);
 
 class Worker {
 public:
-    Worker(const std::string& pLedger, const std::string& pUserDir, const Options& pOptions)
-        : mOptions(pOptions), mLedgerPath(pLedger), mLedger(pLedger)
+    Worker(const std::string& pLog, const std::string& pUserDir, const WorkerOptions& pOptions)
+        : mOptions(pOptions), mLogPath(pLog), mLog(pLog)
     {
-        Platform::setLens({mOptions.number("epoch"), static_cast<uint32_t>(mOptions.number("speed"))});
-        Platform::setLedger(&mLedger);
+        Platform::setTimeScale({mOptions.number("epoch"), static_cast<uint32_t>(mOptions.number("speed"))});
+        Platform::setLog(&mLog);
         mApp->setUserAppDir(pUserDir);
     }
 
@@ -54,9 +54,9 @@ public:
             proveThatItWorks();
             const auto tCount = static_cast<unsigned>(mOptions.number("threads"));
             for (unsigned i = 0; i < tCount; ++i)
-                tWorks.push_back(std::make_unique<Work>(*mCache, mLedger, mTally, mOptions, i));
+                tWorks.push_back(std::make_unique<Work>(*mCache, mLog, mTally, mOptions, i));
         }
-        mLedger.write("ready");
+        mLog.write("ready");
         std::atomic<bool> tStop{false};
         for (const auto& tWork : tWorks)
             tThreads.emplace_back([&] { tWork->run(tStop); });
@@ -70,7 +70,7 @@ public:
             tThread.join();
         checkLog();
         sum();
-        mLedger.write("ended");
+        mLog.write("ended");
         return 0;
     }
 
@@ -78,7 +78,7 @@ private:
     void open()
     {
         if (const uint32_t tRes = mCache->init(mApp.get()); tRes != 0)
-            mLedger.write("failed", std::string("init: ") + komStrError(tRes));
+            mLog.write("failed", std::string("init: ") + komStrError(tRes));
     }
 
     /// A store and a lookup, whatever state others have left the directory in.
@@ -90,15 +90,15 @@ private:
         Value tBack;
         uint32_t tRes = mCache->putObject(tUri.c_str(), &tValue.attributes, &tValue.data);
         if (tRes == 0) tRes = mCache->getObject(tUri.c_str(), &tBack.attributes, &tBack.data);
-        if (tRes != 0) return mLedger.write("failed", tUri + " a new process: " + komStrError(tRes));
+        if (tRes != 0) return mLog.write("failed", tUri + " a new process: " + komStrError(tRes));
         ++mTally.checked;
         if (const auto tProblem = checkValue(tUri, tBack.attributes, &tBack.data); !tProblem.empty())
-            mLedger.write("wrong", tUri + " a new process: " + tProblem);
+            mLog.write("wrong", tUri + " a new process: " + tProblem);
     }
 
     int runPass()
     {
-        Reader tReader(*mCache, mLedger, mOptions.text("prefix"),
+        Reader tReader(*mCache, mLog, mOptions.text("prefix"),
                        static_cast<unsigned>(mOptions.number("count")));
         if (mOptions.number("cleans") != 0) Platform::countCleaners();
         open();
@@ -106,10 +106,10 @@ private:
         std::thread tThread;
         if (mOptions.number("reads") != 0) tThread = std::thread([&] { tReader.run(tStop); });
         const std::string tWatched = mOptions.text("watch");
-        LedgerReader tLedger(tWatched.empty() ? mLedgerPath : tWatched);
+        OperationLogReader tLog(tWatched.empty() ? mLogPath : tWatched);
         uint64_t tBegin = 0, tEnd = 0;
         while (tEnd == 0 && !isToStop()) {
-            for (const LedgerLine& tLine : tLedger.read()) {
+            for (const OperationLogLine& tLine : tLog.read()) {
                 if (tLine.kind == "elected") tBegin = tLine.time;
                 if (tLine.kind == "passed") tEnd = tLine.time;
             }
@@ -125,7 +125,7 @@ private:
             tell("idle",
                  tReader.latency(tEnd + uint64_t(std::chrono::microseconds(tIdle).count()) / 4, UINT64_MAX));
         }
-        mLedger.write("measured");
+        mLog.write("measured");
         checkLog();
         while (!isToStop())
             std::this_thread::sleep_for(TICK);
@@ -134,8 +134,8 @@ private:
 
     void tell(const char* pKind, const Latency& pLatency)
     {
-        mLedger.write(pKind, std::to_string(pLatency.count) + ' ' + std::to_string(pLatency.median) + ' ' +
-                                 std::to_string(pLatency.p99) + ' ' + std::to_string(pLatency.longest));
+        mLog.write(pKind, std::to_string(pLatency.count) + ' ' + std::to_string(pLatency.median) + ' ' +
+                              std::to_string(pLatency.p99) + ' ' + std::to_string(pLatency.longest));
     }
 
     int runOnce()
@@ -154,8 +154,8 @@ private:
         } else if (tOperation != "init") {
             tRes = operate(tOperation, mOptions.text("uri"));
         }
-        if (tRes != 0) mLedger.write("failed", tOperation + ": " + komStrError(tRes));
-        mLedger.write("calls", std::to_string(Platform::counted()));
+        if (tRes != 0) mLog.write("failed", tOperation + ": " + komStrError(tRes));
+        mLog.write("calls", std::to_string(Platform::counted()));
         checkLog();
         return 0;
     }
@@ -183,7 +183,7 @@ private:
         Platform::stopCounting();
         if (tRes != 0 || pOperation == "has" || pOperation == "pin") return tRes;
         if (const auto tProblem = checkValue(pUri, tValue.attributes, &tValue.data); !tProblem.empty())
-            mLedger.write("wrong", pUri + " " + tProblem);
+            mLog.write("wrong", pUri + " " + tProblem);
         return 0;
     }
 
@@ -203,22 +203,22 @@ private:
         mApp->clearRecords();
         for (const auto& tLine : tLines)
             if (tLine.message.find(komStrError(KPR_E_NOT_FOUND)) == std::string::npos)
-                mLedger.write("failed", "logged: " + tLine.message);
+                mLog.write("failed", "logged: " + tLine.message);
         for (const auto& tAssertion : tAssertions)
-            mLedger.write("failed", "assertion: " + tAssertion.expression);
+            mLog.write("failed", "assertion: " + tAssertion.expression);
     }
 
     void sum()
     {
-        mLedger.write("sum", std::to_string(mTally.operations) + ' ' + std::to_string(mTally.checked) + ' ' +
-                                 std::to_string(mTally.pinChecks) + ' ' +
-                                 std::to_string(Platform::longestCleanerRound()));
+        mLog.write("sum", std::to_string(mTally.operations) + ' ' + std::to_string(mTally.checked) + ' ' +
+                              std::to_string(mTally.pinChecks) + ' ' +
+                              std::to_string(Platform::longestCleanerRound()));
     }
 
-    const Options mOptions;
-    const std::string mLedgerPath;
+    const WorkerOptions mOptions;
+    const std::string mLogPath;
     const std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
-    LedgerWriter mLedger;
+    OperationLogWriter mLog;
     Tally mTally;
     const kom::Ref<test::TestApplication> mApp = test::TestApplication::make();
     const kom::Ref<fw::IFileSystemCache> mCache = kom::retain(new kfw::FSCache);
@@ -233,7 +233,7 @@ int main()
     const std::vector<std::string> tArguments = kprtest::arguments();
     if (tArguments.size() < 2) return 2;
     using namespace vel::kos::storm;
-    // Never destroyed: its cleaner's thread runs until the process ends, and writes to the ledger.
-    static auto* tWorker = new Worker(tArguments[0], tArguments[1], Options(tArguments));
+    // Never destroyed: its cleaner's thread runs until the process ends, and writes to the log.
+    static auto* tWorker = new Worker(tArguments[0], tArguments[1], WorkerOptions(tArguments));
     return tWorker->run();
 }

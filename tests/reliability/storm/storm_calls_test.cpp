@@ -8,9 +8,9 @@ namespace {
 
 TEST(StormCallsTest, processesThatEndAtAnyCallHarmNobodyElse)
 {
-    Form tForm = shortForm();
-    tForm.stride = SLOW ? 20 : 1;
-    const Figures tFigures = injectedEnds(tForm);
+    StressOptions tOptions = shortOptions();
+    tOptions.stride = SLOW ? 20 : 1;
+    const Figures tFigures = injectedEnds(tOptions);
     expectClean(tFigures);
     EXPECT_GT(tFigures.rounds, SLOW ? 5u : 100u);
     EXPECT_GT(tFigures.checked, 0u);

@@ -75,22 +75,22 @@ private:
 
 void runStorms(Soak& pSoak)
 {
-    Form tForm;
-    tForm.speed = SLOW ? 300 : 600;
-    tForm.processes = SLOW ? 3 : 6;
-    tForm.rounds = SLOW ? 10 : 100;
-    pSoak.run("kills", 0.3, [&] { return killStorm(tForm); });
-    pSoak.run("ends at every call", 0.1, [&] { return injectedEnds(tForm); });
-    tForm.seconds = 20;
-    pSoak.run("pins", 0.3, [&] { return pinStorm(tForm); });
-    tForm.processes = SLOW ? 6 : 16;
-    tForm.threads = SLOW ? 2 : 4;
-    tForm.speed = 200; // so many threads hold each other up
-    pSoak.run("many processes", 0.15, [&] { return manyProcesses(tForm); });
-    tForm.speed = SLOW ? 300 : 600;
-    tForm.processes = SLOW ? 8 : 32;
-    tForm.rounds = SLOW ? 10 : 50;
-    pSoak.run("election", 0.15, [&] { return election(tForm); });
+    StressOptions tOptions;
+    tOptions.speed = SLOW ? 300 : 600;
+    tOptions.processes = SLOW ? 3 : 6;
+    tOptions.rounds = SLOW ? 10 : 100;
+    pSoak.run("kills", 0.3, [&] { return killStorm(tOptions); });
+    pSoak.run("ends at every call", 0.1, [&] { return injectedEnds(tOptions); });
+    tOptions.seconds = 20;
+    pSoak.run("pins", 0.3, [&] { return pinStorm(tOptions); });
+    tOptions.processes = SLOW ? 6 : 16;
+    tOptions.threads = SLOW ? 2 : 4;
+    tOptions.speed = 200; // so many threads hold each other up
+    pSoak.run("many processes", 0.15, [&] { return manyProcesses(tOptions); });
+    tOptions.speed = SLOW ? 300 : 600;
+    tOptions.processes = SLOW ? 8 : 32;
+    tOptions.rounds = SLOW ? 10 : 50;
+    pSoak.run("election", 0.15, [&] { return election(tOptions); });
 }
 
 int soak(uint64_t pSeconds, unsigned pFiles)

@@ -7,22 +7,22 @@ namespace {
 
 TEST(StormTest, killsAtRandomMomentsHarmNobodyElse)
 {
-    Form tForm = shortForm();
-    tForm.rounds = SLOW ? 4 : 15;
-    const Figures tFigures = killStorm(tForm);
+    StressOptions tOptions = shortOptions();
+    tOptions.rounds = SLOW ? 4 : 15;
+    const Figures tFigures = killStorm(tOptions);
     expectClean(tFigures);
-    EXPECT_EQ(tFigures.kills, tForm.rounds);
+    EXPECT_EQ(tFigures.kills, tOptions.rounds);
     EXPECT_GT(tFigures.checked, 0u);
     EXPECT_GT(tFigures.removed, 0u);
 }
 
 TEST(StormTest, manyProcessesShareADirectory)
 {
-    Form tForm = shortForm();
-    tForm.processes = SLOW ? 4 : 16;
-    tForm.threads = SLOW ? 2 : 4;
-    tForm.seconds = 2;
-    const Figures tFigures = manyProcesses(tForm);
+    StressOptions tOptions = shortOptions();
+    tOptions.processes = SLOW ? 4 : 16;
+    tOptions.threads = SLOW ? 2 : 4;
+    tOptions.seconds = 2;
+    const Figures tFigures = manyProcesses(tOptions);
     expectClean(tFigures);
     EXPECT_GT(tFigures.checked, 0u);
     EXPECT_GT(tFigures.stored, 0u);
@@ -30,23 +30,23 @@ TEST(StormTest, manyProcessesShareADirectory)
 
 TEST(StormTest, pinnedObjectsStayWhateverTheCleanersRemove)
 {
-    Form tForm = shortForm();
-    tForm.processes = SLOW ? 3 : 6;
-    tForm.seconds = SLOW ? 7 : 6;
-    const Figures tFigures = pinStorm(tForm);
+    StressOptions tOptions = shortOptions();
+    tOptions.processes = SLOW ? 3 : 6;
+    tOptions.seconds = SLOW ? 7 : 6;
+    const Figures tFigures = pinStorm(tOptions);
     expectClean(tFigures);
     if (tFigures.latePins > 0) GTEST_SKIP() << "the machine is too busy: it held a process up for too long";
 }
 
 TEST(StormTest, aKilledCleanerHasOneSuccessor)
 {
-    Form tForm = shortForm();
-    tForm.processes = SLOW ? 8 : 32;
-    tForm.rounds = SLOW ? 4 : 20;
-    const Figures tFigures = election(tForm);
+    StressOptions tOptions = shortOptions();
+    tOptions.processes = SLOW ? 8 : 32;
+    tOptions.rounds = SLOW ? 4 : 20;
+    const Figures tFigures = election(tOptions);
     expectClean(tFigures);
-    EXPECT_EQ(tFigures.rounds, tForm.rounds);
-    EXPECT_GE(tFigures.elections, tForm.rounds + 1);
+    EXPECT_EQ(tFigures.rounds, tOptions.rounds);
+    EXPECT_GE(tFigures.elections, tOptions.rounds + 1);
 }
 
 } // namespace

@@ -9,22 +9,25 @@
 
 namespace vel::kos::storm {
 
-class Options {
+class WorkerOptions {
 public:
-    Options() = default;
-    explicit Options(const std::vector<std::string>& pWords)
+    WorkerOptions() = default;
+    explicit WorkerOptions(const std::vector<std::string>& pWords)
     {
         for (const std::string& tWord : pWords)
             if (const std::size_t tEqual = tWord.find('='); tEqual != std::string::npos)
                 mValues[tWord.substr(0, tEqual)] = tWord.substr(tEqual + 1);
     }
 
-    Options& set(const std::string& pName, const std::string& pValue)
+    WorkerOptions& set(const std::string& pName, const std::string& pValue)
     {
         mValues[pName] = pValue;
         return *this;
     }
-    Options& set(const std::string& pName, int64_t pValue) { return set(pName, std::to_string(pValue)); }
+    WorkerOptions& set(const std::string& pName, int64_t pValue)
+    {
+        return set(pName, std::to_string(pValue));
+    }
 
     /// "" when it is not there.
     std::string text(const std::string& pName) const

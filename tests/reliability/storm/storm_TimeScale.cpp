@@ -1,4 +1,4 @@
-#include "tests/reliability/storm/storm_TimeLens.h"
+#include "tests/reliability/storm/storm_TimeScale.h"
 
 namespace vel::kos::storm {
 
@@ -17,14 +17,14 @@ KprTime fromMicroseconds(int64_t pTime)
 
 } // namespace
 
-KprTime TimeLens::toWorld(const KprTime& pReal) const
+KprTime TimeScale::toScaled(const KprTime& pReal) const
 {
     return fromMicroseconds(epoch + (toMicroseconds(pReal) - epoch) * int64_t(speed));
 }
 
-KprTime TimeLens::toReal(const KprTime& pWorld) const
+KprTime TimeScale::toReal(const KprTime& pScaled) const
 {
-    return fromMicroseconds(epoch + (toMicroseconds(pWorld) - epoch) / int64_t(speed));
+    return fromMicroseconds(epoch + (toMicroseconds(pScaled) - epoch) / int64_t(speed));
 }
 
 } // namespace vel::kos::storm

@@ -1,4 +1,5 @@
 // khost: the reference host application, as a command line.
+#include "host/khost/khost_Completion.h"
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_Session.h"
 #include "kpr/dso.h"
@@ -13,6 +14,12 @@ int main()
     for (uint32_t i = 1; i < tArguments->count; ++i)
         tSession.arguments().emplace_back(tArguments->values[i]);
     kprFree(tArguments);
+    // The shells' completion scripts ask: what they get is for them, and nothing goes wrong.
+    if (!tSession.arguments().empty() && tSession.arguments().front() == "--complete") {
+        const auto& tWords = tSession.arguments();
+        tSession.print(completionCandidates({tWords.begin() + 1, tWords.end()}));
+        return tSession.flush() ? STATUS_DONE : STATUS_FAILED;
+    }
     const int tStatus = tSession.run(tSession.arguments());
     return tSession.close(tStatus);
 }

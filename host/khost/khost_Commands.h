@@ -1,33 +1,43 @@
-// The table of commands. A new group of commands is a source of its own (khost_<Group>.cpp) that defines an
-// add function, and a line here and in khost_Commands.cpp:
+// The table of commands. A new group of commands is a source of its own (commands/khost_<Group>.cpp) with a
+// function that appends its rows, and a line here and in khost_Commands.cpp:
 //
-//     void addThingCommands(CLI::App& pRoot, Session& pSession)
+//     int showThing(Session& pSession, const Arguments& pArguments)
 //     {
-//         CLI::App* tShow = pRoot.add_subcommand("thing", "Show a thing.");
-//         auto tName = std::make_shared<std::string>();
-//         tShow->add_option("NAME", *tName, "Which one")->required();
-//         pSession.onRun(tShow, [&pSession, tName] { ...; return int(STATUS_DONE); });
+//         ... pArguments.text("NAME") ...
+//         return STATUS_DONE;
 //     }
 //
-// The table is built anew for every command line and for every line of the shell, so arguments start empty.
-// Actions print with Session::print, tell failures with Session::fail and pass its answer on.
+//     void addThingCommands(std::vector<Command>& pTable)
+//     {
+//         pTable.push_back({.name = "thing",
+//                           .summary = "Show a thing.",
+//                           .run = showThing,
+//                           .positionals = {{.name = "NAME", .help = "Which one"}}});
+//     }
+//
+// Actions print with Session::print, tell failures with Session::fail and return what it returns.
+// docs/khost.md is made from the table (khost --markdown).
 #pragma once
 
-#include "host/khost/khost_Session.h"
+#include <vector>
+
+#include "host/khost/khost_Command.h"
 
 namespace vel::kos::host {
 
-void addCacheCommands(CLI::App& pRoot, Session& pSession);
-void addErrorCommands(CLI::App& pRoot, Session& pSession);
-void addEventCommands(CLI::App& pRoot, Session& pSession);
-void addFeatureCommands(CLI::App& pRoot, Session& pSession);
-void addRegistryCommands(CLI::App& pRoot, Session& pSession);
-void addSettingsCommands(CLI::App& pRoot, Session& pSession);
-void addShellCommands(CLI::App& pRoot, Session& pSession);
-void addSystemInfoCommands(CLI::App& pRoot, Session& pSession);
-void addSqlCommands(CLI::App& pRoot, Session& pSession);
+void addCacheCommands(std::vector<Command>& pTable);
+void addErrorCommands(std::vector<Command>& pTable);
+void addEventCommands(std::vector<Command>& pTable);
+void addFeatureCommands(std::vector<Command>& pTable);
+void addRegistryCommands(std::vector<Command>& pTable);
+void addSettingsCommands(std::vector<Command>& pTable);
+void addShellCommands(std::vector<Command>& pTable);
+void addSystemInfoCommands(std::vector<Command>& pTable);
+void addSqlCommands(std::vector<Command>& pTable);
 
-/// Adds every group's commands to the parser of one line.
-void addCommands(CLI::App& pRoot, Session& pSession);
+/// Every command; a group comes before its commands.
+const std::vector<Command>& commands();
+/// The options that stand before or after any command.
+const std::vector<Option>& globalOptions();
 
 } // namespace vel::kos::host

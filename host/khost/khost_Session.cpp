@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <new>
 
-#include "host/khost/khost_Commands.h"
 #include "host/khost/khost_Console.h"
+#include "host/khost/khost_Parser.h"
 #include "host/khost/khost_Words.h"
 #include "kfw/classes.h"
 #include "kom/identity.h"
@@ -23,138 +23,57 @@ constexpr char MODULE[] = "kfw";
 
 void tell(const std::string& pLine) { writeStream(Stream::ERRORS, "khost: " + pLine + "\n"); }
 
-/// "cache put" for the subcommand put of cache.
-std::string commandName(const CLI::App* pCommand)
-{
-    std::string tName;
-    for (; pCommand->get_parent(); pCommand = pCommand->get_parent())
-        tName = tName.empty() ? pCommand->get_name() : pCommand->get_name() + " " + tName;
-    return tName;
-}
+} // namespace
 
-/// The innermost command that the arguments have reached.
-const CLI::App* parsedCommand(const CLI::App* pCommand)
-{
-    const auto tChosen = pCommand->get_subcommands();
-    return tChosen.empty() ? pCommand : parsedCommand(tChosen.back());
-}
-
-/// What is wrong with the arguments, in words. The parser notices first that a command is missing, also where
-/// an unknown one was given.
-std::string usageProblem(const CLI::App& pRoot, const CLI::ParseError& pError)
-{
-    const CLI::App* tCommand = parsedCommand(&pRoot);
-    const std::string tName = commandName(tCommand);
-    const std::string tPrefix = tName.empty() ? "" : tName + ": ";
-    const std::string tHint =
-        " (see " + std::string(PROGRAM) + (tName.empty() ? "" : " " + tName) + " --help)";
-    if (!tCommand->get_subcommands([](const CLI::App*) { return true; }).empty()) {
-        const auto tRest = pRoot.remaining(true);
-        for (const std::string& tWord : tRest)
-            if (!tWord.empty() && tWord.front() != '-')
-                return tPrefix + "unknown command \"" + tWord + "\"" + tHint;
-        if (tRest.empty()) return tPrefix + "a command is missing" + tHint;
-    }
-    std::string tText = pError.what();
-    while (!tText.empty() && (tText.back() == '\n' || tText.back() == ' '))
-        tText.pop_back();
-    for (char& tChar : tText)
-        if (tChar == '\n') tChar = ' ';
-    return tPrefix + tText + tHint;
-}
-
-uint32_t parseLogLevel(const std::string& pName, uint32_t& pLevel)
+std::optional<uint32_t> parseLogLevel(std::string_view pName)
 {
     constexpr std::array<std::string_view, 4> NAMES = {"error", "warning", "info", "debug"};
     for (uint32_t i = 0; i < NAMES.size(); ++i)
-        if (NAMES[i] == pName) {
-            pLevel = i;
-            return 0;
-        }
-    return E_INVALIDARG;
+        if (NAMES[i] == pName) return i;
+    return std::nullopt;
 }
 
-void addGlobalOptions(CLI::App& pRoot, GlobalOptions& pOptions)
+const char* Session::version() noexcept { return KHOST_VERSION; }
+
+bool Session::take(const Arguments& pArguments)
 {
-    pRoot.add_option("--app-dir", pOptions.appDir, "User application directory (made when missing)")
-        ->type_name("DIR");
-    pRoot
-        .add_option_function<std::string>(
-            "--classes",
-            [](const std::string& pPath) {
-                if (auto tRes = komSetClassRegistry(pPath.c_str()); KFAILED(tRes))
-                    throw CLI::ValidationError("--classes " + pPath + ": " + komStrError(tRes));
-            },
-            "Class registry")
-        ->type_name("FILE");
-    pRoot.add_option("--settings", pOptions.settings, "Settings store (Linux)")->type_name("FILE");
-    pRoot
-        .add_option_function<std::vector<std::string>>(
-            "-D",
-            [&pOptions](const std::vector<std::string>& pTexts) {
-                for (const std::string& tText : pTexts) {
-                    auto tProperty = splitAssignment(tText);
-                    if (!tProperty) throw CLI::ValidationError("-D " + tText + ": not NAME=VALUE");
-                    pOptions.properties.push_back(std::move(*tProperty));
-                }
-            },
-            "Application property; may be given several times")
-        ->allow_extra_args(false)
-        ->type_name("NAME=VALUE");
-    pRoot
-        .add_option_function<std::string>(
-            "--log-level",
-            [&pOptions](const std::string& pName) {
-                if (KFAILED(parseLogLevel(pName, pOptions.logLevel)))
-                    throw CLI::ValidationError("--log-level " + pName +
-                                               ": not error, warning, info or debug");
-            },
-            "error, warning (default), info or debug: what is logged on standard error")
-        ->type_name("LEVEL");
-    pRoot.add_option("--log-file", pOptions.logFile, "Log into this file as well")->type_name("FILE");
-    pRoot.set_version_flag("--version", std::string(PROGRAM) + " " + KHOST_VERSION, "Show the version");
+    mOptions.appDir = pArguments.text("--app-dir");
+    mOptions.settings = pArguments.text("--settings");
+    mOptions.logFile = pArguments.text("--log-file");
+    for (const std::string& tText : pArguments.list("-D"))
+        if (auto tProperty = splitAssignment(tText)) mOptions.properties.push_back(std::move(*tProperty));
+    if (pArguments.has("--log-level"))
+        mOptions.logLevel = parseLogLevel(pArguments.text("--log-level")).value_or(mOptions.logLevel);
+    if (!pArguments.has("--classes")) return true;
+    const std::string& tPath = pArguments.text("--classes");
+    const uint32_t tRes = komSetClassRegistry(tPath.c_str());
+    if (KFAILED(tRes)) usage("--classes " + tPath + ": " + komStrError(tRes));
+    return !KFAILED(tRes);
 }
 
-} // namespace
-
-void Session::onRun(CLI::App* pCommand, std::function<int()> pAction)
+int Session::run(const std::vector<std::string>& pArguments)
 {
-    pCommand->callback([this, pCommand, tAction = std::move(pAction)] {
-        mCommand = commandName(pCommand);
-        mStatus = tAction();
-    });
-}
-
-int Session::run(std::vector<std::string> pArguments)
-{
-    CLI::App tRoot("Embeds the framework module and drives it: cache, settings, system facts and more.",
-                   PROGRAM);
-    tRoot.allow_windows_style_options(false);
-    tRoot.fallthrough();
-    tRoot.require_subcommand(1);
-    tRoot.set_help_flag("-h,--help", "Show this help");
-    mJson = false;
+    int tStatus = STATUS_DONE;
     mCommand.clear();
-    mStatus = STATUS_DONE;
-    tRoot.add_flag("--json", mJson, "Print results as JSON");
-    if (!mInShell) addGlobalOptions(tRoot, mOptions);
-    addCommands(tRoot, *this);
-
+    mJson = false;
     try {
-        // The parser takes them from the end.
-        tRoot.parse(std::vector<std::string>(pArguments.rbegin(), pArguments.rend()));
-    } catch (const CLI::CallForHelp&) {
-        print(tRoot.help());
-    } catch (const CLI::CallForVersion& tVersion) {
-        print(std::string(tVersion.what()) + "\n");
-    } catch (const CLI::ParseError& tError) {
-        tell(usageProblem(tRoot, tError));
-        mStatus = STATUS_USAGE;
+        const ParsedLine tLine = parseLine(pArguments, mInShell);
+        if (tLine.kind == ParsedLine::SHOW) {
+            print(tLine.text);
+            if (!mAtLineStart) print("\n");
+        } else if (tLine.kind == ParsedLine::WRONG) {
+            tStatus = usage(tLine.text);
+        } else {
+            mCommand = tLine.command->name;
+            mJson = tLine.arguments.has("--json");
+            tStatus = mInShell || take(tLine.arguments) ? tLine.command->run(*this, tLine.arguments)
+                                                        : int(STATUS_USAGE);
+        }
     } catch (const std::bad_alloc&) {
-        mStatus = fail(E_OUTOFMEMORY);
+        tStatus = fail(E_OUTOFMEMORY);
     }
-    if (!flush() && mStatus == STATUS_DONE) mStatus = fail(KPR_E_IO, "standard output");
-    return mStatus;
+    if (!flush() && tStatus == STATUS_DONE) tStatus = fail(KPR_E_IO, "standard output");
+    return tStatus;
 }
 
 int Session::runLine(std::string_view pLine, bool* pEmpty)
@@ -164,7 +83,7 @@ int Session::runLine(std::string_view pLine, bool* pEmpty)
     *pEmpty = tWhole && tWords.empty();
     mCommand = "shell";
     if (!tWhole) return usage("a quote is not closed");
-    return *pEmpty ? STATUS_DONE : run(std::move(tWords));
+    return *pEmpty ? STATUS_DONE : run(tWords);
 }
 
 int Session::close(int pStatus)
@@ -187,11 +106,7 @@ void Session::print(std::string_view pBytes)
     if (mOutput.size() >= OUTPUT_PART) flush();
 }
 
-void Session::printJson(const nlohmann::ordered_json& pValue)
-{
-    // Bytes that are not UTF-8 come out as replacement characters: JSON cannot hold them.
-    print(pValue.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n");
-}
+void Session::printJson(const Json& pValue) { print(pValue.text() + "\n"); }
 
 bool Session::flush()
 {

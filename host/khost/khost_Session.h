@@ -1,16 +1,16 @@
 // One khost process: its options, its output, and the objects that its commands share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
-#include <functional>
-#include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "host/Application.h"
+#include "host/khost/khost_Command.h"
+#include "host/khost/khost_Json.h"
 #include "host/khost/khost_Paths.h"
 #include "kfw/IFileSystemCache.h"
 #include "kom/ref.h"
@@ -20,6 +20,9 @@ namespace vel::kos::host {
 
 /// The exit statuses of commands, and of khost itself.
 enum ExitStatus : int { STATUS_DONE = 0, STATUS_FAILED = 1, STATUS_NO = 1, STATUS_USAGE = 2 };
+
+/// "error", "warning", "info" and "debug"; nothing for any other text.
+std::optional<uint32_t> parseLogLevel(std::string_view pName);
 
 /// Options that count for the whole process.
 struct GlobalOptions {
@@ -38,27 +41,25 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    GlobalOptions& options() noexcept { return mOptions; }
+    static const char* version() noexcept;
+
     std::vector<std::string>& arguments() noexcept { return mArguments; }
     /// Whether --json was given, for the command at hand.
-    bool& json() noexcept { return mJson; }
+    bool json() const noexcept { return mJson; }
     /// Whether commands come from standard input, which then is nothing that a command may read.
     bool& inShell() noexcept { return mInShell; }
 
-    /// Runs the action when the command is parsed. Its answer is the exit status; a failure of memory becomes
-    /// one.
-    void onRun(CLI::App* pCommand, std::function<int()> pAction);
-    /// Parses and runs one command, given without the program's name; answers its exit status. Output has
-    /// been written when it returns.
-    int run(std::vector<std::string> pArguments);
+    /// Parses and runs one command, given without the program's name; returns its exit status. Output has
+    /// been written when it returns. A failure of memory ends the command with a status.
+    int run(const std::vector<std::string>& pArguments);
     /// The same for a line of the shell; nothing is run, and *pEmpty true, when it holds no word.
     int runLine(std::string_view pLine, bool* pEmpty);
-    /// Closes the application (its close hooks run) and lets go of every object. Answers the exit status: the
+    /// Closes the application (its close hooks run) and lets go of every object. Returns the exit status: the
     /// application's own if it was asked to close with one, else pStatus.
     int close(int pStatus);
 
     void print(std::string_view pBytes);
-    void printJson(const nlohmann::ordered_json& pValue);
+    void printJson(const Json& pValue);
     /// False when standard output has refused bytes.
     bool flush();
     /// Whether what was printed last ended its line.
@@ -69,7 +70,7 @@ public:
     /// "khost: <command>: <problem>" for what was wrongly typed.
     int usage(std::string_view pProblem);
 
-    /// The application, set up at first use. Null after a failure, which has been told: answer STATUS_FAILED.
+    /// The application, set up at first use. Null after a failure, which has been told: return STATUS_FAILED.
     Application* application();
     /// The user application directory in use; looks only.
     uint32_t userAppDir(std::string& pDir);
@@ -92,6 +93,8 @@ public:
     bool findModule(const std::string& pGiven, std::string& pPath);
 
 private:
+    /// Takes the global options; false after wrong ones, which have been told.
+    bool take(const Arguments& pArguments);
     void failClass(uint32_t pCode, const char* pClassId);
 
     GlobalOptions mOptions;
@@ -100,7 +103,6 @@ private:
     bool mInShell = false;
     bool mHaveClasses = false;
     std::string mCommand;
-    int mStatus = STATUS_DONE;
     std::string mOutput;
     bool mAtLineStart = true;
     bool mOutputFailed = false;

@@ -1,25 +1,15 @@
 // cache put, get, attrs, has, id, put-file, get-file, pin, unpin.
 #include "host/khost/commands/khost_Cache.h"
 
-#include <memory>
-
 #include "host/khost/khost_Commands.h"
 #include "host/khost/khost_Files.h"
+#include "host/khost/khost_Session.h"
 #include "kfw/cache/format/kfw_CacheId.h"
 #include "kpr/file.h"
 
 namespace vel::kos::host {
 
 namespace {
-
-/// What the commands of this source are given.
-struct Arguments {
-    std::string uri;
-    std::string id;
-    std::string file;
-    std::string output;
-    std::vector<std::string> attributes;
-};
 
 std::string_view view(const fw::CacheBytes& pBytes)
 {
@@ -57,27 +47,27 @@ int printStored(Session& pSession, const fw::CacheId& pId)
     const std::string tPath = objectPath(pSession.application()->userAppDir(), tName);
     if (auto tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_SIZE, &tInfo); KFAILED(tRes))
         return pSession.fail(tRes, tPath);
-    pSession.printJson({{"id", tName}, {"bytes", tInfo.size}});
+    pSession.printJson(Json::object({{"id", tName}, {"bytes", tInfo.size}}));
     return STATUS_DONE;
 }
 
 int put(Session& pSession, const Arguments& pArguments)
 {
     fw::CacheAttrList tAttributes;
-    for (const std::string& tText : pArguments.attributes) {
+    for (const std::string& tText : pArguments.list("--attr")) {
         const auto tPair = splitAssignment(tText);
         if (!tPair) return pSession.usage("--attr " + tText + ": not KEY=VALUE");
         tAttributes.add(tPair->first.c_str(), tPair->second.c_str());
     }
     fw::CacheBytes tData;
-    if (const int tStatus = readArgument(pSession, pArguments.file, &tData); tStatus != STATUS_DONE)
+    if (const int tStatus = readArgument(pSession, pArguments.text("FILE"), &tData); tStatus != STATUS_DONE)
         return tStatus;
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     fw::CacheId tId;
-    uint32_t tRes = tCache->computeCacheId(pArguments.uri.c_str(), &tId);
-    if (!KFAILED(tRes)) tRes = tCache->putObject(pArguments.uri.c_str(), &tAttributes, &tData);
-    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.uri) : printStored(pSession, tId);
+    uint32_t tRes = tCache->computeCacheId(pArguments.text("URI").c_str(), &tId);
+    if (!KFAILED(tRes)) tRes = tCache->putObject(pArguments.text("URI").c_str(), &tAttributes, &tData);
+    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.text("URI")) : printStored(pSession, tId);
 }
 
 int get(Session& pSession, const Arguments& pArguments)
@@ -86,9 +76,9 @@ int get(Session& pSession, const Arguments& pArguments)
     if (!tCache) return STATUS_FAILED;
     fw::CacheAttrList tAttributes;
     fw::CacheBytes tData;
-    if (auto tRes = tCache->getObject(pArguments.uri.c_str(), &tAttributes, &tData); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.uri);
-    return writeResult(pSession, pArguments.output, tData);
+    if (auto tRes = tCache->getObject(pArguments.text("URI").c_str(), &tAttributes, &tData); KFAILED(tRes))
+        return pSession.fail(tRes, pArguments.text("URI"));
+    return writeResult(pSession, pArguments.text("--output"), tData);
 }
 
 int attrs(Session& pSession, const Arguments& pArguments)
@@ -96,13 +86,13 @@ int attrs(Session& pSession, const Arguments& pArguments)
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     fw::CacheAttrList tList;
-    if (auto tRes = tCache->getAttributes(pArguments.uri.c_str(), &tList); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.uri);
-    auto tJson = nlohmann::ordered_json::array();
+    if (auto tRes = tCache->getAttributes(pArguments.text("URI").c_str(), &tList); KFAILED(tRes))
+        return pSession.fail(tRes, pArguments.text("URI"));
+    auto tJson = Json::array();
     for (uint32_t i = 0; i < tList.mCount; ++i) {
         const fw::KFSCacheAttr& tAttr = tList.mAttrs[i];
         if (pSession.json())
-            tJson.push_back(nlohmann::ordered_json::array({tAttr.mKey, tAttr.mValue}));
+            tJson.add(std::vector<std::string>{tAttr.mKey, tAttr.mValue});
         else
             pSession.print(std::string(tAttr.mKey) + "=" + tAttr.mValue + "\n");
     }
@@ -115,8 +105,8 @@ int has(Session& pSession, const Arguments& pArguments)
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     uint32_t tExists = 0;
-    if (auto tRes = tCache->hasObject(pArguments.uri.c_str(), &tExists); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.uri);
+    if (auto tRes = tCache->hasObject(pArguments.text("URI").c_str(), &tExists); KFAILED(tRes))
+        return pSession.fail(tRes, pArguments.text("URI"));
     if (pSession.json())
         pSession.printJson(tExists != 0);
     else
@@ -129,8 +119,8 @@ int id(Session& pSession, const Arguments& pArguments)
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     fw::CacheId tId;
-    if (auto tRes = tCache->computeCacheId(pArguments.uri.c_str(), &tId); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.uri);
+    if (auto tRes = tCache->computeCacheId(pArguments.text("URI").c_str(), &tId); KFAILED(tRes))
+        return pSession.fail(tRes, pArguments.text("URI"));
     if (pSession.json())
         pSession.printJson(cacheIdText(tId));
     else
@@ -146,26 +136,26 @@ int badId(Session& pSession, const std::string& pText)
 int putFile(Session& pSession, const Arguments& pArguments)
 {
     fw::CacheId tId;
-    if (!kfw::parseCacheId(pArguments.id, &tId)) return badId(pSession, pArguments.id);
+    if (!kfw::parseCacheId(pArguments.text("ID"), &tId)) return badId(pSession, pArguments.text("ID"));
     fw::CacheBytes tFile;
-    if (const int tStatus = readArgument(pSession, pArguments.file, &tFile); tStatus != STATUS_DONE)
+    if (const int tStatus = readArgument(pSession, pArguments.text("FILE"), &tFile); tStatus != STATUS_DONE)
         return tStatus;
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     const uint32_t tRes = tCache->putObjectFile(&tId, &tFile);
-    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.id) : printStored(pSession, tId);
+    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.text("ID")) : printStored(pSession, tId);
 }
 
 int getFile(Session& pSession, const Arguments& pArguments)
 {
     fw::CacheId tId;
-    if (!kfw::parseCacheId(pArguments.id, &tId)) return badId(pSession, pArguments.id);
+    if (!kfw::parseCacheId(pArguments.text("ID"), &tId)) return badId(pSession, pArguments.text("ID"));
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     fw::CacheBytes tFile;
     if (auto tRes = tCache->getObjectFile(&tId, &tFile); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.id);
-    return writeResult(pSession, pArguments.output, tFile);
+        return pSession.fail(tRes, pArguments.text("ID"));
+    return writeResult(pSession, pArguments.text("--output"), tFile);
 }
 
 int changePin(Session& pSession, const Arguments& pArguments,
@@ -173,66 +163,95 @@ int changePin(Session& pSession, const Arguments& pArguments,
 {
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
-    const uint32_t tRes = (tCache->*pOperation)(pArguments.uri.c_str());
-    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.uri) : STATUS_DONE;
+    const uint32_t tRes = (tCache->*pOperation)(pArguments.text("URI").c_str());
+    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.text("URI")) : STATUS_DONE;
 }
 
-/// One command with the arguments that its letters name: u(RI), i(D), f(ILE), o(utput), a(ttributes).
-void addCommand(CLI::App& pCache, Session& pSession, const char* pName, const char* pText,
-                std::string_view pLetters, std::function<int(Session&, const Arguments&)> pAction)
+int pin(Session& pSession, const Arguments& pArguments)
 {
-    CLI::App* tCommand = pCache.add_subcommand(pName, pText);
-    auto tArguments = std::make_shared<Arguments>();
-    const auto tPositional = [&](const char* pWhat, std::string& pTarget, const char* pHelp) {
-        tCommand->add_option(pWhat, pTarget, pHelp)->required()->type_name("");
-    };
-    for (const char tLetter : pLetters) {
-        if (tLetter == 'u') tPositional("URI", tArguments->uri, "The object's URI; a query does not count");
-        if (tLetter == 'i') tPositional("ID", tArguments->id, "The object's identity, 32 hexadecimal digits");
-        if (tLetter == 'f') tPositional("FILE", tArguments->file, "What to store; - is standard input");
-        if (tLetter == 'o')
-            tCommand->add_option("--output,-o", tArguments->output, "Write here instead of standard output")
-                ->type_name("FILE");
-        if (tLetter == 'a')
-            tCommand->add_option("--attr", tArguments->attributes, "An attribute; may be given several times")
-                ->allow_extra_args(false)
-                ->type_name("KEY=VALUE");
-    }
-    pSession.onRun(tCommand, [&pSession, tArguments, tAction = std::move(pAction)] {
-        return tAction(pSession, *tArguments);
-    });
+    return changePin(pSession, pArguments, &fw::IFileSystemCache::pinObject);
+}
+
+int unpin(Session& pSession, const Arguments& pArguments)
+{
+    return changePin(pSession, pArguments, &fw::IFileSystemCache::unpinObject);
+}
+
+void addCacheObjectCommands(std::vector<Command>& pTable)
+{
+    const Positional tUri = {.name = "URI", .help = "The object's URI; a query does not count"};
+    const Positional tId = {.name = "ID", .help = "The object's identity, 32 hexadecimal digits"};
+    const Positional tFile = {
+        .name = "FILE", .help = "What to store; - is standard input", .completes = Completes::FILES};
+    const Option tOutput = {.names = "--output,-o",
+                            .value = "FILE",
+                            .help = "Write here instead of standard output",
+                            .completes = Completes::FILES};
+    const Option tAttribute = {.names = "--attr",
+                               .value = "KEY=VALUE",
+                               .help = "An attribute; may be given several times",
+                               .repeatable = true};
+    const JsonResult tStored = {.shape = "an object",
+                                .fields = {{"id", "string", "the object's identity, 32 hexadecimal digits"},
+                                           {"bytes", "number", "size of the object file"}}};
+    pTable.insert(
+        pTable.end(),
+        {{.name = "cache put",
+          .summary = "Store a file as an object.",
+          .run = put,
+          .positionals = {tUri, tFile},
+          .options = {tAttribute},
+          .json = tStored,
+          .examples = {{"khost cache put http://example.com/a a.html --attr type=text/html",
+                        "store a page"}}},
+         {.name = "cache get",
+          .summary = "Read an object's data.",
+          .run = get,
+          .positionals = {tUri},
+          .options = {tOutput},
+          .examples = {{"khost cache get http://example.com/a -o a.html", "write the data into a file"}}},
+         {.name = "cache attrs",
+          .summary = "Show an object's attributes.",
+          .run = attrs,
+          .positionals = {tUri},
+          .json = {.shape =
+                       "an array of pairs (arrays of two strings): key and value, in the object's order"}},
+         {.name = "cache has",
+          .summary = "Tell whether there is an object: status 0 for yes, 1 for no.",
+          .run = has,
+          .positionals = {tUri},
+          .json = {.shape = "true or false"}},
+         {.name = "cache id",
+          .summary = "Show the identity of the object that a URI names.",
+          .run = id,
+          .positionals = {tUri},
+          .json = {.shape = "a string"},
+          .looks = true},
+         {.name = "cache put-file",
+          .summary = "Store an object file as it is.",
+          .run = putFile,
+          .positionals = {tId, tFile},
+          .json = tStored},
+         {.name = "cache get-file",
+          .summary = "Read an object file as it is.",
+          .run = getFile,
+          .positionals = {tId},
+          .options = {tOutput}},
+         {.name = "cache pin",
+          .summary = "Keep an object from being cleaned while this process lives.",
+          .run = pin,
+          .positionals = {tUri}},
+         {.name = "cache unpin", .summary = "Take a pin back.", .run = unpin, .positionals = {tUri}}});
 }
 
 } // namespace
 
-void addCacheObjectCommands(CLI::App& pCache, Session& pSession)
+void addCacheCommands(std::vector<Command>& pTable)
 {
-    const auto tAdd = [&](const char* pName, const char* pText, std::string_view pLetters, auto pAction) {
-        addCommand(pCache, pSession, pName, pText, pLetters, pAction);
-    };
-    tAdd("put", "Store a file as an object.", "ufa", put);
-    tAdd("get", "Read an object's data.", "uo", get);
-    tAdd("attrs", "Show an object's attributes.", "u", attrs);
-    tAdd("has", "Tell whether there is an object: status 0 for yes, 1 for no.", "u", has);
-    tAdd("id", "Show the identity of the object that a URI names.", "u", id);
-    tAdd("put-file", "Store an object file as it is.", "if", putFile);
-    tAdd("get-file", "Read an object file as it is.", "io", getFile);
-    tAdd("pin", "Keep an object from being cleaned while this process lives.", "u",
-         [](Session& pOwner, const Arguments& pArguments) {
-             return changePin(pOwner, pArguments, &fw::IFileSystemCache::pinObject);
-         });
-    tAdd("unpin", "Take a pin back.", "u", [](Session& pOwner, const Arguments& pArguments) {
-        return changePin(pOwner, pArguments, &fw::IFileSystemCache::unpinObject);
-    });
-}
-
-void addCacheCommands(CLI::App& pRoot, Session& pSession)
-{
-    CLI::App* tCache = pRoot.add_subcommand("cache", "Store, read and examine cached objects.");
-    tCache->require_subcommand(1);
-    addCacheObjectCommands(*tCache, pSession);
-    addCacheLookCommands(*tCache, pSession);
-    addCacheImportCommands(*tCache, pSession);
+    pTable.push_back({.name = "cache", .summary = "Store, read and examine cached objects."});
+    addCacheObjectCommands(pTable);
+    addCacheLookCommands(pTable);
+    addCacheImportCommands(pTable);
 }
 
 std::string cacheIdText(const fw::CacheId& pId)

@@ -2,17 +2,17 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
-#include "host/khost/khost_Session.h"
+#include "host/khost/khost_Commands.h"
+#include "kfw/IFileSystemCache.h"
 
 namespace vel::kos::host {
 
-/// put, get, attrs, has, id, put-file, get-file, pin, unpin.
-void addCacheObjectCommands(CLI::App& pCache, Session& pSession);
 /// ls, stat, verify: made by looking only.
-void addCacheLookCommands(CLI::App& pCache, Session& pSession);
+void addCacheLookCommands(std::vector<Command>& pTable);
 /// import.
-void addCacheImportCommands(CLI::App& pCache, Session& pSession);
+void addCacheImportCommands(std::vector<Command>& pTable);
 
 /// The identity as the 32 digits that are its object file's name.
 std::string cacheIdText(const fw::CacheId& pId);

@@ -1,10 +1,10 @@
 // cache import.
 #include <algorithm>
-#include <memory>
 
 #include "host/khost/commands/khost_Cache.h"
 #include "host/khost/khost_Files.h"
 #include "host/khost/khost_Progress.h"
+#include "host/khost/khost_Session.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
@@ -117,7 +117,7 @@ private:
             return;
         }
         if (mSession.json())
-            mStored.push_back({{"id", cacheIdText(tId)}, {"name", pName}});
+            mStored.add(Json::object({{"id", cacheIdText(tId)}, {"name", pName}}));
         else
             mSession.print(cacheIdText(tId) + " " + pName + "\n");
     }
@@ -127,42 +127,49 @@ private:
     const std::string mFolder;
     const std::string mBase;
     std::vector<std::string> mNames;
-    nlohmann::ordered_json mStored = nlohmann::ordered_json::array();
+    Json mStored = Json::array();
     int mStatus = STATUS_DONE;
 };
 
-int import(Session& pSession, const std::string& pFolder, const std::string& pBase)
+int import(Session& pSession, const Arguments& pArguments)
 {
+    const std::string& tGiven = pArguments.text("DIR");
+    const std::string& tBase = pArguments.text("--base");
     std::string tFolder;
     if (auto tRes = fetchPath(
             tFolder,
-            [&](char* pBuffer, uint32_t pSize) { return kprGetRealPath(pFolder.c_str(), pBuffer, pSize); });
+            [&](char* pBuffer, uint32_t pSize) { return kprGetRealPath(tGiven.c_str(), pBuffer, pSize); });
         KFAILED(tRes))
-        return pSession.fail(tRes, pFolder);
+        return pSession.fail(tRes, tGiven);
     KprFileInfo tInfo = {};
     if (auto tRes = kprGetFileInfo(tFolder.c_str(), KPR_INFO_KIND, &tInfo); KFAILED(tRes))
         return pSession.fail(tRes, tFolder);
     if (tInfo.kind != KPR_KIND_DIRECTORY) return pSession.fail(KPR_E_NOT_DIRECTORY, tFolder);
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
-    return Import(pSession, *tCache, tFolder, pBase.empty() ? folderUri(tFolder) : pBase).run();
+    return Import(pSession, *tCache, tFolder, tBase.empty() ? folderUri(tFolder) : tBase).run();
 }
 
 } // namespace
 
-void addCacheImportCommands(CLI::App& pCache, Session& pSession)
+void addCacheImportCommands(std::vector<Command>& pTable)
 {
-    CLI::App* tImport = pCache.add_subcommand("import", "Store the files of a folder and its subfolders.");
-    auto tFolder = std::make_shared<std::string>();
-    auto tBase = std::make_shared<std::string>();
-    tImport->add_option("DIR", *tFolder, "The folder; links in it are not followed")
-        ->required()
-        ->type_name("");
-    tImport
-        ->add_option("--base", *tBase,
-                     "What comes before each relative path (default: the folder's file URI)")
-        ->type_name("URI");
-    pSession.onRun(tImport, [&pSession, tFolder, tBase] { return import(pSession, *tFolder, *tBase); });
+    pTable.push_back({
+        .name = "cache import",
+        .summary = "Store the files of a folder and its subfolders.",
+        .run = import,
+        .positionals = {{.name = "DIR",
+                         .help = "The folder; links in it are not followed",
+                         .completes = Completes::FOLDERS}},
+        .options = {{.names = "--base",
+                     .value = "URI",
+                     .help = "What comes before each relative path (default: the folder's file URI)"}},
+        .json = {.shape = "an array of objects, one for each file that was stored",
+                 .fields = {{"id", "string", "the object's identity"},
+                            {"name", "string", "the file's path in the folder, with /"}}},
+        .examples = {{"khost cache import docs --base http://example.com/docs",
+                      "a folder under URIs of its own"}},
+    });
 }
 
 } // namespace vel::kos::host

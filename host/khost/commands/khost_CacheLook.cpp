@@ -6,6 +6,7 @@
 #include "host/khost/commands/khost_Cache.h"
 #include "host/khost/khost_CacheFiles.h"
 #include "host/khost/khost_Progress.h"
+#include "host/khost/khost_Session.h"
 
 namespace vel::kos::host {
 
@@ -62,7 +63,7 @@ int ls(Session& pSession, CacheFiles& pCache)
     std::vector<CacheFile> tFiles;
     uint64_t tOthers = 0;
     if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
-    auto tJson = nlohmann::ordered_json::array();
+    auto tJson = Json::array();
     if (!pSession.json() && !tFiles.empty())
         pSession.print("ID                                    BYTES  ATTRIBUTES       DATA  MODIFIED         "
                        "     VALID\n");
@@ -71,12 +72,12 @@ int ls(Session& pSession, CacheFiles& pCache)
         const bool tValid = tFacts.problem.empty();
         const std::string tModified = utcTime(tFile.modified);
         if (pSession.json()) {
-            nlohmann::ordered_json tRow = {{"id", tFile.name}, {"bytes", tFile.bytes}};
-            tRow["attributes"] = tValid ? nlohmann::ordered_json(tFacts.attributes) : nullptr;
-            tRow["data_bytes"] = tValid ? nlohmann::ordered_json(tFacts.dataBytes) : nullptr;
-            tRow["modified"] = tModified;
-            tRow["valid"] = tValid;
-            tJson.push_back(std::move(tRow));
+            tJson.add(Json::object({{"id", tFile.name},
+                                    {"bytes", tFile.bytes},
+                                    {"attributes", tValid ? Json(tFacts.attributes) : Json()},
+                                    {"data_bytes", tValid ? Json(tFacts.dataBytes) : Json()},
+                                    {"modified", tModified},
+                                    {"valid", tValid}}));
         } else {
             pSession.print(tFile.name + " " + padded(std::to_string(tFile.bytes), 10) + "  " +
                            padded(tValid ? std::to_string(tFacts.attributes) : "-", 10) + " " +
@@ -102,14 +103,14 @@ int stat(Session& pSession, CacheFiles& pCache)
         tBytes += tFile.bytes;
     const char* tCleanerText = tCleaner ? "active" : "none";
     if (pSession.json()) {
-        pSession.printJson({{"dir", pCache.dir()},
-                            {"objects", tFiles.size()},
-                            {"bytes", tBytes},
-                            {"inserted_kb", tCounters.insertedKb},
-                            {"cleaned_kb", tCounters.cleanedKb},
-                            {"growth_kb", tCounters.growthKb()},
-                            {"threshold_kb", CLEANING_THRESHOLD_KB},
-                            {"cleaner", tCleanerText}});
+        pSession.printJson(Json::object({{"dir", pCache.dir()},
+                                         {"objects", tFiles.size()},
+                                         {"bytes", tBytes},
+                                         {"inserted_kb", tCounters.insertedKb},
+                                         {"cleaned_kb", tCounters.cleanedKb},
+                                         {"growth_kb", tCounters.growthKb()},
+                                         {"threshold_kb", CLEANING_THRESHOLD_KB},
+                                         {"cleaner", tCleanerText}}));
         return STATUS_DONE;
     }
     const auto tLine = [&](const char* pName, const std::string& pValue) {
@@ -133,13 +134,13 @@ int verify(Session& pSession, CacheFiles& pCache)
     std::vector<CacheFile> tFiles;
     uint64_t tOthers = 0;
     if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
-    auto tBad = nlohmann::ordered_json::array();
+    auto tBad = Json::array();
     Progress tProgress("verify", tFiles.size());
     uint64_t tDone = 0;
     for (const CacheFile& tFile : tFiles) {
         const CacheFileFacts tFacts = pCache.examine(tFile);
         if (!tFacts.problem.empty()) {
-            tBad.push_back({{"file", tFile.name}, {"reason", tFacts.problem}});
+            tBad.add(Json::object({{"file", tFile.name}, {"reason", tFacts.problem}}));
             if (!pSession.json()) {
                 tProgress.wipe();
                 pSession.print(tFile.name + ": " + tFacts.problem + "\n");
@@ -150,27 +151,60 @@ int verify(Session& pSession, CacheFiles& pCache)
     }
     tProgress.wipe();
     if (pSession.json())
-        pSession.printJson({{"checked", tFiles.size()}, {"bad", tBad}});
+        pSession.printJson(Json::object({{"checked", tFiles.size()}, {"bad", tBad}}));
     else
         pSession.print(std::to_string(tFiles.size()) + " checked, " + std::to_string(tBad.size()) + " bad\n");
-    return tBad.empty() ? STATUS_DONE : STATUS_FAILED;
+    return tBad.size() == 0 ? STATUS_DONE : STATUS_FAILED;
+}
+
+/// Opens the cache's files for one of the functions above.
+template <int (*TAction)(Session&, CacheFiles&)>
+int look(Session& pSession, const Arguments&)
+{
+    std::string tAppDir;
+    if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
+    CacheFiles tCache(tAppDir);
+    return TAction(pSession, tCache);
 }
 
 } // namespace
 
-void addCacheLookCommands(CLI::App& pCache, Session& pSession)
+void addCacheLookCommands(std::vector<Command>& pTable)
 {
-    const auto tAdd = [&](const char* pName, const char* pText, int (*pAction)(Session&, CacheFiles&)) {
-        pSession.onRun(pCache.add_subcommand(pName, pText), [&pSession, pAction] {
-            std::string tAppDir;
-            if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
-            CacheFiles tCache(tAppDir);
-            return pAction(pSession, tCache);
-        });
-    };
-    tAdd("ls", "List the objects.", ls);
-    tAdd("stat", "Show the cache's size, its counters and whether a cleaner is at work.", stat);
-    tAdd("verify", "Check every object file: status 1 when one is bad.", verify);
+    pTable.insert(
+        pTable.end(),
+        {{.name = "cache ls",
+          .summary = "List the objects.",
+          .run = look<ls>,
+          .json = {.shape = "an array of objects, in the order of the identities",
+                   .fields = {{"id", "string", "the object's identity, 32 hexadecimal digits"},
+                              {"bytes", "number", "size of the object file"},
+                              {"attributes", "number", "how many it has; null when the file is bad"},
+                              {"data_bytes", "number", "size of the data; null when the file is bad"},
+                              {"modified", "string", "time of the last store or refreshment, UTC"},
+                              {"valid", "boolean", "whether the cache would read it"}}},
+          .looks = true},
+         {.name = "cache stat",
+          .summary = "Show the cache's size, its counters and whether a cleaner is at work.",
+          .run = look<stat>,
+          .json =
+              {.shape = "an object",
+               .fields = {{"dir", "string", "the cache directory"},
+                          {"objects", "number", "object files"},
+                          {"bytes", "number", "their size together"},
+                          {"inserted_kb", "number", "kilobytes ever inserted"},
+                          {"cleaned_kb", "number", "kilobytes ever removed by cleaners"},
+                          {"growth_kb", "number", "the difference; negative when more was cleaned"},
+                          {"threshold_kb", "number", "the growth from which on a cleaner removes something"},
+                          {"cleaner", "string", "active when a process has the cleaner's lock, else none"}}},
+          .looks = true},
+         {.name = "cache verify",
+          .summary = "Check every object file: status 1 when one is bad.",
+          .run = look<verify>,
+          .json = {.shape = "an object",
+                   .fields = {{"checked", "number", "object files examined"},
+                              {"bad", "array", "objects with the bad ones' file and reason, both strings"}}},
+          .looks = true}});
 }
 
 } // namespace vel::kos::host

@@ -2,10 +2,10 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
-#include <memory>
 #include <optional>
 
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Session.h"
 #include "kom/identity.h"
 
 namespace vel::kos::host {
@@ -35,21 +35,22 @@ std::optional<uint32_t> parseCode(const std::string& pText)
     return std::nullopt;
 }
 
-int showErrors(Session& pSession, const std::string& pWanted)
+int showErrors(Session& pSession, const Arguments& pArguments)
 {
+    const std::string& tWanted = pArguments.text("CODE");
     std::optional<uint32_t> tCode;
-    if (!pWanted.empty() && !(tCode = parseCode(pWanted)))
-        return pSession.usage("\"" + pWanted + "\" is neither a number nor the name of a result code");
+    if (!tWanted.empty() && !(tCode = parseCode(tWanted)))
+        return pSession.usage("\"" + tWanted + "\" is neither a number nor the name of a result code");
     if (tCode && !*komGetResultName(*tCode)) return pSession.fail(*tCode);
 
     uint32_t tCount = 0;
     const KomResultCode* tRows = komGetResultCodes(&tCount);
-    auto tJson = nlohmann::ordered_json::array();
+    auto tJson = Json::array();
     for (uint32_t i = 0; i < tCount; ++i) {
         if (tCode && tRows[i].code != *tCode) continue;
         const std::string tNumber = hexadecimal(tRows[i].code);
         if (pSession.json())
-            tJson.push_back({{"code", tNumber}, {"name", tRows[i].name}, {"text", tRows[i].text}});
+            tJson.add(Json::object({{"code", tNumber}, {"name", tRows[i].name}, {"text", tRows[i].text}}));
         else
             pSession.print(tNumber + " " + tRows[i].name + " " + tRows[i].text + "\n");
     }
@@ -59,13 +60,22 @@ int showErrors(Session& pSession, const std::string& pWanted)
 
 } // namespace
 
-void addErrorCommands(CLI::App& pRoot, Session& pSession)
+void addErrorCommands(std::vector<Command>& pTable)
 {
-    CLI::App* tErrors = pRoot.add_subcommand("errors", "Show the table of result codes, or one of them.");
-    auto tCode = std::make_shared<std::string>();
-    tErrors->add_option("CODE", *tCode, "0x and hexadecimal digits, a decimal number, or a name")
-        ->type_name("");
-    pSession.onRun(tErrors, [&pSession, tCode] { return showErrors(pSession, *tCode); });
+    pTable.push_back({
+        .name = "errors",
+        .summary = "Show the table of result codes, or one of them.",
+        .run = showErrors,
+        .positionals = {{.name = "CODE",
+                         .help = "0x and hexadecimal digits, a decimal number, or a name",
+                         .count = Positional::OPTIONAL}},
+        .json = {.shape = "an array of objects, in the order of the codes",
+                 .fields = {{"code", "string", "0x and eight hexadecimal digits"},
+                            {"name", "string", "the code's name"},
+                            {"text", "string", "what it means"}}},
+        .examples = {{"khost errors 0x96230003", "what a code of a log line means"}},
+        .looks = true,
+    });
 }
 
 } // namespace vel::kos::host

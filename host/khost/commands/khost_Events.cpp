@@ -1,5 +1,4 @@
 // events: watch the event dispatcher at work.
-#include <memory>
 #include <set>
 #include <string>
 #include <string_view>
@@ -7,6 +6,7 @@
 
 #include "host/khost/khost_Commands.h"
 #include "host/khost/khost_LineReader.h"
+#include "host/khost/khost_Session.h"
 #include "kfw/IEventDispatcher.h"
 #include "kfw/classes.h"
 #include "kom/implements.h"
@@ -14,11 +14,6 @@
 namespace vel::kos::host {
 
 namespace {
-
-struct EventOptions {
-    std::vector<std::string> failing;   ///< types that get a consumer which fails
-    std::vector<std::string> consuming; ///< types that get one which consumes
-};
 
 /// A line of input.
 class LineEvent : public kom::Implements<LineEvent, fw::IEvent> {
@@ -53,12 +48,13 @@ private:
 /// Where deliveries are shown: as lines when they happen, as JSON at the end.
 class Deliveries {
 public:
-    explicit Deliveries(Session& pSession) : mSession(pSession), mJson(nlohmann::ordered_json::array()) {}
+    explicit Deliveries(Session& pSession) : mSession(pSession), mJson(Json::array()) {}
 
     void show(const std::string& pConsumer, const LineEvent& pEvent)
     {
         if (mSession.json())
-            mJson.push_back({{"consumer", pConsumer}, {"type", pEvent.type()}, {"text", pEvent.text()}});
+            mJson.add(
+                Json::object({{"consumer", pConsumer}, {"type", pEvent.type()}, {"text", pEvent.text()}}));
         else
             mSession.print(pConsumer + "\t" + pEvent.type() + "\t" + pEvent.text() + "\n");
     }
@@ -69,7 +65,7 @@ public:
 
 private:
     Session& mSession;
-    nlohmann::ordered_json mJson;
+    Json mJson;
 };
 
 /// Shows what it gets. Every event of this command is a LineEvent.
@@ -108,13 +104,13 @@ public:
     {
     }
 
-    uint32_t open(fw::IApplication* pApp, const EventOptions& pOptions)
+    uint32_t open(fw::IApplication* pApp, const Arguments& pArguments)
     {
         if (auto tRes = mDispatcher->init(pApp); KFAILED(tRes)) return tRes;
         if (auto tRes = add("*", "*", ShowingConsumer::PASSES_ON); KFAILED(tRes)) return tRes;
-        for (const std::string& tType : pOptions.failing)
+        for (const std::string& tType : pArguments.list("--fail"))
             if (auto tRes = add(tType, "fail", ShowingConsumer::FAILS); KFAILED(tRes)) return tRes;
-        for (const std::string& tType : pOptions.consuming)
+        for (const std::string& tType : pArguments.list("--consume"))
             if (auto tRes = add(tType, "consume", ShowingConsumer::CONSUMES); KFAILED(tRes)) return tRes;
         return 0;
     }
@@ -143,7 +139,7 @@ private:
     std::set<std::string> mTypes;
 };
 
-int watchEvents(Session& pSession, const EventOptions& pOptions)
+int watchEvents(Session& pSession, const Arguments& pArguments)
 {
     if (pSession.inShell()) return pSession.usage("standard input holds the shell's commands");
     Application* tApp = pSession.application();
@@ -152,7 +148,7 @@ int watchEvents(Session& pSession, const EventOptions& pOptions)
     if (!tDispatcher) return STATUS_FAILED;
     Deliveries tDeliveries(pSession);
     Stage tStage(std::move(tDispatcher), tDeliveries);
-    if (auto tRes = tStage.open(tApp, pOptions); KFAILED(tRes)) return pSession.fail(tRes);
+    if (auto tRes = tStage.open(tApp, pArguments); KFAILED(tRes)) return pSession.fail(tRes);
 
     int tStatus = STATUS_DONE;
     LineReader tReader([tApp] { tApp->wakeUp(); });
@@ -173,22 +169,26 @@ int watchEvents(Session& pSession, const EventOptions& pOptions)
 
 } // namespace
 
-void addEventCommands(CLI::App& pRoot, Session& pSession)
+void addEventCommands(std::vector<Command>& pTable)
 {
-    CLI::App* tEvents = pRoot.add_subcommand(
-        "events", "Post the lines TYPE<TAB>TEXT of standard input as events and show each delivery.");
-    auto tOptions = std::make_shared<EventOptions>();
-    tEvents
-        ->add_option("--fail", tOptions->failing,
-                     "A consumer \"fail\" of that type, or of all (*), that fails; before the type's own")
-        ->type_name("TYPE")
-        ->allow_extra_args(false);
-    tEvents
-        ->add_option("--consume", tOptions->consuming,
-                     "A consumer \"consume\" that consumes: consumers after it are not served")
-        ->type_name("TYPE")
-        ->allow_extra_args(false);
-    pSession.onRun(tEvents, [&pSession, tOptions] { return watchEvents(pSession, *tOptions); });
+    pTable.push_back({
+        .name = "events",
+        .summary = "Post the lines TYPE<TAB>TEXT of standard input as events and show each delivery.",
+        .run = watchEvents,
+        .options = {{.names = "--fail",
+                     .value = "TYPE",
+                     .help =
+                         "A consumer \"fail\" of that type, or of all (*), that fails; before the type's own",
+                     .repeatable = true},
+                    {.names = "--consume",
+                     .value = "TYPE",
+                     .help = "A consumer \"consume\" that consumes: consumers after it are not served",
+                     .repeatable = true}},
+        .json = {.shape = "an array of objects, one for each delivery, printed at the end",
+                 .fields = {{"consumer", "string", "*, fail, consume, or the type whose consumer it is"},
+                            {"type", "string", "the event's type"},
+                            {"text", "string", "its text"}}},
+    });
 }
 
 } // namespace vel::kos::host

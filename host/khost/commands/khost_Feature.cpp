@@ -1,6 +1,5 @@
 // feature: ask the feature set.
 #include <charconv>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -8,18 +7,13 @@
 #include <vector>
 
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Session.h"
 #include "kfw/IFeatureSet.h"
 #include "kfw/classes.h"
 
 namespace vel::kos::host {
 
 namespace {
-
-struct FeatureOptions {
-    std::vector<std::string> names;
-    std::vector<std::string> declarations;
-    std::string setFlags = "0";
-};
 
 /// A number from decimal digits, or from "0x" and hexadecimal ones.
 std::optional<uint32_t> parseFlags(std::string_view pText)
@@ -61,12 +55,13 @@ std::optional<Declaration> parseDeclaration(std::string_view pText)
     return tDeclaration;
 }
 
-int askFeatures(Session& pSession, const FeatureOptions& pOptions)
+int askFeatures(Session& pSession, const Arguments& pArguments)
 {
-    const auto tSetFlags = parseFlags(pOptions.setFlags);
-    if (!tSetFlags) return pSession.usage("--set-flags: \"" + pOptions.setFlags + "\" is not a number");
+    const std::string& tFlagsText = pArguments.text("--set-flags");
+    const auto tSetFlags = parseFlags(pArguments.has("--set-flags") ? tFlagsText : "0");
+    if (!tSetFlags) return pSession.usage("--set-flags: \"" + tFlagsText + "\" is not a number");
     std::vector<Declaration> tDeclarations;
-    for (const std::string& tText : pOptions.declarations) {
+    for (const std::string& tText : pArguments.list("--declare")) {
         const auto tDeclaration = parseDeclaration(tText);
         if (!tDeclaration)
             return pSession.usage("--declare: \"" + tText + "\" is not NAME[:KEY[:OPTION[:FLAGS]]]");
@@ -88,8 +83,8 @@ int askFeatures(Session& pSession, const FeatureOptions& pOptions)
     }
 
     int tStatus = STATUS_DONE;
-    auto tJson = nlohmann::ordered_json::array();
-    for (const std::string& tName : pOptions.names) {
+    auto tJson = Json::array();
+    for (const std::string& tName : pArguments.list("NAME")) {
         uint32_t tEnabled = 0;
         if (auto tRes = tFeatures->isEnabled(tName.c_str(), &tEnabled); KFAILED(tRes)) {
             tStatus = pSession.fail(tRes, "\"" + tName + "\"");
@@ -104,7 +99,7 @@ int askFeatures(Session& pSession, const FeatureOptions& pOptions)
         const char* tKind = tDeclared.contains(tName)          ? "declared"
                             : tProperty && !tProperty->empty() ? "learnt"
                                                                : "unknown";
-        tJson.push_back({{"name", tName}, {"enabled", tEnabled != 0}, {"kind", tKind}});
+        tJson.add(Json::object({{"name", tName}, {"enabled", tEnabled != 0}, {"kind", tKind}}));
     }
     if (pSession.json()) pSession.printJson(tJson);
     return tStatus;
@@ -112,16 +107,25 @@ int askFeatures(Session& pSession, const FeatureOptions& pOptions)
 
 } // namespace
 
-void addFeatureCommands(CLI::App& pRoot, Session& pSession)
+void addFeatureCommands(std::vector<Command>& pTable)
 {
-    CLI::App* tFeature = pRoot.add_subcommand("feature", "Tell whether features are enabled.");
-    auto tOptions = std::make_shared<FeatureOptions>();
-    tFeature->add_option("NAME", tOptions->names, "The features")->required()->type_name("");
-    tFeature->add_option("--declare", tOptions->declarations, "Declare a feature beforehand; repeatable")
-        ->type_name("NAME[:KEY[:OPTION[:FLAGS]]]")
-        ->allow_extra_args(false);
-    tFeature->add_option("--set-flags", tOptions->setFlags, "Flags of the whole set")->type_name("N");
-    pSession.onRun(tFeature, [&pSession, tOptions] { return askFeatures(pSession, *tOptions); });
+    pTable.push_back({
+        .name = "feature",
+        .summary = "Tell whether features are enabled.",
+        .run = askFeatures,
+        .positionals = {{.name = "NAME", .help = "The features", .count = Positional::LIST}},
+        .options = {{.names = "--declare",
+                     .value = "NAME[:KEY[:OPTION[:FLAGS]]]",
+                     .help = "Declare a feature beforehand; repeatable",
+                     .repeatable = true},
+                    {.names = "--set-flags", .value = "N", .help = "Flags of the whole set"}},
+        .json = {.shape = "an array of objects, one for each name",
+                 .fields = {{"name", "string", "the feature"},
+                            {"enabled", "boolean", "whether it is enabled"},
+                            {"kind", "string", "declared, learnt (from a property) or unknown"}}},
+        .examples = {{"khost -D colour=yes feature colour", "a feature that a property enables"}},
+        .looks = true,
+    });
 }
 
 } // namespace vel::kos::host

@@ -1,7 +1,6 @@
 // register, unregister, classes, info.
-#include <memory>
-
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Session.h"
 #include "kom/heap.h"
 #include "kom/runtime.h"
 #include "kpr/dso.h"
@@ -17,25 +16,25 @@ int failRegistry(Session& pSession, uint32_t pCode, const std::string& pModule)
     return pSession.fail(pCode, komGetClassRegistry() + (tProblem.empty() ? "" : ": " + tProblem));
 }
 
-int callModule(Session& pSession, const std::string& pModule, uint32_t (*pFunction)(const char*))
+int callModule(Session& pSession, const Arguments& pArguments, uint32_t (*pFunction)(const char*))
 {
     std::string tPath;
-    if (!pSession.findModule(pModule, tPath)) return STATUS_FAILED;
+    if (!pSession.findModule(pArguments.text("MODULE"), tPath)) return STATUS_FAILED;
     const uint32_t tRes = pFunction(tPath.c_str());
     return KFAILED(tRes) ? failRegistry(pSession, tRes, tPath) : STATUS_DONE;
 }
 
-int listClasses(Session& pSession)
+int listClasses(Session& pSession, const Arguments&)
 {
     if (!pSession.haveClasses()) return STATUS_FAILED;
     KomClassList* tList = nullptr;
     if (auto tRes = komListClasses(&tList); KFAILED(tRes))
         return failRegistry(pSession, tRes, komGetClassRegistry());
-    auto tJson = nlohmann::ordered_json::array();
+    auto tJson = Json::array();
     for (uint32_t i = 0; i < tList->count; ++i) {
         const KomClass& tClass = tList->classes[i];
         if (pSession.json())
-            tJson.push_back({{"class", tClass.classId}, {"module", tClass.modulePath}});
+            tJson.add(Json::object({{"class", tClass.classId}, {"module", tClass.modulePath}}));
         else
             pSession.print(std::string(tClass.classId) + " " + tClass.modulePath + "\n");
     }
@@ -44,10 +43,10 @@ int listClasses(Session& pSession)
     return STATUS_DONE;
 }
 
-int showAttributes(Session& pSession, const std::string& pModule)
+int showAttributes(Session& pSession, const Arguments& pArguments)
 {
     std::string tPath;
-    if (!pSession.findModule(pModule, tPath)) return STATUS_FAILED;
+    if (!pSession.findModule(pArguments.text("MODULE"), tPath)) return STATUS_FAILED;
     KprDSO tHandle = 0;
     if (auto tRes = kprOpenDSO(tPath.c_str(), 0, &tHandle); KFAILED(tRes)) return pSession.fail(tRes, tPath);
 
@@ -60,11 +59,11 @@ int showAttributes(Session& pSession, const std::string& pModule)
     else
         tRes = reinterpret_cast<GetAttributes>(tSymbol)(&tAttributes);
 
-    auto tJson = nlohmann::ordered_json::object();
+    auto tJson = Json::object();
     for (uint32_t i = 0; i < tAttributes.count; ++i) {
         const KprAttribute& tPair = tAttributes.pairs[i];
         if (pSession.json())
-            tJson[tPair.key] = tPair.value;
+            tJson.set(tPair.key, tPair.value);
         else
             pSession.print(std::string(tPair.key) + "=" + tPair.value + "\n");
     }
@@ -74,28 +73,48 @@ int showAttributes(Session& pSession, const std::string& pModule)
     return STATUS_DONE;
 }
 
+int registerModule(Session& pSession, const Arguments& pArguments)
+{
+    return callModule(pSession, pArguments, komRegisterModule);
+}
+
+int unregisterModule(Session& pSession, const Arguments& pArguments)
+{
+    return callModule(pSession, pArguments, komUnregisterModule);
+}
+
 } // namespace
 
-void addRegistryCommands(CLI::App& pRoot, Session& pSession)
+void addRegistryCommands(std::vector<Command>& pTable)
 {
-    const auto tAdd = [&](const char* pName, const char* pText,
-                          int (*pAction)(Session&, const std::string&)) {
-        CLI::App* tCommand = pRoot.add_subcommand(pName, pText);
-        auto tModule = std::make_shared<std::string>();
-        tCommand->add_option("MODULE", *tModule, "Path of a module; default: the one beside khost")
-            ->type_name("");
-        pSession.onRun(tCommand, [&pSession, tModule, pAction] { return pAction(pSession, *tModule); });
-    };
-    tAdd("register", "Have a module register its classes.", [](Session& pOwner, const std::string& pModule) {
-        return callModule(pOwner, pModule, komRegisterModule);
-    });
-    tAdd("unregister", "Have a module unregister its classes.",
-         [](Session& pOwner, const std::string& pModule) {
-             return callModule(pOwner, pModule, komUnregisterModule);
-         });
-    CLI::App* tClasses = pRoot.add_subcommand("classes", "List the registered classes and their modules.");
-    pSession.onRun(tClasses, [&pSession] { return listClasses(pSession); });
-    tAdd("info", "Show what a module says of itself.", showAttributes);
+    const Positional tModule = {.name = "MODULE",
+                                .help = "Path of a module; default: the one beside khost",
+                                .count = Positional::OPTIONAL,
+                                .completes = Completes::FILES};
+    pTable.insert(
+        pTable.end(),
+        {{.name = "register",
+          .summary = "Have a module register its classes.",
+          .run = registerModule,
+          .positionals = {tModule}},
+         {.name = "unregister",
+          .summary = "Have a module unregister its classes.",
+          .run = unregisterModule,
+          .positionals = {tModule}},
+         {.name = "classes",
+          .summary = "List the registered classes and their modules.",
+          .run = listClasses,
+          .json = {.shape = "an array of objects, in the order of the identities",
+                   .fields = {{"class", "string", "the class's identity"},
+                              {"module", "string", "the path of the module that provides it"}}},
+          .looks = true},
+         {.name = "info",
+          .summary = "Show what a module says of itself.",
+          .run = showAttributes,
+          .positionals = {tModule},
+          .json = {.shape =
+                       "an object: the module's attributes, every value a string, in the module's order"},
+          .looks = true}});
 }
 
 } // namespace vel::kos::host

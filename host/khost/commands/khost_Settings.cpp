@@ -1,9 +1,9 @@
 // user get, user set, mail get, mail set.
 #include <array>
-#include <memory>
 #include <optional>
 
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Session.h"
 #include "kfw/ISendMailConfig.h"
 #include "kfw/IUserData.h"
 #include "kfw/classes.h"
@@ -101,13 +101,14 @@ std::optional<uint32_t> parseFlag(const std::string& pText)
 
 /// Prints one field, or all for an empty name.
 template <class TRecord>
-int showFields(Session& pSession, const std::string& pName)
+int showFields(Session& pSession, const Arguments& pArguments)
 {
-    const auto* tOnly = pName.empty() ? nullptr : findField<TRecord>(pSession, pName);
-    if (!pName.empty() && !tOnly) return STATUS_USAGE;
+    const std::string& tName = pArguments.text("FIELD");
+    const auto* tOnly = tName.empty() ? nullptr : findField<TRecord>(pSession, tName);
+    if (!tName.empty() && !tOnly) return STATUS_USAGE;
     const auto tRecord = openRecord<TRecord>(pSession);
     if (!tRecord) return STATUS_FAILED;
-    nlohmann::ordered_json tJson;
+    Json tJson = Json::object();
     for (const auto& tField : TRecord::FIELDS) {
         if (tOnly && &tField != tOnly) continue;
         kom::HeapString tText;
@@ -116,9 +117,9 @@ int showFields(Session& pSession, const std::string& pName)
                                              : (tRecord.get()->*tField.getText)(tText.out());
         if (KFAILED(tRes)) return pSession.fail(tRes, tField.name);
         if (tField.getFlag)
-            tJson[tField.name] = tFlag != 0;
+            tJson.set(tField.name, tFlag != 0);
         else
-            tJson[tField.name] = tText.c_str();
+            tJson.set(tField.name, tText.c_str());
         if (!pSession.json())
             pSession.print(std::string(tField.name) + "=" +
                            (tField.getFlag ? std::to_string(tFlag) : tText.c_str()) + "\n");
@@ -128,44 +129,63 @@ int showFields(Session& pSession, const std::string& pName)
 }
 
 template <class TRecord>
-int setField(Session& pSession, const std::string& pName, const std::string& pValue)
+int setField(Session& pSession, const Arguments& pArguments)
 {
-    const auto* tField = findField<TRecord>(pSession, pName);
+    const std::string& tName = pArguments.text("FIELD");
+    const std::string& tValue = pArguments.text("VALUE");
+    const auto* tField = findField<TRecord>(pSession, tName);
     if (!tField) return STATUS_USAGE;
-    const auto tFlag = parseFlag(pValue);
-    if (tField->setFlag && !tFlag) return pSession.usage(pName + " is 0 or 1");
+    const auto tFlag = parseFlag(tValue);
+    if (tField->setFlag && !tFlag) return pSession.usage(tName + " is 0 or 1");
     const auto tRecord = openRecord<TRecord>(pSession);
     if (!tRecord) return STATUS_FAILED;
     const uint32_t tRes = tField->setFlag ? (tRecord.get()->*tField->setFlag)(*tFlag)
-                                          : (tRecord.get()->*tField->setText)(pValue.c_str());
-    return KFAILED(tRes) ? pSession.fail(tRes, pName) : STATUS_DONE;
+                                          : (tRecord.get()->*tField->setText)(tValue.c_str());
+    return KFAILED(tRes) ? pSession.fail(tRes, tName) : STATUS_DONE;
 }
 
 template <class TRecord>
-void addRecordCommands(CLI::App& pRoot, Session& pSession, const char* pName, const std::string& pWhat)
+std::vector<const char*> fieldNames()
 {
-    CLI::App* tGroup = pRoot.add_subcommand(pName, "The current user's " + pWhat + ".");
-    tGroup->require_subcommand(1);
-    auto tField = std::make_shared<std::string>();
-    auto tValue = std::make_shared<std::string>();
+    std::vector<const char*> tNames;
+    for (const auto& tField : TRecord::FIELDS)
+        tNames.push_back(tField.name);
+    return tNames;
+}
 
-    CLI::App* tGet = tGroup->add_subcommand("get", "Print the fields, or one of them.");
-    tGet->add_option("FIELD", *tField, "Which one; all unless given")->type_name("");
-    pSession.onRun(tGet, [&pSession, tField, tValue] { return showFields<TRecord>(pSession, *tField); });
-
-    CLI::App* tSet = tGroup->add_subcommand("set", "Change a field; saved when the application closes.");
-    tSet->add_option("FIELD", *tField, "Which one")->required()->type_name("");
-    tSet->add_option("VALUE", *tValue, "Its new value")->required()->type_name("");
-    pSession.onRun(tSet,
-                   [&pSession, tField, tValue] { return setField<TRecord>(pSession, *tField, *tValue); });
+/// The group NAME with its commands "NAME get" and "NAME set".
+template <class TRecord>
+void addRecordCommands(std::vector<Command>& pTable, const char* pGroup, const char* pSummary,
+                       const char* pGet, const char* pSet, const Example& pExample)
+{
+    Positional tField = {.name = "FIELD",
+                         .help = "Which one; all unless given",
+                         .count = Positional::OPTIONAL,
+                         .words = fieldNames<TRecord>()};
+    pTable.push_back({.name = pGroup, .summary = pSummary});
+    pTable.push_back({.name = pGet,
+                      .summary = "Print the fields, or one of them.",
+                      .run = showFields<TRecord>,
+                      .positionals = {tField},
+                      .json = {.shape = "an object: the fields in the record's order, texts as strings and "
+                                        "those that are 0 or 1 as booleans"}});
+    tField.help = "Which one";
+    tField.count = Positional::REQUIRED;
+    pTable.push_back({.name = pSet,
+                      .summary = "Change a field; saved when the application closes.",
+                      .run = setField<TRecord>,
+                      .positionals = {tField, {.name = "VALUE", .help = "Its new value"}},
+                      .examples = {pExample}});
 }
 
 } // namespace
 
-void addSettingsCommands(CLI::App& pRoot, Session& pSession)
+void addSettingsCommands(std::vector<Command>& pTable)
 {
-    addRecordCommands<UserRecord>(pRoot, pSession, "user", "personal and postal data");
-    addRecordCommands<MailRecord>(pRoot, pSession, "mail", "settings for sending mail");
+    addRecordCommands<UserRecord>(pTable, "user", "The current user's personal and postal data.", "user get",
+                                  "user set", {"khost user set City Lyon", "change one field"});
+    addRecordCommands<MailRecord>(pTable, "mail", "The current user's settings for sending mail.", "mail get",
+                                  "mail set", {"khost mail set SendCC 1", "change one field"});
 }
 
 } // namespace vel::kos::host

@@ -1,10 +1,11 @@
 // shell, and the commands that only it has: sleep, idle, quit.
-#include <memory>
+#include <charconv>
 
 #include "host/khost/khost_CacheFiles.h"
 #include "host/khost/khost_Commands.h"
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_LineReader.h"
+#include "host/khost/khost_Session.h"
 #include "kpr/codes.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
@@ -27,7 +28,7 @@ void startCleaner(Session& pSession)
     if (!KFAILED(kprGetFileInfo(tCounter.c_str(), KPR_INFO_KIND, &tInfo))) pSession.cache();
 }
 
-int runShell(Session& pSession)
+int runShell(Session& pSession, const Arguments&)
 {
     Application* tApp = pSession.application();
     if (!tApp) return STATUS_FAILED;
@@ -58,41 +59,59 @@ int runShell(Session& pSession)
     return STATUS_DONE;
 }
 
-int sleepSeconds(Session& pSession, double pSeconds)
+int sleepSeconds(Session& pSession, const Arguments& pArguments)
 {
-    if (!(pSeconds >= 0 && pSeconds <= MAX_SLEEP_SECONDS))
+    const std::string& tText = pArguments.text("SECONDS");
+    const char* const tEnd = tText.data() + tText.size();
+    double tSeconds = 0;
+    const auto tParsed = std::from_chars(tText.data(), tEnd, tSeconds);
+    if (tParsed.ec == std::errc::invalid_argument || tParsed.ptr != tEnd)
+        return pSession.usage("\"" + tText + "\" is not a number");
+    if (tParsed.ec != std::errc() || !(tSeconds >= 0 && tSeconds <= MAX_SLEEP_SECONDS))
         return pSession.usage("not a time that can be waited");
     pSession.flush();
-    const bool tSlept = pSession.application()->serve({}, static_cast<uint32_t>(pSeconds * 1000));
+    const bool tSlept = pSession.application()->serve({}, static_cast<uint32_t>(tSeconds * 1000));
     return tSlept ? STATUS_DONE : STATUS_FAILED;
+}
+
+int runIdle(Session& pSession, const Arguments&)
+{
+    uint32_t tRan = 0;
+    const uint32_t tRes = pSession.application()->runIdleCallouts(&tRan);
+    return KFAILED(tRes) ? pSession.fail(tRes) : STATUS_DONE;
+}
+
+int quit(Session& pSession, const Arguments&)
+{
+    pSession.application()->requestClose(STATUS_DONE);
+    return STATUS_DONE;
 }
 
 } // namespace
 
-void addShellCommands(CLI::App& pRoot, Session& pSession)
+void addShellCommands(std::vector<Command>& pTable)
 {
-    if (!pSession.inShell()) {
-        CLI::App* tShell = pRoot.add_subcommand("shell", "Run commands from standard input, a line each.");
-        pSession.onRun(tShell, [&pSession] { return runShell(pSession); });
-        return;
-    }
-    CLI::App* tSleep = pRoot.add_subcommand("sleep", "Wait, serving idle callouts.");
-    auto tSeconds = std::make_shared<double>(0);
-    tSleep->add_option("SECONDS", *tSeconds, "How long; fractions count")->required()->type_name("");
-    pSession.onRun(tSleep, [&pSession, tSeconds] { return sleepSeconds(pSession, *tSeconds); });
-
-    CLI::App* tIdle = pRoot.add_subcommand("idle", "Run the idle callouts that are due.");
-    pSession.onRun(tIdle, [&pSession] {
-        uint32_t tRan = 0;
-        const uint32_t tRes = pSession.application()->runIdleCallouts(&tRan);
-        return KFAILED(tRes) ? pSession.fail(tRes) : STATUS_DONE;
-    });
-
-    CLI::App* tQuit = pRoot.add_subcommand("quit", "End the shell.");
-    pSession.onRun(tQuit, [&pSession] {
-        pSession.application()->requestClose(STATUS_DONE);
-        return int(STATUS_DONE);
-    });
+    pTable.insert(
+        pTable.end(),
+        {{.name = "shell",
+          .summary = "Run commands from standard input, a line each.",
+          .run = runShell,
+          .details =
+              "Words are quoted with \" or ', a # starts a comment. All lines are run by one process: idle "
+              "callouts have their turn in between, pins last, and settings are saved at the end of the "
+              "input. Where standard input is no terminal, a line \"= STATUS\" follows the output of each "
+              "command.",
+          .where = Command::NOT_IN_SHELL},
+         {.name = "sleep",
+          .summary = "Wait, serving idle callouts.",
+          .run = sleepSeconds,
+          .positionals = {{.name = "SECONDS", .help = "How long; fractions count"}},
+          .where = Command::ONLY_IN_SHELL},
+         {.name = "idle",
+          .summary = "Run the idle callouts that are due.",
+          .run = runIdle,
+          .where = Command::ONLY_IN_SHELL},
+         {.name = "quit", .summary = "End the shell.", .run = quit, .where = Command::ONLY_IN_SHELL}});
 }
 
 } // namespace vel::kos::host

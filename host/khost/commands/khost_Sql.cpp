@@ -1,8 +1,8 @@
 // sql types, sql query.
-#include <memory>
 #include <set>
 
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Session.h"
 #include "kfw/classes.h"
 #include "kfw/sql/driver.h"
 #include "kpr/dir.h"
@@ -14,12 +14,6 @@ namespace vel::kos::host {
 namespace {
 
 using Registry = kom::Ref<sql::ISqlDatabaseFactoryRegistry>;
-
-struct Arguments {
-    std::vector<std::string> drivers;
-    std::string description;
-    std::string statement;
-};
 
 /// Loads a driver module, for the rest of the process, and has it announce its factories, once.
 uint32_t loadDriver(sql::ISqlDatabaseFactoryRegistry* pRegistry, const std::string& pPath)
@@ -70,12 +64,12 @@ Registry openRegistry(Session& pSession, const Arguments& pArguments)
 {
     auto tRegistry = pSession.create<sql::ISqlDatabaseFactoryRegistry>(fw::CLASS_SQL_FACTORY_REGISTRY);
     if (!tRegistry) return {};
-    for (const std::string& tPath : pArguments.drivers)
+    for (const std::string& tPath : pArguments.list("--driver"))
         if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) {
             pSession.fail(tRes, tPath);
             return {};
         }
-    if (pArguments.drivers.empty())
+    if (pArguments.list("--driver").empty())
         for (const std::string& tPath : installedDrivers())
             if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) pSession.fail(tRes, tPath);
     return tRegistry;
@@ -161,21 +155,20 @@ std::string fieldText(const kom::HeapString& pValue)
 
 /// Prints the current row, or adds it to the array.
 uint32_t takeRow(Session& pSession, sql::ISqlRows* pRows, const std::vector<std::string>& pColumns,
-                 nlohmann::ordered_json& pJson)
+                 Json& pJson)
 {
     std::string tLine;
-    auto tObject = nlohmann::ordered_json::object();
+    auto tObject = Json::object();
     for (uint32_t i = 0; i < pColumns.size(); ++i) {
         kom::HeapString tValue;
         if (auto tRes = pRows->getText(i, tValue.out()); KFAILED(tRes)) return tRes;
         if (pSession.json())
-            tObject[pColumns[i]] =
-                tValue.isNull() ? nlohmann::ordered_json() : nlohmann::ordered_json(tValue.c_str());
+            tObject.set(pColumns[i], tValue.isNull() ? Json() : Json(tValue.c_str()));
         else
             tLine += (i ? "\t" : "") + fieldText(tValue);
     }
     if (pSession.json())
-        pJson.push_back(std::move(tObject));
+        pJson.add(std::move(tObject));
     else
         pSession.print(tLine + "\n");
     return 0;
@@ -191,7 +184,7 @@ uint32_t printRows(Session& pSession, sql::ISqlRows* pRows)
         if (auto tRes = pRows->getColumnName(i, tName.out()); KFAILED(tRes)) return tRes;
         tColumns.emplace_back(tName.c_str());
     }
-    auto tJson = nlohmann::ordered_json::array();
+    auto tJson = Json::array();
     for (;;) {
         if (auto tRes = pRows->next(&tRow); KFAILED(tRes)) return tRes;
         if (!tRow) break;
@@ -206,7 +199,8 @@ int query(Session& pSession, const Arguments& pArguments)
     const Registry tRegistry = openRegistry(pSession, pArguments);
     if (!tRegistry) return STATUS_FAILED;
     kom::Ref<sql::ISqlDatabase> tDatabase;
-    if (auto tRes = tRegistry->createDatabase(pArguments.description.c_str(), tDatabase.out()); KFAILED(tRes))
+    if (auto tRes = tRegistry->createDatabase(pArguments.text("DESCRIPTION").c_str(), tDatabase.out());
+        KFAILED(tRes))
         return pSession.fail(tRes, onOneLine(createError(tRegistry.get())));
     if (!tDatabase) {
         std::string tTypes;
@@ -217,7 +211,7 @@ int query(Session& pSession, const Arguments& pArguments)
                                  (tTypes.empty() ? std::string("(no driver is loaded)") : tTypes));
     }
     kom::Ref<sql::ISqlRows> tRows;
-    uint32_t tRes = tDatabase->query(pArguments.statement.c_str(), nullptr, tRows.out());
+    uint32_t tRes = tDatabase->query(pArguments.text("SQL").c_str(), nullptr, tRows.out());
     if (!KFAILED(tRes)) tRes = printRows(pSession, tRows.get());
     if (!KFAILED(tRes)) return STATUS_DONE;
     kom::HeapString tText;
@@ -227,28 +221,35 @@ int query(Session& pSession, const Arguments& pArguments)
 
 } // namespace
 
-void addSqlCommands(CLI::App& pRoot, Session& pSession)
+void addSqlCommands(std::vector<Command>& pTable)
 {
-    CLI::App* tSql = pRoot.add_subcommand("sql", "Use databases through the registered drivers.");
-    tSql->require_subcommand(1);
-    const auto tAdd = [&](const char* pName, const char* pText, int (*pAction)(Session&, const Arguments&)) {
-        CLI::App* tCommand = tSql->add_subcommand(pName, pText);
-        auto tArguments = std::make_shared<Arguments>();
-        tCommand
-            ->add_option("--driver", tArguments->drivers,
-                         "A driver module to use, instead of those in the folder \"drivers\"")
-            ->allow_extra_args(false)
-            ->type_name("FILE");
-        pSession.onRun(tCommand, [&pSession, tArguments, pAction] { return pAction(pSession, *tArguments); });
-        return std::pair(tCommand, tArguments);
-    };
-    tAdd("types", "List the database types.", types);
-    const auto [tQuery, tArguments] =
-        tAdd("query", "Run one statement and print its rows, tab-separated.", query);
-    tQuery->add_option("DESCRIPTION", tArguments->description, "Which database, as type=sqlite;file=PATH")
-        ->required()
-        ->type_name("");
-    tQuery->add_option("SQL", tArguments->statement, "The statement")->required()->type_name("");
+    const Option tDriver = {.names = "--driver",
+                            .value = "FILE",
+                            .help = "A driver module to use, instead of those in the folder \"drivers\"",
+                            .repeatable = true,
+                            .completes = Completes::FILES};
+    pTable.insert(
+        pTable.end(),
+        {{.name = "sql", .summary = "Use databases through the registered drivers."},
+         {.name = "sql types",
+          .summary = "List the database types.",
+          .run = types,
+          .options = {tDriver},
+          .json = {.shape = "an array of strings"},
+          .looks = true},
+         {.name = "sql query",
+          .summary = "Run one statement and print its rows, tab-separated.",
+          .run = query,
+          .positionals = {{.name = "DESCRIPTION", .help = "Which database, as type=sqlite;file=PATH"},
+                          {.name = "SQL", .help = "The statement"}},
+          .options = {tDriver},
+          .details =
+              "A line has a row's values: \\N for null; tabs, line breaks and backslashes as \\t, \\n, \\r "
+              "and \\\\.",
+          .json = {.shape =
+                       "an array of objects, one for each row: a member for each column, a string or null"},
+          .examples = {
+              {"khost sql query 'type=sqlite;file=a.db' 'select * from t'", "the rows of a table"}}}});
 }
 
 } // namespace vel::kos::host

@@ -1,9 +1,9 @@
 // sysinfo, modules, module, version, product.
 #include <algorithm>
 #include <array>
-#include <memory>
 
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Session.h"
 #include "kfw/ISystemInfo.h"
 #include "kfw/classes.h"
 #include "kgen/path.h"
@@ -13,9 +13,7 @@ namespace vel::kos::host {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-/// What the module answers, freed when it goes.
+/// What the module returns, freed when it goes.
 struct Attributes : fw::AttributeList {
     ~Attributes() { fw::freeAttributes(this); }
 };
@@ -53,10 +51,10 @@ kom::Ref<fw::ISystemInfo> inventory(Session& pSession)
     return tInfo;
 }
 
-int showSystem(Session& pSession, const std::vector<std::string>& pGroups)
+int showSystem(Session& pSession, const Arguments& pArguments)
 {
     uint32_t tGroups = 0;
-    for (const std::string& tGroup : pGroups)
+    for (const std::string& tGroup : pArguments.list("GROUP"))
         tGroups |= tGroup == "os"   ? fw::SYSTEM_INFO_OS
                    : tGroup == "hw" ? fw::SYSTEM_INFO_HARDWARE
                                     : fw::SYSTEM_INFO_MEMORY;
@@ -70,7 +68,7 @@ int showSystem(Session& pSession, const std::vector<std::string>& pGroups)
     for (uint32_t i = 0; i < tList.mCount; ++i) {
         const fw::Attribute& tAttr = tList.mAttrs[i];
         if (pSession.json())
-            tJson[tAttr.mKey] = tAttr.mValue;
+            tJson.set(tAttr.mKey, tAttr.mValue);
         else
             pSession.print(std::string(tAttr.mKey) + "=" + tAttr.mValue + "\n");
     }
@@ -89,14 +87,15 @@ Json toJson(const fw::SysInfoModule& pModule)
 {
     Json tAttributes = Json::array();
     for (uint32_t i = 0; i < pModule.mAttrs.mCount; ++i)
-        tAttributes.push_back(Json::array({pModule.mAttrs.mAttrs[i].mKey, pModule.mAttrs.mAttrs[i].mValue}));
-    return {{"path", pModule.mPathName},
-            {"file", pModule.mFileName},
-            {"internal", pModule.mInternalName},
-            {"attributes", tAttributes}};
+        tAttributes.add(
+            std::vector<std::string>{pModule.mAttrs.mAttrs[i].mKey, pModule.mAttrs.mAttrs[i].mValue});
+    return Json::object({{"path", pModule.mPathName},
+                         {"file", pModule.mFileName},
+                         {"internal", pModule.mInternalName},
+                         {"attributes", tAttributes}});
 }
 
-int listModules(Session& pSession)
+int listModules(Session& pSession, const Arguments&)
 {
     const auto tInfo = systemInfo(pSession);
     if (!tInfo) return STATUS_FAILED;
@@ -105,7 +104,7 @@ int listModules(Session& pSession)
     if (pSession.json()) {
         Json tJson = Json::array();
         for (uint32_t i = 0; i < tList.mCount; ++i)
-            tJson.push_back(toJson(tList.mModules[i]));
+            tJson.add(toJson(tList.mModules[i]));
         pSession.printJson(tJson);
         return STATUS_DONE;
     }
@@ -129,13 +128,14 @@ int listModules(Session& pSession)
 /// A name as it was typed: a path may have the platform's own separators.
 std::string moduleName(const std::string& pTyped) { return kgen::fromNativePath(pTyped); }
 
-int showModule(Session& pSession, const std::string& pName)
+int showModule(Session& pSession, const Arguments& pArguments)
 {
+    const std::string& tName = pArguments.text("NAME");
     const auto tInfo = inventory(pSession);
     if (!tInfo) return STATUS_FAILED;
     Module tModule{};
-    if (auto tRes = tInfo->getModule(moduleName(pName).c_str(), &tModule); KFAILED(tRes))
-        return pSession.fail(tRes, pName);
+    if (auto tRes = tInfo->getModule(moduleName(tName).c_str(), &tModule); KFAILED(tRes))
+        return pSession.fail(tRes, tName);
     if (pSession.json()) {
         pSession.printJson(toJson(tModule));
         return STATUS_DONE;
@@ -151,66 +151,86 @@ int showModule(Session& pSession, const std::string& pName)
     return STATUS_DONE;
 }
 
-int showVersion(Session& pSession, const std::string& pName)
+int showVersion(Session& pSession, const Arguments& pArguments)
 {
+    const std::string& tName = pArguments.text("NAME");
     const auto tInfo = inventory(pSession);
     if (!tInfo) return STATUS_FAILED;
     kom::HeapString tVersion;
-    if (auto tRes = tInfo->getModuleFileVersion(moduleName(pName).c_str(), tVersion.out()); KFAILED(tRes))
-        return pSession.fail(tRes, pName);
+    if (auto tRes = tInfo->getModuleFileVersion(moduleName(tName).c_str(), tVersion.out()); KFAILED(tRes))
+        return pSession.fail(tRes, tName);
     if (pSession.json())
-        pSession.printJson(tVersion.isNull() ? Json(nullptr) : Json(tVersion.c_str()));
+        pSession.printJson(tVersion.isNull() ? Json() : Json(tVersion.c_str()));
     else
         pSession.print(std::string(tVersion.c_str()) + "\n");
     return STATUS_DONE;
 }
 
-int showProduct(Session& pSession, const std::string& pName)
+int showProduct(Session& pSession, const Arguments& pArguments)
 {
+    const std::string& tName = pArguments.text("NAME");
     const auto tInfo = systemInfo(pSession);
     if (!tInfo) return STATUS_FAILED;
     kom::HeapString tMin, tMax;
-    if (auto tRes = tInfo->getProductVersionRange(pName.c_str(), tMin.out(), tMax.out()); KFAILED(tRes))
-        return pSession.fail(tRes, pName);
+    if (auto tRes = tInfo->getProductVersionRange(tName.c_str(), tMin.out(), tMax.out()); KFAILED(tRes))
+        return pSession.fail(tRes, tName);
     if (pSession.json())
-        pSession.printJson({{"min", tMin.c_str()}, {"max", tMax.c_str()}});
+        pSession.printJson(Json::object({{"min", tMin.c_str()}, {"max", tMax.c_str()}}));
     else
         pSession.print(std::string(tMin.c_str()) + " " + tMax.c_str() + "\n");
     return STATUS_DONE;
 }
 
-/// A command about one name.
-void addNamed(CLI::App& pRoot, Session& pSession, const char* pCommand, const char* pText, const char* pAbout,
-              int (*pAction)(Session&, const std::string&))
-{
-    CLI::App* tCommand = pRoot.add_subcommand(pCommand, pText);
-    auto tName = std::make_shared<std::string>();
-    tCommand->add_option("NAME", *tName, pAbout)->required()->type_name("");
-    pSession.onRun(tCommand, [&pSession, pAction, tName] { return pAction(pSession, *tName); });
-}
-
 } // namespace
 
-void addSystemInfoCommands(CLI::App& pRoot, Session& pSession)
+void addSystemInfoCommands(std::vector<Command>& pTable)
 {
-    CLI::App* tSystem =
-        pRoot.add_subcommand("sysinfo", "Show what the operating system and the machine are.");
-    auto tGroups = std::make_shared<std::vector<std::string>>();
-    tSystem->add_option("GROUP", *tGroups, "os, hw (processor) or mem (memory); all three by default")
-        ->check(CLI::IsMember({"os", "hw", "mem"}))
-        ->type_name("");
-    pSession.onRun(tSystem, [&pSession, tGroups] { return showSystem(pSession, *tGroups); });
-
-    CLI::App* tModules = pRoot.add_subcommand("modules", "List the modules loaded in this process.");
-    pSession.onRun(tModules, [&pSession] { return listModules(pSession); });
-
-    constexpr char ABOUT[] = "A path, an internal name, or a file name, with or without prefix and suffix";
-    addNamed(pRoot, pSession, "module", "Show one loaded module and what it declares.", ABOUT, showModule);
-    addNamed(pRoot, pSession, "version",
-             "Show a loaded module's file version; an empty line when it has none.", ABOUT, showVersion);
-    addNamed(pRoot, pSession, "product",
-             "Show the lowest and the highest version of a product's loaded modules.",
-             "The product as the modules declare it", showProduct);
+    const Positional tModule = {
+        .name = "NAME",
+        .help = "A path, an internal name, or a file name, with or without prefix and suffix"};
+    const std::vector<JsonField> tModuleFields = {
+        {"path", "string", "where it was loaded from"},
+        {"file", "string", "its file name"},
+        {"internal", "string", "its internal name"},
+        {"attributes", "array", "what it declares: pairs (arrays of two strings) of key and value"}};
+    pTable.insert(pTable.end(),
+                  {{.name = "sysinfo",
+                    .summary = "Show what the operating system and the machine are.",
+                    .run = showSystem,
+                    .positionals = {{.name = "GROUP",
+                                     .help = "os, hw (processor) or mem (memory); all three by default",
+                                     .count = Positional::OPTIONAL_LIST,
+                                     .words = {"os", "hw", "mem"},
+                                     .onlyWords = true}},
+                    .json = {.shape = "an object: the facts, every value a string, in the module's order"},
+                    .examples = {{"khost sysinfo os", "which system this is"}},
+                    .looks = true},
+                   {.name = "modules",
+                    .summary = "List the modules loaded in this process.",
+                    .run = listModules,
+                    .json = {.shape = "an array of objects, in the order of the internal names",
+                             .fields = tModuleFields},
+                    .looks = true},
+                   {.name = "module",
+                    .summary = "Show one loaded module and what it declares.",
+                    .run = showModule,
+                    .positionals = {tModule},
+                    .json = {.shape = "an object", .fields = tModuleFields},
+                    .looks = true},
+                   {.name = "version",
+                    .summary = "Show a loaded module's file version; an empty line when it has none.",
+                    .run = showVersion,
+                    .positionals = {tModule},
+                    .json = {.shape = "a string, or null when the module has no version"},
+                    .looks = true},
+                   {.name = "product",
+                    .summary = "Show the lowest and the highest version of a product's loaded modules.",
+                    .run = showProduct,
+                    .positionals = {{.name = "NAME", .help = "The product as the modules declare it"}},
+                    .json = {.shape = "an object",
+                             .fields = {{"min", "string", "the lowest version"},
+                                        {"max", "string", "the highest version"}}},
+                    .looks = true}});
 }
 
 } // namespace vel::kos::host

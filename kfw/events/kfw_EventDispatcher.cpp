@@ -80,8 +80,11 @@ public:
     /// The consumer to serve next, null at the end.
     fw::IEventConsumer* next()
     {
+        mServesListed = false;
         if (mKept) mKept.reset(); // this may call back, too
-        return mNext < mSize ? mFirst[mNext++].get() : nullptr;
+        if (mNext >= mSize) return nullptr;
+        mServesListed = true;
+        return mFirst[mNext++].get();
     }
 
     bool isIn(const Registrations& pList) const { return &mEntry->second == &pList; }
@@ -98,7 +101,9 @@ public:
     {
         if (pIndex >= mNext) return;
         --mNext;
-        if (pIndex == mNext && !mKept) mKept = pConsumer;
+        if (pIndex != mNext || !mServesListed) return;
+        mKept = pConsumer;
+        mServesListed = false;
     }
 
 private:
@@ -108,6 +113,7 @@ private:
     const kom::Ref<fw::IEventConsumer>* mFirst; // of the list, as long as it is not changed
     size_t mSize;
     size_t mNext = 0;
+    bool mServesListed = false;         ///< the registration before mNext is the one being served
     kom::Ref<fw::IEventConsumer> mKept; ///< the one being served, once it is no longer registered
 };
 
@@ -116,18 +122,24 @@ EventDispatcher::EventDispatcher() : mIdleCallout(kom::retain(new IdleCallout(th
 EventDispatcher::~EventDispatcher()
 {
     mIdleCallout->mDispatcher = nullptr;
-    // Consumers and events that go with the dispatcher may still call it: each is taken out before it is
-    // given back, and a reference of our own keeps theirs from destroying the dispatcher a second time.
+    // Consumers and events that go with the dispatcher may still call it, and may add others: each is taken
+    // out before it is given back, until nothing is left. A reference of our own keeps theirs from destroying
+    // the dispatcher a second time.
     mRefCount.increment();
-    while (!mConsumers.empty()) {
-        const auto tConsumers = std::move(mConsumers.begin()->second);
-        mIndex.erase(mConsumers.begin()->first);
-        mConsumers.erase(mConsumers.begin());
+    while (!mConsumers.empty() || !mQueue.empty()) {
+        while (!mConsumers.empty()) {
+            const auto tConsumers = std::move(mConsumers.begin()->second);
+            mIndex.erase(mConsumers.begin()->first);
+            mConsumers.erase(mConsumers.begin());
+        }
+        while (!mQueue.empty()) {
+            const auto tEvent = std::move(mQueue.front());
+            mQueue.pop_front();
+        }
     }
-    while (!mQueue.empty()) {
-        const auto tEvent = std::move(mQueue.front());
-        mQueue.pop_front();
-    }
+    mInitialized = false; // the application's end finds nothing to call
+    mApp.reset();
+    mIdleCallout.reset();
 }
 
 uint32_t EventDispatcher::release()

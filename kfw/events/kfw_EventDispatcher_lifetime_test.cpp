@@ -1,4 +1,5 @@
 // Who lives how long: consumers that go while they are served, the dispatcher that goes while it delivers.
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -35,6 +36,56 @@ TEST_F(LifetimeTest, keepsAConsumerWhileItIsBeingServed)
     send();
     EXPECT_TRUE(tGone);
     EXPECT_EQ(mServed, Strings{"a"});
+}
+
+/// A, B and C under one type, of which only the dispatcher holds B and C. B removes itself, and its end
+/// removes A; the iteration goes on to C.
+class ChainTest : public LifetimeTest {
+protected:
+    ChainTest()
+    {
+        auto tA = consumer("a");
+        tA->onEnd = [&] { mEnded.push_back("a"); };
+        auto tB = consumer("b", [&](TestEvent*) { mDispatcher->removeConsumer(mRawB); });
+        tB->onEnd = [&] {
+            mEnded.push_back("b");
+            mDispatcher->removeConsumer(mRawA);
+        };
+        auto tC = consumer("c", [&](TestEvent*) { mInC(); });
+        tC->onEnd = [&] { mEnded.push_back("c"); };
+        mRawA = tA.get();
+        mRawB = tB.get();
+        mRawC = tC.get();
+        add(tA);
+        add(tB);
+        add(tC);
+    }
+
+    TestConsumer* mRawA = nullptr;
+    TestConsumer* mRawB = nullptr;
+    TestConsumer* mRawC = nullptr;
+    std::function<void()> mInC;
+    Strings mEnded;
+};
+
+TEST_F(ChainTest, keepsTheOneBeingServedWhenTheOneBeforeRemovedAnotherAtItsEnd)
+{
+    mInC = [&] {
+        EXPECT_EQ(mDispatcher->removeConsumer(mRawC), 0u);
+        EXPECT_EQ(mEnded, (Strings{"b", "a"})) << "the handler of c is still running";
+        EXPECT_EQ(mRawC->references(), 1u);
+    };
+    send();
+    EXPECT_EQ(mServed, (Strings{"a", "b", "c"}));
+    EXPECT_EQ(mEnded, (Strings{"b", "a", "c"}));
+}
+
+TEST_F(ChainTest, keepsNobodyWhoIsNotBeingServed)
+{
+    mInC = [&] { EXPECT_EQ(mEnded, (Strings{"b", "a"})) << "a is done with"; };
+    send();
+    EXPECT_EQ(mServed, (Strings{"a", "b", "c"}));
+    EXPECT_EQ(mEnded, (Strings{"b", "a"}));
 }
 
 TEST_F(LifetimeTest, survivesItsLastReferenceDuringASend)
@@ -199,6 +250,31 @@ TEST_F(LifetimeTest, letsConsumersAndEventsCallItWhileItGoes)
     EXPECT_EQ(mB->references(), 1u);
     EXPECT_EQ(mApp->idle(), 1u);
     EXPECT_EQ(mServed, Strings{"b"}) << "nothing is delivered after its end";
+}
+
+TEST_F(LifetimeTest, givesBackWhatTheEndsOfEventsAndConsumersAdd)
+{
+    fw::IEventDispatcher* tDispatcher = mDispatcher.get();
+    auto tEvent = TestEvent::make("t");
+    tEvent->onEnd = [&] {
+        const auto tLate = consumer("late");
+        tLate->onEnd = [&] {
+            mServed.push_back("late ends");
+            EXPECT_EQ(tDispatcher->removeConsumer(mA.get()), 0u);
+            EXPECT_EQ(tDispatcher->removeConsumer("t", mA.get()), 0u);
+            const auto tLast = TestEvent::make("t");
+            tLast->onEnd = [&] { mServed.push_back("last ends"); };
+            EXPECT_EQ(tDispatcher->postEvent(tLast.get()), 0u);
+        };
+        EXPECT_EQ(tDispatcher->addConsumer("t", tLate.get()), 0u);
+    };
+    mA = consumer("a");
+    add(mA);
+    mDispatcher->postEvent(tEvent.get());
+    tEvent.reset();
+    mDispatcher.reset();
+    EXPECT_EQ(mServed, (Strings{"late ends", "last ends"}));
+    EXPECT_EQ(mA->references(), 1u);
 }
 
 } // namespace

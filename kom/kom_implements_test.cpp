@@ -79,6 +79,32 @@ private:
     RefCount mRefCount;
 };
 
+/// Takes a reference to itself, and gives it back, while it is constructed and while it is destroyed.
+class Clinging : public Implements<Clinging, IOld> {
+    friend Implements;
+
+public:
+    /// pRestarts: the way it may be done.
+    explicit Clinging(bool pRestarts) : mRestarts(pRestarts) { cling(); }
+    virtual ~Clinging() { cling(); }
+    uint32_t oldOperation() override { return 1; }
+    uint32_t count() const { return mRefCount.value(); }
+
+private:
+    void cling()
+    {
+        if (mRestarts) mRefCount.restart();
+        mRefCount.increment();
+        addRef();
+        release();
+        mRefCount.decrement();
+        if (mRestarts) mRefCount.restart();
+    }
+
+    RefCount mRefCount;
+    const bool mRestarts;
+};
+
 template <class T>
 IUnknown* ask(T& pObject, const char* pIid)
 {
@@ -229,6 +255,15 @@ TEST(ImplementsTest, countsAmongThreads)
     EXPECT_EQ(liveObjects(), tBefore + 1);
 }
 
+TEST(ImplementsTest, letsAnObjectHoldItselfInConstructorAndDestructor)
+{
+    const uint64_t tBefore = liveObjects();
+    auto tObject = retain(new Clinging(true));
+    EXPECT_EQ(tObject->count(), 1u);
+    tObject.reset();
+    EXPECT_EQ(liveObjects(), tBefore);
+}
+
 #if defined(_WIN32)
 const auto ABORTED = testing::ExitedWithCode(3);
 #else
@@ -243,6 +278,26 @@ TEST(ImplementsDeathTest, stopsTheProcessAtAReleaseTooMany)
     EXPECT_EXIT(tObject->Release(), ABORTED, "");
     tObject->addRef();
     tObject->release();
+}
+
+TEST(ImplementsDeathTest, stopsTheProcessAtAReferenceTakenAfterTheLastOne)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(retain(new Clinging(false)), ABORTED, "");
+    const auto tEndThenTake = [] {
+        RefCount tCount;
+        tCount.increment();
+        tCount.decrement();
+        tCount.increment();
+    };
+    EXPECT_EXIT(tEndThenTake(), ABORTED, "");
+    const auto tEndThenGiveBack = [] {
+        RefCount tCount;
+        tCount.increment();
+        tCount.decrement();
+        tCount.decrement();
+    };
+    EXPECT_EXIT(tEndThenGiveBack(), ABORTED, "");
 }
 
 } // namespace

@@ -22,7 +22,7 @@ AppCloseHookBase::AppCloseHookBase(fw::IApplication* pApp, int pOrder)
     // keeps that from destroying the object under construction.
     mRefCount.increment();
     const uint32_t tAdded = mApp3->addCloseHook(this, pOrder);
-    mRefCount.decrement();
+    if (mRefCount.decrement() == 0) mRefCount.restart();
     if (KFAILED(tAdded)) {
         kError(pApp, LOG_DOMAIN, message("Can't enrol a close hook: %1", komStrError(tAdded)));
         mApp3.reset();

@@ -34,24 +34,48 @@ std::size_t EventDispatcher::NameHash::operator()(std::string_view pName) const 
     return tHash ^ (tHash >> 32);
 }
 
-/// Keeps the dispatcher while it delivers: a handler may give the last outside reference back. It costs one
-/// atomic operation, where a reference of the delivery's own would cost two.
-class EventDispatcher::Delivery {
+/// Keeps the dispatcher during a send: a handler may give the last outside reference back. A plain guard,
+/// since whoever sends has a reference, which only a handler can have given back meanwhile.
+class EventDispatcher::SendGuard {
 public:
-    explicit Delivery(EventDispatcher& pDispatcher)
+    explicit SendGuard(EventDispatcher& pDispatcher)
         : mDispatcher(pDispatcher),
           mOutermost(pDispatcher.mPhase.load(std::memory_order_relaxed) == PHASE_IDLE)
     {
         if (mOutermost) mDispatcher.mPhase.store(PHASE_DELIVERING, std::memory_order_relaxed);
     }
-    Delivery(const Delivery&) = delete;
-    Delivery& operator=(const Delivery&) = delete;
-    ~Delivery()
+    SendGuard(const SendGuard&) = delete;
+    SendGuard& operator=(const SendGuard&) = delete;
+    ~SendGuard()
     {
         if (!mOutermost) return;
-        const Phase tPhase = mDispatcher.mPhase.exchange(PHASE_IDLE);
-        // A handler may have taken a reference since the last one was given back.
-        if (tPhase == PHASE_ENDING && mDispatcher.mRefCount.value() == 0) delete &mDispatcher;
+        if (mDispatcher.mPhase.load(std::memory_order_acquire) == PHASE_DELETE_PENDING)
+            delete &mDispatcher;
+        else
+            mDispatcher.mPhase.store(PHASE_IDLE, std::memory_order_relaxed);
+    }
+
+private:
+    EventDispatcher& mDispatcher;
+    const bool mOutermost;
+};
+
+/// Keeps the dispatcher during an idle run, which has no reference to it: another thread may give the last
+/// one back at any moment, so that the phase is changed and looked at in one step.
+class EventDispatcher::IdleGuard {
+public:
+    explicit IdleGuard(EventDispatcher& pDispatcher)
+        : mDispatcher(pDispatcher),
+          mOutermost(pDispatcher.mPhase.load(std::memory_order_relaxed) == PHASE_IDLE)
+    {
+        if (mOutermost) mDispatcher.mPhase.store(PHASE_DELIVERING);
+    }
+    IdleGuard(const IdleGuard&) = delete;
+    IdleGuard& operator=(const IdleGuard&) = delete;
+    ~IdleGuard()
+    {
+        if (mOutermost && mDispatcher.mPhase.exchange(PHASE_IDLE) == PHASE_DELETE_PENDING)
+            delete &mDispatcher;
     }
 
 private:
@@ -80,8 +104,11 @@ public:
     /// The consumer to serve next, null at the end.
     fw::IEventConsumer* next()
     {
+        mServesListed = false;
         if (mKept) mKept.reset(); // this may call back, too
-        return mNext < mSize ? mFirst[mNext++].get() : nullptr;
+        if (mNext >= mSize) return nullptr;
+        mServesListed = true;
+        return mFirst[mNext++].get();
     }
 
     bool isIn(const Registrations& pList) const { return &mEntry->second == &pList; }
@@ -98,7 +125,9 @@ public:
     {
         if (pIndex >= mNext) return;
         --mNext;
-        if (pIndex == mNext && !mKept) mKept = pConsumer;
+        if (pIndex != mNext || !mServesListed) return;
+        mKept = pConsumer;
+        mServesListed = false;
     }
 
 private:
@@ -108,6 +137,7 @@ private:
     const kom::Ref<fw::IEventConsumer>* mFirst; // of the list, as long as it is not changed
     size_t mSize;
     size_t mNext = 0;
+    bool mServesListed = false;         ///< the registration before mNext is the one being served
     kom::Ref<fw::IEventConsumer> mKept; ///< the one being served, once it is no longer registered
 };
 
@@ -116,26 +146,31 @@ EventDispatcher::EventDispatcher() : mIdleCallout(kom::retain(new IdleCallout(th
 EventDispatcher::~EventDispatcher()
 {
     mIdleCallout->mDispatcher = nullptr;
-    // Consumers and events that go with the dispatcher may still call it: each is taken out before it is
-    // given back, and a reference of our own keeps theirs from destroying the dispatcher a second time.
+    // Consumers and events that go with the dispatcher may still call it, and may add others: each is taken
+    // out before it is given back, until nothing is left. A reference of our own keeps theirs from destroying
+    // the dispatcher a second time.
+    mRefCount.restart();
     mRefCount.increment();
-    while (!mConsumers.empty()) {
-        const auto tConsumers = std::move(mConsumers.begin()->second);
-        mIndex.erase(mConsumers.begin()->first);
-        mConsumers.erase(mConsumers.begin());
+    while (!mConsumers.empty() || !mQueue.empty()) {
+        while (!mConsumers.empty()) {
+            const auto tConsumers = std::move(mConsumers.begin()->second);
+            mIndex.erase(mConsumers.begin()->first);
+            mConsumers.erase(mConsumers.begin());
+        }
+        while (!mQueue.empty()) {
+            const auto tEvent = std::move(mQueue.front());
+            mQueue.pop_front();
+        }
     }
-    while (!mQueue.empty()) {
-        const auto tEvent = std::move(mQueue.front());
-        mQueue.pop_front();
-    }
+    mInitialized = false; // the application's end finds nothing to call
+    mApp.reset();
+    mIdleCallout.reset();
 }
 
 uint32_t EventDispatcher::release()
 {
     const uint32_t tCount = mRefCount.decrement();
-    if (tCount > 0) return tCount;
-    Phase tPhase = PHASE_DELIVERING;
-    if (!mPhase.compare_exchange_strong(tPhase, PHASE_ENDING) && tPhase == PHASE_IDLE) delete this;
+    if (tCount == 0 && mPhase.exchange(PHASE_DELETE_PENDING) == PHASE_IDLE) delete this;
     return tCount;
 }
 
@@ -243,7 +278,7 @@ uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
 {
     if (!pEvent) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    const Delivery tDelivery(*this);
+    const SendGuard tGuard(*this);
     if (const auto tForAll = findForAll(); tForAll != mConsumers.end()) deliver(tForAll, pEvent);
     kom::HeapString tType;
     if (auto tRes = pEvent->getType(tType.out()); KFAILED(tRes)) {
@@ -301,7 +336,7 @@ uint32_t EventDispatcher::postEvent(fw::IEvent* pEvent)
 
 void EventDispatcher::processQueue()
 {
-    const Delivery tDelivery(*this);
+    const IdleGuard tGuard(*this);
     while (!mQueue.empty()) {
         const auto tEvent = std::move(mQueue.front());
         mQueue.pop_front();

@@ -58,13 +58,14 @@ public:
     uint32_t removeConsumer(const char* pType, fw::IEventConsumer* pConsumer) override;
 
 private:
-    class Delivery;
+    class SendGuard;
+    class IdleGuard;
     class Walk;
-    /// Whether the object may go when its count reaches 0.
+    /// What the release of the last reference has to do.
     enum Phase : uint8_t {
-        PHASE_IDLE,
-        PHASE_DELIVERING, ///< a delivery is in progress
-        PHASE_ENDING      ///< the same, and it is to see to the object's end
+        PHASE_IDLE,          ///< delete the object
+        PHASE_DELIVERING,    ///< leave it to the delivery in progress, and ask for the object's deletion
+        PHASE_DELETE_PENDING ///< nothing: the object is being deleted, or will be once the delivery is done
     };
     using Registrations = std::vector<kom::Ref<fw::IEventConsumer>>;
     /// By the names' bytes, unsigned, the shorter name first.

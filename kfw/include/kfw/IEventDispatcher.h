@@ -63,7 +63,8 @@ using IEventConsumer_Adapter = kom::Adapter<IEventConsumer>;
 ///   outer delivery and ahead of what is queued;
 /// - an event that it posts is delivered after those already queued: in the same idle run if there is one;
 /// - when it gives back the last reference to the dispatcher, the delivery goes on to its end, an idle run
-///   until the queue is empty; then the dispatcher goes.
+///   until the queue is empty; then the dispatcher goes. Another thread may give it back during an idle run;
+///   during sendEvent only handlers may, since the caller has a reference for the call.
 ///
 /// Events still queued when the dispatcher goes are released undelivered.
 class IEventDispatcher : public kom::IUnknown {

@@ -34,17 +34,31 @@ public:
     RefCount(const RefCount&) = delete;
     RefCount& operator=(const RefCount&) = delete;
 
-    uint32_t increment() noexcept { return kprAtomicIncrement(&mCount); }
+    /// Stops the process when the last reference has been given back: the object is on its way out.
+    uint32_t increment() noexcept
+    {
+        const uint32_t tCount = kprAtomicIncrement(&mCount);
+        if (static_cast<int32_t>(tCount) < 0) std::abort();
+        return tCount;
+    }
     /// Stops the process when there was no reference to give back.
     uint32_t decrement() noexcept
     {
         const uint32_t tCount = kprAtomicDecrement(&mCount);
         if (static_cast<int32_t>(tCount) < 0) std::abort();
+        if (tCount == 0) __atomic_store_n(&mCount, ENDED, __ATOMIC_RELAXED);
         return tCount;
     }
+    /// Makes the count 0 again after it reached 0, so that references may be taken anew. For an object that
+    /// holds a reference to itself while it is constructed or destroyed, and only there.
+    void restart() noexcept { __atomic_store_n(&mCount, 0, __ATOMIC_RELAXED); }
+    /// The references, 0 before the first one. Meaningless once the last one has been given back.
     uint32_t value() const noexcept { return __atomic_load_n(&mCount, __ATOMIC_SEQ_CST); }
 
 private:
+    /// The count once it has reached 0: below zero, far enough that no step leads out of there.
+    static constexpr unsigned int ENDED = 0xC0000000;
+
     unsigned int mCount = 0;
 };
 

@@ -291,6 +291,22 @@ TEST_F(LoaderTest, keepsAModuleWhoseSingletonAnotherUses)
     EXPECT_EQ(unload(), 2u);
 }
 
+TEST_F(LoaderTest, keepsAModuleWhoseObjectHasItsBaseInALibrary)
+{
+    ASSERT_EQ(komRegisterModule(modulePath("derived").c_str()), 0u);
+    {
+        const auto tThing = make(CLASS_DERIVED);
+        EXPECT_EQ(heapStats().liveObjects, mBefore.liveObjects + 1);
+        EXPECT_EQ(unload(), 0u);
+        ASSERT_TRUE(isLoaded("derived")) << "its class lies there, whoever compiled the base";
+        char tLetter = '?';
+        EXPECT_EQ(tThing->getModule(&tLetter), 0u);
+        EXPECT_EQ(tLetter, 'd');
+    }
+    EXPECT_EQ(unload(), 1u);
+    EXPECT_FALSE(isLoaded("derived"));
+}
+
 TEST_F(LoaderTest, keepsAModuleThatItCannotJudge)
 {
     char tLetter = '?';

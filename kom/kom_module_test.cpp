@@ -39,6 +39,13 @@ private:
 
 KomModule& own() { return *detail::gModule.record; }
 
+/// Whether nobody but the module itself uses it.
+bool isIdle(const KomModule& pModule)
+{
+    EXPECT_FALSE(isEmpty(pModule) && isOnlyHeld(pModule));
+    return isEmpty(pModule) || isOnlyHeld(pModule);
+}
+
 TEST(ModuleTest, hasTheProgramsRecord)
 {
     EXPECT_EQ(findModule(&detail::gModule), &own());
@@ -78,6 +85,68 @@ TEST(ModuleTest, isIdleWhenOnlyItsHoldersHold)
     tSecond = tFirst.get() ? retain(tFirst.get()) : Ref<Thing>();
     EXPECT_FALSE(tSecond);
     EXPECT_TRUE(isIdle(own()));
+}
+
+TEST(ModuleTest, countsAnObjectForTheModuleThatMakesItWithNew)
+{
+    static char tAddress;
+    KomModule* tRecord = komEnterModule(&tAddress);
+    void* tObject = komNewObject(tRecord, sizeof(Thing));
+    EXPECT_FALSE(isEmpty(*tRecord));
+    komDeleteObject(tObject);
+    EXPECT_TRUE(isEmpty(*tRecord));
+    komDeleteObject(nullptr);
+    komDeleteObject(komNewObject(nullptr, 1));
+    EXPECT_THROW(komNewObject(tRecord, SIZE_MAX), std::bad_alloc);
+    EXPECT_TRUE(isEmpty(*tRecord));
+
+    // As it is when a base class that a library compiled has the count: that one is the library's.
+    tObject = komNewObject(tRecord, sizeof(Thing));
+    komCountObject(&own(), 1);
+    EXPECT_FALSE(isEmpty(*tRecord));
+    EXPECT_FALSE(isEmpty(own()));
+    komCountObject(&own(), -1);
+    komDeleteObject(tObject);
+    komLeaveModule(tRecord);
+}
+
+TEST(ModuleTest, countsAnObjectThatWasNotMadeWithNew)
+{
+    EXPECT_TRUE(isEmpty(own()));
+    {
+        const Thing tThing;
+        EXPECT_FALSE(isIdle(own()));
+    }
+    EXPECT_TRUE(isEmpty(own()));
+}
+
+TEST(ModuleTest, leavesOwnedObjectsToTheirOwners)
+{
+    static ModuleRef<Thing> tHolder;
+    auto tOwned = retain(new Thing);
+    countOwned(1);
+    EXPECT_FALSE(isIdle(own())) << "it lives, and no holder could let go";
+    tHolder = retain(new Thing);
+    EXPECT_TRUE(isOnlyHeld(own()));
+    countOwned(-1);
+    EXPECT_FALSE(isOnlyHeld(own())) << "given up by its owner, but still there";
+    komCountOwned(nullptr, 1);
+    tOwned.reset();
+    EXPECT_TRUE(isOnlyHeld(own()));
+    tHolder.reset();
+}
+
+TEST(ModuleTest, hasItsHoldersLetGoInReverseOrder)
+{
+    static ModuleRef<Thing> tFirst, tSecond;
+    std::vector<int> tOrder;
+    tFirst = retain(new Thing(&tOrder, 1));
+    tSecond = retain(new Thing(&tOrder, 2));
+    letHoldersGo(own());
+    EXPECT_EQ(tOrder, (std::vector<int>{2, 1}));
+    EXPECT_FALSE(tFirst || tSecond);
+    EXPECT_TRUE(isEmpty(own()));
+    letHoldersGo(own());
 }
 
 TEST(ModuleTest, replacesWhatAHolderHolds)

@@ -22,6 +22,7 @@ struct KomModule {
     std::atomic<int64_t> newObjects = 0;  ///< that its code made with new
     std::atomic<int64_t> ownedObjects = 0;
     std::atomic<KomHolder*> holders = nullptr;
+    std::atomic<bool> watching = false; ///< the end of the process will be seen in time for all holders
 };
 
 namespace {
@@ -113,7 +114,9 @@ void komCountOwned(KomModule* pModule, int32_t pChange)
 
 void komAddHolder(KomModule* pModule, KomHolder* pHolder)
 {
+    pHolder->module = pModule;
     if (!pModule) return;
+    pModule->watching = false;
     pHolder->next = pModule->holders.load();
     while (!pModule->holders.compare_exchange_weak(pHolder->next, pHolder))
         ;
@@ -122,7 +125,7 @@ void komAddHolder(KomModule* pModule, KomHolder* pHolder)
 void komFillHolder(KomHolder* pHolder, kom::IUnknown* pObject)
 {
     __atomic_store_n(&pHolder->object, pObject, __ATOMIC_SEQ_CST);
-    if (pObject) kprWatchProcessEnd();
+    if (pObject && !(pHolder->module && pHolder->module->watching.exchange(true))) kprWatchProcessEnd();
 }
 
 uint32_t komIsProcessEnding(void) { return kprIsProcessEnding(); }

@@ -8,6 +8,14 @@
 #include "kom/heap.h"
 #include "kom/implements.h"
 
+namespace {
+
+unsigned gWatches = 0;
+
+} // namespace
+
+extern "C" void __wrap_kprWatchProcessEnd() { ++gWatches; }
+
 namespace kom {
 
 namespace {
@@ -177,6 +185,34 @@ TEST(ModuleTest, countsForTheProcessWhatHasNoModule)
     KomHolder tHolder = {};
     komAddHolder(nullptr, &tHolder);
     EXPECT_EQ(tHolder.next, nullptr);
+}
+
+TEST(ModuleTest, watchesForTheEndOfTheProcessOncePerLoad)
+{
+    static char tAddress;
+    const auto tThing = retain(new Thing);
+    for (int tLoad = 0; tLoad < 2; ++tLoad) {
+        KomModule* tRecord = komEnterModule(&tAddress);
+        KomHolder tHolders[3] = {};
+        komAddHolder(tRecord, &tHolders[0]);
+        komAddHolder(tRecord, &tHolders[1]);
+        gWatches = 0;
+        komFillHolder(&tHolders[0], nullptr);
+        EXPECT_EQ(gWatches, 0u) << "nothing is held yet";
+        for (int i = 0; i < 3; ++i) {
+            komFillHolder(&tHolders[0], tThing.get());
+            komFillHolder(&tHolders[1], tThing.get());
+        }
+        EXPECT_EQ(gWatches, 1u);
+        komAddHolder(tRecord, &tHolders[2]); // its destructor runs before what was registered until now
+        komFillHolder(&tHolders[0], tThing.get());
+        EXPECT_EQ(gWatches, 2u);
+        komLeaveModule(tRecord);
+    }
+    KomHolder tHolder = {};
+    komAddHolder(nullptr, &tHolder);
+    komFillHolder(&tHolder, tThing.get());
+    EXPECT_EQ(gWatches, 3u) << "of no module: each time";
 }
 
 TEST(ModuleTest, takesARecordOverFromAModuleThatWent)

@@ -36,6 +36,7 @@ struct KomModule;
 /// A reference that a module keeps in a static object; kom::ModuleRef fills it.
 struct KomHolder {
     KomHolder* next;
+    KomModule* module;         ///< whose holder it is; null: of no module
     kom::IUnknown* object;     ///< what is held, or null; read and written atomically
     void (*letGo)(KomHolder*); ///< has the module release what it holds
 };

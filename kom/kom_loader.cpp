@@ -1,6 +1,9 @@
+#include <condition_variable>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -25,12 +28,14 @@ struct Module {
     RegisterServer unregisterServer = nullptr;
     const KomModule* record = nullptr; ///< null: kom does not know when it is idle
     uint32_t users = 0;                ///< threads that are just calling it through the loader
+    std::thread::id emptier;           ///< the thread that has its holders let go; the others wait
 };
 
 // Never destroyed: modules stay loaded until the process ends.
 struct Loader {
     std::mutex mutex; // not held while a module's own code runs: opening and closing run some as well
     std::map<std::string, Module> modules; // by the path in the registry
+    std::condition_variable emptied;
 };
 
 Loader& loader()
@@ -91,7 +96,13 @@ private:
     bool find(const std::string& pPath)
     {
         Loader& tLoader = loader();
-        const std::scoped_lock tLock(tLoader.mutex);
+        std::unique_lock tLock(tLoader.mutex);
+        const auto isFree = [&] {
+            const auto tFound = tLoader.modules.find(pPath);
+            return tFound == tLoader.modules.end() || tFound->second.emptier == std::thread::id() ||
+                   tFound->second.emptier == std::this_thread::get_id();
+        };
+        tLoader.emptied.wait(tLock, isFree);
         const auto tFound = tLoader.modules.find(pPath);
         if (tFound == tLoader.modules.end()) return false;
         take(tFound->second);
@@ -138,15 +149,37 @@ uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
     return tRes;
 }
 
-/// Takes the idle modules off the loader's hands.
-std::vector<KprDSO> takeIdle()
+/// Has the holders of one module let go whose objects they alone keep. False when there is none among the
+/// modules that are not in pDone; it gets the module's path otherwise.
+bool emptyNext(std::set<std::string>& pDone)
+{
+    Loader& tLoader = loader();
+    std::unique_lock tLock(tLoader.mutex);
+    for (auto& [tPath, tModule] : tLoader.modules) {
+        if (tModule.users != 0 || !tModule.record || !kom::isOnlyHeld(*tModule.record)) continue;
+        if (!pDone.insert(tPath).second) continue;
+        ++tModule.users;
+        tModule.emptier = std::this_thread::get_id();
+        tLock.unlock();
+        kom::letHoldersGo(*tModule.record);
+        tLock.lock();
+        tModule.emptier = {};
+        --tModule.users;
+        tLoader.emptied.notify_all();
+        return true;
+    }
+    return false;
+}
+
+/// Takes the modules that have no objects off the loader's hands.
+std::vector<KprDSO> takeEmpty()
 {
     std::vector<KprDSO> tHandles;
     Loader& tLoader = loader();
     const std::scoped_lock tLock(tLoader.mutex);
     std::erase_if(tLoader.modules, [&](const auto& pEntry) {
         const Module& tModule = pEntry.second;
-        if (tModule.users != 0 || !tModule.record || !kom::isIdle(*tModule.record)) return false;
+        if (tModule.users != 0 || !tModule.record || !kom::isEmpty(*tModule.record)) return false;
         tHandles.push_back(tModule.handle);
         return true;
     });
@@ -188,12 +221,18 @@ uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown
 uint32_t komUnloadModules(uint32_t* pUnloaded)
 {
     uint32_t tCount = 0;
-    // A module's singletons may have held the last objects of another.
-    for (auto tHandles = takeIdle(); !tHandles.empty(); tHandles = takeIdle()) {
+    std::set<std::string> tDone;
+    std::vector<KprDSO> tHandles;
+    do {
+        // First the singletons, while all code is there: one may hold another module's last objects, and an
+        // object that somebody keeps all the same keeps its module.
+        while (emptyNext(tDone)) {
+        }
+        tHandles = takeEmpty();
         for (const KprDSO tHandle : tHandles)
             kprCloseDSO(tHandle);
         tCount += static_cast<uint32_t>(tHandles.size());
-    }
+    } while (!tHandles.empty());
     if (pUnloaded) *pUnloaded = tCount;
     return 0;
 }

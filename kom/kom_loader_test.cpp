@@ -168,6 +168,63 @@ TEST_F(LoaderTest, keepsWhatWasRegisteredBeforeAFailure)
     EXPECT_TRUE(make(CLASS_A_THING));
 }
 
+TEST_F(LoaderTest, forgetsWhatAModuleTakesBackWhileItRegisters)
+{
+    OpenModule tModule("a");
+    const auto tOnRegister = tModule.symbol<TestOnRegister>("testOnRegister");
+    const auto tTakeBack = [](unsigned int pFlags, void* pContext) {
+        EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, pContext), 0u);
+        EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, pContext), KOM_E_CLASSNOTREGISTERED);
+        EXPECT_EQ(komUnregisterDSO(CLASS_B_THING, pFlags, pContext), KOM_E_CLASSNOTREGISTERED)
+            << "another module's";
+        EXPECT_EQ(komUnregisterDSO("eeeeeeee-0000-4000-8000-000000000000", pFlags, pContext),
+                  KOM_E_CLASSNOTREGISTERED);
+        return KPR_E_NO_SPACE;
+    };
+    tOnRegister(tTakeBack);
+    // The class stood in the file before, and then it does not.
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(komRegisterModule(modulePath("a").c_str()), KPR_E_NO_SPACE);
+        Ref<ITestThing> tThing;
+        EXPECT_EQ(createInstance(CLASS_A_THING, tThing), KOM_E_CLASSNOTREGISTERED);
+        EXPECT_EQ(countClasses(), 6u);
+    }
+    // In any order, also what was not entered in the same go.
+    tOnRegister([](unsigned int pFlags, void* pContext) {
+        EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, pContext), 0u);
+        EXPECT_EQ(komRegisterDSO(CLASS_A_THING, pFlags, pContext), 0u);
+        return komRegisterDSO("eeeeeeee-0000-4000-8000-000000000000", pFlags, pContext);
+    });
+    EXPECT_EQ(komRegisterModule(modulePath("a").c_str()), 0u);
+    EXPECT_EQ(countClasses(), 8u);
+    tOnRegister([](unsigned int pFlags, void* pContext) {
+        EXPECT_EQ(komUnregisterDSO("eeeeeeee-0000-4000-8000-000000000000", pFlags, pContext), 0u);
+        return komUnregisterDSO("eeeeeeee-0000-4000-8000-000000000000", pFlags, pContext);
+    });
+    EXPECT_EQ(komRegisterModule(modulePath("a").c_str()), KOM_E_CLASSNOTREGISTERED);
+    EXPECT_EQ(countClasses(), 7u);
+    EXPECT_TRUE(make(CLASS_A_THING));
+    tOnRegister(nullptr);
+}
+
+TEST_F(LoaderTest, registersAModuleWhileAnotherRegisters)
+{
+    OpenModule tModule("a");
+    const auto tOnRegister = tModule.symbol<TestOnRegister>("testOnRegister");
+    ASSERT_EQ(komUnregisterModule(modulePath("a").c_str()), 0u);
+    ASSERT_EQ(komUnregisterModule(modulePath("b").c_str()), 0u);
+    tOnRegister([](unsigned int pFlags, void* pContext) {
+        EXPECT_EQ(komRegisterModule(modulePath("b").c_str()), 0u);
+        EXPECT_EQ(countClasses(), 4u) << "the inner module's classes are there, the outer one's not yet";
+        EXPECT_EQ(komRegisterDSO("eeeeeeee-0000-4000-8000-000000000000", pFlags, pContext), 0u);
+        EXPECT_EQ(countClasses(), 4u) << "still collected";
+        return 0u;
+    });
+    EXPECT_EQ(komRegisterModule(modulePath("a").c_str()), 0u);
+    EXPECT_EQ(countClasses(), 8u);
+    tOnRegister(nullptr);
+}
+
 TEST_F(LoaderTest, refusesWhatIsNoModule)
 {
     for (const auto tCall : {komRegisterModule, komUnregisterModule}) {
@@ -289,6 +346,22 @@ TEST_F(LoaderTest, keepsAModuleWhoseSingletonAnotherUses)
     EXPECT_EQ(unload(), 0u);
     tUser.reset();
     EXPECT_EQ(unload(), 2u);
+}
+
+TEST_F(LoaderTest, keepsAModuleWhoseObjectHasItsBaseInALibrary)
+{
+    ASSERT_EQ(komRegisterModule(modulePath("derived").c_str()), 0u);
+    {
+        const auto tThing = make(CLASS_DERIVED);
+        EXPECT_EQ(heapStats().liveObjects, mBefore.liveObjects + 1);
+        EXPECT_EQ(unload(), 0u);
+        ASSERT_TRUE(isLoaded("derived")) << "its class lies there, whoever compiled the base";
+        char tLetter = '?';
+        EXPECT_EQ(tThing->getModule(&tLetter), 0u);
+        EXPECT_EQ(tLetter, 'd');
+    }
+    EXPECT_EQ(unload(), 1u);
+    EXPECT_FALSE(isLoaded("derived"));
 }
 
 TEST_F(LoaderTest, keepsAModuleThatItCannotJudge)

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <list>
 #include <mutex>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -16,8 +18,11 @@
 struct KomModule {
     std::string path; ///< of the module's file; the records' mutex guards it
     std::atomic<bool> present = false;
-    std::atomic<int64_t> liveObjects = 0;
+    std::atomic<int64_t> liveObjects = 0; ///< whose counts its code made
+    std::atomic<int64_t> newObjects = 0;  ///< that its code made with new
+    std::atomic<int64_t> ownedObjects = 0;
     std::atomic<KomHolder*> holders = nullptr;
+    std::atomic<bool> watching = false; ///< the end of the process will be seen in time for all holders
 };
 
 namespace {
@@ -35,6 +40,18 @@ Records& records()
 }
 
 std::atomic<int64_t> gLiveObjects{0};
+
+/// What stands before an object's memory.
+struct alignas(std::max_align_t) ObjectHead {
+    KomModule* module;
+};
+
+/// The module's objects, or fewer, but none only when there is none. Most are counted in both ways; not so
+/// those that were not made with new, and those whose base class lies in another library.
+int64_t countObjects(const KomModule& pModule)
+{
+    return std::max(pModule.liveObjects.load(), pModule.newObjects.load());
+}
 
 std::string modulePath(const void* pAddress)
 {
@@ -61,6 +78,8 @@ void komLeaveModule(KomModule* pModule)
 {
     pModule->holders = nullptr;
     pModule->liveObjects = 0;
+    pModule->newObjects = 0;
+    pModule->ownedObjects = 0;
     pModule->present = false;
 }
 
@@ -70,9 +89,34 @@ void komCountObject(KomModule* pModule, int32_t pChange)
     if (pModule) pModule->liveObjects.fetch_add(pChange);
 }
 
+void* komNewObject(KomModule* pModule, size_t pSize)
+{
+    if (pSize > SIZE_MAX - sizeof(ObjectHead)) throw std::bad_alloc();
+    auto* tHead = static_cast<ObjectHead*>(::operator new(sizeof(ObjectHead) + pSize));
+    tHead->module = pModule;
+    if (pModule) ++pModule->newObjects;
+    return tHead + 1;
+}
+
+void komDeleteObject(void* pObject)
+{
+    if (!pObject) return;
+    ObjectHead* tHead = static_cast<ObjectHead*>(pObject) - 1;
+    KomModule* tModule = tHead->module;
+    ::operator delete(tHead);
+    if (tModule) --tModule->newObjects;
+}
+
+void komCountOwned(KomModule* pModule, int32_t pChange)
+{
+    if (pModule) pModule->ownedObjects += pChange;
+}
+
 void komAddHolder(KomModule* pModule, KomHolder* pHolder)
 {
+    pHolder->module = pModule;
     if (!pModule) return;
+    pModule->watching = false;
     pHolder->next = pModule->holders.load();
     while (!pModule->holders.compare_exchange_weak(pHolder->next, pHolder))
         ;
@@ -81,7 +125,7 @@ void komAddHolder(KomModule* pModule, KomHolder* pHolder)
 void komFillHolder(KomHolder* pHolder, kom::IUnknown* pObject)
 {
     __atomic_store_n(&pHolder->object, pObject, __ATOMIC_SEQ_CST);
-    if (pObject) kprWatchProcessEnd();
+    if (pObject && !(pHolder->module && pHolder->module->watching.exchange(true))) kprWatchProcessEnd();
 }
 
 uint32_t komIsProcessEnding(void) { return kprIsProcessEnding(); }
@@ -104,15 +148,17 @@ KomModule* findModule(const void* pAddress)
     return nullptr;
 }
 
-bool isIdle(const KomModule& pModule) noexcept
+bool isEmpty(const KomModule& pModule) noexcept { return countObjects(pModule) == 0; }
+
+bool isOnlyHeld(const KomModule& pModule) noexcept
 {
-    // Only when every live object is a held one, no factory among them, can nobody change a holder meanwhile,
-    // and the objects may be looked at.
-    const int64_t tLive = pModule.liveObjects.load();
+    // Only when every live object is a held one or owned, no factory among them, can nobody change a holder
+    // meanwhile, and the objects may be looked at.
+    const int64_t tLive = countObjects(pModule) - pModule.ownedObjects;
     int64_t tHeld = 0;
     for (KomHolder* tHolder = pModule.holders.load(); tHolder; tHolder = tHolder->next)
         if (__atomic_load_n(&tHolder->object, __ATOMIC_SEQ_CST)) ++tHeld;
-    if (tLive != tHeld) return false;
+    if (tHeld == 0 || tLive != tHeld) return false;
     for (KomHolder* tHolder = pModule.holders.load(); tHolder; tHolder = tHolder->next) {
         IUnknown* tObject = __atomic_load_n(&tHolder->object, __ATOMIC_SEQ_CST);
         if (!tObject) continue;
@@ -120,6 +166,13 @@ bool isIdle(const KomModule& pModule) noexcept
         if (tObject->release() != 1) return false;
     }
     return true;
+}
+
+void letHoldersGo(const KomModule& pModule)
+{
+    // The one that was constructed last comes first.
+    for (KomHolder* tHolder = pModule.holders.load(); tHolder; tHolder = tHolder->next)
+        tHolder->letGo(tHolder);
 }
 
 } // namespace kom

@@ -8,6 +8,14 @@
 #include "kom/heap.h"
 #include "kom/implements.h"
 
+namespace {
+
+unsigned gWatches = 0;
+
+} // namespace
+
+extern "C" void __wrap_kprWatchProcessEnd() { ++gWatches; }
+
 namespace kom {
 
 namespace {
@@ -38,6 +46,13 @@ private:
 };
 
 KomModule& own() { return *detail::gModule.record; }
+
+/// Whether nobody but the module itself uses it.
+bool isIdle(const KomModule& pModule)
+{
+    EXPECT_FALSE(isEmpty(pModule) && isOnlyHeld(pModule));
+    return isEmpty(pModule) || isOnlyHeld(pModule);
+}
 
 TEST(ModuleTest, hasTheProgramsRecord)
 {
@@ -80,6 +95,68 @@ TEST(ModuleTest, isIdleWhenOnlyItsHoldersHold)
     EXPECT_TRUE(isIdle(own()));
 }
 
+TEST(ModuleTest, countsAnObjectForTheModuleThatMakesItWithNew)
+{
+    static char tAddress;
+    KomModule* tRecord = komEnterModule(&tAddress);
+    void* tObject = komNewObject(tRecord, sizeof(Thing));
+    EXPECT_FALSE(isEmpty(*tRecord));
+    komDeleteObject(tObject);
+    EXPECT_TRUE(isEmpty(*tRecord));
+    komDeleteObject(nullptr);
+    komDeleteObject(komNewObject(nullptr, 1));
+    EXPECT_THROW(komNewObject(tRecord, SIZE_MAX), std::bad_alloc);
+    EXPECT_TRUE(isEmpty(*tRecord));
+
+    // As it is when a base class that a library compiled has the count: that one is the library's.
+    tObject = komNewObject(tRecord, sizeof(Thing));
+    komCountObject(&own(), 1);
+    EXPECT_FALSE(isEmpty(*tRecord));
+    EXPECT_FALSE(isEmpty(own()));
+    komCountObject(&own(), -1);
+    komDeleteObject(tObject);
+    komLeaveModule(tRecord);
+}
+
+TEST(ModuleTest, countsAnObjectThatWasNotMadeWithNew)
+{
+    EXPECT_TRUE(isEmpty(own()));
+    {
+        const Thing tThing;
+        EXPECT_FALSE(isIdle(own()));
+    }
+    EXPECT_TRUE(isEmpty(own()));
+}
+
+TEST(ModuleTest, leavesOwnedObjectsToTheirOwners)
+{
+    static ModuleRef<Thing> tHolder;
+    auto tOwned = retain(new Thing);
+    countOwned(1);
+    EXPECT_FALSE(isIdle(own())) << "it lives, and no holder could let go";
+    tHolder = retain(new Thing);
+    EXPECT_TRUE(isOnlyHeld(own()));
+    countOwned(-1);
+    EXPECT_FALSE(isOnlyHeld(own())) << "given up by its owner, but still there";
+    komCountOwned(nullptr, 1);
+    tOwned.reset();
+    EXPECT_TRUE(isOnlyHeld(own()));
+    tHolder.reset();
+}
+
+TEST(ModuleTest, hasItsHoldersLetGoInReverseOrder)
+{
+    static ModuleRef<Thing> tFirst, tSecond;
+    std::vector<int> tOrder;
+    tFirst = retain(new Thing(&tOrder, 1));
+    tSecond = retain(new Thing(&tOrder, 2));
+    letHoldersGo(own());
+    EXPECT_EQ(tOrder, (std::vector<int>{2, 1}));
+    EXPECT_FALSE(tFirst || tSecond);
+    EXPECT_TRUE(isEmpty(own()));
+    letHoldersGo(own());
+}
+
 TEST(ModuleTest, replacesWhatAHolderHolds)
 {
     static ModuleRef<Thing> tHolder;
@@ -108,6 +185,34 @@ TEST(ModuleTest, countsForTheProcessWhatHasNoModule)
     KomHolder tHolder = {};
     komAddHolder(nullptr, &tHolder);
     EXPECT_EQ(tHolder.next, nullptr);
+}
+
+TEST(ModuleTest, watchesForTheEndOfTheProcessOncePerLoad)
+{
+    static char tAddress;
+    const auto tThing = retain(new Thing);
+    for (int tLoad = 0; tLoad < 2; ++tLoad) {
+        KomModule* tRecord = komEnterModule(&tAddress);
+        KomHolder tHolders[3] = {};
+        komAddHolder(tRecord, &tHolders[0]);
+        komAddHolder(tRecord, &tHolders[1]);
+        gWatches = 0;
+        komFillHolder(&tHolders[0], nullptr);
+        EXPECT_EQ(gWatches, 0u) << "nothing is held yet";
+        for (int i = 0; i < 3; ++i) {
+            komFillHolder(&tHolders[0], tThing.get());
+            komFillHolder(&tHolders[1], tThing.get());
+        }
+        EXPECT_EQ(gWatches, 1u);
+        komAddHolder(tRecord, &tHolders[2]); // its destructor runs before what was registered until now
+        komFillHolder(&tHolders[0], tThing.get());
+        EXPECT_EQ(gWatches, 2u);
+        komLeaveModule(tRecord);
+    }
+    KomHolder tHolder = {};
+    komAddHolder(nullptr, &tHolder);
+    komFillHolder(&tHolder, tThing.get());
+    EXPECT_EQ(gWatches, 3u) << "of no module: each time";
 }
 
 TEST(ModuleTest, takesARecordOverFromAModuleThatWent)

@@ -103,6 +103,21 @@ uint32_t findTarget(const char* pClassId, unsigned int pFlags, const void* pCont
     return 0;
 }
 
+/// Reads the registry at a path; none is an empty one.
+uint32_t readClasses(const std::string& pPath, ClassFile& pFile)
+{
+    RegistryFile tRegistry;
+    uint32_t tRes = locateRegistry(pPath, tRegistry);
+    if (!KFAILED(tRes)) tRes = readRegistry(tRegistry.path, pFile);
+    return tRes == KPR_E_NOT_FOUND ? 0 : tRes;
+}
+
+bool isEntered(const ClassFile& pFile, const char* pClassId, const char* pModule)
+{
+    const auto tEntry = pFile.classes.find(pClassId);
+    return tEntry != pFile.classes.end() && tEntry->second.module == pModule;
+}
+
 KomClassList* copyClasses(const ClassFile& pFile)
 {
     size_t tSize = sizeof(KomClassList) + pFile.classes.size() * sizeof(KomClass);
@@ -147,21 +162,42 @@ uint32_t findClass(const char* pClassId, std::string& pModule)
     return 0;
 }
 
-RegistrationBatch::RegistrationBatch() { gBatch = this; }
+RegistrationBatch::RegistrationBatch() : mOuter(std::exchange(gBatch, this)) {}
 
-RegistrationBatch::~RegistrationBatch() { gBatch = nullptr; }
+RegistrationBatch::~RegistrationBatch() { gBatch = mOuter; }
 
 void RegistrationBatch::add(const std::string& pRegistry, const char* pClassId, const char* pModule)
 {
-    mEntries[pRegistry].emplace_back(pClassId, pModule);
+    mChanges[pRegistry][pClassId] = {pModule, true};
+}
+
+uint32_t RegistrationBatch::remove(const std::string& pRegistry, const char* pClassId, const char* pModule)
+{
+    auto& tChanges = mChanges[pRegistry];
+    const auto tChange = tChanges.find(pClassId);
+    bool tRegistered;
+    if (tChange != tChanges.end()) {
+        tRegistered = tChange->second.registered && tChange->second.module == pModule;
+    } else {
+        ClassFile tFile;
+        if (auto tRes = readClasses(pRegistry, tFile); KFAILED(tRes)) return tRes;
+        tRegistered = isEntered(tFile, pClassId, pModule);
+    }
+    if (!tRegistered) return KOM_E_CLASSNOTREGISTERED;
+    tChanges[pClassId] = {pModule, false};
+    return 0;
 }
 
 uint32_t RegistrationBatch::commit()
 {
-    for (const auto& tRegistry : mEntries) {
+    for (const auto& tRegistry : mChanges) {
+        if (tRegistry.second.empty()) continue;
         const uint32_t tRes = changeRegistry(tRegistry.first, [&](ClassFile& pFile) -> uint32_t {
-            for (const auto& [tClassId, tModule] : tRegistry.second)
-                pFile.classes[tClassId].module = tModule;
+            for (const auto& [tClassId, tChange] : tRegistry.second)
+                if (tChange.registered)
+                    pFile.classes[tClassId].module = tChange.module;
+                else
+                    pFile.classes.erase(tClassId);
             return 0;
         });
         if (KFAILED(tRes)) return tRes;
@@ -215,14 +251,13 @@ uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pCont
         return tRegistrar->unregisterClass(tRegistrar, pClassId, pFlags, pContext);
     std::string tPath;
     if (auto tRes = kom::findTarget(pClassId, pFlags, pContext, tPath); KFAILED(tRes)) return tRes;
-    kom::RegistryFile tRegistry;
+    const char* tModule = static_cast<const KomRegistration*>(pContext)->modulePath;
+    if (kom::gBatch) return kom::gBatch->remove(tPath, pClassId, tModule);
+    kom::RegistryFile tRegistry; // without one, no folder is made for its lock
     if (kom::locateRegistry(tPath, tRegistry) == KPR_E_NOT_FOUND) return KOM_E_CLASSNOTREGISTERED;
     return kom::changeRegistry(tPath, [&](kom::ClassFile& pFile) -> uint32_t {
-        const auto tEntry = pFile.classes.find(pClassId);
-        if (tEntry == pFile.classes.end() ||
-            tEntry->second.module != static_cast<const KomRegistration*>(pContext)->modulePath)
-            return KOM_E_CLASSNOTREGISTERED;
-        pFile.classes.erase(tEntry);
+        if (!kom::isEntered(pFile, pClassId, tModule)) return KOM_E_CLASSNOTREGISTERED;
+        pFile.classes.erase(pClassId);
         return 0;
     });
 }
@@ -234,11 +269,8 @@ uint32_t komListClasses(KomClassList** pList)
     kom::clearRegistryProblem();
     std::string tPath;
     if (auto tRes = kom::ownPath(tPath); KFAILED(tRes)) return tRes;
-    kom::RegistryFile tRegistry;
     kom::ClassFile tFile;
-    uint32_t tRes = kom::locateRegistry(tPath, tRegistry);
-    if (!KFAILED(tRes)) tRes = kom::readRegistry(tRegistry.path, tFile);
-    if (KFAILED(tRes) && tRes != KPR_E_NOT_FOUND) return tRes;
+    if (auto tRes = kom::readClasses(tPath, tFile); KFAILED(tRes)) return tRes;
     *pList = kom::copyClasses(tFile);
     return 0;
 }

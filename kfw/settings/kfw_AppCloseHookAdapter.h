@@ -15,7 +15,9 @@ public:
 
     AppCloseHookAdapter(fw::IApplication* pApp, T* pTarget) : AppCloseHookBase(pApp, ORDER), mTarget(pTarget)
     {
+        if (mTarget) kom::countOwned(1);
     }
+    ~AppCloseHookAdapter() override { disown(); }
 
     /// E_WRONG_STATE once detached; otherwise 0, whatever became of the saving.
     uint32_t onAppClose() override
@@ -28,11 +30,16 @@ public:
     /// Forgets the target and has the application drop the hook.
     void detach()
     {
-        mTarget = nullptr;
+        disown();
         reset();
     }
 
 private:
+    void disown()
+    {
+        if (std::exchange(mTarget, nullptr)) kom::countOwned(-1);
+    }
+
     T* mTarget;
 };
 

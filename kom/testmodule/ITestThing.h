@@ -1,7 +1,8 @@
 // What the test modules provide, and where a test finds them.
 //
 // kom_testmodule_a and kom_testmodule_b are the same module with classes of their own; kom_testmodule_plain
-// has a class but does without kom's counts; kom_testmodule_bare is a library that is no component module.
+// has a class but does without kom's counts; kom_testmodule_bare is a library that is no component module;
+// kom_testmodule_derived has a class whose base lies in a class library.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +36,7 @@ inline constexpr char CLASS_B_THING[] = "bbbbbbbb-0000-4000-8000-000000000001";
 inline constexpr char CLASS_B_SINGLETON[] = "bbbbbbbb-0000-4000-8000-000000000002";
 inline constexpr char CLASS_B_MISSING[] = "bbbbbbbb-0000-4000-8000-000000000003";
 inline constexpr char CLASS_PLAIN[] = "cccccccc-0000-4000-8000-000000000001";
+inline constexpr char CLASS_DERIVED[] = "dddddddd-0000-4000-8000-000000000001";
 
 /// Exported by a and b as "testFailAt": from now on registering and unregistering the class of that number
 /// (from 0) answers pCode instead; pCode 0 ends it.
@@ -42,5 +44,8 @@ using TestFailAt = void (*)(uint32_t pIndex, uint32_t pCode);
 /// Exported by a and b as "testOnFactory": from now on dsoGetObjectFactory begins with calling pAction; null
 /// ends it.
 using TestOnFactory = void (*)(void (*pAction)());
+/// Exported by a and b as "testOnRegister": from now on dsoRegisterServer ends with calling pAction, with its
+/// own arguments, and returns its result; null ends it.
+using TestOnRegister = void (*)(uint32_t (*pAction)(unsigned int pArg1, void* pArg2));
 
 } // namespace kom::test

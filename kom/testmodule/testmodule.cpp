@@ -19,6 +19,7 @@ constexpr const char* CLASSES[] = {IS_A ? CLASS_A_THING : CLASS_B_THING,
 uint32_t gFailIndex = 0;
 uint32_t gFailCode = 0;
 void (*gOnFactory)() = nullptr;
+uint32_t (*gOnRegister)(unsigned int, void*) = nullptr;
 
 class Thing : public Implements<Thing, ITestThing> {
     friend Implements;
@@ -96,7 +97,7 @@ uint32_t dsoRegisterServer(unsigned int pArg1, void* pArg2)
         if (auto tRes = answerFor(i); KFAILED(tRes)) return tRes;
         if (auto tRes = komRegisterDSO(CLASSES[i], pArg1, pArg2); KFAILED(tRes)) return tRes;
     }
-    return 0;
+    return gOnRegister ? gOnRegister(pArg1, pArg2) : 0;
 }
 
 uint32_t dsoUnregisterServer(unsigned int pArg1, void* pArg2)
@@ -117,3 +118,5 @@ void testFailAt(uint32_t pIndex, uint32_t pCode)
 }
 
 void testOnFactory(void (*pAction)()) { gOnFactory = pAction; }
+
+void testOnRegister(uint32_t (*pAction)(unsigned int, void*)) { gOnRegister = pAction; }

@@ -148,6 +148,15 @@ void TestApplication::close()
     }
 }
 
+std::vector<kom::Ref<fw::IAppCloseHook>> TestApplication::hooks() const
+{
+    std::lock_guard tLock(mMutex);
+    std::vector<kom::Ref<fw::IAppCloseHook>> tHooks;
+    for (const auto& tEntry : mHooks)
+        tHooks.push_back(tEntry.second);
+    return tHooks;
+}
+
 std::size_t TestApplication::hookCount() const
 {
     std::lock_guard tLock(mMutex);

@@ -77,6 +77,8 @@ public:
     /// Calls the close hooks in the order of their numbers, once each, and drops them.
     void close();
     std::size_t hookCount() const;
+    /// The enrolled close hooks, in the order of their numbers.
+    std::vector<kom::Ref<fw::IAppCloseHook>> hooks() const;
     /// The references held on it, that of the caller included.
     uint32_t references() const { return mRefCount.value(); }
 

@@ -15,7 +15,9 @@
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdlib>
+#include <new>
 
 #include "kom/adapter.h"
 #include "kom/identity.h"
@@ -26,7 +28,8 @@
 
 namespace kom {
 
-/// An object's reference count; it also counts the object as live, in the process and in its module.
+/// An object's reference count; it also counts the object as live, in the process and in the module that
+/// compiles it.
 class RefCount {
 public:
     KOM_LOCAL RefCount() { komCountObject(detail::gModule.record, 1); }
@@ -107,6 +110,16 @@ public:
         if (tCount == 0) delete self();
         return tCount;
     }
+    /// Count the object for the module that makes it, which has a copy of them of its own: a base class may
+    /// lie in a library that knows nothing of the module.
+    KOM_LOCAL static void* operator new(std::size_t pSize)
+    {
+        return komNewObject(detail::gModule.record, pSize);
+    }
+    KOM_LOCAL static void operator delete(void* pObject) { komDeleteObject(pObject); }
+    /// Objects have no alignment beyond that of the fundamental types.
+    static void* operator new(std::size_t pSize, std::align_val_t pAlignment) = delete;
+
     /// The face that answers "IDL:kom/IUnknown:1.0", without a reference.
     IUnknown* unknown() noexcept
     {

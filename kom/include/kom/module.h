@@ -1,8 +1,11 @@
 // What kom knows of each module that has objects: how many live, and which of them only the module itself
-// keeps. komUnloadModules rests on it.
+// keeps. komUnloadModules relies on it.
 //
-// A module takes part by including kom/implements.h: every kom::RefCount counts for the module whose code
-// made it. A singleton's holder is a static kom::ModuleRef:
+// A module takes part by including kom/implements.h. An object counts for the module that makes it with new,
+// which is the module of its class, whichever library its base classes lie in. An object that is not made
+// with new, a static one for instance, counts for the module that compiles its kom::RefCount.
+//
+// A singleton's holder is a static kom::ModuleRef:
 //
 //     kom::ModuleRef<UserData> gInstance;
 //     ...
@@ -10,6 +13,7 @@
 //     return gInstance->unknown();
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -32,7 +36,9 @@ struct KomModule;
 /// A reference that a module keeps in a static object; kom::ModuleRef fills it.
 struct KomHolder {
     KomHolder* next;
-    kom::IUnknown* object; ///< what is held, or null; read and written atomically
+    KomModule* module;         ///< whose holder it is; null: of no module
+    kom::IUnknown* object;     ///< what is held, or null; read and written atomically
+    void (*letGo)(KomHolder*); ///< has the module release what it holds
 };
 
 /// Called by kom::detail::ModuleEntry when a module is loaded and before it goes; pAddress is an address in
@@ -42,6 +48,12 @@ KOM_API void komLeaveModule(KomModule* pModule);
 /// Called by kom::RefCount for every object. A null module (an object made before its module's entry) is
 /// counted for the process only.
 KOM_API void komCountObject(KomModule* pModule, int32_t pChange);
+/// Memory for an object of a module (null: of none), and its way back; the module counts the object in
+/// between. Called by the operator new and delete of kom::Implements. std::bad_alloc when there is no memory.
+KOM_API void* komNewObject(KomModule* pModule, size_t pSize);
+KOM_API void komDeleteObject(void* pObject);
+/// Called by kom::countOwned.
+KOM_API void komCountOwned(KomModule* pModule, int32_t pChange);
 /// Called by kom::ModuleRef. The holder stays in the module's list until the module goes.
 KOM_API void komAddHolder(KomModule* pModule, KomHolder* pHolder);
 /// Called by kom::ModuleRef when what it holds changes. kom takes no reference.
@@ -69,18 +81,28 @@ KOM_LOCAL inline ModuleEntry gModule;
 
 } // namespace detail
 
+/// Tells kom of an object of this module that goes when another one of the module goes (1), and that this is
+/// no longer so, because the object was given up or destroyed (-1). Such an object alone does not keep the
+/// module's singletons: they let go at the unloading, and the module goes when the object went with them.
+KOM_LOCAL inline void countOwned(int32_t pChange) { komCountOwned(detail::gModule.record, pChange); }
+
 /// The counted reference that a module itself keeps to the one object of a singleton class (a class over
-/// kom::Implements). The object alone does not keep the module loaded: komUnloadModules lets a module go
-/// whose every object is held in this way and used by nobody else. Only for static objects; assigning is
-/// for one thread at a time.
+/// kom::Implements). The object alone does not keep the module loaded: where every object of the module is
+/// held in this way and used by nobody else, or owned by such a one (countOwned), komUnloadModules releases
+/// them. Only for static objects; assigning is for one thread at a time.
 ///
-/// The object goes when the module is unloaded. When the process ends it is left alone: other threads may
+/// The object goes before the module is unloaded. When the process ends it is left alone: other threads may
 /// have been stopped anywhere, so that its destructor could wait for ever for a lock, and the system takes
 /// all back anyway.
 template <class T>
 class ModuleRef {
 public:
-    ModuleRef() noexcept { komAddHolder(detail::gModule.record, &mHolder); }
+    ModuleRef() noexcept
+    {
+        mHolder.letGo = [](KomHolder* pHolder) { static_cast<Holder*>(pHolder)->owner->reset(); };
+        mHolder.owner = this;
+        komAddHolder(detail::gModule.record, &mHolder);
+    }
     ~ModuleRef()
     {
         if (komIsProcessEnding())
@@ -106,8 +128,12 @@ public:
     explicit operator bool() const noexcept { return static_cast<bool>(mObject); }
 
 private:
+    struct Holder : KomHolder {
+        ModuleRef* owner;
+    };
+
     Ref<T> mObject;
-    KomHolder mHolder = {};
+    Holder mHolder = {};
 };
 
 } // namespace kom

@@ -28,7 +28,8 @@ KOM_API const char* komGetClassRegistry(void);
 /// Called by modules, once a class: enters the class as provided by a module, replacing an older entry.
 /// pFlags is 0, pContext a KomRegistration.
 KOM_API uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
-/// Takes the class's entry out; KOM_E_CLASSNOTREGISTERED when it has none for that module.
+/// Takes the class's entry out; KOM_E_CLASSNOTREGISTERED when it has none for that module. A module that
+/// calls it while it registers takes back what it has registered before.
 KOM_API uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
 
 /// Is told of classes instead of a registry, by tools that want to know what a module registers or how it
@@ -69,10 +70,13 @@ KOM_API const char* komGetRegistryProblem(void);
 KOM_API uint32_t komGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
 /// Makes an object of a registered class and answers the face asked for.
 KOM_API uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
-/// Lets go of the modules that the loader has loaded and that nobody uses: a module with a live object stays,
-/// unless all its objects are singletons that only its own holders (kom::ModuleRef) keep; so does a module
-/// that kom has no record of (kom/module.h). *pUnloaded (may be null) gets the number of modules let go. For
-/// a moment when no other thread is about to return from the last release of a module's object.
+/// Unloads the modules that the loader has loaded and that nobody uses, in two steps. First every module
+/// whose objects are all kept by its own holders (kom::ModuleRef), or owned by such objects, releases them.
+/// Then the modules without a live object are closed. The others stay and are tried again at the next call;
+/// so does a module that kom has no record of (kom/module.h). *pUnloaded (may be null) gets the number of
+/// modules that were closed. Another thread that asks for a class of a module waits while that module's
+/// holders release. For a moment when no other thread is about to return from the last release of a module's
+/// object.
 KOM_API uint32_t komUnloadModules(uint32_t* pUnloaded);
 
 } // extern "C"

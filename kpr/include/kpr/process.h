@@ -26,7 +26,8 @@ KPR_API uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal);
 /// used.
 KPR_API uint32_t kprSetBinaryStdio(void);
 /// From now on kprIsProcessEnding sees the end of the process in time for the destructors of all static
-/// objects that stand already. Once for each such object will do; from any thread.
+/// objects that stand already. It is not taken back: call it once for each module that is loaded, when its
+/// static objects stand. Any thread.
 KPR_API void kprWatchProcessEnd(void);
 /// 1 while the process ends, in the destructors of a module's static objects: other threads may have been
 /// stopped anywhere, with any lock held. 0 before, and while a module is unloaded from a process that goes

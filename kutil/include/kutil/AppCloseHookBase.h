@@ -1,10 +1,12 @@
 // The base of close hooks: it enrols itself with the application.
 #pragma once
 
+#include <utility>
+
 #include "kfw/IAppCloseHook.h"
 #include "kfw/IApplication.h"
 #include "kom/implements.h"
-#include "kutil/api.h"
+#include "kutil/log.h"
 
 namespace vel::kos::util {
 
@@ -12,19 +14,41 @@ namespace vel::kos::util {
 /// IApplication3 when it is constructed (the base keeps a reference to itself meanwhile, since its count is
 /// still 0). An application without that revision is reported, and the hook is then never called. The
 /// application must not call the hook before its constructor has returned.
-class KUTIL_API AppCloseHookBase : public fw::IAppCloseHook_Adapter {
+///
+/// A hook counts for the module that derives from the base, which stays loaded while anybody keeps the hook.
+class AppCloseHookBase : public kom::Implements<AppCloseHookBase, fw::IAppCloseHook> {
+    friend Implements;
+
 public:
     /// pOrder: hooks with a lower number are called first.
-    AppCloseHookBase(fw::IApplication* pApp, int pOrder);
+    KOM_LOCAL AppCloseHookBase(fw::IApplication* pApp, int pOrder)
+    {
+        constexpr char tDomain[] = "kos:kutil";
+        const uint32_t tRes = pApp ? kom::queryInterface(pApp, mApp3) : E_INVALIDARG;
+        if (KFAILED(tRes) || !mApp3) {
+            _queryInterfaceError(pApp, tDomain, pApp, fw::IApplication3::IID, tRes);
+            return;
+        }
 
-    virtual ~AppCloseHookBase();
+        // The application may take and give back references while the count is still 0: the base's own
+        // reference keeps that from destroying the object under construction.
+        mRefCount.increment();
+        const uint32_t tAdded = mApp3->addCloseHook(this, pOrder);
+        if (mRefCount.decrement() == 0) mRefCount.restart();
+        if (KFAILED(tAdded)) {
+            kError(pApp, tDomain, message("Can't enrol a close hook: %1", komStrError(tAdded)));
+            mApp3.reset();
+        }
+    }
 
-    uint32_t queryInterface(const char* pIid, kom::IUnknown** pOut) override;
-    uint32_t addRef() override;
-    uint32_t release() override;
+    KOM_LOCAL virtual ~AppCloseHookBase() = default;
 
     /// Makes the application drop the hook. Twice is harmless.
-    void reset();
+    void reset()
+    {
+        // Removal may give back the last reference to this object: nothing of it is touched afterwards.
+        if (const auto tApp3 = std::move(mApp3)) tApp3->removeCloseHook(this);
+    }
 
 private:
     kom::RefCount mRefCount;

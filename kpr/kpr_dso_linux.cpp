@@ -207,11 +207,11 @@ uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
 {
     if (!pHandle) return E_INVALIDARG;
     *pHandle = 0;
-    if (!pPath || pFlags != 0) return E_INVALIDARG;
+    if (!pPath || !kpr::isValidDSOName(pPath, pFlags)) return E_INVALIDARG;
     keepErrorText(nullptr);
 
     std::string tPath = pPath;
-    const bool tIsPath = tPath.find('/') != std::string::npos;
+    const bool tIsPath = !(pFlags & KPR_DSO_BY_NAME);
     if (tIsPath) {
         // Absolute, so that the loader's list keeps its meaning when the current directory changes; and
         // looked at first, since the loader would wait for a writer of a FIFO.
@@ -238,6 +238,9 @@ uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
     *pHandle = reinterpret_cast<KprDSO>(tHandle);
     return K_SUCCESS;
 }
+
+// The loader searches no current folder here, unless whoever starts the program has asked for it.
+void kprRestrictLibrarySearch(void) {}
 
 uint32_t kprCloseDSO(KprDSO pHandle)
 {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
 #include <string>
 #include <thread>
@@ -131,7 +132,7 @@ TEST(KprDSO, RefusesNonsense)
     EXPECT_EQ(kprOpenDSO(nullptr, 0, &tHandle), E_INVALIDARG);
     EXPECT_EQ(tHandle, 0);
     EXPECT_EQ(kprOpenDSO("x", 0, nullptr), E_INVALIDARG);
-    EXPECT_EQ(kprOpenDSO("x", 1, &tHandle), E_INVALIDARG);
+    EXPECT_EQ(kprOpenDSO("x", 2, &tHandle), E_INVALIDARG);
     EXPECT_EQ(kprCloseDSO(0), KPR_E_BAD_HANDLE);
     EXPECT_EQ(kprGetDSOSymbol(0, "x", &tAddress), KPR_E_BAD_HANDLE);
     EXPECT_EQ(kprGetDSOSymbol(0, nullptr, &tAddress), E_INVALIDARG);
@@ -156,8 +157,10 @@ TEST(KprDSO, TellsAMissingFileFromOneThatIsNoModule)
     KprDSO tHandle;
     EXPECT_EQ(kprOpenDSO((tDir / "missing.dll").c_str(), 0, &tHandle), KPR_E_NOT_FOUND);
     EXPECT_STRNE(kprGetDSOErrorText(), "");
-    EXPECT_EQ(kprOpenDSO("no-such-module-anywhere", 0, &tHandle), KPR_E_NOT_FOUND);
-    EXPECT_STRNE(kprGetDSOErrorText(), "");
+    for (const uint32_t tFlags : {0u, uint32_t{KPR_DSO_BY_NAME}}) {
+        EXPECT_EQ(kprOpenDSO("no-such-module-anywhere", tFlags, &tHandle), KPR_E_NOT_FOUND);
+        EXPECT_STRNE(kprGetDSOErrorText(), "");
+    }
     EXPECT_EQ(kprOpenDSO(tText.c_str(), 0, &tHandle), KPR_E_NOT_A_DSO);
     EXPECT_STRNE(kprGetDSOErrorText(), "");
     EXPECT_EQ(kprOpenDSO(tEmpty.c_str(), 0, &tHandle), KPR_E_NOT_A_DSO);
@@ -166,6 +169,70 @@ TEST(KprDSO, TellsAMissingFileFromOneThatIsNoModule)
     std::thread([] { EXPECT_STREQ(kprGetDSOErrorText(), ""); }).join(); // each thread has its own
     Module tModule("kpr_test_module");
     EXPECT_STREQ(kprGetDSOErrorText(), "");
+}
+
+/// The current folder holds a copy of a library for as long as this lives.
+class PlantedFolder {
+public:
+    PlantedFolder() : mBefore(std::filesystem::current_path())
+    {
+        std::filesystem::copy_file(planted("kpr_test_planted"), std::filesystem::path(mDir / name()));
+        std::filesystem::current_path(mDir.path());
+    }
+    ~PlantedFolder() { std::filesystem::current_path(mBefore); }
+    PlantedFolder(const PlantedFolder&) = delete;
+    PlantedFolder& operator=(const PlantedFolder&) = delete;
+
+    static std::string name()
+    {
+        return kprGetDSOPrefix() + std::string("kpr_test_planted") + kprGetDSOSuffix();
+    }
+    /// A library where the build has put it, which is no folder that anybody searches.
+    static std::filesystem::path planted(const std::string& pName)
+    {
+        const std::filesystem::path tBuilt = modulePath(pName);
+        return tBuilt.parent_path() / "planted" / tBuilt.filename();
+    }
+
+private:
+    const std::filesystem::path mBefore;
+    kprtest::TemporaryDirectory mDir; // goes when the folder has been left
+};
+
+TEST(KprDSO, ANameIsNotLookedForInTheCurrentFolder)
+{
+    const PlantedFolder tFolder;
+    KprDSO tHandle = 0;
+    EXPECT_EQ(kprOpenDSO(PlantedFolder::name().c_str(), KPR_DSO_BY_NAME, &tHandle), KPR_E_NOT_FOUND);
+    EXPECT_EQ(tHandle, 0);
+    EXPECT_STRNE(kprGetDSOErrorText(), "");
+    ASSERT_EQ(kprOpenDSO(PlantedFolder::name().c_str(), 0, &tHandle), 0u) << "as a file it is there";
+    EXPECT_EQ(kprCloseDSO(tHandle), 0u);
+}
+
+TEST(KprDSO, ANameIsFoundBesideTheProgram)
+{
+    KprDSO tHandle = 0;
+    const std::string tName = kprGetDSOPrefix() + std::string("kpr_test_module") + kprGetDSOSuffix();
+    ASSERT_EQ(kprOpenDSO(tName.c_str(), KPR_DSO_BY_NAME, &tHandle), 0u) << kprGetDSOErrorText();
+    EXPECT_EQ(kprCloseDSO(tHandle), 0u);
+    for (const std::string& tPath : {"./" + tName, modulePath("kpr_test_module"), std::string()})
+        EXPECT_EQ(kprOpenDSO(tPath.c_str(), KPR_DSO_BY_NAME, &tHandle), E_INVALIDARG) << tPath;
+}
+
+TEST(KprDSO, WhatAModuleNeedsIsNotLookedForInTheCurrentFolder)
+{
+    const PlantedFolder tFolder;
+    const kprtest::TemporaryDirectory tElsewhere;
+    const auto tNeeding = PlantedFolder::planted("kpr_test_needs_planted");
+    const std::string tModule = tElsewhere / tNeeding.filename().string();
+    std::filesystem::copy_file(tNeeding, tModule);
+    KprDSO tHandle = 0;
+    EXPECT_EQ(kprOpenDSO(tModule.c_str(), 0, &tHandle), KPR_E_NOT_A_DSO);
+    std::filesystem::copy_file(PlantedFolder::planted("kpr_test_planted"),
+                               tElsewhere / PlantedFolder::name());
+    ASSERT_EQ(kprOpenDSO(tModule.c_str(), 0, &tHandle), 0u) << "beside the module it is";
+    EXPECT_EQ(kprCloseDSO(tHandle), 0u);
 }
 
 TEST(KprDSO, AModuleSpeaksForItself)

@@ -115,20 +115,22 @@ uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
 {
     if (!pHandle) return E_INVALIDARG;
     *pHandle = 0;
-    if (!pPath || pFlags != 0) return E_INVALIDARG;
+    if (!pPath || !kpr::isValidDSOName(pPath, pFlags)) return E_INVALIDARG;
     keepErrorText(ERROR_SUCCESS);
 
     std::wstring tPath;
-    const bool tIsPath = std::strpbrk(pPath, "/\\") != nullptr;
+    const bool tIsPath = !(pFlags & KPR_DSO_BY_NAME);
     if (auto tRes = tIsPath ? kpr::toWidePath(pPath, &tPath) : kpr::toWide(pPath, &tPath); KFAILED(tRes)) {
         keepErrorText(ERROR_INVALID_NAME);
         return tRes;
     }
-    DWORD tFlags = 0;
+    // Without these flags the loader searches the current folder and PATH as well, also for what a module
+    // needs.
+    DWORD tFlags = LOAD_LIBRARY_SEARCH_DEFAULT_DIRS;
     if (tIsPath) {
-        // The altered search, which finds what the module needs beside it, wants an absolute path.
+        // The search beside the module wants an absolute path.
         if (std::wstring tFull = kpr::fullPath(tPath); !tFull.empty()) tPath = std::move(tFull);
-        tFlags = LOAD_WITH_ALTERED_SEARCH_PATH;
+        tFlags |= LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR;
     }
     QuietErrors tQuiet;
     const HMODULE tModule = LoadLibraryExW(tPath.c_str(), nullptr, tFlags);
@@ -148,6 +150,8 @@ uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
     *pHandle = reinterpret_cast<KprDSO>(tModule);
     return K_SUCCESS;
 }
+
+void kprRestrictLibrarySearch(void) { SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_DEFAULT_DIRS); }
 
 uint32_t kprCloseDSO(KprDSO pHandle)
 {

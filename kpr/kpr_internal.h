@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "kpr/codes.h"
+#include "kpr/dso.h"
 #include "kpr/file.h"
 
 namespace kpr {
@@ -30,6 +31,13 @@ constexpr bool isValidOpenMode(uint32_t pMode) noexcept
            (tWrites || !(pMode & (KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND))) &&
            (!(pMode & KPR_OPEN_EXCLUSIVE) || (pMode & KPR_OPEN_CREATE)) &&
            (pMode & (KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND)) != (KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND);
+}
+
+/// Whether kprOpenDSO takes the text with these flags; the same refusals on every target.
+constexpr bool isValidDSOName(std::string_view pText, uint32_t pFlags) noexcept
+{
+    if (pFlags & ~uint32_t{KPR_DSO_BY_NAME}) return false;
+    return !(pFlags & KPR_DSO_BY_NAME) || (!pText.empty() && pText.find_first_of("/\\:") == pText.npos);
 }
 
 /// Whether a range can be passed to the system, whose offsets are signed.

@@ -42,6 +42,19 @@ std::string makeSuffix()
     return tSuffix;
 }
 
+/// Makes and opens a file that was not there. pCompose(suffix) puts its path into pBuffer.
+template <class TCompose>
+uint32_t createUnique(char* pBuffer, KprFile* pFile, TCompose pCompose)
+{
+    for (uint32_t tAttempt = 0; tAttempt < ATTEMPTS; ++tAttempt) {
+        if (auto tRes = pCompose(makeSuffix()); KFAILED(tRes)) return tRes;
+        const uint32_t tRes =
+            kprOpenFile(pBuffer, KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_EXCLUSIVE, pFile);
+        if (tRes != KPR_E_EXISTS) return tRes;
+    }
+    return KPR_E_EXISTS;
+}
+
 } // namespace
 
 uint32_t kprGetTempFileName(const char* pDir, const char* pPrefix, uint32_t pFlags, char* pBuffer,
@@ -51,14 +64,32 @@ uint32_t kprGetTempFileName(const char* pDir, const char* pPrefix, uint32_t pFla
     const std::string tPrefix = pPrefix ? pPrefix : "";
     if (tPrefix.find('/') != std::string::npos || tPrefix.find(kprGetPathSeparator()) != std::string::npos)
         return E_INVALIDARG;
-    for (uint32_t tAttempt = 0; tAttempt < ATTEMPTS; ++tAttempt) {
-        const std::string tName = tPrefix + makeSuffix();
-        if (auto tRes = kprAppendToPath(pDir, tName.c_str(), pBuffer, pSize); KFAILED(tRes)) return tRes;
-        KprFile tFile;
-        const uint32_t tRes =
-            kprOpenFile(pBuffer, KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_EXCLUSIVE, &tFile);
-        if (!KFAILED(tRes)) return kprCloseFile(tFile);
-        if (tRes != KPR_E_EXISTS) return tRes;
-    }
-    return KPR_E_EXISTS;
+    KprFile tFile;
+    const uint32_t tRes = createUnique(pBuffer, &tFile, [&](const std::string& pSuffix) {
+        return kprAppendToPath(pDir, (tPrefix + pSuffix).c_str(), pBuffer, pSize);
+    });
+    return KFAILED(tRes) ? tRes : kprCloseFile(tFile);
+}
+
+uint32_t kprBeginFile(const char* pTarget, char* pBuffer, uint32_t pSize, KprFile* pFile)
+{
+    if (!pFile) return E_INVALIDARG;
+    *pFile = KPR_NO_FILE;
+    if (!pTarget || !*pTarget || !pBuffer) return E_INVALIDARG;
+    const std::string tPrefix = std::string(pTarget) + ".new-";
+    return createUnique(pBuffer, pFile, [&](const std::string& pSuffix) {
+        return kpr::copyOut(tPrefix + pSuffix, pBuffer, pSize);
+    });
+}
+
+uint32_t kprPutInPlace(KprFile pFile, const char* pPath, const char* pTarget, uint32_t pFlags)
+{
+    if (!pPath || !pTarget || (pFlags & ~uint32_t{KPR_PUT_REPLACE | KPR_PUT_SYNC})) return E_INVALIDARG;
+    uint32_t tRes = pFlags & KPR_PUT_SYNC ? kprSyncFile(pFile) : uint32_t{K_SUCCESS};
+    const uint32_t tClosed = kprCloseFile(pFile);
+    if (!KFAILED(tRes)) tRes = tClosed;
+    if (!KFAILED(tRes))
+        tRes = pFlags & KPR_PUT_REPLACE ? kprReplaceFile(pPath, pTarget) : kprMoveFile(pPath, pTarget);
+    if (KFAILED(tRes)) kprRemoveFile(pPath);
+    return tRes;
 }

@@ -1,7 +1,6 @@
 #include "kutil/kutil_RegistryFile_posix.h"
 
 #include <cerrno>
-#include <ctime>
 #include <new>
 #include <utility>
 
@@ -12,6 +11,7 @@
 #include "kgen/directory.h"
 #include "kom/identity.h"
 #include "kpr/file.h"
+#include "kutil/kutil_DamagedCopy_posix.h"
 #include "kutil/log.h"
 
 namespace vel::kos::util {
@@ -22,6 +22,13 @@ constexpr char DOMAIN_NAME[] = "kos:kutil";
 /// How long an operation waits for other processes' transactions, in milliseconds.
 constexpr int BUSY_TIMEOUT = 10000;
 constexpr int LAYOUT_VERSION = 1;
+#define SETTING_TABLE                                                                                        \
+    "setting(node TEXT NOT NULL, name TEXT NOT NULL, value, PRIMARY KEY(node, name)) WITHOUT ROWID"
+
+// The store may have been made by anybody. What no settings need is not spent on it.
+constexpr off_t LARGEST_FILE = off_t{64} << 20; // bytes
+constexpr int LONGEST_VALUE = 16 << 20;         // bytes
+constexpr int MOST_STEPS = 200'000'000;         // of one statement; a check of the largest file takes fewer
 
 std::string folderOf(const std::string& pPath)
 {
@@ -67,46 +74,6 @@ uint32_t codeOf(int pCode)
 
 bool isDamage(int pCode) { return (pCode & 0xFF) == SQLITE_CORRUPT || (pCode & 0xFF) == SQLITE_NOTADB; }
 
-uint32_t copyFile(KprFile pFrom, KprFile pTo)
-{
-    char tBuffer[16384];
-    for (;;) {
-        uint32_t tRead = 0, tWritten = 0;
-        if (auto tRes = kprRead(pFrom, tBuffer, sizeof tBuffer, &tRead); KFAILED(tRes)) return tRes;
-        if (tRead == 0) return kprSyncFile(pTo);
-        if (auto tRes = kprWrite(pTo, tBuffer, tRead, &tWritten); KFAILED(tRes)) return tRes;
-        if (tWritten != tRead) return KPR_E_NO_SPACE;
-    }
-}
-
-/// Copies a damaged store to <path>.damaged-<time of its last change>, once: as long as nobody changes the
-/// store, the name stays the same. Answers the copy's path in pCopy.
-uint32_t keepDamaged(const std::string& pPath, std::string& pCopy)
-{
-    KprFileInfo tInfo{};
-    if (auto tRes = kprGetFileInfo(pPath.c_str(), KPR_INFO_MTIME, &tInfo); KFAILED(tRes)) return tRes;
-    const std::time_t tSeconds = tInfo.modified.seconds;
-    std::tm tUtc{};
-    char tStamp[32];
-    std::strftime(tStamp, sizeof tStamp, ".damaged-%Y%m%dT%H%M%SZ", gmtime_r(&tSeconds, &tUtc));
-    pCopy = pPath + tStamp;
-    if (kgen::fileExists(pCopy)) return 0;
-
-    KprFile tFrom = KPR_NO_FILE, tTo = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFrom); KFAILED(tRes)) return tRes;
-    // A copy that was broken off must not pass for the whole.
-    const std::string tPart = pCopy + ".part";
-    uint32_t tRes = kprOpenFile(tPart.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE, &tTo);
-    if (!KFAILED(tRes)) {
-        tRes = copyFile(tFrom, tTo);
-        kprCloseFile(tTo);
-        if (!KFAILED(tRes)) tRes = kprReplaceFile(tPart.c_str(), pCopy.c_str());
-        if (KFAILED(tRes)) kprRemoveFile(tPart.c_str());
-    }
-    kprCloseFile(tFrom);
-    return tRes;
-}
-
 } // namespace
 
 /// A prepared statement. Reset after each use, so that it holds no lock.
@@ -137,6 +104,8 @@ public:
         if (!mStatement) return;
         sqlite3_reset(mStatement);
         sqlite3_clear_bindings(mStatement);
+        // The limit of steps counts from the last reset of this figure.
+        sqlite3_stmt_status(mStatement, SQLITE_STMTSTATUS_VM_STEP, 1);
         mCode = SQLITE_OK;
     }
     int type() { return sqlite3_column_type(mStatement, 0); }
@@ -176,27 +145,38 @@ std::shared_ptr<RegistryFile> RegistryFile::open(fw::IApplication* pApp, const s
         }
     }
     struct stat tStat {};
-    if (::stat(pPath.c_str(), &tStat) != 0 && errno == ENOENT) return nullptr;
+    if (::lstat(pPath.c_str(), &tStat) != 0 && errno == ENOENT) return nullptr;
 
     std::shared_ptr<RegistryFile> tFile(new RegistryFile(pApp, pPath));
-    if (!S_ISREG(tStat.st_mode)) {
-        tFile->reportUnusable(komStrError(KPR_E_NOT_REGULAR));
+    if (!S_ISREG(tStat.st_mode) || tStat.st_size > LARGEST_FILE) {
+        tFile->reportUnusable(komStrError(S_ISREG(tStat.st_mode) ? KPR_E_TOO_LARGE : KPR_E_NOT_REGULAR));
         return nullptr;
     }
-    if (!tFile->connect() || !tFile->isSound() || !tFile->hasLayout(pCreate)) return nullptr;
+    if (!tFile->connect() || !tFile->hasLayout(pCreate)) return nullptr;
     return tFile;
 }
 
 bool RegistryFile::connect()
 {
+    // With this flag no part of the path may be a link; only the last must not.
+    const std::string tPath = kgen::realPath(folderOf(mPath)) + "/" + mPath.substr(mPath.rfind('/') + 1);
     const int tCode =
-        sqlite3_open_v2(mPath.c_str(), &mDatabase, SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX, nullptr);
+        sqlite3_open_v2(tPath.c_str(), &mDatabase,
+                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW, nullptr);
     if (tCode != SQLITE_OK) {
         reportUnusable(sqlite3_errstr(tCode));
         return false;
     }
     sqlite3_extended_result_codes(mDatabase, 1);
     sqlite3_busy_timeout(mDatabase, BUSY_TIMEOUT);
+    for (const auto& [tSwitch, tOn] : {std::pair{SQLITE_DBCONFIG_DEFENSIVE, 1},
+                                       {SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
+                                       {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
+                                       {SQLITE_DBCONFIG_ENABLE_VIEW, 0}})
+        sqlite3_db_config(mDatabase, tSwitch, tOn, nullptr);
+    sqlite3_limit(mDatabase, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
+    sqlite3_progress_handler(
+        mDatabase, MOST_STEPS, [](void*) { return 1; }, nullptr);
     // The journal lies beside the store, so a folder that cannot be written makes it read-only as well.
     mReadOnly = sqlite3_db_readonly(mDatabase, "main") != 0 ||
                 ::faccessat(AT_FDCWD, folderOf(mPath).c_str(), W_OK, AT_EACCESS) != 0;
@@ -225,16 +205,22 @@ bool RegistryFile::isSound()
 
 bool RegistryFile::hasLayout(bool pCreate)
 {
-    int tVersion = 0, tTables = 0;
-    if (!readNumber("PRAGMA user_version", tVersion)) return false;
-    if (tVersion == 0) {
-        if (!readNumber("SELECT count(*) FROM sqlite_schema", tTables)) return false;
-        if (tTables == 0) return pCreate && !mReadOnly && makeLayout();
-    }
-    if (tVersion != LAYOUT_VERSION) {
+    int tVersion = 0, tPages = 0;
+    if (!readNumber("PRAGMA user_version", tVersion) || !readNumber("PRAGMA page_count", tPages))
+        return false;
+    if (tVersion == 0 && tPages == 0) return pCreate && !mReadOnly && makeLayout();
+    // Looked at before the check of all content, for which SQLite evaluates what a schema says.
+    int tOurs = 0, tOthers = 0;
+    if (!readNumber("SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = 'setting' AND sql = "
+                    "'CREATE TABLE " SETTING_TABLE "'",
+                    tOurs) ||
+        !readNumber("SELECT count(*) FROM sqlite_schema", tOthers))
+        return false;
+    if (tVersion != LAYOUT_VERSION || tOurs != 1 || tOthers != 1) {
         reportUnusable("it has another layout");
         return false;
     }
+    if (!isSound()) return false;
     mGet = std::make_unique<Statement>(mDatabase, "SELECT value FROM setting WHERE node = ?1 AND name = ?2");
     mPut = std::make_unique<Statement>(mDatabase, "INSERT OR REPLACE INTO setting VALUES(?1, ?2, ?3)");
     if (mGet->isGood() && mPut->isGood()) return true;
@@ -245,9 +231,9 @@ bool RegistryFile::hasLayout(bool pCreate)
 bool RegistryFile::makeLayout()
 {
     // Another process may be at the same; it may have got further than this one had seen.
-    const uint32_t tRes = execute("BEGIN IMMEDIATE;"
-                                  "CREATE TABLE IF NOT EXISTS setting(node TEXT NOT NULL, name TEXT NOT NULL,"
-                                  " value, PRIMARY KEY(node, name)) WITHOUT ROWID;"
+    const uint32_t tRes = execute("PRAGMA synchronous = EXTRA;"
+                                  "BEGIN IMMEDIATE;"
+                                  "CREATE TABLE IF NOT EXISTS " SETTING_TABLE ";"
                                   "PRAGMA user_version = 1;"
                                   "COMMIT");
     return !KFAILED(tRes) && hasLayout(false);

@@ -9,7 +9,7 @@ bool Library::load(std::initializer_list<const char*> pNames)
     if (mHandle) return true;
     std::string tTried;
     for (const char* tName : pNames) {
-        if (!KFAILED(kprOpenDSO(tName, 0, &mHandle))) return true;
+        if (!KFAILED(kprOpenDSO(tName, KPR_DSO_BY_NAME, &mHandle))) return true;
         tTried += (tTried.empty() ? "" : ", ") + std::string(tName);
     }
     mProblem = "no client library was found (looked for " + tTried + ")";

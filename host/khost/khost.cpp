@@ -7,6 +7,7 @@
 int main()
 {
     using namespace vel::kos::host;
+    kprRestrictLibrarySearch();
     prepareConsole();
     Session tSession;
     KprArgumentList* tArguments = nullptr;

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -250,14 +251,99 @@ TEST_F(SettingsStoreTest, doesNotBlockOnWhatIsNoFile)
     EXPECT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 2u);
 }
 
-TEST_F(SettingsStoreTest, followsALink)
+TEST_F(SettingsStoreTest, followsNoLink)
 {
     fs::rename(mSettings.file(), mSettings.folder() + "/elsewhere");
     fs::create_symlink("elsewhere", mSettings.file());
-    EXPECT_EQ(salutation(), "kept");
-    save("through the link");
+    const auto tApp = mSettings.application();
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+    ASSERT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 1u);
+    EXPECT_NE(tApp->messages(LOG_LEVEL_WARNING)[0].find("not a regular file"), std::string::npos);
     EXPECT_TRUE(fs::is_symlink(mSettings.file()));
-    EXPECT_EQ(salutation(), "through the link");
+}
+
+TEST_F(SettingsStoreTest, isFoundThroughALinkToItsFolder)
+{
+    const fs::path tLink = mSettings.folder() + "/link";
+    fs::create_directory_symlink(mSettings.folder(), tLink);
+    const auto tApp = TestApplication::make();
+    tApp->setSettings("VEL", tLink / "settings");
+    EXPECT_TRUE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+}
+
+/// Somebody who may write the folder knows what the copy will be called, and waits for a superuser to look.
+TEST_F(SettingsStoreTest, copiesADamagedStoreThroughNoLink)
+{
+    overwrite(0, "Not a store");
+    const timespec tTimes[] = {{1767225600, 0}, {1767225600, 0}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, mSettings.file().c_str(), tTimes, 0), 0);
+    const std::string tName = mSettings.file() + ".damaged-20260101T000000Z",
+                      tOther = mSettings.folder() + "/other";
+    const std::string tVictim = tOther + "/victim", tFresh = tOther + "/fresh";
+    fs::create_directory(tOther);
+    std::ofstream(tVictim) << "precious";
+    fs::create_symlink(tVictim, tName + ".part");
+    fs::create_symlink(tFresh, tName);
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", true).isOpen());
+    EXPECT_EQ(contentOf(tVictim), "precious");
+    EXPECT_FALSE(fs::exists(tFresh));
+    fs::remove(tName);
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", true).isOpen());
+    EXPECT_TRUE(contentOf(tName) == contentOf(mSettings.file()));
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(tName)));
+    EXPECT_EQ(contentOf(tVictim), "precious");
+}
+
+/// What a store made by somebody else may hold in the place of the table, or beside it.
+class HostileStoreTest : public SettingsStoreTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(HostileStoreTest, isLeftAlone)
+{
+    execute(GetParam());
+    expectLeftAlone(false);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    every, HostileStoreTest,
+    testing::Values("ALTER TABLE setting RENAME TO hidden; CREATE VIEW setting(node, name, value) AS SELECT "
+                    "* FROM hidden",
+                    "ALTER TABLE setting RENAME TO hidden; CREATE VIEW setting(node, name, value) AS SELECT "
+                    "* FROM hidden;"
+                    "CREATE TRIGGER t INSTEAD OF INSERT ON setting BEGIN SELECT randomblob(1000); END",
+                    "CREATE TRIGGER t BEFORE INSERT ON setting BEGIN DELETE FROM setting; END",
+                    "ALTER TABLE setting ADD COLUMN more AS (length(value))",
+                    "DROP TABLE setting; CREATE TABLE setting(node TEXT NOT NULL, name TEXT NOT NULL, value "
+                    "CHECK(length(zeroblob(1000)) > 0), PRIMARY KEY(node, name)) WITHOUT ROWID;"
+                    "INSERT INTO setting VALUES('VEL/KOS/KFW', '', NULL)",
+                    "CREATE INDEX i ON setting(length(value))", "CREATE VIEW birds AS SELECT 1",
+                    "CREATE VIRTUAL TABLE birds USING fts5(name)"));
+
+TEST_F(SettingsStoreTest, isNotReadWhenItIsTooLarge)
+{
+    fs::resize_file(mSettings.file(), (uintmax_t{64} << 20) + 1);
+    const auto tApp = mSettings.application();
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+    ASSERT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 1u);
+    EXPECT_NE(tApp->messages(LOG_LEVEL_WARNING)[0].find("too large"), std::string::npos);
+    EXPECT_TRUE(copies().empty());
+}
+
+TEST_F(SettingsStoreTest, refusesAValueThatIsTooLarge)
+{
+    execute("INSERT INTO setting VALUES('VEL/KOS/KFW', 'Long', hex(zeroblob(9000000)))");
+    auto tNode = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", true);
+    std::string tText = "before";
+    EXPECT_EQ(tNode.get("Long", &tText), KPR_E_TOO_LARGE);
+    EXPECT_EQ(tText, "before");
+    EXPECT_EQ(tNode.put("Longer", std::string(size_t{17} << 20, 'x')), KPR_E_TOO_LARGE);
+    EXPECT_EQ(tNode.put("Name", std::string(1u << 20, 'x')), 0u);
+}
+
+TEST_F(SettingsStoreTest, makesNoStoreOfAnotherEmptyDatabase)
+{
+    fs::remove(mSettings.file());
+    execute("PRAGMA application_id = 7; CREATE TABLE birds(name); DROP TABLE birds");
+    expectLeftAlone(false);
 }
 
 TEST_F(SettingsStoreTest, undoesABatchThatIsNotCommitted)

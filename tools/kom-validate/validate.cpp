@@ -6,6 +6,7 @@
 
 #include "kom/identity.h"
 #include "kom/kom_path.h"
+#include "kpr/dso.h"
 #include "kpr/path.h"
 #include "kpr/process.h"
 #include "tools/kom-validate/validate_Image.h"
@@ -253,6 +254,7 @@ int run(const std::vector<std::string>& pArguments)
 
 int main()
 {
+    kprRestrictLibrarySearch();
     kprSetBinaryStdio();
     KprArgumentList* tList = nullptr;
     if (auto tRes = kprGetArguments(&tList); KFAILED(tRes))

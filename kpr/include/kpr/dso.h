@@ -40,14 +40,26 @@ struct KprModuleList {
     const KprLoadedModule* modules;
 };
 
-/// Loads a module; pFlags is 0. KPR_E_NOT_FOUND when there is no such file, KPR_E_NOT_A_DSO when the file is
-/// none that this process can load. Code of the module may run. A name without a separator is searched for
-/// where the system looks for libraries.
+enum KprDSOFlags : uint32_t {
+    /// The text is a library's name and no path: it is looked for beside the program and where the system
+    /// keeps
+    /// its libraries. A name with a separator is refused (E_INVALIDARG).
+    KPR_DSO_BY_NAME = 0x1
+};
+
+/// Loads a module: the file at a path (a relative one counts from the current folder), or with
+/// KPR_DSO_BY_NAME a library of the program or the system. KPR_E_NOT_FOUND when there is no such file,
+/// KPR_E_NOT_A_DSO when the file is none that this process can load. Code of the module may run. What the
+/// module needs in turn is looked for beside it, beside the program and where the system keeps its libraries.
+/// The current folder is never searched for libraries.
 KPR_API uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle);
 KPR_API uint32_t kprCloseDSO(KprDSO pHandle);
 /// The address of a symbol that the module itself exports; KPR_E_NO_SYMBOL and null when it has none, also
 /// when a library that it needs has one.
 KPR_API uint32_t kprGetDSOSymbol(KprDSO pHandle, const char* pName, void** pAddress);
+/// To be called first in a program: libraries that anything in this process then loads by name come from
+/// beside the program or from the system, never from the current folder (Linux never takes them from there).
+KPR_API void kprRestrictLibrarySearch(void);
 /// What the operating system said when the calling thread's last kprOpenDSO failed; "" when nothing.
 KPR_API const char* kprGetDSOErrorText(void);
 

@@ -102,6 +102,20 @@ KPR_API uint32_t kprRemoveFile(const char* pPath);
 KPR_API uint32_t kprGetTempFileName(const char* pDir, const char* pPrefix, uint32_t pFlags, char* pBuffer,
                                     uint32_t pSize);
 
+/// What kprPutInPlace does.
+enum KprPutFlags : uint32_t {
+    KPR_PUT_KEEP = 0x0,    ///< a file that stands there stays: KPR_E_EXISTS
+    KPR_PUT_REPLACE = 0x1, ///< a file that stands there is replaced
+    KPR_PUT_SYNC = 0x2     ///< the content has reached the volume before the file gets its name
+};
+/// Begins a file that is to appear whole at pTarget: makes an empty one beside it under a name of its own
+/// ("<target>.new-" and some letters; never one that is there, nor through a link), opens it for writing and
+/// puts its path into pBuffer. End it with kprPutInPlace, or close it and remove it.
+KPR_API uint32_t kprBeginFile(const char* pTarget, char* pBuffer, uint32_t pSize, KprFile* pFile);
+/// Ends it: closes the file and renames it from pPath to pTarget. When any step fails, the file is removed
+/// and what stands at pTarget stays as it was. A link at pTarget is not followed. pFlags are KprPutFlags.
+KPR_API uint32_t kprPutInPlace(KprFile pFile, const char* pPath, const char* pTarget, uint32_t pFlags);
+
 enum KprLockMode : uint32_t {
     KPR_LOCK_SHARED = 0,
     KPR_LOCK_EXCLUSIVE = 1,

@@ -129,8 +129,15 @@ def check_readme_example():
         return [] if shown == file.read() else ["README.md differs from examples/hello_cache.cpp"]
 
 
+def check_mutate():
+    """scripts/mutate finds and tries the mutants of a small tree (mutate_self_test.py)."""
+    done = subprocess.run([sys.executable, os.path.join(ROOT, "tests", "checks", "mutate_self_test.py")],
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    return done.stdout.splitlines() or [f"status {done.returncode}"] if done.returncode else []
+
+
 CHECKS = [check_system_headers, check_public_headers, check_layers, check_components, check_private_includes,
-          check_assertion_sources, check_readme_example, check_formatting]
+          check_assertion_sources, check_readme_example, check_formatting, check_mutate]
 
 
 def main():

@@ -122,7 +122,7 @@ uint32_t Cleaner::work()
     for (;;) {
         if (tNow.seconds >= mNextRefresh) {
             mNextRefresh = tNow.seconds + PIN_INTERVAL;
-            refreshPinned();
+            if (const uint32_t tRes = refreshPinned(); KFAILED(tRes)) return tRes;
         }
         bool tNeeded = false;
         if (const uint32_t tRes = isCleaningNeeded(&tNeeded); KFAILED(tRes)) return tRes;
@@ -147,7 +147,10 @@ uint32_t Cleaner::acquireCleanerLock()
             closeCleanedFile();
             return tRes;
         }
-        refreshPinnedWhenDue();
+        if (tRes = refreshPinnedWhenDue(); KFAILED(tRes)) {
+            closeCleanedFile();
+            return tRes;
+        }
         tRes = kprSleep(POLL_INTERVAL);
         if (KFAILED(tRes)) {
             mState.assertion("!KFAILED(tRes)", __LINE__);
@@ -157,14 +160,14 @@ uint32_t Cleaner::acquireCleanerLock()
     }
 }
 
-void Cleaner::refreshPinnedWhenDue()
+uint32_t Cleaner::refreshPinnedWhenDue()
 {
     KprTime tNow;
-    if (KFAILED(mState.readClock(&tNow))) return;
+    if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
     const bool tFirst = mNextRefresh == 0;
-    if (!tFirst && tNow.seconds < mNextRefresh) return;
+    if (!tFirst && tNow.seconds < mNextRefresh) return 0;
     mNextRefresh = tNow.seconds + PIN_INTERVAL;
-    if (!tFirst) refreshPinned();
+    return tFirst ? 0 : refreshPinned();
 }
 
 void Cleaner::releaseCleanerLock()
@@ -182,10 +185,10 @@ void Cleaner::closeCleanedFile()
         mState.debug("FS cache cleaner: failed to close %1: %2", mState.mCleanedPath, komStrError(tRes));
 }
 
-void Cleaner::refreshPinned()
+uint32_t Cleaner::refreshPinned()
 {
     KprTime tTime;
-    if (KFAILED(mState.readClock(&tTime))) return;
+    if (const uint32_t tRes = mState.readClock(&tTime); KFAILED(tRes)) return tRes;
     tTime.seconds += mState.mTimeOffset;
     std::vector<std::string> tNames;
     {
@@ -199,6 +202,7 @@ void Cleaner::refreshPinned()
         if (const uint32_t tRes = kprSetFileTime(tPath.c_str(), &tTime, &tTime); KFAILED(tRes))
             mState.debug("FS cache cleaner: failed to touch %1: %2", tPath, komStrError(tRes));
     }
+    return 0;
 }
 
 uint32_t Cleaner::readCounter(KprFile pFile, const std::string& pPath, uint64_t* pValue)

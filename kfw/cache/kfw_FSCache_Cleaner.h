@@ -37,10 +37,12 @@ private:
     uint32_t acquireCleanerLock();
     void releaseCleanerLock();
     void closeCleanedFile();
-    void refreshPinned();
+    /// Refreshes the times of the pinned objects. Fails when the clock does; an object that cannot be touched
+    /// is reported and passed over.
+    uint32_t refreshPinned();
     /// The same for a cleaner that waits: the first call starts the interval, a later one refreshes when it
     /// is over.
-    void refreshPinnedWhenDue();
+    uint32_t refreshPinnedWhenDue();
     uint32_t isCleaningNeeded(bool* pNeeded);
     uint32_t collectCandidates(Candidates* pCandidates);
     uint32_t removeCandidates(const Candidates& pCandidates);

@@ -81,31 +81,30 @@ uint32_t FSCache::putObject(const char* pUri, const fw::CacheAttrList* pAttribut
         return E_INVALIDARG;
     fw::CacheId tId;
     if (const uint32_t tRes = computeCacheId(pUri, &tId); KFAILED(tRes)) return tRes;
-    std::string tName, tPath;
-    if (const uint32_t tRes = locateObject(tId, &tPath, &tName); KFAILED(tRes)) return tRes;
+    std::string tPath;
+    if (const uint32_t tRes = locateObject(tId, &tPath); KFAILED(tRes)) return tRes;
     ObjectImage tImage;
     if (const std::string tProblem = composeObject(tPath, *pAttributes, *pData, &tImage); !tProblem.empty()) {
         mState->debug("%1", tProblem);
         return E_FAIL;
     }
-    return storeObject(tName, tPath, tImage.bytes.get(), tImage.size);
+    return storeObject(tPath, tImage.bytes.get(), tImage.size);
 }
 
 uint32_t FSCache::putObjectFile(const fw::CacheId* pId, const fw::CacheBytes* pFile)
 {
     if (!pId || !isValid(pFile)) return E_INVALIDARG;
-    std::string tName, tPath;
-    if (const uint32_t tRes = locateObject(*pId, &tPath, &tName); KFAILED(tRes)) return tRes;
-    return storeObject(tName, tPath, bufferOf(*pFile), pFile->mSize);
+    std::string tPath;
+    if (const uint32_t tRes = locateObject(*pId, &tPath); KFAILED(tRes)) return tRes;
+    return storeObject(tPath, bufferOf(*pFile), pFile->mSize);
 }
 
-uint32_t FSCache::storeObject(const std::string& pName, const std::string& pPath, const void* pBytes,
-                              uint32_t pLength)
+uint32_t FSCache::storeObject(const std::string& pPath, const void* pBytes, uint32_t pLength)
 {
     InserterLock tLock(*mState, true);
     const uint32_t tRes = mState->writeFileAtomically(pPath, pBytes, pLength);
     // Another writer was first: its file is as good.
-    if (tRes == KPR_E_EXISTS) return mState->touchObject(pName);
+    if (tRes == KPR_E_EXISTS) return mState->touchObject(pPath);
     return KFAILED(tRes) ? tRes : addToInserted(kilobytes(pLength));
 }
 
@@ -221,8 +220,8 @@ uint32_t FSCache::hasObject(const char* pUri, uint32_t* pExists)
     *pExists = 0;
     fw::CacheId tId;
     if (const uint32_t tRes = computeCacheId(pUri, &tId); KFAILED(tRes)) return tRes;
-    std::string tName, tPath;
-    if (const uint32_t tRes = locateObject(tId, &tPath, &tName); KFAILED(tRes)) return tRes;
+    std::string tPath;
+    if (const uint32_t tRes = locateObject(tId, &tPath); KFAILED(tRes)) return tRes;
 
     InserterLock tLock(*mState, false);
     KprFileInfo tInfo;
@@ -232,7 +231,7 @@ uint32_t FSCache::hasObject(const char* pUri, uint32_t* pExists)
     KprTime tNow;
     if (tRes = mState->readClock(&tNow); KFAILED(tRes)) return tRes;
     if (tInfo.modified.seconds - mState->mTimeOffset < tNow.seconds - TOUCH_INTERVAL)
-        if (tRes = mState->touchObject(tName); KFAILED(tRes)) return tRes;
+        if (tRes = mState->touchObject(tPath); KFAILED(tRes)) return tRes;
     *pExists = 1;
     return 0;
 }
@@ -247,14 +246,13 @@ uint32_t FSCache::pinObject(const char* pUri)
 uint32_t FSCache::pinObjectById(const fw::CacheId* pId)
 {
     if (!pId) return E_INVALIDARG;
-    if (const uint32_t tRes = checkReady(); KFAILED(tRes)) return tRes;
-    std::string tName;
-    if (const uint32_t tRes = composeObjectName(*pId, &tName); KFAILED(tRes)) return tRes;
+    std::string tName, tPath;
+    if (const uint32_t tRes = locateObject(*pId, &tPath, &tName); KFAILED(tRes)) return tRes;
 
     util::MutexLocker tLock(&*mState->mPinMutex);
     const auto tPin = mState->mPinned.try_emplace(tName, 0).first;
     if (tPin->second++ > 0) return 0;
-    const uint32_t tRes = mState->touchObject(tName);
+    const uint32_t tRes = mState->touchObject(tPath);
     if (KFAILED(tRes)) mState->mPinned.erase(tPin);
     return KFAILED(tRes) ? tRes : 0;
 }
@@ -269,9 +267,8 @@ uint32_t FSCache::unpinObject(const char* pUri)
 uint32_t FSCache::unpinObjectById(const fw::CacheId* pId)
 {
     if (!pId) return E_INVALIDARG;
-    if (const uint32_t tRes = checkReady(); KFAILED(tRes)) return tRes;
-    std::string tName;
-    if (const uint32_t tRes = composeObjectName(*pId, &tName); KFAILED(tRes)) return tRes;
+    std::string tName, tPath;
+    if (const uint32_t tRes = locateObject(*pId, &tPath, &tName); KFAILED(tRes)) return tRes;
 
     util::MutexLocker tLock(&*mState->mPinMutex);
     const auto tPin = mState->mPinned.find(tName);

@@ -56,8 +56,7 @@ private:
     /// Reads an object; its data only when that is wanted.
     uint32_t readObject(const char* pUri, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData);
     /// Writes an object's file and counts it, or refreshes the time of the file that is there.
-    uint32_t storeObject(const std::string& pName, const std::string& pPath, const void* pBytes,
-                         uint32_t pLength);
+    uint32_t storeObject(const std::string& pPath, const void* pBytes, uint32_t pLength);
     /// Adds to the "inserted" counter; under the exclusive insert lock.
     uint32_t addToInserted(uint32_t pKilobytes);
 

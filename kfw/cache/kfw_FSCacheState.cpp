@@ -69,15 +69,13 @@ uint32_t FSCacheState::readClock(KprTime* pNow)
     return tRes;
 }
 
-uint32_t FSCacheState::touchObject(const std::string& pName)
+uint32_t FSCacheState::touchObject(const std::string& pPath)
 {
-    std::string tPath;
-    if (const uint32_t tRes = composeObjectPath(pName, &tPath); KFAILED(tRes)) return tRes;
     KprTime tTime;
     if (const uint32_t tRes = readClock(&tTime); KFAILED(tRes)) return tRes;
     tTime.seconds += mTimeOffset;
-    const uint32_t tRes = kprSetFileTime(tPath.c_str(), &tTime, &tTime);
-    if (KFAILED(tRes)) debug("FS cache: failed to touch %1: %2", tPath, komStrError(tRes));
+    const uint32_t tRes = kprSetFileTime(pPath.c_str(), &tTime, &tTime);
+    if (KFAILED(tRes)) debug("FS cache: failed to touch %1: %2", pPath, komStrError(tRes));
     return tRes;
 }
 

@@ -50,7 +50,7 @@ struct FSCacheState {
     /// The path of an object's file. Its failure is reported.
     uint32_t composeObjectPath(const std::string& pName, std::string* pPath);
     /// Sets an object file's times to now, by the file system's clock. Its failure is reported.
-    uint32_t touchObject(const std::string& pName);
+    uint32_t touchObject(const std::string& pPath);
     /// Reads the local clock. Its failure is reported.
     uint32_t readClock(KprTime* pNow);
 

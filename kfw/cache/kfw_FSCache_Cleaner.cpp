@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
+#include <new>
 #include <thread>
 #include <unordered_set>
 #include <vector>
@@ -45,6 +47,26 @@ private:
     Clock::duration mOwed{};
 };
 
+/// A listing that is closed when it goes out of scope, unless it was closed before.
+class Listing {
+public:
+    Listing() = default;
+    ~Listing() { static_cast<void>(close()); }
+    Listing(const Listing&) = delete;
+    Listing& operator=(const Listing&) = delete;
+
+    uint32_t open(const std::string& pPath) { return kprOpenDir(pPath.c_str(), &mDir); }
+    uint32_t close()
+    {
+        const KprDir tDir = std::exchange(mDir, KPR_NO_DIR);
+        return tDir == KPR_NO_DIR ? 0 : kprCloseDir(tDir);
+    }
+    KprDir get() const { return mDir; }
+
+private:
+    KprDir mDir = KPR_NO_DIR;
+};
+
 } // namespace
 
 uint32_t Cleaner::start(const std::shared_ptr<FSCacheState>& pState)
@@ -69,9 +91,24 @@ uint32_t Cleaner::cleanerMain(void* pCache)
 
 void Cleaner::run()
 {
-    if (KFAILED(acquireCleanerLock())) return;
-    static_cast<void>(work()); // whatever failed is reported
+    try {
+        if (KFAILED(acquireCleanerLock())) return;
+        static_cast<void>(work()); // whatever failed is reported
+    } catch (const std::bad_alloc&) {
+        reportException(komStrError(E_OUTOFMEMORY));
+    } catch (const std::exception& tException) {
+        reportException(tException.what());
+    }
     releaseCleanerLock();
+}
+
+void Cleaner::reportException(const char* pWhat)
+{
+    try {
+        mState.debug("FS cache cleaner: ended by an exception: %1", pWhat);
+    } catch (const std::exception&) {
+        // No memory for the message either. The thread ends all the same.
+    }
 }
 
 uint32_t Cleaner::work()
@@ -85,7 +122,7 @@ uint32_t Cleaner::work()
     for (;;) {
         if (tNow.seconds >= mNextRefresh) {
             mNextRefresh = tNow.seconds + PIN_INTERVAL;
-            refreshPinned();
+            if (const uint32_t tRes = refreshPinned(); KFAILED(tRes)) return tRes;
         }
         bool tNeeded = false;
         if (const uint32_t tRes = isCleaningNeeded(&tNeeded); KFAILED(tRes)) return tRes;
@@ -110,7 +147,10 @@ uint32_t Cleaner::acquireCleanerLock()
             closeCleanedFile();
             return tRes;
         }
-        refreshPinnedWhenDue();
+        if (tRes = refreshPinnedWhenDue(); KFAILED(tRes)) {
+            closeCleanedFile();
+            return tRes;
+        }
         tRes = kprSleep(POLL_INTERVAL);
         if (KFAILED(tRes)) {
             mState.assertion("!KFAILED(tRes)", __LINE__);
@@ -120,18 +160,19 @@ uint32_t Cleaner::acquireCleanerLock()
     }
 }
 
-void Cleaner::refreshPinnedWhenDue()
+uint32_t Cleaner::refreshPinnedWhenDue()
 {
     KprTime tNow;
-    if (KFAILED(mState.readClock(&tNow))) return;
+    if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
     const bool tFirst = mNextRefresh == 0;
-    if (!tFirst && tNow.seconds < mNextRefresh) return;
+    if (!tFirst && tNow.seconds < mNextRefresh) return 0;
     mNextRefresh = tNow.seconds + PIN_INTERVAL;
-    if (!tFirst) refreshPinned();
+    return tFirst ? 0 : refreshPinned();
 }
 
 void Cleaner::releaseCleanerLock()
 {
+    if (mState.mCleanedFile == KPR_NO_FILE) return;
     if (const uint32_t tRes = kprUnlockFile(mState.mCleanedFile, 0, 0); KFAILED(tRes))
         mState.debug("FS cache cleaner: failed to unlock %1: %2", mState.mCleanedPath, komStrError(tRes));
     closeCleanedFile();
@@ -144,10 +185,10 @@ void Cleaner::closeCleanedFile()
         mState.debug("FS cache cleaner: failed to close %1: %2", mState.mCleanedPath, komStrError(tRes));
 }
 
-void Cleaner::refreshPinned()
+uint32_t Cleaner::refreshPinned()
 {
     KprTime tTime;
-    if (KFAILED(mState.readClock(&tTime))) return;
+    if (const uint32_t tRes = mState.readClock(&tTime); KFAILED(tRes)) return tRes;
     tTime.seconds += mState.mTimeOffset;
     std::vector<std::string> tNames;
     {
@@ -161,6 +202,7 @@ void Cleaner::refreshPinned()
         if (const uint32_t tRes = kprSetFileTime(tPath.c_str(), &tTime, &tTime); KFAILED(tRes))
             mState.debug("FS cache cleaner: failed to touch %1: %2", tPath, komStrError(tRes));
     }
+    return 0;
 }
 
 uint32_t Cleaner::readCounter(KprFile pFile, const std::string& pPath, uint64_t* pValue)
@@ -193,15 +235,15 @@ uint32_t Cleaner::isCleaningNeeded(bool* pNeeded)
 
 uint32_t Cleaner::collectCandidates(Candidates* pCandidates)
 {
-    KprDir tDir;
-    uint32_t tRes = kprOpenDir(mState.mObjectsDir.c_str(), &tDir);
+    Listing tListing;
+    uint32_t tRes = tListing.open(mState.mObjectsDir);
     if (KFAILED(tRes)) {
         mState.debug("FS cache cleaner: can't open directory %1: %2", mState.mObjectsDir, komStrError(tRes));
         return tRes;
     }
     std::unordered_set<std::string> tSeen;
     char tName[512];
-    while ((tRes = kprReadDir(tDir, tName, sizeof tName, nullptr)) != KPR_E_END) {
+    while ((tRes = kprReadDir(tListing.get(), tName, sizeof tName, nullptr)) != KPR_E_END) {
         if (KFAILED(tRes)) {
             mState.debug("FS cache cleaner: failed to read directory entry of %1: %2", mState.mObjectsDir,
                          komStrError(tRes));
@@ -218,7 +260,7 @@ uint32_t Cleaner::collectCandidates(Candidates* pCandidates)
         else
             pCandidates->add(tName, tInfo);
     }
-    if (tRes = kprCloseDir(tDir); KFAILED(tRes))
+    if (tRes = tListing.close(); KFAILED(tRes))
         mState.debug("FS cache cleaner: can't close directory %1: %2", mState.mObjectsDir, komStrError(tRes));
     return 0;
 }

@@ -13,7 +13,7 @@ namespace vel::kos::kfw {
 /// counters, and when the cache has grown removes a quarter of what is old enough. The others wait, and keep
 /// their own caches' pins fresh meanwhile, so that a pin holds wherever the cleaner works.
 ///
-/// The thread runs until the process ends or a step fails. It holds the cache's state, outlives the cache,
+/// The thread runs until the process ends, a step fails or memory runs out. It holds the cache's state, outlives the cache,
 /// and keeps the module's code loaded.
 class Cleaner {
 public:
@@ -32,14 +32,17 @@ private:
     static uint32_t cleanerMain(void* pCache);
     void run();
     uint32_t work();
+    void reportException(const char* pWhat);
 
     uint32_t acquireCleanerLock();
     void releaseCleanerLock();
     void closeCleanedFile();
-    void refreshPinned();
+    /// Refreshes the times of the pinned objects. Fails when the clock does; an object that cannot be touched
+    /// is reported and passed over.
+    uint32_t refreshPinned();
     /// The same for a cleaner that waits: the first call starts the interval, a later one refreshes when it
     /// is over.
-    void refreshPinnedWhenDue();
+    uint32_t refreshPinnedWhenDue();
     uint32_t isCleaningNeeded(bool* pNeeded);
     uint32_t collectCandidates(Candidates* pCandidates);
     uint32_t removeCandidates(const Candidates& pCandidates);

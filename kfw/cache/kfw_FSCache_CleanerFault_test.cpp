@@ -100,14 +100,37 @@ TEST_F(CleanerTest, goesOnWhenAPinCannotBeTouched)
     EXPECT_EQ(modified(nameOf("http://a/2")), START + 900);
 }
 
-TEST_F(CleanerTest, logsAClockThatFailsWhilePinsAreRefreshedAndGoesOn)
+TEST_F(CleanerTest, endsWhenTheClockFailsWhilePinsAreRefreshed)
 {
     init();
     // Twice at the start and once after each sleep; the next one is the refreshment's.
     FaultTable::fail("kprGetCurrentTime", KPR_E_SYSTEM, 2 + 30 + 1);
     clean(35);
     expectLogged("FS cache: failed to get current time: " + text(KPR_E_SYSTEM));
-    EXPECT_EQ(mSleeps, 35u);
+    EXPECT_EQ(mSleeps, 30u);
+    EXPECT_TRUE(isLockFree());
+}
+
+TEST_F(CleanerTest, endsWhenTheClockFailsWhileItWaits)
+{
+    // Once before each sleep; the second one after the thirtieth is the refreshment's.
+    for (const uint32_t tCall : {1u, 5u, 30u + 2u}) {
+        startAnew();
+        FaultTable::setClock({START, 0, 0});
+        mApp->clearRecords();
+        mSleeps = 0;
+        init();
+        KprFile tOther;
+        ASSERT_EQ(kprOpenFile(cleanedPath().c_str(), KPR_OPEN_READ_WRITE, &tOther), 0u);
+        ASSERT_EQ(kprLockFile(tOther, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+        FaultTable::fail("kprGetCurrentTime", KPR_E_SYSTEM, tCall);
+        const uint32_t tOpen = FaultTable::openHandles();
+        clean(35);
+        expectLogged("FS cache: failed to get current time: " + text(KPR_E_SYSTEM));
+        EXPECT_EQ(mSleeps, tCall < 30 ? tCall - 1 : 30u);
+        EXPECT_EQ(FaultTable::openHandles(), tOpen - 1) << "\"cleaned\" is closed";
+        kprCloseFile(tOther);
+    }
 }
 
 TEST_F(CleanerTest, endsWhenACounterCannotBeRead)

@@ -31,6 +31,8 @@ uint32_t ObjectReader::readObjectHeader()
     if (const std::string tProblem = checkObjectSize(mPath, tInfo.size); !tProblem.empty())
         return refuse(tProblem);
     tRes = kprRead(mFile.get(), mHead, sizeof mHead, &mHeadSize);
+    // A place that cannot be read may lie beyond the header: then the step that needs it fails.
+    if (KFAILED(tRes)) tRes = mCache.readAt(mFile.get(), 0, mHead, OBJECT_HEADER_SIZE, &mHeadSize);
     if (KFAILED(tRes)) {
         mHeadSize = 0;
         mCache.debug("FS cache: error reading object header from %1: %2", mPath, komStrError(tRes));

@@ -23,8 +23,17 @@ TEST_F(FSCacheFaultTest, reportsReadsThatFail)
               "FS cache: can't open " + object() + " for reading: " + text(), true},
              {[] { FaultTable::fail("kprGetOpenFileInfo", CODE); }, CODE,
               "FS cache: failed to get size of " + object() + ": " + text(), true},
-             {[] { FaultTable::fail("kprRead", CODE); }, CODE,
-              "FS cache: error reading object header from " + object() + ": " + text(), true},
+             {[] {
+                  FaultTable::fail("kprRead", KPR_E_IO);
+                  FaultTable::fail("kprSeekAndRead", CODE);
+              },
+              CODE, "FS cache: error reading object header from " + object() + ": " + text(), true},
+             {[] {
+                  FaultTable::fail("kprRead", KPR_E_IO);
+                  FaultTable::cutShort("kprSeekAndRead", 27);
+              },
+              0x80004005u,
+              "FS cache: incomplete read of object header of " + object() + " (got only 27 bytes).", true},
              {[] { FaultTable::cutShort("kprRead", 27); }, 0x80004005u,
               "FS cache: incomplete read of object header of " + object() + " (got only 27 bytes).", true},
              {[] { FaultTable::fail("kprSeekAndRead", CODE); }, CODE,
@@ -89,6 +98,33 @@ TEST_F(FSCacheFaultTest, takesSmallObjectsInOneRead)
               (std::vector<std::string>{"kprMD5Init", "kprMD5Update", "kprMD5Final", "kprAppendToPath",
                                         "kprLockFile", "kprOpenFile", "kprGetOpenFileInfo", "kprRead",
                                         "kprCloseFile", "kprUnlockFile"}));
+}
+
+TEST_F(FSCacheFaultTest, readsExactlyWhereTheLargeReadFails)
+{
+    initWithSmallObject();
+    const auto tFailFirst = [this] {
+        mApp->clearRecords();
+        FaultTable::fail("kprRead", KPR_E_IO);
+    };
+    tFailFirst();
+    EXPECT_EQ(get(), 0u);
+    EXPECT_EQ(toVector(mList), (Attributes{{"key", "value"}}));
+    EXPECT_EQ(toString(mBytes), "data");
+    EXPECT_TRUE(mApp->logLines().empty());
+
+    // A file whose header and attributes can be read, and whose data cannot.
+    tFailFirst();
+    FaultTable::fail("kprSeekAndRead", CODE, 3);
+    EXPECT_EQ(get(), CODE);
+    expectLogged("FS cache: error reading data from " + object() + ": " + text());
+    tFailFirst();
+    EXPECT_EQ(mCache->getAttributes(URI, &mList), 0u);
+    EXPECT_EQ(mList.mCount, 1u);
+    tFailFirst();
+    FaultTable::fail("kprSeekAndRead", CODE, 2);
+    EXPECT_EQ(mCache->getAttributes(URI, &mList), CODE);
+    expectLogged("FS cache: error reading attributes from " + object() + ": " + text());
 }
 
 TEST_F(FSCacheFaultTest, reportsObjectFilesThatCannotBeRead)

@@ -168,13 +168,28 @@ TEST_F(FSCacheFaultTest, assertsThatPathsCanBeComposed)
              [&] { return put(URI, {}, ""); }, [&] { return mCache->putObjectFile(&tId, &tBytes); },
              [&] { return get(); }, [&] { return mCache->getObjectFile(&tId, &mBytes); },
              [&] { return mCache->getAttributes(URI, &mList); },
-             [&] { return mCache->hasObject(URI, &tExists); }, [&] { return mCache->pinObjectById(&tId); }}) {
+             [&] { return mCache->hasObject(URI, &tExists); }, [&] { return mCache->pinObjectById(&tId); },
+             [&] { return mCache->unpinObjectById(&tId); }}) {
         mApp->clearRecords();
         FaultTable::fail("kprAppendToPath", CODE);
         EXPECT_EQ(tOperation(), CODE);
         expectAssertion("!KFAILED(tRes)");
     }
     EXPECT_EQ(fileCount(), 0u);
+}
+
+TEST_F(FSCacheFaultTest, laterPinsComposeThePathAsWell)
+{
+    initWithSmallObject();
+    const fw::CacheId tId = idOf(URI);
+    ASSERT_EQ(mCache->pinObjectById(&tId), 0u);
+    FaultTable::fail("kprAppendToPath", CODE);
+    EXPECT_EQ(mCache->pinObjectById(&tId), CODE);
+    expectAssertion("!KFAILED(tRes)");
+    FaultTable::fail("kprAppendToPath", CODE);
+    EXPECT_EQ(mCache->unpinObjectById(&tId), CODE);
+    EXPECT_EQ(mCache->unpinObjectById(&tId), 0u) << "neither failure changed the count";
+    EXPECT_EQ(mCache->unpinObjectById(&tId), 0x80070057u);
 }
 
 TEST_F(FSCacheFaultTest, digestFailuresAreAnswered)

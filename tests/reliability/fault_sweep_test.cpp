@@ -158,10 +158,16 @@ protected:
     }
     /// The same for an operation that stores the object, into a directory that has it or not.
     void sweepStore(const std::string& pName, bool pPresent, const std::function<uint32_t()>& pRun,
-                    bool pPositioned = true)
+                    bool pPositioned = true, bool pReadsAhead = false)
     {
         SweptOperation tOperation;
         tOperation.name = pName;
+        // Where the first read, which takes more than it has to, fails, exact ones follow.
+        if (pReadsAhead)
+            tOperation.otherAnswer = [](const FaultPoint& pPoint) {
+                const bool tAhead = pPoint.isIn({"kprRead#1"}) && pPoint.fault.code != 0;
+                return tAhead ? std::optional<uint32_t>(0) : std::nullopt;
+            };
         tOperation.prepare = [this, pPresent, pPositioned] {
             arrange(pPresent, 5000);
             if (!pPositioned) refusePositionedTransfers();
@@ -200,10 +206,16 @@ protected:
     void sweepRead(const std::string& pName, bool pPresent, const std::function<uint32_t()>& pRun,
                    const std::function<void(bool pRead)>& pCheckOutput,
                    const std::set<std::string>& pTolerated = {"kprLockFile", "kprUnlockFile", "kprCloseFile"},
-                   bool pPositioned = true)
+                   bool pPositioned = true, bool pReadsAhead = false)
     {
         SweptOperation tOperation;
         tOperation.name = pName;
+        // Where the first read, which takes more than it has to, fails, exact ones follow.
+        if (pReadsAhead)
+            tOperation.otherAnswer = [](const FaultPoint& pPoint) {
+                const bool tAhead = pPoint.isIn({"kprRead#1"}) && pPoint.fault.code != 0;
+                return tAhead ? std::optional<uint32_t>(0) : std::nullopt;
+            };
         tOperation.prepare = [this, pPresent, pPositioned] {
             arrange(pPresent);
             if (!pPositioned) refusePositionedTransfers();
@@ -295,12 +307,16 @@ TEST_F(StoreSweepTest, putObjectWithoutPositionedTransfers)
     sweepStore("putObject, without positioned transfers", false, mPut, false);
 }
 
-TEST_F(StoreSweepTest, getObject) { sweepRead("getObject", true, mGet, mCheckGot); }
+TEST_F(StoreSweepTest, getObject)
+{
+    sweepRead("getObject", true, mGet, mCheckGot, {"kprLockFile", "kprUnlockFile", "kprCloseFile"}, true,
+              true);
+}
 TEST_F(StoreSweepTest, getObjectThatIsMissing) { sweepRead("getObject, missing", false, mGet, mCheckGot); }
 TEST_F(StoreSweepTest, getObjectWithoutPositionedTransfers)
 {
     sweepRead("getObject, without positioned transfers", true, mGet, mCheckGot,
-              {"kprLockFile", "kprUnlockFile", "kprCloseFile"}, false);
+              {"kprLockFile", "kprUnlockFile", "kprCloseFile"}, false, true);
 }
 
 TEST_F(StoreSweepTest, getAttributes)
@@ -315,7 +331,8 @@ TEST_F(StoreSweepTest, getAttributes)
             [this](bool pRead) {
                 EXPECT_EQ(toVector(mList), pRead ? mTarget.attributes : Attributes());
                 clearOutputs();
-            });
+            },
+            {"kprLockFile", "kprUnlockFile", "kprCloseFile"}, true, tPresent);
 }
 
 TEST_F(StoreSweepTest, getObjectFile)

@@ -1,0 +1,108 @@
+// The cleaner when memory runs out at any of its allocations.
+#include <cstdlib>
+#include <new>
+
+#include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
+#include "tests/support/FaultTable_Calls.h"
+
+namespace {
+
+/// The allocation of this thread that fails next, counted down; 0: none does.
+thread_local uint64_t tlFailAt = 0;
+
+void* allocate(std::size_t pSize)
+{
+    if (tlFailAt > 0 && --tlFailAt == 0) throw std::bad_alloc();
+    if (void* tBlock = std::malloc(pSize)) return tBlock;
+    throw std::bad_alloc();
+}
+
+} // namespace
+
+void* operator new(std::size_t pSize) { return allocate(pSize); }
+void* operator new[](std::size_t pSize) { return allocate(pSize); }
+void operator delete(void* pBlock) noexcept { std::free(pBlock); }
+void operator delete[](void* pBlock) noexcept { std::free(pBlock); }
+void operator delete(void* pBlock, std::size_t) noexcept { std::free(pBlock); }
+void operator delete[](void* pBlock, std::size_t) noexcept { std::free(pBlock); }
+
+// The fault table's own allocations do not fail: the platform's calls make none that could.
+extern "C" {
+vel::kos::test::Verdict __real__ZN3vel3kos4test5enterEPKc(const char*);
+vel::kos::test::Verdict __wrap__ZN3vel3kos4test5enterEPKc(const char*);
+vel::kos::test::Verdict __wrap__ZN3vel3kos4test5enterEPKc(const char* pFunction)
+{
+    const uint64_t tFailAt = std::exchange(tlFailAt, 0);
+    const auto tVerdict = __real__ZN3vel3kos4test5enterEPKc(pFunction);
+    tlFailAt = tFailAt;
+    return tVerdict;
+}
+}
+
+namespace vel::kos::kfw {
+
+namespace {
+
+using test::FaultTable;
+
+constexpr uint32_t SLEEP_FAILED = KPR_E_SYSTEM;
+
+class CleanerMemoryTest : public CleanerTest {
+protected:
+    /// Two old files with long names, of which a pass removes one, and a pinned object that is due.
+    void arrange()
+    {
+        mApp->clearRecords();
+        startAnew();
+        std::filesystem::remove_all(cacheDir());
+        FaultTable::setClock({START, 0, 0});
+        init();
+        ASSERT_EQ(put("http://a/pinned", {}, "x"), 0u);
+        ASSERT_EQ(mCache->pinObject("http://a/pinned"), 0u);
+        for (const char* tName : {"a name that no small string buffer holds", "another one of this kind"})
+            makeFile(tName, 100, HOUR);
+        setCounter("inserted", 17408);
+    }
+    /// Runs the cleaner for two rounds, between which the pins become due; its pNth allocation fails. False
+    /// when there were fewer.
+    bool cleanWithout(uint64_t pNth)
+    {
+        unsigned tSleeps = 0;
+        FaultTable::setSleeper([&](uint32_t) {
+            FaultTable::advanceClock(900);
+            return ++tSleeps == 2 ? SLEEP_FAILED : 0u;
+        });
+        const auto tThread = FaultTable::capturedThreads().at(mThreadsRun++);
+        tlFailAt = pNth;
+        const uint32_t tStatus = tThread.main(tThread.argument);
+        const bool tFailed = std::exchange(tlFailAt, 0) == 0;
+        EXPECT_EQ(tStatus, 1u);
+        return tFailed;
+    }
+};
+
+TEST_F(CleanerMemoryTest, endsTheThreadAndNothingElse)
+{
+    uint64_t tNth = 1;
+    for (;; ++tNth) {
+        SCOPED_TRACE(tNth);
+        arrange();
+        const uint32_t tOpen = FaultTable::openHandles();
+        if (!cleanWithout(tNth)) break;
+        EXPECT_TRUE(isLockFree());
+        uint32_t tLocked = 7;
+        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tLocked), 0u);
+        EXPECT_EQ(tLocked, 0u);
+        EXPECT_EQ(FaultTable::openHandles(), tOpen - 1) << "of the cleaner's files \"cleaned\" alone was open";
+        EXPECT_EQ(put("http://a/after", {}, "y"), 0u) << "the cache works on";
+        const auto tLines = logged();
+        EXPECT_EQ(std::count(tLines.begin(), tLines.end(),
+                             "FS cache cleaner: ended by an exception: " + text(E_OUTOFMEMORY)),
+                  1);
+    }
+    EXPECT_GT(tNth, 20u);
+}
+
+} // namespace
+
+} // namespace vel::kos::kfw

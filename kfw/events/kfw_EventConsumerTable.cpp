@@ -109,7 +109,8 @@ EventConsumerTable::Lists::iterator EventConsumerTable::drop(Lists::iterator pLi
 
 void EventConsumerTable::dropIfUnused(const List& pList)
 {
-    if (isUnused(pList)) drop(mIndex.find(pList.first)->second);
+    if (!isUnused(pList)) return;
+    if (const auto tFound = mIndex.find(pList.first); tFound != mIndex.end()) drop(tFound->second);
 }
 
 } // namespace vel::kos::kfw

@@ -200,6 +200,47 @@ TEST_F(EventConsumerTableTest, keepsItsPlaceWhateverIsRemoved)
     EXPECT_EQ(tIteration.next(), nullptr);
 }
 
+TEST_F(EventConsumerTableTest, keepsTheServedOneWhenAnEarlierOneIsRemovedAfterIt)
+{
+    auto* const tA = add("t", "a");
+    auto* const tB = add("t", "b");
+    EventConsumerTable::Iteration tIteration(mTable, *mTable.find("t"));
+    tIteration.next();
+    EXPECT_EQ(tIteration.next(), tB);
+    mTable.remove(tB);
+    mTable.remove(tA);
+    EXPECT_EQ(mEnded, Strings{"a"}) << "b is being served";
+    EXPECT_EQ(tIteration.next(), nullptr);
+    EXPECT_EQ(mEnded, (Strings{"a", "b"}));
+}
+
+TEST_F(EventConsumerTableTest, tellsIterationsOfOtherListsNothing)
+{
+    auto* const tA = add("t", "a");
+    auto* const tB = add("t", "b");
+    auto* const tOther = add("s", "other");
+    EventConsumerTable::Iteration tIteration(mTable, *mTable.find("t"));
+    EXPECT_EQ(tIteration.next(), tA);
+    mTable.remove("s", tOther);
+    EXPECT_EQ(mEnded, Strings{"other"});
+    EXPECT_EQ(tIteration.next(), tB);
+}
+
+TEST_F(EventConsumerTableTest, tellsEveryIterationOfAList)
+{
+    Consumers tAll{add("t", "0")};
+    EventConsumerTable::Iteration tOuter(mTable, *mTable.find("t"));
+    {
+        EventConsumerTable::Iteration tInner(mTable, *mTable.find("t"));
+        for (int i = 1; i < 100; ++i)
+            tAll.push_back(add("t", std::to_string(i)));
+        for (auto* tConsumer : tAll)
+            EXPECT_EQ(tInner.next(), tConsumer);
+    }
+    for (auto* tConsumer : tAll)
+        EXPECT_EQ(tOuter.next(), tConsumer);
+}
+
 } // namespace
 
 } // namespace vel::kos::kfw

@@ -86,7 +86,6 @@ EventDispatcher::~EventDispatcher()
     }
     mInitialized = false; // the application's end finds nothing to call
     mApp.reset();
-    mIdleCallout.reset();
 }
 
 uint32_t EventDispatcher::release()

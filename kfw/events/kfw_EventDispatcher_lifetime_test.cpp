@@ -281,6 +281,18 @@ TEST_F(LifetimeTest, givesBackWhatTheEndsOfEventsAndConsumersAdd)
     EXPECT_EQ(mA->references(), 1u);
 }
 
+TEST_F(LifetimeTest, givesBackWhatTheEndsOfEventsPost)
+{
+    fw::IEventDispatcher* tDispatcher = mDispatcher.get();
+    auto tEvent = TestEvent::make("t");
+    uint32_t tResult = 1;
+    tEvent->onEnd = [&] { tResult = tDispatcher->postEvent(TestEvent::make("t").get()); };
+    mDispatcher->postEvent(tEvent.get());
+    tEvent.reset();
+    mDispatcher.reset();
+    EXPECT_EQ(tResult, 0u);
+}
+
 /// Tells when it goes.
 class Witness : public kom::Implements<Witness, fw::IAppCloseHook> {
     friend Implements;

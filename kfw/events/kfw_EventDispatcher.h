@@ -29,7 +29,9 @@ public:
         explicit IdleCallout(EventDispatcher* pDispatcher) : mDispatcher(pDispatcher) {}
         virtual ~IdleCallout() = default;
 
-        /// Drains the queue. E_WRONG_STATE when the dispatcher is gone or not initialised.
+        /// Delivers the queued events and sets *pAgain to 0. Returns E_INVALIDARG for a null pAgain,
+        /// E_WRONG_STATE when the dispatcher is gone (*pAgain is 0) or not initialised (*pAgain is
+        /// untouched).
         uint32_t onIdle(unsigned int* pAgain) override;
 
     private:
@@ -40,7 +42,7 @@ public:
     EventDispatcher();
     virtual ~EventDispatcher();
 
-    /// As everywhere, but while events are delivered the object's end waits for that to be done.
+    /// Returns the new count. At 0 the object is deleted, during a delivery once that is done.
     uint32_t release() override;
     uint32_t init(fw::IApplication* pApp) override;
     uint32_t sendEvent(fw::IEvent* pEvent) override;

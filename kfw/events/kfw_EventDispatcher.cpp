@@ -1,6 +1,5 @@
 #include "kfw/events/kfw_EventDispatcher.h"
 
-#include <bit>
 #include <utility>
 
 #include "kutil/log.h"
@@ -17,22 +16,7 @@ constexpr char DOMAIN_NAME[] = "kos:kfw";
 
 std::string_view nameOf(const char* pType) { return pType ? pType : ""; }
 
-uint64_t addByte(uint64_t pSum, char pByte) { return std::rotl(pSum, 7) ^ static_cast<unsigned char>(pByte); }
-
 } // namespace
-
-std::size_t EventDispatcher::NameHash::operator()(std::string_view pName) const noexcept
-{
-    uint64_t tEven = 0, tOdd = 0;
-    std::size_t i = 0;
-    for (; i + 1 < pName.size(); i += 2) {
-        tEven = addByte(tEven, pName[i]);
-        tOdd = addByte(tOdd, pName[i + 1]);
-    }
-    if (i < pName.size()) tEven = addByte(tEven, pName[i]);
-    const uint64_t tHash = tEven * 0x9E3779B97F4A7C15 + tOdd * 0xD6E8FEB86659FD93; // odd, of mixed bits
-    return tHash ^ (tHash >> 32);
-}
 
 /// Keeps the dispatcher during a send: a handler may give the last outside reference back. A plain guard,
 /// since whoever sends has a reference, which only a handler can have given back meanwhile.
@@ -83,64 +67,6 @@ private:
     const bool mOutermost;
 };
 
-/// Goes over the registrations of one name. Whoever changes them tells the walk (changed, removed), so that
-/// it reaches what was added meanwhile and keeps its place, and the consumer it is serving, when some go.
-class EventDispatcher::Walk {
-public:
-    Walk(EventDispatcher& pDispatcher, Consumers::iterator pEntry)
-        : mDispatcher(pDispatcher), mEntry(pEntry), mOuter(pDispatcher.mWalk)
-    {
-        pDispatcher.mWalk = this;
-        changed();
-    }
-    Walk(const Walk&) = delete;
-    Walk& operator=(const Walk&) = delete;
-    ~Walk()
-    {
-        mDispatcher.mWalk = mOuter;
-        if (mEntry->second.empty()) mDispatcher.dropIfEmpty(mEntry);
-    }
-
-    /// The consumer to serve next, null at the end.
-    fw::IEventConsumer* next()
-    {
-        mServesListed = false;
-        if (mKept) mKept.reset(); // this may call back, too
-        if (mNext >= mSize) return nullptr;
-        mServesListed = true;
-        return mFirst[mNext++].get();
-    }
-
-    bool isIn(const Registrations& pList) const { return &mEntry->second == &pList; }
-    Walk* outer() const { return mOuter; }
-    /// The walk's list has changed.
-    void changed()
-    {
-        mFirst = mEntry->second.data();
-        mSize = mEntry->second.size();
-    }
-    /// The registration at an index of the walk's list goes: what is next moves up with the others. The one
-    /// that is being served has to outlive its handler.
-    void removed(size_t pIndex, const kom::Ref<fw::IEventConsumer>& pConsumer)
-    {
-        if (pIndex >= mNext) return;
-        --mNext;
-        if (pIndex != mNext || !mServesListed) return;
-        mKept = pConsumer;
-        mServesListed = false;
-    }
-
-private:
-    EventDispatcher& mDispatcher;
-    const Consumers::iterator mEntry;
-    Walk* const mOuter;
-    const kom::Ref<fw::IEventConsumer>* mFirst; // of the list, as long as it is not changed
-    size_t mSize;
-    size_t mNext = 0;
-    bool mServesListed = false;         ///< the registration before mNext is the one being served
-    kom::Ref<fw::IEventConsumer> mKept; ///< the one being served, once it is no longer registered
-};
-
 EventDispatcher::EventDispatcher() : mIdleCallout(kom::retain(new IdleCallout(this))) {}
 
 EventDispatcher::~EventDispatcher()
@@ -152,11 +78,7 @@ EventDispatcher::~EventDispatcher()
     mRefCount.restart();
     mRefCount.increment();
     while (!mConsumers.empty() || !mQueue.empty()) {
-        while (!mConsumers.empty()) {
-            const auto tConsumers = std::move(mConsumers.begin()->second);
-            mIndex.erase(mConsumers.begin()->first);
-            mConsumers.erase(mConsumers.begin());
-        }
+        mConsumers.clear();
         while (!mQueue.empty()) {
             const auto tEvent = std::move(mQueue.front());
             mQueue.pop_front();
@@ -164,7 +86,6 @@ EventDispatcher::~EventDispatcher()
     }
     mInitialized = false; // the application's end finds nothing to call
     mApp.reset();
-    mIdleCallout.reset();
 }
 
 uint32_t EventDispatcher::release()
@@ -192,9 +113,7 @@ uint32_t EventDispatcher::addConsumer(const char* pType, fw::IEventConsumer* pCo
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    Registrations& tList = listOf(nameOf(pType));
-    tList.push_back(kom::retain(pConsumer));
-    tellWalks(tList);
+    mConsumers.add(nameOf(pType), pConsumer);
     return 0;
 }
 
@@ -202,9 +121,7 @@ uint32_t EventDispatcher::removeConsumer(fw::IEventConsumer* pConsumer)
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    kom::Ref<fw::IEventConsumer> tLast;
-    for (auto tEntry = mConsumers.begin(); tEntry != mConsumers.end(); tEntry = dropIfEmpty(tEntry))
-        removeFrom(tEntry->second, pConsumer, tLast);
+    mConsumers.remove(pConsumer);
     return 0;
 }
 
@@ -212,66 +129,8 @@ uint32_t EventDispatcher::removeConsumer(const char* pType, fw::IEventConsumer* 
 {
     if (!pConsumer) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
-    const auto tEntry = find(nameOf(pType));
-    if (tEntry == mConsumers.end()) return 0;
-    kom::Ref<fw::IEventConsumer> tLast;
-    removeFrom(tEntry->second, pConsumer, tLast);
-    dropIfEmpty(tEntry);
+    mConsumers.remove(nameOf(pType), pConsumer);
     return 0;
-}
-
-// The reference in pLast outlives the caller's loop: the end of the consumer, which may call back, finds the
-// removal done.
-void EventDispatcher::removeFrom(Registrations& pList, fw::IEventConsumer* pConsumer,
-                                 kom::Ref<fw::IEventConsumer>& pLast)
-{
-    size_t tKept = 0;
-    for (auto& tConsumer : pList) {
-        if (tConsumer.get() != pConsumer) {
-            std::swap(pList[tKept++], tConsumer);
-            continue;
-        }
-        pLast = std::move(tConsumer);
-        for (Walk* tWalk = mWalk; tWalk; tWalk = tWalk->outer())
-            if (tWalk->isIn(pList)) tWalk->removed(tKept, pLast);
-    }
-    pList.resize(tKept);
-    tellWalks(pList);
-}
-
-void EventDispatcher::tellWalks(const Registrations& pList)
-{
-    for (Walk* tWalk = mWalk; tWalk; tWalk = tWalk->outer())
-        if (tWalk->isIn(pList)) tWalk->changed();
-}
-
-EventDispatcher::Consumers::iterator EventDispatcher::dropIfEmpty(Consumers::iterator pEntry)
-{
-    bool tNeeded = !pEntry->second.empty();
-    for (Walk* tWalk = mWalk; tWalk && !tNeeded; tWalk = tWalk->outer())
-        tNeeded = tWalk->isIn(pEntry->second);
-    if (tNeeded) return std::next(pEntry);
-    mIndex.erase(pEntry->first);
-    return mConsumers.erase(pEntry);
-}
-
-EventDispatcher::Consumers::iterator EventDispatcher::findForAll()
-{
-    return !mConsumers.empty() && mConsumers.begin()->first.empty() ? mConsumers.begin() : mConsumers.end();
-}
-
-EventDispatcher::Consumers::iterator EventDispatcher::find(std::string_view pName)
-{
-    const auto tFound = mIndex.find(pName);
-    return tFound == mIndex.end() ? mConsumers.end() : tFound->second;
-}
-
-EventDispatcher::Registrations& EventDispatcher::listOf(std::string_view pName)
-{
-    if (const auto tEntry = find(pName); tEntry != mConsumers.end()) return tEntry->second;
-    const auto tEntry = mConsumers.emplace(pName, Registrations()).first;
-    mIndex.emplace(tEntry->first, tEntry);
-    return tEntry->second;
 }
 
 uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
@@ -279,27 +138,28 @@ uint32_t EventDispatcher::sendEvent(fw::IEvent* pEvent)
     if (!pEvent) return E_INVALIDARG;
     if (!mInitialized) return E_WRONG_STATE;
     const SendGuard tGuard(*this);
-    if (const auto tForAll = findForAll(); tForAll != mConsumers.end()) deliver(tForAll, pEvent);
+    if (auto* tForAll = mConsumers.findForAll()) deliver(*tForAll, pEvent);
     kom::HeapString tType;
     if (auto tRes = pEvent->getType(tType.out()); KFAILED(tRes)) {
         logUnknownType(tRes);
         return E_FAIL;
     }
-    if (const auto tEntry = find(tType.c_str()); tEntry != mConsumers.end()) deliver(tEntry, pEvent);
+    if (auto* tList = mConsumers.find(tType.c_str())) deliver(*tList, pEvent);
     return 0;
 }
 
-void EventDispatcher::deliver(Consumers::iterator pEntry, fw::IEvent* pEvent)
+void EventDispatcher::deliver(EventConsumerTable::List& pList, fw::IEvent* pEvent)
 {
-    Walk tWalk(*this, pEntry);
-    while (fw::IEventConsumer* tConsumer = tWalk.next()) {
+    EventConsumerTable::Iteration tIteration(mConsumers, pList);
+    while (fw::IEventConsumer* tConsumer = tIteration.next()) {
         const uint32_t tConsumed = pEvent->isConsumed();
         if (KFAILED(tConsumed)) {
             logUnknownState(tConsumed);
             continue;
         }
         if (tConsumed == 0) return;
-        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes)) logFailedDelivery(pEntry->first, tRes);
+        if (auto tRes = tConsumer->handleEvent(pEvent); KFAILED(tRes))
+            logFailedDelivery(tIteration.name(), tRes);
     }
 }
 

@@ -281,6 +281,135 @@ TEST_F(LifetimeTest, givesBackWhatTheEndsOfEventsAndConsumersAdd)
     EXPECT_EQ(mA->references(), 1u);
 }
 
+TEST_F(LifetimeTest, givesBackWhatTheEndsOfEventsPost)
+{
+    fw::IEventDispatcher* tDispatcher = mDispatcher.get();
+    auto tEvent = TestEvent::make("t");
+    uint32_t tResult = 1;
+    tEvent->onEnd = [&] { tResult = tDispatcher->postEvent(TestEvent::make("t").get()); };
+    mDispatcher->postEvent(tEvent.get());
+    tEvent.reset();
+    mDispatcher.reset();
+    EXPECT_EQ(tResult, 0u);
+}
+
+/// Tells when it goes.
+class Witness : public kom::Implements<Witness, fw::IAppCloseHook> {
+    friend Implements;
+
+public:
+    explicit Witness(std::function<void()> pOnEnd) : mOnEnd(std::move(pOnEnd)) {}
+    virtual ~Witness() { mOnEnd(); }
+    uint32_t onAppClose() override { return 0; }
+
+private:
+    kom::RefCount mRefCount;
+    const std::function<void()> mOnEnd;
+};
+
+TEST_F(LifetimeTest, givesBackConsumersThenEventsThenTheApplicationThenTheCallout)
+{
+    mApp->failOperation("addIdleCallout", E_FAIL); // so that only the dispatcher holds its callout
+    auto tConsumer = consumer("a");
+    tConsumer->onEnd = [&] { mServed.push_back("consumer"); };
+    add(tConsumer);
+    tConsumer.reset();
+    auto tEvent = TestEvent::make("t");
+    tEvent->onEnd = [&] { mServed.push_back("event"); };
+    mDispatcher->postEvent(tEvent.get());
+    tEvent.reset();
+    KomHeapStats tStats{};
+    mApp->addCloseHook(kom::retain(new Witness([&] {
+                           mServed.push_back("application");
+                           komGetHeapStats(&tStats);
+                       })).get(),
+                       1);
+    mApp.reset();
+    mDispatcher.reset();
+    EXPECT_EQ(mServed, (Strings{"consumer", "event", "application"}));
+    EXPECT_EQ(tStats.liveObjects, mBefore.liveObjects + 4) << "dispatcher, application, its hook, callout";
+}
+
+TEST_F(LifetimeTest, detachesItsCalloutBeforeItGivesAnythingBack)
+{
+    auto tOwned = consumer("owned");
+    tOwned->onEnd = [&] { EXPECT_EQ(mApp->idle(), 1u); };
+    add(tOwned, "s");
+    tOwned.reset();
+    mA = consumer("a");
+    add(mA);
+    post();
+    mDispatcher.reset();
+    EXPECT_TRUE(mServed.empty()) << "nothing is delivered any more";
+    EXPECT_EQ(mApp->calloutCount(), 0u);
+}
+
+TEST_F(LifetimeTest, letsConsumersTakeAndGiveBackReferencesWhileItGoes)
+{
+    fw::IEventDispatcher* tDispatcher = mDispatcher.get();
+    uint32_t tEnds = 0;
+    for (const char* tType : {"s", "t"}) {
+        auto tOwned = consumer("owned");
+        tOwned->onEnd = [&] {
+            ++tEnds;
+            const auto tReference = kom::retain(tDispatcher);
+            EXPECT_EQ(tReference->removeConsumer(mA.get()), 0u);
+        };
+        add(tOwned, tType);
+    }
+    mA = consumer("a");
+    add(mA, "u");
+    mDispatcher.reset();
+    EXPECT_EQ(tEnds, 2u);
+    EXPECT_EQ(mA->references(), 1u);
+}
+
+TEST_F(LifetimeTest, refusesCallsOfTheApplicationThatItGivesBackLast)
+{
+    fw::IEventDispatcher* tDispatcher = mDispatcher.get();
+    uint32_t tResult = 0;
+    const auto tEvent = TestEvent::make("t");
+    mApp->addCloseHook(
+        kom::retain(new Witness([&] { tResult = tDispatcher->postEvent(tEvent.get()); })).get(), 1);
+    mApp.reset();
+    mDispatcher.reset();
+    EXPECT_EQ(tResult, E_WRONG_STATE);
+    EXPECT_EQ(tEvent->references(), 1u);
+}
+
+TEST_F(LifetimeTest, goesAfterAnIdleRunInASendAndAfterASendInAnIdleRun)
+{
+    for (const bool tInSend : {true, false}) {
+        auto tDispatcher = makeDispatcher();
+        auto* const tRaw = tDispatcher.get();
+        tRaw->init(mApp.get());
+        bool tGone = false;
+        auto tLast = consumer("last");
+        tLast->onEnd = [&] { tGone = true; };
+        mA = consumer("a", [&](TestEvent* pEvent) {
+            if (pEvent->type == "outer") {
+                if (tInSend)
+                    mApp->idle();
+                else
+                    tRaw->sendEvent(TestEvent::make("inner").get());
+                EXPECT_FALSE(tGone) << "the outer delivery is not done";
+            } else {
+                tDispatcher.reset();
+            }
+        });
+        tRaw->addConsumer(nullptr, mA.get());
+        tRaw->addConsumer("z", tLast.get());
+        tLast.reset();
+        tRaw->postEvent(TestEvent::make(tInSend ? "inner" : "outer").get());
+        if (tInSend)
+            tRaw->sendEvent(TestEvent::make("outer").get());
+        else
+            mApp->idle();
+        EXPECT_TRUE(tGone);
+        EXPECT_EQ(mA->references(), 1u);
+    }
+}
+
 } // namespace
 
 } // namespace vel::kos::kfw

@@ -1,5 +1,7 @@
 // The event dispatcher through its interface: checks, order, messages, idle delivery.
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -429,6 +431,33 @@ TEST_F(EventDispatcherTest, keepsTheCalloutScheduledWhenTheApplicationRefusesIt)
     EXPECT_EQ(post("type"), 0u);
     EXPECT_EQ(post("type"), 0u);
     EXPECT_EQ(mApp->calls("addIdleCallout"), 1u) << "its answer is not looked at";
+}
+
+fw::IEventDispatcher* gPoster = nullptr;
+
+TEST_F(EventDispatcherTest, asksForOneCalloutThoughTheApplicationPostsMeanwhile)
+{
+    add(nullptr, "all");
+    gPoster = mDispatcher.get();
+    mApp->setObserver([](const char* pOperation) {
+        if (pOperation != std::string_view("addIdleCallout") || !gPoster) return;
+        std::exchange(gPoster, nullptr)->postEvent(TestEvent::make("second").get());
+    });
+    EXPECT_EQ(post("first"), 0u);
+    EXPECT_EQ(mApp->calls("addIdleCallout"), 1u);
+    EXPECT_EQ(mApp->idle(), 1u);
+    EXPECT_EQ(mServed, (Strings{"all:first", "all:second"}));
+    EXPECT_EQ(post("third"), 0u);
+    EXPECT_EQ(mApp->calls("addIdleCallout"), 2u);
+    EXPECT_EQ(mApp->idle(), 1u);
+}
+
+TEST_F(EventDispatcherTest, goesThroughTheNamesInTheOrderOfTheirUnsignedBytesWhenItGoes)
+{
+    for (const char* tType : {"b", "\x80", "ab", "", "\xFF", "a", "\x7F"})
+        add(tType, tType)->onEnd = [this, tType] { mServed.push_back(tType); };
+    mDispatcher.reset();
+    EXPECT_EQ(mServed, (Strings{"", "a", "ab", "b", "\x7F", "\x80", "\xFF"}));
 }
 
 TEST_F(EventDispatcherTest, releasesUndeliveredEventsWhenItGoes)

@@ -1,4 +1,4 @@
-// Answers whether named features are enabled, from declarations and from the application's properties.
+// Whether named features are enabled, from declarations and from the application's properties.
 #pragma once
 
 #include <functional>
@@ -12,7 +12,7 @@
 
 namespace vel::kos::kfw {
 
-/// See IFeatureSet for the contract. A cached answer costs one look-up, without an allocation.
+/// See IFeatureSet for the contract. A cached result costs one lookup and no allocation. For one thread.
 class FeatureSet : public kom::Implements<FeatureSet, fw::IFeatureSet> {
     friend Implements;
 
@@ -35,12 +35,15 @@ private:
         bool enabled; ///< valid once evaluated
     };
 
-    /// Works a declared feature out, or answers what was worked out before.
+    /// Returns in pEnabled the cached result of a declared feature, or evaluates it by asking the
+    /// application. A failure of the application is returned and caches nothing.
     uint32_t evaluate(Feature& pFeature, bool& pEnabled);
-    /// Asks for a feature nobody declared, and learns it when its property has a value.
+    /// Evaluates a feature that was not declared by reading its property, and caches it when that has a
+    /// value.
     uint32_t learn(std::string_view pName, bool& pEnabled);
-    /// E_INTERNAL, reported, when init did not acquire IApplication5.
+    /// Returns E_INTERNAL, with an assertion, when init did not acquire IApplication5; else 0.
     uint32_t checkApp5();
+    /// Reports a failed internal check to the application.
     void assertion(const char* pExpression, int pLine);
 
     kom::RefCount mRefCount;

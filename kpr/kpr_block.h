@@ -34,10 +34,10 @@ uint32_t makeModuleList(const std::vector<ModuleEntry>& pModules, KprModuleList*
 /// Copies a program's arguments into one block.
 uint32_t makeArgumentList(const std::vector<std::string>& pArguments, KprArgumentList** pList);
 
-/// What an open module's own dsoGetAttributes says: E_NOT_SUPPORTED when it has none.
-uint32_t readOwnAttributes(KprDSO pHandle, AttributePairs* pPairs);
-
-/// What the module's file says (target specific); nothing that the file lacks.
+/// What the module's file says of itself (target specific); nothing that the file lacks.
 uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs);
+
+/// What debuggers and symbol stores know the module by, under a key of the target's: nothing when it has none.
+uint32_t readFileId(KprDSO pHandle, AttributePairs* pPairs);
 
 } // namespace kpr

@@ -176,6 +176,11 @@ std::string readVersion(const std::string& pPath)
     return isVersion(tName) ? std::string(tName) : std::string();
 }
 
+void addKnown(const char* pKey, std::string pValue, kpr::AttributePairs* pPairs)
+{
+    if (!pValue.empty()) pPairs->emplace_back(pKey, std::move(pValue));
+}
+
 int collectName(dl_phdr_info* pInfo, size_t, void* pNames)
 {
     static_cast<std::vector<std::string>*>(pNames)->emplace_back(pInfo->dlpi_name);
@@ -190,14 +195,18 @@ uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
 {
     const link_map* tMap = mapOf(pHandle);
     if (!tMap) return KPR_E_BAD_HANDLE;
-    const auto tAdd = [&](const char* pKey, std::string pValue) {
-        if (!pValue.empty()) pPairs->emplace_back(pKey, std::move(pValue));
-    };
+    addKnown("InternalName", readSoname(tMap), pPairs);
+    addKnown("FileVersion", readVersion(pathOf(tMap)), pPairs);
+    return K_SUCCESS;
+}
+
+uint32_t readFileId(KprDSO pHandle, AttributePairs* pPairs)
+{
+    const link_map* tMap = mapOf(pHandle);
+    if (!tMap) return KPR_E_BAD_HANDLE;
     BuildIdSearch tSearch{tMap, {}};
     dl_iterate_phdr(searchBuildId, &tSearch);
-    tAdd("InternalName", readSoname(tMap));
-    tAdd("FileVersion", readVersion(pathOf(tMap)));
-    tAdd("BuildId", tSearch.id);
+    addKnown("BuildId", tSearch.id, pPairs);
     return K_SUCCESS;
 }
 

@@ -1,6 +1,5 @@
 #include "kpr/kpr_block.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -55,15 +54,6 @@ uint32_t readOwnAttributes(GetAttributes pGetAttributes, kpr::AttributePairs* pP
         pPairs->emplace_back(tPair.key ? tPair.key : "", tPair.value ? tPair.value : "");
     }
     return K_SUCCESS;
-}
-
-/// Adds those pairs whose keys are not there yet.
-void addMissing(const kpr::AttributePairs& pMore, kpr::AttributePairs* pPairs)
-{
-    for (const auto& tPair : pMore) {
-        const auto tHasKey = [&](const auto& pPresent) { return pPresent.first == tPair.first; };
-        if (std::none_of(pPairs->begin(), pPairs->end(), tHasKey)) pPairs->push_back(tPair);
-    }
 }
 
 } // namespace
@@ -137,13 +127,12 @@ uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
     if (!pList) return E_INVALIDARG;
     *pList = nullptr;
     if (!pHandle) return KPR_E_BAD_HANDLE;
-    kpr::AttributePairs tPairs, tId;
+    kpr::AttributePairs tPairs;
     const GetAttributes tOwn = findOwnAttributes(pHandle);
     if (auto tRes = tOwn ? readOwnAttributes(tOwn, &tPairs) : kpr::readFileAttributes(pHandle, &tPairs);
         KFAILED(tRes))
         return tRes;
-    if (auto tRes = kpr::readFileId(pHandle, &tId); KFAILED(tRes)) return tRes;
-    addMissing(tId, &tPairs);
+    if (auto tRes = kpr::addFileId(pHandle, &tPairs); KFAILED(tRes)) return tRes;
     return kpr::makeAttributeList(tPairs, pList);
 }
 

@@ -22,7 +22,7 @@ constexpr bool WINDOWS = false;
 
 // What the test modules are linked with.
 #if defined(_WIN32)
-constexpr char ID_KEY[] = "DebugId", MODULE_ID[] = "67452301AB89EFCD0123456789ABCDEF1";
+constexpr char ID_KEY[] = "DebugId", MODULE_ID[] = "0123456789ABCDEF0123456789ABCDEF1";
 #else
 constexpr char ID_KEY[] = "BuildId", MODULE_ID[] = "0123456789abcdef0123456789abcdef";
 #endif
@@ -282,6 +282,26 @@ TEST(KprDSO, ForOthersTheirFileSpeaks)
     EXPECT_EQ(tPairs[0], std::make_pair(std::string("InternalName"), std::string("libkpr_test_plain.so.5")));
     EXPECT_EQ(tPairs[1], std::make_pair(std::string("FileVersion"), std::string("5.6.7")));
     EXPECT_EQ(tPairs[2], std::make_pair(std::string(ID_KEY), std::string(MODULE_ID)));
+}
+
+TEST(KprDSO, ALibraryOfThePlatformIsDescribedByItsFile)
+{
+    KprModuleList* tList;
+    ASSERT_EQ(kprListLoadedModules(&tList), 0u);
+    Pairs tPairs;
+    for (uint32_t i = 0; i < tList->count; ++i)
+        if (basename(tList->modules[i].path) == std::string(kprGetDSOPrefix()) + "kpr" + kprGetDSOSuffix())
+            tPairs = attributes(tList->modules[i].handle);
+    kprFree(tList);
+    Pairs tExpected = {{"Product", "KOS"},
+                       {"ProductName", "VEL KOS"},
+                       {"FileVersion", KFW_PROJECT_VERSION},
+                       {"ProductVersion", KFW_PROJECT_VERSION},
+                       {"FileDescription", "KOS Portable Runtime"},
+                       {"InternalName", "kpr"}};
+    if (WINDOWS) tExpected.emplace_back("OriginalFilename", "kpr.dll");
+    if (tPairs.size() > tExpected.size()) tExpected.emplace_back(ID_KEY, tPairs.back().second);
+    EXPECT_EQ(tPairs, tExpected);
 }
 
 TEST(KprDSO, ListsTheProgramFirstAndEveryModuleWithAHandle)

@@ -129,7 +129,7 @@ uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
     return K_SUCCESS;
 }
 
-uint32_t readFileId(KprDSO pHandle, AttributePairs* pPairs)
+uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs)
 {
     // A module's handle is the address of its image, whose size only the image itself tells.
     const auto* const tImage = reinterpret_cast<const uint8_t*>(pHandle);
@@ -139,8 +139,7 @@ uint32_t readFileId(KprDSO pHandle, AttributePairs* pPairs)
         return KPR_E_BAD_HANDLE;
     const auto* const tDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(tImage);
     const auto* const tHeaders = reinterpret_cast<const IMAGE_NT_HEADERS*>(tImage + tDos->e_lfanew);
-    const std::string tId = readDebugId({tImage, tHeaders->OptionalHeader.SizeOfImage});
-    if (!tId.empty()) pPairs->emplace_back("DebugId", tId);
+    addMissing("DebugId", readDebugId({tImage, tHeaders->OptionalHeader.SizeOfImage}), pPairs);
     return K_SUCCESS;
 }
 

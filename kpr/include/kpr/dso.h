@@ -64,8 +64,9 @@ KPR_API void kprRestrictLibrarySearch(void);
 KPR_API const char* kprGetDSOErrorText(void);
 
 /// The attributes of an open module: from its dsoGetAttributes where it has one, else from the file itself
-/// (Windows: the strings of the version resource in its order; Linux: "InternalName", the soname, and
-/// "FileVersion", the version in the real file name, each where there is one). What symbols are found by
+/// (Windows: the strings of the version resource in its order; Linux: keys and values of the note with owner
+/// "KOS" and type 1, then, if they are not among them, "InternalName", the soname, and "FileVersion", the
+/// version in the real file name, each where there is one). What symbols are found by
 /// comes last where the module does not give it itself: "BuildId", the build id in lower-case hexadecimal
 /// (Linux); "DebugId", GUID and age of the debug information or else time stamp and size of the image
 /// (Windows). The list may be empty. The failure of a module's dsoGetAttributes is passed on.

@@ -219,3 +219,23 @@ TEST(KprText, IsReadHoweverLongItIs)
     EXPECT_EQ(kpr::readText(tText, [](char*, uint32_t) { return uint32_t{KPR_E_IO}; }), KPR_E_IO);
     EXPECT_EQ(tText, "");
 }
+
+TEST(KprText, OfAFileIsReadUpToALimit)
+{
+    kprtest::TemporaryDirectory tDir;
+    const std::string tFile = tDir / "file";
+    std::string tBytes = "old";
+    EXPECT_EQ(kpr::readFile(tFile.c_str(), 10, tBytes), KPR_E_NOT_FOUND);
+    EXPECT_EQ(tBytes, "");
+    for (const size_t tSize : {size_t{0}, size_t{1}, size_t{16384}, size_t{100000}}) {
+        std::string tContent(tSize, 'x');
+        if (tSize) tContent.front() = '\0', tContent.back() = 'y';
+        kprtest::writeFile(tFile, tContent);
+        EXPECT_EQ(kpr::readFile(tFile.c_str(), tSize, tBytes), 0u);
+        EXPECT_EQ(tBytes, tContent) << "as many as allowed";
+        if (tSize == 0) continue;
+        EXPECT_EQ(kpr::readFile(tFile.c_str(), tSize - 1, tBytes), KPR_E_TOO_LARGE);
+        EXPECT_EQ(tBytes, "");
+    }
+    EXPECT_EQ(kpr::readFile(tDir.path().c_str(), 10, tBytes), KPR_E_IS_DIRECTORY);
+}

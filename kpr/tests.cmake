@@ -1,5 +1,5 @@
 # Scratch folders and child processes for the tests of every layer.
-add_library(kpr_testing STATIC EXCLUDE_FROM_ALL testing/kpr_testing.cpp testing/kpr_testing_${tSuffix}.cpp)
+add_library(kpr_testing STATIC EXCLUDE_FROM_ALL testing/kpr_testing.cpp)
 target_link_libraries(kpr_testing PUBLIC kpr PRIVATE kfw_flags)
 
 # Linked into a test program, makes its calls of kpr fail where the strictest Windows would.
@@ -52,7 +52,7 @@ else()
 endif()
 
 k_test(kpr_error_test SOURCES kpr_error_test.cpp kpr_error_${tSuffix}.cpp LIBRARIES kpr)
-foreach(tSubject file rename lock dir path md5 thread process)
+foreach(tSubject child file rename lock dir path md5 thread process)
     k_test(kpr_${tSubject}_test SOURCES kpr_${tSubject}_test.cpp LIBRARIES kpr_testing)
 endforeach()
 set(tWindowsTests)
@@ -73,10 +73,10 @@ if(WIN32)
     target_compile_definitions(kpr_modulelist_test PRIVATE KPR_BUILD)
 else()
     # With kpr's own sources, so that its system calls can be made to fail.
-    k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp testing/kpr_testing_posix.cpp ${tSources}
+    k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir)
     k_test(kpr_interrupted_test SOURCES kpr_interrupted_posix_test.cpp testing/kpr_testing.cpp
-            testing/kpr_testing_posix.cpp ${tSources}
+            ${tSources}
         LIBRARIES ${tLibraries} WRAP open close read write pread pwrite fsync fcntl clock_nanosleep)
     foreach(tTest kpr_posix_test kpr_interrupted_test)
         target_include_directories(${tTest} PRIVATE include)

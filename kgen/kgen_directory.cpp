@@ -53,7 +53,7 @@ uint32_t createDirectories(const std::string& pPath)
         if (const auto tParentRes = createDirectories(tParent); KFAILED(tParentRes)) return tParentRes;
         tRes = kprMakeDir(pPath.c_str());
     }
-    // Whoever made it, and whatever the platform answers for a root: what counts is that it stands.
+    // Whoever made it, and whatever the platform returns for a root: what counts is that it is there.
     return KFAILED(tRes) && directoryExists(pPath) ? 0 : tRes;
 }
 

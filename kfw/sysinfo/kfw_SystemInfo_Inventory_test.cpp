@@ -534,6 +534,14 @@ TEST_F(InventoryTest, tellsTheRangeOfAProduct)
     EXPECT_EQ(range("Q"), std::to_string(NO_PRODUCT));
 }
 
+TEST_F(InventoryTest, countsAModuleOfSeveralProducts)
+{
+    load("/p/a.bin", {{"Product", "Q"}, {"Product", "P"}, {"ProductVersion", "1.2.3.4"}});
+    load("/p/b.bin", {{"product", "P"}, {"ProductVersion", "9.9.9.9"}});
+    EXPECT_EQ(range("P"), "1.2.3.4 1.2.3.4");
+    EXPECT_EQ(range("Q"), "1.2.3.4 1.2.3.4");
+}
+
 TEST_F(InventoryTest, comparesVersionsFromTheLeft)
 {
     const char* tVersions[] = {"2.0.0.0", "1.65535.65535.65535", "1.9.9.9", "1.9.10.0", "1.9.9.10",

@@ -1,14 +1,13 @@
 #include "host/Application.h"
 
 #include <algorithm>
-#include <array>
 
 #include "host/host_System.h"
 #include "kgen/directory.h"
 #include "kpr/dir.h"
 #include "kpr/dso.h"
-#include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/text.h"
 #include "kpr/thread.h"
 #include "kpr/time.h"
 #include "kutil/Registry.h"
@@ -20,7 +19,6 @@ namespace vel::kos::host {
 
 namespace {
 
-constexpr uint32_t PATH_SIZE = 32768;
 constexpr uint64_t MAX_PROPERTIES_SIZE = 1u << 20;
 constexpr char PROPERTIES_FILE[] = "properties.ini";
 /// The exit status after Ctrl-C and its like.
@@ -41,39 +39,9 @@ uint32_t hand(TValue pValue, T* pOut)
     return 0;
 }
 
-/// What a kpr function writes into a buffer, as a text.
-template <class TFunction>
-uint32_t fetch(std::string& pText, TFunction pFunction)
-{
-    std::string tBuffer(PATH_SIZE, '\0');
-    const uint32_t tRes = pFunction(tBuffer.data(), PATH_SIZE);
-    pText = KFAILED(tRes) ? "" : tBuffer.c_str();
-    return tRes;
-}
-
 uint32_t append(const std::string& pDir, const char* pName, std::string& pPath)
 {
-    return fetch(pPath, [&](char* pBuffer, uint32_t pSize) {
-        return kprAppendToPath(pDir.c_str(), pName, pBuffer, pSize);
-    });
-}
-
-uint32_t readText(const std::string& pPath, uint64_t pLimit, std::string& pText)
-{
-    KprFile tFile;
-    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
-    uint32_t tRes;
-    uint32_t tRead = 0;
-    std::array<char, 4096> tPart;
-    while (!KFAILED(tRes = kprRead(tFile, tPart.data(), tPart.size(), &tRead)) && tRead > 0) {
-        pText.append(tPart.data(), tRead);
-        if (pText.size() > pLimit) {
-            tRes = KPR_E_TOO_LARGE;
-            break;
-        }
-    }
-    kprCloseFile(tFile);
-    return tRes;
+    return kpr::readText(pPath, kprAppendToPath, pDir.c_str(), pName);
 }
 
 } // namespace
@@ -125,7 +93,7 @@ uint32_t Application::open(std::string* pProblem)
 uint32_t Application::defaultUserAppDir(const std::string& pName, std::string& pDir)
 {
     std::string tData;
-    if (auto tRes = fetch(tData, kprGetUserDataDir); KFAILED(tRes)) return tRes;
+    if (auto tRes = kpr::readText(tData, kprGetUserDataDir); KFAILED(tRes)) return tRes;
     return append(tData, pName.c_str(), pDir);
 }
 
@@ -149,7 +117,7 @@ void Application::readProperties()
 {
     std::string tPath, tText;
     uint32_t tRes = append(mOptions.userAppDir, PROPERTIES_FILE, tPath);
-    if (!KFAILED(tRes)) tRes = readText(tPath, MAX_PROPERTIES_SIZE, tText);
+    if (!KFAILED(tRes)) tRes = kpr::readFile(tPath.c_str(), MAX_PROPERTIES_SIZE, tText);
     if (tRes == 0)
         mProperties.addLines(tText, [&](unsigned pLine, const std::string& pReason) {
             util::kWarning(this, mOptions.name.c_str(),
@@ -254,11 +222,7 @@ uint32_t Application::getProgramDir(char** pDir)
     if (!pDir) return E_INVALIDARG;
     *pDir = nullptr;
     std::string tDir;
-    if (auto tRes =
-            fetch(tDir, [](char* pBuffer,
-                           uint32_t pSize) { return kprGetDirname(kprGetProgramPath(), pBuffer, pSize); });
-        KFAILED(tRes))
-        return tRes;
+    if (auto tRes = kpr::readText(tDir, kprGetDirname, kprGetProgramPath()); KFAILED(tRes)) return tRes;
     return hand(tDir, pDir);
 }
 
@@ -380,7 +344,7 @@ uint32_t Application::getTempDir(char** pDir)
     if (!pDir) return E_INVALIDARG;
     *pDir = nullptr;
     std::string tDir;
-    if (auto tRes = fetch(tDir, kprGetTempDir); KFAILED(tRes)) return tRes;
+    if (auto tRes = kpr::readText(tDir, kprGetTempDir); KFAILED(tRes)) return tRes;
     return hand(tDir, pDir);
 }
 

@@ -4,6 +4,7 @@
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/text.h"
 
 namespace kgen {
 
@@ -21,13 +22,18 @@ uint32_t kindOf(const std::string& pPath)
     return tInfo.kind;
 }
 
+/// What a function tells of a path; "" when it fails.
+std::string askAbout(const std::string& pPath, uint32_t (*pFunction)(const char*, char*, uint32_t))
+{
+    std::string tText;
+    kpr::readText(tText, pFunction, pPath.c_str());
+    return tText;
+}
+
 /// The path without its last component; "" when it has no shorter one.
 std::string parentOf(const std::string& pPath)
 {
-    std::string tParent(pPath.size() + 2, '\0');
-    if (KFAILED(kprGetDirname(pPath.c_str(), tParent.data(), static_cast<uint32_t>(tParent.size()))))
-        return {};
-    tParent.resize(tParent.find('\0'));
+    const std::string tParent = askAbout(pPath, kprGetDirname);
     return tParent == pPath ? std::string() : tParent;
 }
 
@@ -47,20 +53,12 @@ uint32_t createDirectories(const std::string& pPath)
         if (const auto tParentRes = createDirectories(tParent); KFAILED(tParentRes)) return tParentRes;
         tRes = kprMakeDir(pPath.c_str());
     }
-    // Whoever made it, and whatever the platform answers for a root: what counts is that it stands.
+    // Whoever made it, and whatever the platform returns for a root: what counts is that it is there.
     return KFAILED(tRes) && directoryExists(pPath) ? 0 : tRes;
 }
 
-std::string realPath(const std::string& pPath)
-{
-    for (std::string tBuffer(1024, '\0');; tBuffer.assign(tBuffer.size() * 4, '\0')) {
-        const uint32_t tRes =
-            kprGetRealPath(pPath.c_str(), tBuffer.data(), static_cast<uint32_t>(tBuffer.size()));
-        if (tRes == KPR_E_BUFFER_TOO_SMALL && tBuffer.size() < (1u << 20)) continue;
-        if (KFAILED(tRes)) return {};
-        tBuffer.resize(tBuffer.find('\0'));
-        return tBuffer;
-    }
-}
+std::string realPath(const std::string& pPath) { return askAbout(pPath, kprGetRealPath); }
+
+std::string fileIdentity(const std::string& pPath) { return askAbout(pPath, kprGetFileIdentity); }
 
 } // namespace kgen

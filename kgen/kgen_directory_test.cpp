@@ -157,6 +157,9 @@ TEST_F(Directory, HasARealPath)
     EXPECT_EQ(realPath(in("a/../a/./b")), toNativePath(fromNativePath(tReal) + "/a/b"));
     EXPECT_EQ(realPath(in("missing")), "");
     EXPECT_EQ(realPath(""), "");
+    EXPECT_EQ(fileIdentity(in("a/../a/./b")), fileIdentity(in("a/b")));
+    EXPECT_NE(fileIdentity(in("a/b")), fileIdentity(in("a")));
+    EXPECT_EQ(fileIdentity(in("missing")), "");
 }
 
 /// A path of well over 1024 bytes, whose directories are removed again: the standard library cannot on

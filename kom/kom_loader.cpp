@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "kom/kom_module.h"
-#include "kom/kom_path.h"
 #include "kom/kom_registry.h"
 #include "kom/kom_registryfile.h"
 #include "kom/runtime.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
+#include "kpr/text.h"
 
 namespace {
 
@@ -140,7 +140,7 @@ uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
     kom::clearRegistryProblem();
     if (!pPath) return E_INVALIDARG;
     std::string tPath;
-    if (auto tRes = kom::readText(tPath, kprGetRealPath, pPath); KFAILED(tRes)) return tRes;
+    if (auto tRes = kpr::readText(tPath, kprGetRealPath, pPath); KFAILED(tRes)) return tRes;
     Module tModule;
     if (auto tRes = open(tPath, tModule); KFAILED(tRes)) return tRes;
     KomRegistration tRegistration = {nullptr, tPath.c_str()};

@@ -9,9 +9,9 @@
 #include <string>
 #include <utility>
 
-#include "kom/kom_path.h"
 #include "kpr/dso.h"
 #include "kpr/process.h"
+#include "kpr/text.h"
 
 // A record is taken over by a later module but never freed, and leaving takes no lock: a module may go while
 // the process ends, when a thread that held one no longer runs.
@@ -56,7 +56,7 @@ int64_t countObjects(const KomModule& pModule)
 std::string modulePath(const void* pAddress)
 {
     std::string tPath;
-    return KFAILED(kom::readText(tPath, kprGetModulePath, pAddress)) ? std::string() : tPath;
+    return KFAILED(kpr::readText(tPath, kprGetModulePath, pAddress)) ? std::string() : tPath;
 }
 
 } // namespace

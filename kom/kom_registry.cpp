@@ -4,12 +4,12 @@
 #include <utility>
 
 #include "kom/heap.h"
-#include "kom/kom_path.h"
 #include "kom/kom_registryfile.h"
 #include "kom/runtime.h"
 #include "kpr/dir.h"
 #include "kpr/path.h"
 #include "kpr/process.h"
+#include "kpr/text.h"
 
 namespace kom {
 
@@ -41,11 +41,12 @@ thread_local KomRegistrar* gRegistrar = nullptr;
 
 uint32_t findDefaultPath(std::string& pPath)
 {
-    if (!KFAILED(readText(pPath, kprGetEnvironment, "KOM_CLASSES")) && !pPath.empty()) return 0;
+    if (!KFAILED(kpr::readText(pPath, kprGetEnvironment, "KOM_CLASSES")) && !pPath.empty()) return 0;
     std::string tFolder;
-    if (auto tRes = readText(tFolder, kprGetUserDataDir); KFAILED(tRes)) return tRes;
+    if (auto tRes = kpr::readText(tFolder, kprGetUserDataDir); KFAILED(tRes)) return tRes;
     for (const char* tName : {"kom", "classes"}) {
-        if (auto tRes = readText(pPath, kprAppendToPath, tFolder.c_str(), tName); KFAILED(tRes)) return tRes;
+        if (auto tRes = kpr::readText(pPath, kprAppendToPath, tFolder.c_str(), tName); KFAILED(tRes))
+            return tRes;
         tFolder = pPath;
     }
     return 0;

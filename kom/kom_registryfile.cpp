@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <utility>
 
-#include "kom/kom_path.h"
 #include "kpr/dir.h"
 #include "kpr/path.h"
+#include "kpr/text.h"
 #include "kpr/time.h"
 
 namespace kom {
@@ -86,7 +86,7 @@ uint32_t createDirectories(const std::string& pPath)
     if (tRes == KPR_E_EXISTS) return 0;
     if (tRes != KPR_E_NOT_FOUND) return tRes;
     std::string tParent;
-    if (auto tRes2 = readText(tParent, kprGetDirname, pPath.c_str()); KFAILED(tRes2)) return tRes2;
+    if (auto tRes2 = kpr::readText(tParent, kprGetDirname, pPath.c_str()); KFAILED(tRes2)) return tRes2;
     if (tParent == pPath) return tRes;
     if (auto tRes2 = createDirectories(tParent); KFAILED(tRes2)) return tRes2;
     const uint32_t tAgain = kprMakeDir(pPath.c_str());
@@ -98,7 +98,7 @@ uint32_t lockForChange(const std::string& pRegistry, Lock& pLock)
     const uint32_t tRes = pLock.takeExclusive(pRegistry);
     if (tRes != KPR_E_NOT_FOUND) return tRes;
     std::string tFolder;
-    if (auto tRes2 = readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes2)) return tRes2;
+    if (auto tRes2 = kpr::readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes2)) return tRes2;
     if (auto tRes2 = createDirectories(tFolder); KFAILED(tRes2)) return tRes2;
     return pLock.takeExclusive(pRegistry);
 }
@@ -170,7 +170,7 @@ uint32_t locateRegistry(const std::string& pPath, RegistryFile& pFile)
     if (auto tRes = kprGetFileInfo(pPath.c_str(), tFacts, &pFile.info); KFAILED(tRes)) return tRes;
     if (pFile.info.kind != KPR_KIND_LINK) return 0;
     std::string tTarget;
-    if (auto tRes = readText(tTarget, kprGetRealPath, pPath.c_str()); KFAILED(tRes)) return tRes;
+    if (auto tRes = kpr::readText(tTarget, kprGetRealPath, pPath.c_str()); KFAILED(tRes)) return tRes;
     pFile.path = tTarget;
     return kprGetFileInfo(tTarget.c_str(), tFacts, &pFile.info);
 }

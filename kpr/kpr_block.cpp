@@ -35,6 +35,27 @@ void closeModules(void* pContent)
         if (tList->modules[i].handle) kprCloseDSO(tList->modules[i].handle);
 }
 
+using GetAttributes = uint32_t (*)(ModuleAttributes*);
+
+/// The module's own description of itself; null when it has none.
+GetAttributes findOwnAttributes(KprDSO pHandle)
+{
+    void* tAddress = nullptr;
+    kprGetDSOSymbol(pHandle, "dsoGetAttributes", &tAddress);
+    return reinterpret_cast<GetAttributes>(tAddress);
+}
+
+uint32_t readOwnAttributes(GetAttributes pGetAttributes, kpr::AttributePairs* pPairs)
+{
+    ModuleAttributes tAttributes{};
+    if (auto tRes = pGetAttributes(&tAttributes); KFAILED(tRes)) return tRes;
+    for (uint32_t i = 0; i < tAttributes.count; ++i) {
+        const KprAttribute& tPair = tAttributes.pairs[i];
+        pPairs->emplace_back(tPair.key ? tPair.key : "", tPair.value ? tPair.value : "");
+    }
+    return K_SUCCESS;
+}
+
 } // namespace
 
 namespace kpr {
@@ -99,20 +120,6 @@ uint32_t makeArgumentList(const std::vector<std::string>& pArguments, KprArgumen
     return K_SUCCESS;
 }
 
-uint32_t readOwnAttributes(KprDSO pHandle, AttributePairs* pPairs)
-{
-    void* tAddress = nullptr;
-    if (KFAILED(kprGetDSOSymbol(pHandle, "dsoGetAttributes", &tAddress))) return E_NOT_SUPPORTED;
-    ModuleAttributes tAttributes{};
-    const auto tGetAttributes = reinterpret_cast<uint32_t (*)(ModuleAttributes*)>(tAddress);
-    if (auto tRes = tGetAttributes(&tAttributes); KFAILED(tRes)) return tRes;
-    for (uint32_t i = 0; i < tAttributes.count; ++i) {
-        const KprAttribute& tPair = tAttributes.pairs[i];
-        pPairs->emplace_back(tPair.key ? tPair.key : "", tPair.value ? tPair.value : "");
-    }
-    return K_SUCCESS;
-}
-
 } // namespace kpr
 
 uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
@@ -121,9 +128,12 @@ uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
     *pList = nullptr;
     if (!pHandle) return KPR_E_BAD_HANDLE;
     kpr::AttributePairs tPairs;
-    uint32_t tRes = kpr::readOwnAttributes(pHandle, &tPairs);
-    if (tRes == E_NOT_SUPPORTED) tRes = kpr::readFileAttributes(pHandle, &tPairs);
-    return KFAILED(tRes) ? tRes : kpr::makeAttributeList(tPairs, pList);
+    const GetAttributes tOwn = findOwnAttributes(pHandle);
+    if (auto tRes = tOwn ? readOwnAttributes(tOwn, &tPairs) : kpr::readFileAttributes(pHandle, &tPairs);
+        KFAILED(tRes))
+        return tRes;
+    if (auto tRes = kpr::addFileId(pHandle, &tPairs); KFAILED(tRes)) return tRes;
+    return kpr::makeAttributeList(tPairs, pList);
 }
 
 void kprFree(void* pList)

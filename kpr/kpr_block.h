@@ -2,6 +2,7 @@
 // content.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -20,6 +21,14 @@ void* allocateBlock(size_t pSize, void (*pRelease)(void*)) noexcept;
 
 using AttributePairs = std::vector<std::pair<std::string, std::string>>;
 
+/// Adds a pair, unless its key is there already or its value is empty.
+inline void addMissing(const char* pKey, std::string pValue, AttributePairs* pPairs)
+{
+    const auto tHasKey = [&](const auto& pPair) { return pPair.first == pKey; };
+    if (!pValue.empty() && std::none_of(pPairs->begin(), pPairs->end(), tHasKey))
+        pPairs->emplace_back(pKey, std::move(pValue));
+}
+
 /// Copies attributes into one block.
 uint32_t makeAttributeList(const AttributePairs& pPairs, KprAttributeList** pList);
 
@@ -34,10 +43,11 @@ uint32_t makeModuleList(const std::vector<ModuleEntry>& pModules, KprModuleList*
 /// Copies a program's arguments into one block.
 uint32_t makeArgumentList(const std::vector<std::string>& pArguments, KprArgumentList** pList);
 
-/// What an open module's own dsoGetAttributes says: E_NOT_SUPPORTED when it has none.
-uint32_t readOwnAttributes(KprDSO pHandle, AttributePairs* pPairs);
-
-/// What the module's file says (target specific); nothing that the file lacks.
+/// What the module's file says of itself (target specific); nothing that the file lacks.
 uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs);
+
+/// Adds what debuggers and symbol stores know the module by, under a key of the target's, unless that key is
+/// there.
+uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs);
 
 } // namespace kpr

@@ -99,39 +99,61 @@ std::string readSoname(const link_map* pMap)
     return tFound && tStrings ? tStrings + tOffset : std::string();
 }
 
-std::string findBuildId(const char* pNotes, size_t pSize)
+std::string hexadecimal(std::string_view pBytes)
 {
-    constexpr auto tPadded = [](size_t pLength) { return (pLength + 3) & ~size_t{3}; };
-    while (pSize >= sizeof(ElfW(Nhdr))) {
-        ElfW(Nhdr) tNote;
-        std::memcpy(&tNote, pNotes, sizeof tNote);
-        const size_t tName = sizeof tNote, tContent = tName + tPadded(tNote.n_namesz);
-        if (tContent + tNote.n_descsz > pSize) break;
-        if (tNote.n_type == NT_GNU_BUILD_ID && std::string_view(pNotes + tName, tNote.n_namesz) ==
-                                                   std::string_view("GNU", 4)) { // with its terminator
-            std::string tId;
-            for (size_t i = 0; i < tNote.n_descsz; ++i) {
-                const auto tByte = static_cast<unsigned char>(pNotes[tContent + i]);
-                tId += "0123456789abcdef"[tByte >> 4];
-                tId += "0123456789abcdef"[tByte & 15];
-            }
-            return tId;
-        }
-        const size_t tWhole = std::min(pSize, tContent + tPadded(tNote.n_descsz));
-        pNotes += tWhole;
-        pSize -= tWhole;
+    std::string tText;
+    for (const char tChar : pBytes) {
+        const auto tByte = static_cast<unsigned char>(tChar);
+        tText += "0123456789abcdef"[tByte >> 4];
+        tText += "0123456789abcdef"[tByte & 15];
     }
-    return {};
+    return tText;
 }
 
-struct BuildIdSearch {
+// Keys and values in turn, each with its terminator.
+void addPairs(std::string_view pTexts, kpr::AttributePairs* pPairs)
+{
+    const auto tNext = [&]() -> std::string_view {
+        const size_t tLength = pTexts.find('\0');
+        const std::string_view tText = pTexts.substr(0, tLength);
+        pTexts.remove_prefix(tLength == std::string_view::npos ? pTexts.size() : tLength + 1);
+        return tText;
+    };
+    while (!pTexts.empty()) {
+        const std::string tKey(tNext());
+        kpr::addMissing(tKey.c_str(), std::string(tNext()), pPairs);
+    }
+}
+
+// What the notes of a module say, which lie in memory.
+struct Notes {
     const link_map* map;
-    std::string id;
+    std::string buildId;
+    kpr::AttributePairs attributes; ///< owner "KOS", type 1
 };
 
-int searchBuildId(dl_phdr_info* pInfo, size_t, void* pSearch)
+void readNotes(std::string_view pNotes, size_t pAlignment, Notes* pResult)
 {
-    auto* tSearch = static_cast<BuildIdSearch*>(pSearch);
+    const auto tPadded = [&](size_t pLength) { return (pLength + pAlignment - 1) & ~(pAlignment - 1); };
+    while (pNotes.size() >= sizeof(ElfW(Nhdr))) {
+        ElfW(Nhdr) tNote;
+        std::memcpy(&tNote, pNotes.data(), sizeof tNote);
+        const size_t tContent = tPadded(sizeof tNote + tNote.n_namesz);
+        if (tContent > pNotes.size() || tNote.n_descsz > pNotes.size() - tContent) break;
+        const std::string_view tOwner = pNotes.substr(sizeof tNote, tNote.n_namesz),
+                               tText = pNotes.substr(tContent, tNote.n_descsz);
+        // An owner has its terminator.
+        if (tOwner == std::string_view("GNU", 4) && tNote.n_type == NT_GNU_BUILD_ID &&
+            pResult->buildId.empty())
+            pResult->buildId = hexadecimal(tText);
+        if (tOwner == std::string_view("KOS", 4) && tNote.n_type == 1) addPairs(tText, &pResult->attributes);
+        pNotes.remove_prefix(std::min(pNotes.size(), tContent + tPadded(tNote.n_descsz)));
+    }
+}
+
+int visitModule(dl_phdr_info* pInfo, size_t, void* pNotes)
+{
+    auto* tNotes = static_cast<Notes*>(pNotes);
     const char* const tBase = reinterpret_cast<const char*>(pInfo->dlpi_addr);
     const auto tHeaders = [&](auto pVisit) {
         for (int i = 0; i < pInfo->dlpi_phnum; ++i)
@@ -139,15 +161,21 @@ int searchBuildId(dl_phdr_info* pInfo, size_t, void* pSearch)
     };
     bool tWanted = false;
     tHeaders([&](const ElfW(Phdr) & pHeader, const char* pStart) {
-        tWanted |=
-            pHeader.p_type == PT_DYNAMIC && pStart == reinterpret_cast<const char*>(tSearch->map->l_ld);
+        tWanted |= pHeader.p_type == PT_DYNAMIC && pStart == reinterpret_cast<const char*>(tNotes->map->l_ld);
     });
     if (!tWanted) return 0;
     tHeaders([&](const ElfW(Phdr) & pHeader, const char* pStart) {
-        if (pHeader.p_type == PT_NOTE && tSearch->id.empty())
-            tSearch->id = findBuildId(pStart, pHeader.p_memsz);
+        if (pHeader.p_type == PT_NOTE)
+            readNotes({pStart, pHeader.p_memsz}, pHeader.p_align == 8 ? 8 : 4, tNotes);
     });
     return 1;
+}
+
+Notes notesOf(const link_map* pMap)
+{
+    Notes tNotes{pMap, {}, {}};
+    dl_iterate_phdr(visitModule, &tNotes);
+    return tNotes;
 }
 
 bool isVersion(std::string_view pText)
@@ -190,14 +218,17 @@ uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
 {
     const link_map* tMap = mapOf(pHandle);
     if (!tMap) return KPR_E_BAD_HANDLE;
-    const auto tAdd = [&](const char* pKey, std::string pValue) {
-        if (!pValue.empty()) pPairs->emplace_back(pKey, std::move(pValue));
-    };
-    BuildIdSearch tSearch{tMap, {}};
-    dl_iterate_phdr(searchBuildId, &tSearch);
-    tAdd("InternalName", readSoname(tMap));
-    tAdd("FileVersion", readVersion(pathOf(tMap)));
-    tAdd("BuildId", tSearch.id);
+    *pPairs = notesOf(tMap).attributes;
+    addMissing("InternalName", readSoname(tMap), pPairs);
+    addMissing("FileVersion", readVersion(pathOf(tMap)), pPairs);
+    return K_SUCCESS;
+}
+
+uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs)
+{
+    const link_map* tMap = mapOf(pHandle);
+    if (!tMap) return KPR_E_BAD_HANDLE;
+    addMissing("BuildId", notesOf(tMap).buildId, pPairs);
     return K_SUCCESS;
 }
 

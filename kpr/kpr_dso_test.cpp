@@ -20,6 +20,13 @@ constexpr bool WINDOWS = true;
 constexpr bool WINDOWS = false;
 #endif
 
+// What the test modules are linked with.
+#if defined(_WIN32)
+constexpr char ID_KEY[] = "DebugId", MODULE_ID[] = "0123456789ABCDEF0123456789ABCDEF1";
+#else
+constexpr char ID_KEY[] = "BuildId", MODULE_ID[] = "0123456789abcdef0123456789abcdef";
+#endif
+
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
 std::string modulePath(const std::string& pName)
@@ -238,12 +245,24 @@ TEST(KprDSO, WhatAModuleNeedsIsNotLookedForInTheCurrentFolder)
 TEST(KprDSO, AModuleSpeaksForItself)
 {
     Module tModule("kpr_test_module");
-    const Pairs tExpected = {{"Product", "Test"},
-                             {"InternalName", "KprTest"},
-                             {"Empty", ""},
-                             {"Null", ""},
-                             {"FileVersion", "1.2.3.4"}};
+    const Pairs tExpected = {{"Product", "Test"}, {"InternalName", "KprTest"}, {"Empty", ""},
+                             {"Null", ""},        {"FileVersion", "1.2.3.4"},  {ID_KEY, MODULE_ID}};
+    EXPECT_EQ(attributes(tModule.get()), tExpected) << "and its file adds what debuggers know it by";
+}
+
+TEST(KprDSO, AModulesOwnIdStays)
+{
+    Module tModule("kpr_test_identified");
+    const Pairs tExpected = {{"BuildId", "my build"}, {"DebugId", "my symbols"}};
     EXPECT_EQ(attributes(tModule.get()), tExpected);
+}
+
+TEST(KprDSO, AModuleThatRefusesIsNotDescribedFromItsFile)
+{
+    Module tModule("kpr_test_refusing");
+    KprAttributeList* tList = nullptr;
+    EXPECT_EQ(kprGetDSOAttributes(tModule.get(), &tList), E_NOT_SUPPORTED) << "in its own words";
+    EXPECT_EQ(tList, nullptr);
 }
 
 TEST(KprDSO, ForOthersTheirFileSpeaks)
@@ -254,15 +273,35 @@ TEST(KprDSO, ForOthersTheirFileSpeaks)
         const Pairs tExpected = {{"InternalName", "PlainModule"},
                                  {"Product", "Test \xC3\x84"},
                                  {"ProductVersion", "9.10"},
-                                 {"FileVersion", "5.6.7.8"}};
+                                 {"FileVersion", "5.6.7.8"},
+                                 {"DebugId", MODULE_ID}};
         EXPECT_EQ(tPairs, tExpected);
         return;
     }
     ASSERT_EQ(tPairs.size(), 3u);
     EXPECT_EQ(tPairs[0], std::make_pair(std::string("InternalName"), std::string("libkpr_test_plain.so.5")));
     EXPECT_EQ(tPairs[1], std::make_pair(std::string("FileVersion"), std::string("5.6.7")));
-    EXPECT_EQ(tPairs[2].first, "BuildId");
-    EXPECT_EQ(tPairs[2].second, "0123456789abcdef");
+    EXPECT_EQ(tPairs[2], std::make_pair(std::string(ID_KEY), std::string(MODULE_ID)));
+}
+
+TEST(KprDSO, ALibraryOfThePlatformIsDescribedByItsFile)
+{
+    KprModuleList* tList;
+    ASSERT_EQ(kprListLoadedModules(&tList), 0u);
+    Pairs tPairs;
+    for (uint32_t i = 0; i < tList->count; ++i)
+        if (basename(tList->modules[i].path) == std::string(kprGetDSOPrefix()) + "kpr" + kprGetDSOSuffix())
+            tPairs = attributes(tList->modules[i].handle);
+    kprFree(tList);
+    Pairs tExpected = {{"Product", "KOS"},
+                       {"ProductName", "VEL KOS"},
+                       {"FileVersion", KFW_PROJECT_VERSION},
+                       {"ProductVersion", KFW_PROJECT_VERSION},
+                       {"FileDescription", "KOS Portable Runtime"},
+                       {"InternalName", "kpr"}};
+    if (WINDOWS) tExpected.emplace_back("OriginalFilename", "kpr.dll");
+    if (tPairs.size() > tExpected.size()) tExpected.emplace_back(ID_KEY, tPairs.back().second);
+    EXPECT_EQ(tPairs, tExpected);
 }
 
 TEST(KprDSO, ListsTheProgramFirstAndEveryModuleWithAHandle)

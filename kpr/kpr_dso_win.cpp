@@ -6,6 +6,7 @@
 
 #include "kpr/dso.h"
 #include "kpr/kpr_block.h"
+#include "kpr/kpr_debug_id.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_version_resource.h"
 #include "kpr/kpr_wide_win.h"
@@ -80,7 +81,8 @@ private:
     DWORD mBefore = 0;
 };
 
-uint32_t listModules(std::vector<HMODULE>* pModules)
+/// The system's list as one call gives it, which may fail or be wrong while modules come and go.
+uint32_t listModulesOnce(std::vector<HMODULE>* pModules)
 {
     pModules->resize(256);
     for (;;) {
@@ -91,6 +93,24 @@ uint32_t listModules(std::vector<HMODULE>* pModules)
         pModules->resize(tNeeded / sizeof(HMODULE));
         if (tNeeded <= tRoom) return K_SUCCESS;
     }
+}
+
+/// The system's list, read again until two readings agree. When they never do, the latest is as good as any.
+uint32_t listModules(std::vector<HMODULE>* pModules)
+{
+    constexpr int tAttempts = 50;
+    std::vector<HMODULE> tRead;
+    uint32_t tRes = K_SUCCESS;
+    for (int tAttempt = 0; tAttempt < tAttempts; ++tAttempt) {
+        tRes = listModulesOnce(&tRead);
+        if (KFAILED(tRes)) {
+            Sleep(1); // for the thread that loads to get on
+            continue;
+        }
+        if (tRead == *pModules) return K_SUCCESS;
+        *pModules = tRead;
+    }
+    return pModules->empty() ? tRes : uint32_t{K_SUCCESS};
 }
 
 } // namespace
@@ -106,6 +126,20 @@ uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
     if (tBytes)
         readVersionResource(
             {static_cast<const uint8_t*>(tBytes), SizeofResource(toModule(pHandle), tResource)}, pPairs);
+    return K_SUCCESS;
+}
+
+uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs)
+{
+    // A module's handle is the address of its image, whose size only the image itself tells.
+    const auto* const tImage = reinterpret_cast<const uint8_t*>(pHandle);
+    HMODULE tModule = nullptr;
+    if (KFAILED(moduleHolding(tImage, GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, &tModule)) ||
+        tModule != toModule(pHandle))
+        return KPR_E_BAD_HANDLE;
+    const auto* const tDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(tImage);
+    const auto* const tHeaders = reinterpret_cast<const IMAGE_NT_HEADERS*>(tImage + tDos->e_lfanew);
+    addMissing("DebugId", readDebugId({tImage, tHeaders->OptionalHeader.SizeOfImage}), pPairs);
     return K_SUCCESS;
 }
 

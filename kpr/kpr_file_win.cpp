@@ -55,7 +55,7 @@ bool isSameFile(const BY_HANDLE_FILE_INFORMATION& pOne, const BY_HANDLE_FILE_INF
 DWORD reparseTag(HANDLE pHandle)
 {
     FILE_ATTRIBUTE_TAG_INFO tInfo;
-    // A point whose tag cannot be told is taken for a link, the careful answer.
+    // A point whose tag cannot be told is taken for a link, to be on the safe side.
     return GetFileInformationByHandleEx(pHandle, FileAttributeTagInfo, &tInfo, sizeof tInfo)
                ? tInfo.ReparseTag
                : IO_REPARSE_TAG_SYMLINK;

@@ -1,5 +1,5 @@
-// Signals and short transfers below kpr: every system call that may answer EINTR does, in turn, and reads and
-// writes move a few bytes at a time. The caller of kpr notices nothing.
+// Signals and short transfers below kpr: every system call that may fail with EINTR does, in turn, and reads
+// and writes move a few bytes at a time. The caller of kpr notices nothing.
 #include <gtest/gtest.h>
 
 #include <cerrno>

@@ -106,7 +106,7 @@ int __wrap_renameat2(int pFromDir, const char* pFrom, int pToDir, const char* pT
 int __real_link(const char* pFrom, const char* pTo);
 int __wrap_link(const char* pFrom, const char* pTo)
 {
-    // EEXIST stands for the answer of a server that repeated a request: the link has been made.
+    // EEXIST stands for the reply of a server that repeated a request: the link has been made.
     if (!gLink.strikes()) return __real_link(pFrom, pTo);
     if (gLink.error() == EEXIST && __real_link(pFrom, pTo) == 0) errno = EEXIST;
     return -1;

@@ -23,7 +23,7 @@ bool isSameFile(const char* pOne, const char* pOther)
 // first one goes, so that for a moment both are there.
 uint32_t moveByLink(const char* pFrom, const char* pTo)
 {
-    // An answer that NFS lost makes a repeated request fail although the link was made.
+    // A reply that NFS lost makes a repeated request fail although the link was made.
     if (link(pFrom, pTo) != 0 && !(errno == EEXIST && isSameFile(pFrom, pTo)))
         return errno == EPERM ? E_NOT_SUPPORTED : kpr::lastError();
     if (unlink(pFrom) != 0 && errno != ENOENT) {

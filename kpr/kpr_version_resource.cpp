@@ -97,14 +97,12 @@ void forEachChild(Bytes pChildren, TVisit pVisit)
 
 void addFixedVersion(Bytes pFixed, size_t pPos, const char* pKey, kpr::AttributePairs* pPairs)
 {
-    const auto tHasKey = [&](const auto& pPair) { return pPair.first == pKey; };
-    if (std::any_of(pPairs->begin(), pPairs->end(), tHasKey)) return;
     const uint32_t tHigh = read32(pFixed, pPos), tLow = read32(pFixed, pPos + 4);
     char tText[32];
     std::snprintf(tText, sizeof tText, "%u.%u.%u.%u", static_cast<unsigned>(tHigh >> 16),
                   static_cast<unsigned>(tHigh & 0xFFFF), static_cast<unsigned>(tLow >> 16),
                   static_cast<unsigned>(tLow & 0xFFFF));
-    pPairs->emplace_back(pKey, tText);
+    kpr::addMissing(pKey, tText, pPairs);
 }
 
 } // namespace

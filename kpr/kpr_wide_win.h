@@ -30,7 +30,7 @@ bool isDirectory(const std::wstring& pPath);
 /// Calls pOperation (true on success, else GetLastError tells) again for a bounded time, about a quarter of
 /// a second, while it fails because somebody else, a virus scanner most likely, has the file open or it is
 /// just being deleted; with pDenied also while access is denied, which is how replacing an open file fails.
-/// Answers the system's error, 0 on success.
+/// Returns the system's error, 0 on success.
 template <typename TOperation>
 uint32_t retried(TOperation pOperation, bool pDenied = false);
 

@@ -1,5 +1,5 @@
 # Scratch folders and child processes for the tests of every layer.
-add_library(kpr_testing STATIC EXCLUDE_FROM_ALL testing/kpr_testing.cpp testing/kpr_testing_${tSuffix}.cpp)
+add_library(kpr_testing STATIC EXCLUDE_FROM_ALL testing/kpr_testing.cpp)
 target_link_libraries(kpr_testing PUBLIC kpr PRIVATE kfw_flags)
 
 # Linked into a test program, makes its calls of kpr fail where the strictest Windows would.
@@ -12,9 +12,14 @@ foreach(tFunction OpenFile CloseFile Read Write SeekAndRead SeekAndWrite LockFil
     target_link_options(kpr_strict INTERFACE -Wl,--wrap=kpr${tFunction})
 endforeach()
 
-# Modules to load: one that speaks for itself, one that leaves that to its file, one that needs another.
+# Modules to load: one that speaks for itself, one that does so with its ids, one that refuses to, one that
+# leaves that to its file, one that needs another.
 add_library(kpr_test_module SHARED testing/kpr_test_module.cpp)
 target_compile_definitions(kpr_test_module PRIVATE KPR_TEST_ATTRIBUTES)
+add_library(kpr_test_identified SHARED testing/kpr_test_module.cpp)
+target_compile_definitions(kpr_test_identified PRIVATE KPR_TEST_IDENTIFIED)
+add_library(kpr_test_refusing SHARED testing/kpr_test_module.cpp)
+target_compile_definitions(kpr_test_refusing PRIVATE KPR_TEST_REFUSES)
 add_library(kpr_test_plain SHARED testing/kpr_test_module.cpp)
 add_library(kpr_test_needing SHARED testing/kpr_test_module.cpp)
 target_compile_definitions(kpr_test_needing PRIVATE KPR_TEST_NEEDS_OTHER)
@@ -28,7 +33,10 @@ target_link_libraries(kpr_test_needs_planted PRIVATE kpr_test_planted)
 set_target_properties(kpr_test_planted kpr_test_needs_planted PROPERTIES
     LIBRARY_OUTPUT_DIRECTORY ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/planted
     RUNTIME_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/planted)
-foreach(tModule kpr_test_module kpr_test_plain kpr_test_needing kpr_test_planted kpr_test_needs_planted)
+set(tModules kpr_test_module kpr_test_identified kpr_test_refusing kpr_test_plain kpr_test_needing
+    kpr_test_planted kpr_test_needs_planted)
+foreach(tModule ${tModules})
+    target_link_options(${tModule} PRIVATE -Wl,--build-id=0x0123456789abcdef0123456789abcdef)
     target_include_directories(${tModule} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/include)
     target_link_libraries(${tModule} PRIVATE kfw_flags)
     set_target_properties(${tModule} PROPERTIES PREFIX "${CMAKE_SHARED_LIBRARY_PREFIX}")
@@ -41,11 +49,10 @@ if(WIN32)
     target_sources(kpr_test_plain PRIVATE testing/kpr_test_module.rc)
 else()
     set_target_properties(kpr_test_plain PROPERTIES VERSION 5.6.7 SOVERSION 5)
-    target_link_options(kpr_test_plain PRIVATE -Wl,--build-id=0x0123456789abcdef)
 endif()
 
 k_test(kpr_error_test SOURCES kpr_error_test.cpp kpr_error_${tSuffix}.cpp LIBRARIES kpr)
-foreach(tSubject file rename lock dir path md5 thread process)
+foreach(tSubject child file rename lock dir path md5 thread process)
     k_test(kpr_${tSubject}_test SOURCES kpr_${tSubject}_test.cpp LIBRARIES kpr_testing)
 endforeach()
 set(tWindowsTests)
@@ -53,15 +60,23 @@ if(WIN32)
     set(tWindowsTests kpr_dso_win_test.cpp)
 endif()
 k_test(kpr_dso_test SOURCES kpr_dso_test.cpp ${tWindowsTests} LIBRARIES kpr_testing)
-add_dependencies(kpr_dso_test kpr_test_module kpr_test_plain kpr_test_needing kpr_test_needs_planted)
+add_dependencies(kpr_dso_test ${tModules})
+k_knows_version(kpr_dso_test kpr_dso_test.cpp)
+k_test(kpr_debug_id_test SOURCES kpr_debug_id_test.cpp kpr_debug_id.cpp)
 k_test(kpr_version_resource_test SOURCES kpr_version_resource_test.cpp kpr_version_resource.cpp LIBRARIES kpr)
 k_test(kpr_strict_test SOURCES kpr_strict_test.cpp LIBRARIES kpr_testing kpr_strict)
-if(NOT WIN32)
+if(WIN32)
+    # With kpr's own sources, so that its calls of the system can be made to fail.
+    k_test(kpr_modulelist_test SOURCES kpr_modulelist_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
+        WRAP K32EnumProcessModules)
+    target_include_directories(kpr_modulelist_test PRIVATE include)
+    target_compile_definitions(kpr_modulelist_test PRIVATE KPR_BUILD)
+else()
     # With kpr's own sources, so that its system calls can be made to fail.
-    k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp testing/kpr_testing_posix.cpp ${tSources}
+    k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir)
     k_test(kpr_interrupted_test SOURCES kpr_interrupted_posix_test.cpp testing/kpr_testing.cpp
-            testing/kpr_testing_posix.cpp ${tSources}
+            ${tSources}
         LIBRARIES ${tLibraries} WRAP open close read write pread pwrite fsync fcntl clock_nanosleep)
     foreach(tTest kpr_posix_test kpr_interrupted_test)
         target_include_directories(${tTest} PRIVATE include)

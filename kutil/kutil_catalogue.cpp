@@ -1,6 +1,5 @@
 #include "kutil/catalogue.h"
 
-#include <array>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -9,7 +8,7 @@
 #include <vector>
 
 #include "kom/identity.h"
-#include "kpr/file.h"
+#include "kpr/text.h"
 #include "kutil/kutil_MoFile.h"
 #include "kutil/log.h"
 
@@ -39,33 +38,14 @@ Catalogues& catalogues()
     return *tCatalogues;
 }
 
-/// Reads a whole file. KPR_E_NOT_FOUND is the ordinary answer for a language without a catalogue.
-uint32_t readFile(const std::string& pPath, std::string& pBytes)
-{
-    KprFile tFile = KPR_NO_FILE;
-    if (const auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
-    uint32_t tRes = 0;
-    std::array<char, 16384> tBuffer;
-    for (uint32_t tRead = 0;;) {
-        tRes = kprRead(tFile, tBuffer.data(), static_cast<uint32_t>(tBuffer.size()), &tRead);
-        if (KFAILED(tRes) || tRead == 0) break;
-        pBytes.append(tBuffer.data(), tRead);
-        if (pBytes.size() > MAX_FILE_SIZE) {
-            tRes = KPR_E_TOO_LARGE;
-            break;
-        }
-    }
-    kprCloseFile(tFile);
-    return tRes;
-}
-
 /// The catalogue of a path, read when it was not yet; null when there is none. pProblem says why one that is
 /// there cannot be used.
 const MoFile* open(Catalogues& pAll, const std::string& pPath, std::string& pProblem)
 {
     if (const auto tKnown = pAll.files.find(pPath); tKnown != pAll.files.end()) return tKnown->second.get();
     std::string tBytes;
-    if (const auto tRes = readFile(pPath, tBytes); KFAILED(tRes)) {
+    // That there is none is ordinary for a language without a catalogue.
+    if (const auto tRes = kpr::readFile(pPath.c_str(), MAX_FILE_SIZE, tBytes); KFAILED(tRes)) {
         if (tRes != KPR_E_NOT_FOUND && tRes != KPR_E_NOT_DIRECTORY) pProblem = komStrError(tRes);
         return nullptr;
     }

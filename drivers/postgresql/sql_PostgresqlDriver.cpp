@@ -16,8 +16,8 @@ namespace {
 constexpr KprAttribute ATTRIBUTES[] = {
     {"Product", "KOS"},
     {"ProductName", "VEL KOS"},
-    {"FileVersion", "1.29.3.0"},
-    {"ProductVersion", "1.29.3.0"},
+    {"FileVersion", KFW_PROJECT_VERSION},
+    {"ProductVersion", KFW_PROJECT_VERSION},
     {"FileDescription", "KOS PostgreSQL Driver"},
     {"InternalName", "sqldrv_postgresql"},
 };

@@ -59,7 +59,7 @@ uint32_t SystemInfo::refresh() { return mApp ? mInventory.refresh(mApp.get()) : 
 uint32_t SystemInfo::find(const char* pName, ModuleInventory::Module& pModule)
 {
     if (!mApp) return E_WRONG_STATE;
-    pModule = mInventory.find(mApp.get(), pName ? pName : "");
+    if (auto tRes = mInventory.find(mApp.get(), pName ? pName : "", pModule); KFAILED(tRes)) return tRes;
     return pModule ? 0 : KFW_E_NO_MODULE;
 }
 

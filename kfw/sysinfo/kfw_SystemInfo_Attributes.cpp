@@ -13,7 +13,7 @@ void addKnown(AttributeBuilder& pBuilder, const char* pKey, const std::string& p
 
 } // namespace
 
-void AttributeBuilder::grow(std::size_t pCount)
+void AttributeBuilder::reserve(std::size_t pCount)
 {
     mList.mAttrs = static_cast<fw::Attribute*>(
         komRealloc(mList.mAttrs, (mList.mCount + pCount) * sizeof(fw::Attribute)));
@@ -36,7 +36,7 @@ fw::AttributeList AttributeBuilder::detach()
 
 void addOs(AttributeBuilder& pBuilder, const SystemFacts& pFacts)
 {
-    pBuilder.grow(4);
+    pBuilder.reserve(4);
     addKnown(pBuilder, "os.vendor", pFacts.osVendor);
     addKnown(pBuilder, "os.productName", pFacts.osProductName);
     addKnown(pBuilder, "os.version", pFacts.osVersion);
@@ -45,7 +45,7 @@ void addOs(AttributeBuilder& pBuilder, const SystemFacts& pFacts)
 
 void addHardware(AttributeBuilder& pBuilder, const SystemFacts& pFacts)
 {
-    pBuilder.grow(6);
+    pBuilder.reserve(6);
     addKnown(pBuilder, "hw.architecture", pFacts.architecture);
     addKnown(pBuilder, "hw.cpu.vendor", pFacts.cpuVendor);
     addKnown(pBuilder, "hw.cpu.model", pFacts.cpuModel);
@@ -57,7 +57,7 @@ void addHardware(AttributeBuilder& pBuilder, const SystemFacts& pFacts)
 void addFrequencies(AttributeBuilder& pBuilder, const std::vector<FrequencyFacts>& pFrequencies)
 {
     if (pFrequencies.empty()) return;
-    pBuilder.grow(3 * pFrequencies.size());
+    pBuilder.reserve(3 * pFrequencies.size());
     for (std::size_t i = 0; i < pFrequencies.size(); ++i) {
         const std::string tPrefix = "hw.cpu." + std::to_string(i);
         const auto add = [&](const char* pName, const std::optional<uint32_t>& pMhz) {
@@ -71,7 +71,7 @@ void addFrequencies(AttributeBuilder& pBuilder, const std::vector<FrequencyFacts
 
 void addMemory(AttributeBuilder& pBuilder, const MemoryFacts& pMemory)
 {
-    pBuilder.grow(5);
+    pBuilder.reserve(5);
     pBuilder.add("hw.mem.memoryLoad", std::to_string(pMemory.load));
     pBuilder.add("hw.mem.totalPhysical", std::to_string(pMemory.totalPhysical));
     pBuilder.add("hw.mem.availPhysical", std::to_string(pMemory.availPhysical));

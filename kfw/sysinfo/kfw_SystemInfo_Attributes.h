@@ -18,7 +18,7 @@ public:
     AttributeBuilder& operator=(const AttributeBuilder&) = delete;
 
     /// Makes room for as many more attributes; add needs it.
-    void grow(std::size_t pCount);
+    void reserve(std::size_t pCount);
     void add(const std::string& pKey, const std::string& pValue);
     /// The list for the caller: without an array when nothing was added.
     fw::AttributeList detach();

@@ -1,6 +1,8 @@
 #include "kfw/sysinfo/kfw_SystemInfo_Inventory.h"
 
+#include <algorithm>
 #include <set>
+#include <span>
 
 #include "kgen/directory.h"
 #include "kgen/path.h"
@@ -10,6 +12,7 @@
 
 namespace vel::kos::kfw {
 
+using kgen::isSameFileName;
 using kgen::toLower;
 using util::kDebug;
 using util::message;
@@ -37,14 +40,49 @@ bool hasPoint(const std::string& pName) { return pName.find('.') != std::string:
 /// The file name of the module that the platform knows by a bare name.
 std::string asFileName(const std::string& pName) { return kprGetDSOPrefix() + pName + kprGetDSOSuffix(); }
 
-/// The file name, in lower case, that a name stands for among the loaded modules.
+/// The file name that a name stands for among the loaded modules.
 std::string wantedFileName(const std::string& pName)
 {
-    if (isPath(pName)) return toLower(kgen::lastComponent(pName));
-    if (hasPoint(pName)) return toLower(pName);
+    if (isPath(pName)) return kgen::lastComponent(pName);
+    if (hasPoint(pName)) return pName;
     const std::string tProgram = kprGetProgramName();
-    const bool tIsProgram = toLower(pName) == toLower(tProgram.substr(0, tProgram.rfind('.')));
-    return toLower(tIsProgram ? tProgram : asFileName(pName));
+    const bool tIsProgram = isSameFileName(pName, tProgram.substr(0, tProgram.rfind('.')));
+    return tIsProgram ? tProgram : asFileName(pName);
+}
+
+/// Which of the entries has a path, whose file exists: the first that is listed with the path as it stands,
+/// or else the first that is listed with another path of the same file. pPathOf gives an entry's path.
+template <typename TEntries, typename TPathOf>
+auto findPath(const TEntries& pEntries, const std::string& pPath, TPathOf pPathOf)
+{
+    const auto tFind = [&](auto pMatches) {
+        return std::find_if(std::begin(pEntries), std::end(pEntries),
+                            [&](const auto& pEntry) { return pMatches(std::string(pPathOf(pEntry))); });
+    };
+    const std::string tPath = kgen::fromNativePath(pPath);
+    const auto tListed =
+        tFind([&](const std::string& pOther) { return kgen::fromNativePath(pOther) == tPath; });
+    if (tListed != std::end(pEntries)) return tListed;
+    const std::string tIdentity = kgen::fileIdentity(pPath);
+    if (tIdentity.empty()) return tListed;
+    return tFind([&](const std::string& pOther) { return kgen::fileIdentity(pOther) == tIdentity; });
+}
+
+/// The loaded module that a path or name means: the file at the path, or else the first with the wanted file
+/// name.
+const KprLoadedModule* findLoaded(const KprModuleList& pList, const std::string& pName)
+{
+    const std::span tModules(pList.modules, pList.count);
+    auto tPlace = tModules.end();
+    if (isPath(pName))
+        tPlace = findPath(tModules, pName, [](const KprLoadedModule& pLoaded) { return pLoaded.path; });
+    if (tPlace == tModules.end()) {
+        const std::string tWanted = wantedFileName(pName);
+        tPlace = std::ranges::find_if(tModules, [&](const KprLoadedModule& pLoaded) {
+            return isSameFileName(kgen::lastComponent(kgen::fromNativePath(pLoaded.path)), tWanted);
+        });
+    }
+    return tPlace != tModules.end() ? &*tPlace : nullptr;
 }
 
 } // namespace
@@ -123,23 +161,24 @@ ModuleInventory::Module ModuleInventory::describe(fw::IApplication* pApp, const 
     return tModule;
 }
 
-ModuleInventory::Module ModuleInventory::find(fw::IApplication* pApp, const std::string& pName)
+uint32_t ModuleInventory::find(fw::IApplication* pApp, const std::string& pName, Module& pModule)
 {
-    Module tModule;
-    if (isPath(pName)) {
-        if (!kgen::fileExists(pName)) return nullptr;
-        tModule = findByPath(kgen::fromNativePath(kgen::realPath(pName)));
-    } else {
-        tModule = findByName(toLower(pName));
-    }
-    return tModule ? tModule : findLoaded(pApp, pName);
+    pModule = nullptr;
+    const bool tIsPath = isPath(pName);
+    if (tIsPath && !kgen::fileExists(pName)) return 0;
+    pModule = tIsPath ? findByPath(pName) : findByName(toLower(pName));
+    if (pModule) return 0;
+    ModuleListPtr tList;
+    if (const uint32_t tRes = listLoaded(tList); KFAILED(tRes)) return tRes;
+    if (const KprLoadedModule* tLoaded = findLoaded(*tList, pName)) pModule = addLoaded(pApp, *tLoaded);
+    return 0;
 }
 
-ModuleInventory::Module ModuleInventory::findByPath(const std::string& pRealPath) const
+ModuleInventory::Module ModuleInventory::findByPath(const std::string& pPath) const
 {
-    for (const auto& [tInternalName, tModule] : mModules)
-        if (tModule->getPathName() == pRealPath) return tModule;
-    return nullptr;
+    const auto tPlace =
+        findPath(mModules, pPath, [](const auto& pEntry) { return pEntry.second->getPathName(); });
+    return tPlace != mModules.end() ? tPlace->second : nullptr;
 }
 
 /// pName is in lower case. A file name counts only when no other module in the inventory has the same.
@@ -150,29 +189,21 @@ ModuleInventory::Module ModuleInventory::findByName(const std::string& pName) co
         if (const auto tPlace = mModules.find(tName); tPlace != mModules.end()) return tPlace->second;
     Module tFound;
     for (const auto& [tInternalName, tModule] : mModules) {
-        const std::string tOther = toLower(tModule->getFileName());
-        if (tOther != pName && tOther != tFileName) continue;
+        const std::string tOther = tModule->getFileName();
+        if (!isSameFileName(tOther, pName) && !isSameFileName(tOther, tFileName)) continue;
         if (tFound) return nullptr;
         tFound = tModule;
     }
     return tFound;
 }
 
-/// The first loaded module with the wanted file name decides. When the inventory has it already, under
-/// another name or as one of several with that file name, it is the answer as it stands.
-ModuleInventory::Module ModuleInventory::findLoaded(fw::IApplication* pApp, const std::string& pName)
+/// When the inventory has the module already, under another name or as one of several with its file name, it
+/// is the one found, as it stands.
+ModuleInventory::Module ModuleInventory::addLoaded(fw::IApplication* pApp, const KprLoadedModule& pLoaded)
 {
-    ModuleListPtr tList;
-    if (KFAILED(listLoaded(tList))) return nullptr;
-    const std::string tWanted = wantedFileName(pName);
-    for (uint32_t i = 0; i < tList->count; ++i) {
-        const KprLoadedModule& tLoaded = tList->modules[i];
-        if (toLower(kgen::lastComponent(kgen::fromNativePath(tLoaded.path))) != tWanted) continue;
-        if (const auto tPath = mPaths.find(tLoaded.path); tPath != mPaths.end())
-            return mModules.at(tPath->second);
-        return addModule(pApp, tLoaded.path, tLoaded.handle);
-    }
-    return nullptr;
+    if (const auto tPath = mPaths.find(pLoaded.path); tPath != mPaths.end())
+        return mModules.at(tPath->second);
+    return addModule(pApp, pLoaded.path, pLoaded.handle);
 }
 
 } // namespace vel::kos::kfw

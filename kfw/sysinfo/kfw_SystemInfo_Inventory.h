@@ -25,17 +25,19 @@ public:
     /// Adds the modules that were loaded and drops those that were unloaded since. It looks into new ones
     /// only.
     uint32_t refresh(fw::IApplication* pApp);
-    /// A module by its path, internal name, file name or the program's name; null when none is loaded.
-    Module find(fw::IApplication* pApp, const std::string& pName);
+    /// Finds a module by its path, internal name, file name or the program's name; null when none is loaded.
+    /// The failure to list what is loaded is returned, but only when the inventory does not know the module
+    /// yet.
+    uint32_t find(fw::IApplication* pApp, const std::string& pName, Module& pModule);
 
 private:
     /// The module, or null when it was left out. Without a handle it is opened for the time being.
     Module addModule(fw::IApplication* pApp, const std::string& pPath, KprDSO pHandle);
     Module describe(fw::IApplication* pApp, const std::string& pPath, KprDSO pHandle);
     void dropUnloaded(const KprModuleList& pList);
-    Module findByPath(const std::string& pRealPath) const;
+    Module findByPath(const std::string& pPath) const;
     Module findByName(const std::string& pName) const;
-    Module findLoaded(fw::IApplication* pApp, const std::string& pName);
+    Module addLoaded(fw::IApplication* pApp, const KprLoadedModule& pLoaded);
 
     ModuleMap mModules;
     std::map<std::string, std::string> mPaths; ///< path as listed to internal name

@@ -251,7 +251,12 @@ TEST_F(InventoryTest, passesTheLoadersFailureOn)
     EXPECT_EQ(range("P"), std::to_string(0x96230018u));
     EXPECT_EQ(range(nullptr), std::to_string(0x96230018u)) << "the refresh comes first";
     EXPECT_EQ(find("a.bin"), "/m/a.bin") << "what is known needs no listing";
-    EXPECT_EQ(find("b.bin"), "(none)");
+    fw::SysInfoModule tModule;
+    EXPECT_EQ(mInfo->getModule("b.bin", &tModule), 0x96230018u) << "nobody knows whether it is loaded";
+    EXPECT_EQ(tModule.mPathName, nullptr);
+    kom::HeapString tVersion;
+    EXPECT_EQ(mInfo->getModuleFileVersion("b.bin", tVersion.out()), 0x96230018u);
+    EXPECT_TRUE(tVersion.isNull());
 }
 
 // Finding.
@@ -337,6 +342,30 @@ TEST_F(InventoryTest, findsTheProgram)
     EXPECT_EQ(find("prog"), "(none)");
 }
 
+/// Beyond ASCII the system's own rule decides, where there is one.
+TEST_F(InventoryTest, comparesFileNamesAsTheSystemDoes)
+{
+#if defined(_WIN32)
+    const std::string tLower = "/m/\xC3\xA4pfel.bin", tProgram = "/m/\xC3\x96l.exe";
+#else
+    const std::string tLower = "(none)", tProgram = "(none)";
+#endif
+    load("/m/\xC3\xA4pfel.bin", {{"InternalName", "fruit"}});
+    gLoader.programName = "\xC3\x96l.exe";
+    load("/m/\xC3\x96l.exe");
+    EXPECT_EQ(find("\xC3\x84PFEL.bin"), tLower) << "among the loaded ones";
+    EXPECT_EQ(find("\xC3\xB6L"), tProgram);
+    list();
+    const int tListings = gLoader.listings;
+    EXPECT_EQ(find("\xC3\x84PFEL.bin"), tLower);
+    EXPECT_EQ(find("\xC3\xA4PFEL.bin"), "/m/\xC3\xA4pfel.bin") << "ASCII letters anywhere";
+#if defined(_WIN32)
+    EXPECT_EQ(gLoader.listings, tListings) << "in the inventory";
+#else
+    EXPECT_EQ(gLoader.listings, tListings + 1) << "only once: the other one is in the inventory";
+#endif
+}
+
 TEST_F(InventoryTest, readsNoNameAsTheEmptyOne)
 {
     load("/m/a.bin");
@@ -389,6 +418,83 @@ TEST_F(InventoryPathTest, goesByTheFileNameOtherwise)
     EXPECT_EQ(find(path("real.bin").c_str()), "(none)");
 }
 
+TEST_F(InventoryPathTest, takesAListedPathAsItStands)
+{
+    load(path("real.bin"), {{"InternalName", "namesake"}});
+    load(path("sub/./real.bin"), {{"InternalName", "asked"}});
+    EXPECT_EQ(find(path("sub/./real.bin").c_str()), path("sub/./real.bin")) << "among the loaded ones";
+    EXPECT_EQ(gLoader.reads, 1) << "the namesake is not looked into";
+    list();
+    const int tListings = gLoader.listings;
+    EXPECT_EQ(find(path("sub/./real.bin").c_str()), path("sub/./real.bin")) << "in the inventory";
+    EXPECT_EQ(gLoader.listings, tListings);
+    EXPECT_EQ(debugMessages(), Messages());
+}
+
+TEST_F(InventoryPathTest, prefersTheListedPathToAnotherOneOfTheSameFile)
+{
+    load(path("./real.bin"), {{"InternalName", "a"}});
+    load(path("real.bin"), {{"InternalName", "b"}});
+    load(path("sub/../real.bin"), {{"InternalName", "c"}});
+    EXPECT_EQ(find(path("real.bin").c_str()), path("real.bin")) << "among the loaded ones";
+    mInfo.reset();
+    start();
+    list();
+    for (const char* tName : {"sub/../real.bin", "real.bin", "./real.bin"})
+        EXPECT_EQ(find(path(tName).c_str()), path(tName)) << "in the inventory";
+    EXPECT_EQ(find(path("sub/.././real.bin").c_str()), path("./real.bin")) << "by internal name, the first";
+}
+
+TEST_F(InventoryPathTest, knowsTheFileWhateverItsListedPath)
+{
+    load("/elsewhere/real.bin", {{"InternalName", "namesake"}});
+    load(path("./sub/../sub/real.bin"), {{"InternalName", "asked"}});
+    EXPECT_EQ(find(path("sub/real.bin").c_str()), path("./sub/../sub/real.bin")) << "among the loaded ones";
+    list();
+    const int tListings = gLoader.listings;
+    EXPECT_EQ(find(path("sub/./real.bin").c_str()), path("./sub/../sub/real.bin")) << "in the inventory";
+    EXPECT_EQ(gLoader.listings, tListings);
+    EXPECT_EQ(find(path("real.bin").c_str()), "/elsewhere/real.bin") << "the file name comes last";
+}
+
+TEST_F(InventoryPathTest, countsAConflictAsNotFound)
+{
+    load(path("other.bin"), {{"InternalName", "same"}});
+    list();
+    load(path("sub/real.bin"), {{"InternalName", "same"}});
+    load("/elsewhere/real.bin", {{"InternalName", "namesake"}});
+    EXPECT_EQ(find(path("sub/real.bin").c_str()), "(none)") << "no namesake stands in";
+}
+
+#if defined(_WIN32)
+TEST_F(InventoryPathTest, knowsTheFileBehindOtherNames)
+{
+    std::string tUpper = path("SUB/REAL.BIN");
+    load("/elsewhere/real.bin", {{"InternalName", "namesake"}});
+    load(tUpper, {{"InternalName", "asked"}});
+    list();
+    EXPECT_EQ(find(path("sub/real.bin").c_str()), tUpper) << "letter case";
+    std::error_code tError;
+    std::filesystem::create_hard_link(mDir / "sub/real.bin", mDir / "second.bin", tError);
+    ASSERT_FALSE(tError) << tError.message();
+    EXPECT_EQ(find(path("second.bin").c_str()), tUpper) << "a second name of the file";
+}
+#endif
+
+TEST_F(InventoryPathTest, followsALinkOnTheListedSide)
+{
+    std::error_code tError;
+    std::filesystem::create_directory_symlink(mDir / "sub", mDir / "current", tError);
+    if (tError) GTEST_SKIP() << "no symbolic links here: " << tError.message();
+    load(path("real.bin"), {{"InternalName", "namesake"}});
+    load(path("current/real.bin"), {{"InternalName", "asked"}});
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(find(path("sub/real.bin").c_str()), path("current/real.bin"));
+        EXPECT_EQ(find(path("current/real.bin").c_str()), path("current/real.bin"));
+        list();
+    }
+}
+
 TEST_F(InventoryPathTest, followsALink)
 {
     std::error_code tError;
@@ -426,6 +532,14 @@ TEST_F(InventoryTest, tellsTheRangeOfAProduct)
     EXPECT_EQ(debugMessages(), Messages{"Invalid product version 'x' in '/p/b.bin'"});
     EXPECT_EQ(range("p"), "0.0.0.1 0.0.0.1") << "case matters";
     EXPECT_EQ(range("Q"), std::to_string(NO_PRODUCT));
+}
+
+TEST_F(InventoryTest, countsAModuleOfSeveralProducts)
+{
+    load("/p/a.bin", {{"Product", "Q"}, {"Product", "P"}, {"ProductVersion", "1.2.3.4"}});
+    load("/p/b.bin", {{"product", "P"}, {"ProductVersion", "9.9.9.9"}});
+    EXPECT_EQ(range("P"), "1.2.3.4 1.2.3.4");
+    EXPECT_EQ(range("Q"), "1.2.3.4 1.2.3.4");
 }
 
 TEST_F(InventoryTest, comparesVersionsFromTheLeft)

@@ -83,10 +83,10 @@ static_assert(sizeof(PowerRecord) == 24);
 
 /// A module or registry key of the operating system; null is none.
 using SystemHandle = void*;
-/// What GetProcAddress answers, to be cast to the type of the entry.
+/// What GetProcAddress returns, to be cast to the type of the entry.
 using SystemEntry = void (*)();
 
-/// The calls. Each has the name, the arguments and the answer of its Windows original.
+/// The calls. Each has the name, the arguments and the return value of its Windows original.
 struct WindowsCalls {
     SystemHandle (*loadLibrary)(const char* pName);
     void (*freeLibrary)(SystemHandle pModule);

@@ -159,6 +159,26 @@ TEST_F(LinuxFactsTest, readsMemory)
     EXPECT_EQ(valueOf(tPairs, "hw.mem.totalVirtual"), "4398046511104");
 }
 
+TEST_F(LinuxFactsTest, tellsNoMemoryWithoutWhatIsAvailable)
+{
+    for (const char* tText :
+         {"MemTotal: 1000 kB\nMemFree: 1 kB\n", "MemAvailable: 251 kB\n",
+          "MemTotal: 0 kB\nMemAvailable: 251 kB\n", "MemTotal: x kB\nMemAvailable: 2 kB\n"}) {
+        put("proc/meminfo", tText);
+        EXPECT_EQ(attributesOf(MEM), Pairs()) << tText;
+    }
+}
+
+TEST_F(LinuxFactsTest, countsNoMoreAsAvailableThanThereIs)
+{
+    put("proc/meminfo", "MemTotal: 100 kB\nMemAvailable: 101 kB\nSwapTotal: 50 kB\n");
+    const Pairs tPairs = attributesOf(MEM);
+    EXPECT_EQ(valueOf(tPairs, "hw.mem.memoryLoad"), "0");
+    EXPECT_EQ(valueOf(tPairs, "hw.mem.availPhysical"), "102400");
+    EXPECT_EQ(valueOf(tPairs, "hw.mem.totalVirtual"), "153600");
+    EXPECT_EQ(valueOf(tPairs, "hw.mem.availVirtual"), "102400");
+}
+
 // This machine.
 
 /// What a shell command prints, without the last line break.

@@ -97,6 +97,19 @@ TEST_F(SystemInfoTest, refusesNullOutputsFirst)
     }
 }
 
+TEST_F(SystemInfoTest, looksAtTheSystemBeforeTheProcessor)
+{
+    start();
+    const Messages tExpected = {"LoadLibraryA kernel32.dll",
+                                "RtlGetVersion 284",
+                                "GetNativeSystemInfo",
+                                "RegOpenKeyExA 1 HARDWARE\\DESCRIPTION\\System\\CentralProcessor\\0",
+                                "RegQueryValueExA 128 VendorIdentifier",
+                                "RegQueryValueExA 128 Identifier",
+                                "RegCloseKey"};
+    EXPECT_EQ(gMachine.trace, tExpected);
+}
+
 // The list.
 
 TEST_F(SystemInfoTest, listsHardwareThenMemoryThenSystem)

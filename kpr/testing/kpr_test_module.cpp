@@ -1,7 +1,9 @@
-// A module for the tests: with attributes of its own when built with KPR_TEST_ATTRIBUTES, and one that needs
-// the other when built with KPR_TEST_NEEDS_OTHER.
+// A module for the tests: with attributes of its own when built with KPR_TEST_ATTRIBUTES, with ids of its own
+// (KPR_TEST_IDENTIFIED), one that refuses to describe itself (KPR_TEST_REFUSES), and one that needs the first
+// (KPR_TEST_NEEDS_OTHER).
 #include <cstdint>
 
+#include "kpr/codes.h"
 #include "kpr/dso.h"
 
 #if defined(_WIN32)
@@ -26,6 +28,19 @@ EXPORTED uint32_t dsoGetAttributes(ModuleAttributes* pAttributes)
 }
 
 EXPORTED int kprTestAnswer() { return 42; }
+
+#elif defined(KPR_TEST_IDENTIFIED)
+
+EXPORTED uint32_t dsoGetAttributes(ModuleAttributes* pAttributes)
+{
+    static const KprAttribute tPairs[] = {{"BuildId", "my build"}, {"DebugId", "my symbols"}};
+    *pAttributes = {tPairs, 2};
+    return 0;
+}
+
+#elif defined(KPR_TEST_REFUSES)
+
+EXPORTED uint32_t dsoGetAttributes(ModuleAttributes*) { return E_NOT_SUPPORTED; }
 
 #elif defined(KPR_TEST_NEEDS_OTHER)
 

@@ -1,12 +1,14 @@
 #include "kpr/testing/kpr_testing.h"
 
 #include <stdexcept>
+#include <utility>
 
 #include "kpr/codes.h"
 #include "kpr/dir.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
 #include "kpr/process.h"
+#include "kpr/text.h"
 #include "kpr/time.h"
 
 namespace kprtest {
@@ -68,17 +70,8 @@ void writeFile(const std::string& pPath, const std::string& pBytes)
 
 std::string readFile(const std::string& pPath)
 {
-    KprFile tFile;
-    require(kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFile), pPath);
     std::string tBytes;
-    uint32_t tRes, tRead;
-    do {
-        char tPiece[65536];
-        tRes = kprRead(tFile, tPiece, sizeof tPiece, &tRead);
-        tBytes.append(tPiece, tRead);
-    } while (!KFAILED(tRes) && tRead);
-    kprCloseFile(tFile);
-    require(tRes, pPath);
+    require(kpr::readFile(pPath.c_str(), UINT64_MAX, tBytes), pPath);
     return tBytes;
 }
 
@@ -96,6 +89,35 @@ bool waitForFile(const std::string& pPath, uint32_t pSeconds)
         kprSleep(tPause);
     }
     return exists(pPath);
+}
+
+ChildProcess::ChildProcess(const std::vector<std::string>& pArguments, const std::string& pProgram)
+{
+    const std::string tProgram = pProgram.empty() ? kprGetProgramPath() : pProgram;
+    std::vector<const char*> tArguments;
+    for (const std::string& tArgument : pArguments)
+        tArguments.push_back(tArgument.c_str());
+    const KprChildStart tStart = {tProgram.c_str(), tArguments.data(),
+                                  static_cast<uint32_t>(tArguments.size()), 0, nullptr};
+    require(kprStartChild(&tStart, &mChild), "starting " + tProgram);
+}
+
+ChildProcess::~ChildProcess()
+{
+    kill();
+    wait();
+}
+
+int ChildProcess::wait()
+{
+    KprChildEnd tEnd;
+    const uint32_t tRes = kprWaitForChild(std::exchange(mChild, 0), KPR_WAIT_FOREVER, &tEnd);
+    return !KFAILED(tRes) && tEnd.kind == KPR_CHILD_EXITED ? static_cast<int>(tEnd.code) : -1;
+}
+
+void ChildProcess::kill()
+{
+    if (mChild) kprStopChild(mChild);
 }
 
 std::vector<std::string> arguments()

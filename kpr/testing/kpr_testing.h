@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "kpr/child.h"
 #include "kpr/file.h"
 
 namespace kprtest {
@@ -52,7 +53,7 @@ public:
     void kill();
 
 private:
-    intptr_t mProcess;
+    KprChild mChild = 0;
 };
 
 /// The program's arguments after its name, in UTF-8.

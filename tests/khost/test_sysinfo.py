@@ -87,6 +87,21 @@ class Inventory(ShellTest):
                 self.assertTrue(os.path.exists(row["path"]), row["path"])
         self.assertIn("kfw", names)
 
+    def test_our_own_libraries_tell_their_version_and_product(self):
+        folder = os.path.dirname(host.KHOST[-1])
+        ours = {"kpr", "kom", "kutil", "kfw", "khost"}
+        rows = {row["internal"]: row for row in json.loads(self.ask("modules", "--json").text)}
+        self.assertLessEqual(ours, set(rows))
+        for name in ours:
+            with self.subTest(module=name):
+                attributes = dict(rows[name]["attributes"])
+                self.assertEqual({key: attributes.get(key) for key in ("Product", "FileVersion", "ProductVersion")},
+                                 {"Product": "KOS", "FileVersion": "1.29.3.0", "ProductVersion": "1.29.3.0"})
+                self.assertTrue(attributes["FileDescription"].startswith("KOS "), attributes)
+                self.assertEqual(attributes["InternalName"], name)
+                self.assertEqual(list(attributes)[-1], "DebugId" if host.WINDOWS else "BuildId")
+                self.assertTrue(os.path.exists(os.path.join(folder, rows[name]["file"])))
+
     def test_one_module(self):
         result = self.ask("module", "KFW")
         self.assert_done(result)

@@ -34,9 +34,9 @@ namespace vel::kos::kfw::test {
 namespace {
 
 #if defined(_WIN32)
-constexpr char SYSTEM_LIBRARY[] = "kernel32", SYSTEM_FILE[] = "kernel32.dll";
+constexpr char SYSTEM_LIBRARY[] = "kernel32", SYSTEM_FILE[] = "kernel32.dll", ID_KEY[] = "DebugId";
 #else
-constexpr char SYSTEM_LIBRARY[] = "libc.so.6", SYSTEM_FILE[] = "libc.so.6";
+constexpr char SYSTEM_LIBRARY[] = "libc.so.6", SYSTEM_FILE[] = "libc.so.6", ID_KEY[] = "BuildId";
 #endif
 
 /// A test module, loaded while this lives.
@@ -150,8 +150,13 @@ TEST_F(LoadedModulesTest, followsAModuleThatComesAndGoes)
     {
         const Loaded tNewer("Newer.mod");
         EXPECT_TRUE(isListed("newer.mod"));
-        const Module tModule = get("NEWER.mod");
+        Module tModule = get("NEWER.mod");
         EXPECT_EQ(tModule.path, tNewer.path());
+        EXPECT_EQ(
+            std::erase_if(tModule.attributes,
+                          [](const auto& pPair) { return pPair.first == ID_KEY && !pPair.second.empty(); }),
+            1u)
+            << "what its symbols are found by";
         EXPECT_EQ(tModule.attributes, (Pairs{{"Product", "TestProduct"},
                                              {"FileVersion", "1.10.0.0"},
                                              {"ProductVersion", "1.10.0.0"},

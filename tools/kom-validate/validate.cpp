@@ -5,10 +5,10 @@
 #include <nlohmann/json.hpp>
 
 #include "kom/identity.h"
-#include "kom/kom_path.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
 #include "kpr/process.h"
+#include "kpr/text.h"
 #include "tools/kom-validate/validate_Image.h"
 #include "tools/kom-validate/validate_Runner.h"
 
@@ -111,7 +111,7 @@ std::string findModule(Settings& pSettings)
         return tGiven + ": " + pProblem + "; give the path of a module's file (" + kprGetDSOPrefix() +
                "NAME" + kprGetDSOSuffix() + ")";
     };
-    uint32_t tRes = readText(pSettings.module, kprGetRealPath, tGiven.c_str());
+    uint32_t tRes = kpr::readText(pSettings.module, kprGetRealPath, tGiven.c_str());
     KprFile tFile = KPR_NO_FILE;
     if (!KFAILED(tRes))
         tRes = kprOpenFile(pSettings.module.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile);
@@ -237,7 +237,7 @@ int run(const std::vector<std::string>& pArguments)
     }
     if (!tOptions.child.check.empty()) {
         const std::string tGiven = tOptions.settings.module;
-        static_cast<void>(readText(tOptions.settings.module, kprGetRealPath, tGiven.c_str()));
+        static_cast<void>(kpr::readText(tOptions.settings.module, kprGetRealPath, tGiven.c_str()));
         return runChild(tOptions.settings, tOptions.child);
     }
     if (tOptions.list) return listChecks(tOptions.json);

@@ -5,8 +5,8 @@
 #include <utility>
 
 #include "kom/identity.h"
-#include "kom/kom_path.h"
 #include "kom/runtime.h"
+#include "kpr/text.h"
 
 namespace kom::validate {
 
@@ -74,7 +74,7 @@ uint32_t Module::load(const std::string& pPath)
     mListedPath.clear();
     for (const void* tAddress : tInside)
         if (tAddress && mListedPath.empty())
-            static_cast<void>(readText(mListedPath, kprGetModulePath, tAddress));
+            static_cast<void>(kpr::readText(mListedPath, kprGetModulePath, tAddress));
     return 0;
 }
 

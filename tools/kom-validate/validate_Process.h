@@ -5,16 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "kpr/child.h"
+
 namespace kom::validate {
 
 /// How a child process ended.
 struct Ending {
     enum Kind {
-        EXITED,    ///< by itself; code is its exit status
-        ABORTED,   ///< by abort()
-        CRASHED,   ///< by the system; code is the signal or the exception
-        TIMED_OUT, ///< it was stopped here
-        NOT_STARTED
+        EXITED,     ///< by itself; code is its exit status
+        ABORTED,    ///< by abort()
+        CRASHED,    ///< by the system; code is the signal or the exception
+        TIMED_OUT,  ///< it was stopped here
+        NOT_STARTED ///< code is the result code of why
     };
     Kind kind;
     uint32_t code;
@@ -26,6 +28,11 @@ struct Ending {
 /// Runs this very program with the given arguments (UTF-8, without its name) and waits for its end, at most
 /// pSeconds. Its standard output and its errors go into the file pOutput, which exists; its input is empty.
 Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds);
+
+/// Whether a process ended by abort().
+bool isAbort(const KprChildEnd& pEnd);
+/// What a crashed process ended by, in words.
+std::string crashText(uint32_t pCode);
 
 /// In a child process, first of all: crashes end it at once, without core files, dialogs and debuggers.
 void prepareChild();

@@ -4,10 +4,10 @@
 #include <cstring>
 #include <sstream>
 
-#include "kom/kom_path.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/map.h"
+#include "kpr/text.h"
 #include "tools/kom-validate/validate_Process.h"
 
 namespace kom::validate {
@@ -22,8 +22,8 @@ public:
     TemporaryFile()
     {
         std::string tFolder;
-        if (KFAILED(readText(tFolder, kprGetTempDir))) return;
-        static_cast<void>(readText(mPath, kprGetTempFileName, tFolder.c_str(), "kom-validate", 0u));
+        if (KFAILED(kpr::readText(tFolder, kprGetTempDir))) return;
+        static_cast<void>(kpr::readText(mPath, kprGetTempFileName, tFolder.c_str(), "kom-validate", 0u));
     }
     ~TemporaryFile()
     {

@@ -1,4 +1,4 @@
-// A Windows machine that a test makes up: what the table of calls answers.
+// A Windows machine that a test makes up: what the table of calls returns.
 #pragma once
 
 #include <algorithm>

@@ -15,5 +15,8 @@ uint32_t createDirectories(const std::string& pPath);
 bool fileExists(const std::string& pPath);
 /// The absolute path with every link resolved, native form; "" when there is none.
 std::string realPath(const std::string& pPath);
+/// A text that is the same for all paths of one existing file and for no other (kprGetFileIdentity); "" when
+/// there is no such file.
+std::string fileIdentity(const std::string& pPath);
 
 } // namespace kgen

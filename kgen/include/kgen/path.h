@@ -12,5 +12,7 @@ std::string toNativePath(std::string_view pPath);
 std::string fromNativePath(std::string_view pPath);
 /// What follows the last "/" of a path in "/" form.
 std::string lastComponent(std::string_view pPath);
+/// Whether two file names are the same but for letter case, by the platform's rule (kprIsSameFileName).
+bool isSameFileName(const std::string& pOne, const std::string& pOther);
 
 } // namespace kgen

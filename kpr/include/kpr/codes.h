@@ -1,7 +1,7 @@
 // Result codes of the whole platform: one table gives every code its value, name and text.
 //
 // A result code is an unsigned 32-bit number. 0 is success; a code with the top bit set is a failure
-// (KFAILED); a positive code is a success that carries an answer. komStrError, `khost errors` and
+// (KFAILED); a positive code is a success that carries a result. komStrError, `khost errors` and
 // the reference page are made from KPR_RESULT_CODES, so a new code is added here and nowhere else.
 #pragma once
 

@@ -64,11 +64,16 @@ KPR_API void kprRestrictLibrarySearch(void);
 KPR_API const char* kprGetDSOErrorText(void);
 
 /// The attributes of an open module: from its dsoGetAttributes where it has one, else from the file itself
-/// (Windows: the strings of the version resource in its order; Linux: "InternalName", the soname,
-/// "FileVersion", the version in the real file name, "BuildId", each where there is one). The list may be
-/// empty.
+/// (Windows: the strings of the version resource in its order; Linux: keys and values of the note with owner
+/// "KOS" and type 1, then, if they are not among them, "InternalName", the soname, and "FileVersion", the
+/// version in the real file name, each where there is one). What symbols are found by
+/// comes last where the module does not give it itself: "BuildId", the build id in lower-case hexadecimal
+/// (Linux); "DebugId", GUID and age of the debug information or else time stamp and size of the image
+/// (Windows). The list may be empty. The failure of a module's dsoGetAttributes is passed on.
 KPR_API uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList);
-/// The modules loaded in this process, the program first. No file is opened or read.
+/// The modules loaded in this process, the program first. No file is opened or read. On Windows the system's
+/// list may fail or be wrong while other threads load: it is read again until two readings agree, up to fifty
+/// times.
 KPR_API uint32_t kprListLoadedModules(KprModuleList** pList);
 /// Gives back a list of this header or of process.h; null is nothing.
 KPR_API void kprFree(void* pList);

@@ -4,7 +4,7 @@
 // No handle is inherited by child processes. Files are created for the current user only (0600; on Windows
 // the folder's inherited rights count). Every file is opened so that others may rename or remove it.
 // E_INVALIDARG for a null pointer (unless it may be null) and for numbers that make no sense.
-// Every function answers a result code, and failures of the operating system come as KPR_E_*.
+// Every function returns a result code; failures of the operating system come as KPR_E_*.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Path texts. Nothing here looks at the file system, except kprGetRealPath.
+// Path texts. Only kprGetRealPath and kprGetFileIdentity look at the file system.
 #pragma once
 
 #include <cstdint>
@@ -18,5 +18,13 @@ KPR_API uint32_t kprGetBasename(const char* pPath, char* pBuffer, uint32_t pSize
 KPR_API uint32_t kprAppendToPath(const char* pPath, const char* pName, char* pBuffer, uint32_t pSize);
 /// The absolute path of an existing file with every link resolved, in native form.
 KPR_API uint32_t kprGetRealPath(const char* pPath, char* pBuffer, uint32_t pSize);
+/// A text that the paths of one existing file share, and no others: on Linux the real path; on Windows volume
+/// and file id, which letter case, short names, links and mapped drives do not change (the real path where
+/// the volume has no ids). It is for comparing only and holds as long as the file stands.
+KPR_API uint32_t kprGetFileIdentity(const char* pPath, char* pBuffer, uint32_t pSize);
+/// Whether two file names, without folders, are the same but for letter case: *pSame is 1 or 0. On Windows
+/// the system's rule for file names decides, elsewhere only ASCII letters have a case. KPR_E_BAD_NAME on
+/// Windows when one is no UTF-8 and they differ.
+KPR_API uint32_t kprIsSameFileName(const char* pOne, const char* pOther, uint32_t* pSame);
 
 } // extern "C"

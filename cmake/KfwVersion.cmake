@@ -1,0 +1,37 @@
+# What libraries and programs say of themselves, all from the project's version.
+
+# k_knows_version(<target> <source>...): these sources of the target see the project's version, four numbers, as
+# KFW_PROJECT_VERSION.
+function(k_knows_version pTarget)
+    set_source_files_properties(${ARGN} TARGET_DIRECTORY ${pTarget}
+        PROPERTIES COMPILE_DEFINITIONS KFW_PROJECT_VERSION="${PROJECT_VERSION}")
+endfunction()
+
+if(WIN32)
+    enable_language(RC)
+endif()
+
+set(K_VERSION_FOLDER ${CMAKE_CURRENT_LIST_DIR})
+
+# k_version(<target> <description>): gives a library or program a version resource (Windows) or a note (Linux) with
+# the same attributes, which kprGetDSOAttributes reads.
+function(k_version pTarget pDescription)
+    set(K_INTERNAL_NAME ${pTarget})
+    set(K_DESCRIPTION ${pDescription})
+    get_target_property(tType ${pTarget} TYPE)
+    if(tType STREQUAL "EXECUTABLE")
+        set(K_FILE_TYPE VFT_APP)
+        set(K_FILE_NAME ${pTarget}.exe)
+    else()
+        set(K_FILE_TYPE VFT_DLL)
+        set(K_FILE_NAME ${pTarget}.dll)
+    endif()
+    if(WIN32)
+        set(tSource ${CMAKE_CURRENT_BINARY_DIR}/${pTarget}_version.rc)
+        configure_file(${K_VERSION_FOLDER}/version.rc.in ${tSource} @ONLY)
+    else()
+        set(tSource ${CMAKE_CURRENT_BINARY_DIR}/${pTarget}_version.cpp)
+        configure_file(${K_VERSION_FOLDER}/version_note.cpp.in ${tSource} @ONLY)
+    endif()
+    target_sources(${pTarget} PRIVATE ${tSource})
+endfunction()

@@ -166,10 +166,13 @@ int Application::close()
     }
     runCloseHooks();
     decltype(mCallouts) tCallouts;
+    decltype(mDue) tDue;
     {
         const std::lock_guard tLock(mMutex);
         tCallouts.swap(mCallouts);
+        tDue.swap(mDue);
     }
+    tDue.clear();
     tCallouts.clear();
     mLog.flush();
     const int tStatus = exitStatus();
@@ -299,12 +302,21 @@ uint32_t Application::runIdleCallouts(uint32_t* pRan)
     *pRan = 0;
     if (mInIdleRun) return E_WRONG_STATE;
     mInIdleRun = true;
-    decltype(mCallouts) tDue, tAgain;
+    decltype(mCallouts) tAgain;
     {
         const std::lock_guard tLock(mMutex);
-        tDue.swap(mCallouts);
+        mDue.assign(std::make_move_iterator(mCallouts.begin()), std::make_move_iterator(mCallouts.end()));
+        mCallouts.clear();
     }
-    for (auto& tCallout : tDue) {
+    for (;;) {
+        // Ours may be the last reference: it goes before the next one is called.
+        kom::Ref<fw::IIdleCallout> tCallout;
+        {
+            const std::lock_guard tLock(mMutex);
+            if (mDue.empty()) break;
+            tCallout = std::move(mDue.front());
+            mDue.pop_front();
+        }
         unsigned int tCallAgain = 1;
         const uint32_t tRes = tCallout->onIdle(&tCallAgain);
         ++*pRan;
@@ -312,9 +324,7 @@ uint32_t Application::runIdleCallouts(uint32_t* pRan)
             util::kDebug(this, mOptions.name.c_str(),
                          util::message("idle callout failed: %1", komStrError(tRes)));
         else if (tCallAgain != 0)
-            tAgain.push_back(tCallout);
-        // Its last reference may be ours: let it go before the next one is called.
-        tCallout.reset();
+            tAgain.push_back(std::move(tCallout));
     }
     mInIdleRun = false;
     // Those that go on come before those that were added meanwhile.

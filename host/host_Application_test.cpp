@@ -258,6 +258,31 @@ TEST_F(ApplicationTest, RefusesAnIdleRunWithinAnIdleRun)
     EXPECT_EQ(mApp->addIdleCallout(nullptr), E_INVALIDARG);
 }
 
+TEST_F(ApplicationTest, ClosingInsideACalloutDropsTheRestOfTheRun)
+{
+    start();
+    int tLaterCalls = 0;
+    auto tLater = makeCallout([&](unsigned int*) {
+        ++tLaterCalls;
+        return 0u;
+    });
+    uint32_t tCountAfterClose = 0;
+    auto tCloser = makeCallout([&](unsigned int*) {
+        EXPECT_EQ(mApp->close(), 0);
+        tCountAfterClose = tLater->addRef() - 1;
+        tLater->release();
+        return 0u;
+    });
+    mApp->addIdleCallout(tCloser.get());
+    mApp->addIdleCallout(tLater.get());
+    EXPECT_EQ(runCallouts(), 1u);
+    EXPECT_EQ(tLaterCalls, 0) << "called after the close hooks";
+    EXPECT_EQ(tCountAfterClose, 1u) << "the application still holds it";
+    EXPECT_EQ(runCallouts(), 0u);
+    EXPECT_EQ(tCloser->addRef(), 2u) << "the application still holds the one that closed it";
+    tCloser->release();
+}
+
 TEST_F(ApplicationTest, RunsUntilItIsAskedToClose)
 {
     start();

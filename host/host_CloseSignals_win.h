@@ -3,7 +3,7 @@
 
 namespace vel::kos::host {
 
-/// Notes one of the CTRL_*_EVENT requests; answers whether it is taken care of. For an event after which the
+/// Notes one of the CTRL_*_EVENT requests; returns whether it is taken care of. For an event after which the
 /// system ends the process it returns only when the CloseSignals object is gone.
 bool handleControlEvent(unsigned long pEvent);
 

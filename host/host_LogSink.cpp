@@ -11,9 +11,9 @@
 #include <atomic>
 #include <filesystem>
 #include <mutex>
-#include <string_view>
 #include <vector>
 
+#include "host/Escape.h"
 #include "kfw/IApplication.h"
 #include "kpr/codes.h"
 
@@ -35,15 +35,6 @@ const Level& levelOf(uint32_t pLevel) { return LEVELS[std::min<std::size_t>(pLev
 std::unique_ptr<spdlog::formatter> linePattern(const char* pPattern)
 {
     return std::make_unique<spdlog::pattern_formatter>(pPattern, spdlog::pattern_time_type::local, "\n");
-}
-
-std::string oneLine(std::string_view pMessage)
-{
-    std::string tLine(pMessage);
-    std::replace_if(
-        tLine.begin(), tLine.end(),
-        [](char pChar) { return static_cast<unsigned char>(pChar) < 0x20 || pChar == 0x7F; }, ' ');
-    return tLine;
 }
 
 std::shared_ptr<spdlog::logger> makeLogger(std::vector<spdlog::sink_ptr> pSinks)
@@ -94,8 +85,8 @@ void LogSink::write(uint32_t pLevel, const char* pDomain, const char* pMessage)
 {
     if (pLevel > mState->level.load(std::memory_order_relaxed)) return;
     const Level& tLevel = levelOf(pLevel);
-    mState->logger->log(tLevel.level, "{} {}: {}", tLevel.name, pDomain ? pDomain : "",
-                        oneLine(pMessage ? pMessage : ""));
+    mState->logger->log(tLevel.level, "{} {}: {}", tLevel.name, escapeControls(pDomain ? pDomain : ""),
+                        escapeControls(pMessage ? pMessage : ""));
 }
 
 uint32_t LogSink::level() const noexcept { return mState->level.load(std::memory_order_relaxed); }

@@ -71,8 +71,9 @@ TEST(LogSink, PutsTimeProcessAndThreadBeforeTheLinesOfTheFile)
 TEST(LogSink, KeepsAMessageOnOneLine)
 {
     FileLog tLog;
-    tLog.sink.write(fw::LOG_LEVEL_ERROR, "d", "a\nERROR d: forged\r\tb\x7F");
-    EXPECT_NE(tLog.dir.read(u8"host.log").find("ERROR d: a ERROR d: forged  b \n"), std::string::npos);
+    tLog.sink.write(fw::LOG_LEVEL_ERROR, "d", "a\nERROR d: forged\r\tb\x7F\x1B[2J\xC2\x9B");
+    EXPECT_NE(tLog.dir.read(u8"host.log").find("ERROR d: a\\nERROR d: forged\\r\\tb\\x7f\\x1b[2J\\u009b\n"),
+              std::string::npos);
 }
 
 TEST(LogSink, RenamesAFileThatGrowsTooLargeAndKeepsSoManyOldOnes)

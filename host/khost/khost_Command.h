@@ -91,6 +91,12 @@ struct Example {
 
 struct Command {
     enum Where { EVERYWHERE, NOT_IN_SHELL, ONLY_IN_SHELL };
+    enum Effect {
+        CHANGES,
+        READS, ///< it takes part in the cache (and so makes it), and can do without where that may not be
+               ///< written
+        LOOKS, ///< it writes no class registry or settings, makes no directory and starts no cleaner
+    };
 
     const char* name = ""; ///< "cache put"
     const char* summary = "";
@@ -102,8 +108,7 @@ struct Command {
     JsonResult json = {};
     std::vector<Example> examples = {};
     Where where = EVERYWHERE;
-    /// It looks only: it writes no class registry, makes no directory and starts no cleaner.
-    bool looks = false;
+    Effect effect = CHANGES;
 
     /// "put" of "cache put".
     std::string_view lastName() const;

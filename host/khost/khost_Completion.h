@@ -12,7 +12,7 @@ namespace vel::kos::host {
 /// complete (empty when it is not begun).
 std::string completionScript(std::string_view pShell);
 
-/// What a script gets as an answer: a line for each candidate, the word and after a tab what it is; and the
+/// What a script gets: a line for each candidate, the word and after a tab what it is; and the
 /// line ":files" or ":folders" where names of files (of folders) are to be offered as well.
 std::string completionCandidates(const std::vector<std::string>& pWords);
 

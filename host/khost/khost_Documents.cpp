@@ -12,6 +12,19 @@ constexpr char STATUS[] =
     "0: done, or yes. 1: the operation failed, or no. 2: the command line is wrong, and nothing was done. "
     "A failure prints one line on standard error: khost: COMMAND: 0xCODE NAME TEXT, and what it was about.";
 
+constexpr char OUTPUT[] =
+    "Control characters of what is not khost's own (attributes, rows, names, URIs, error texts) are shown as "
+    "escapes such as \\x1b on a terminal, and always in the lines of standard error and of the log. What "
+    "goes "
+    "into a file or a pipe is byte for byte. JSON is UTF-8 with every control character escaped; bytes that "
+    "are not UTF-8 become U+FFFD.";
+constexpr char LOOKING[] =
+    "Commands that only look (classes, info, errors, feature, the facts of the system and its modules, cache "
+    "id, ls, stat and verify, sql types) make no directory, write no class registry and no settings, and "
+    "start no "
+    "cleaner. A cache that may be read but not written (another user's copy, a read-only volume) is read "
+    "without taking part in it by cache get, attrs, has and get-file; a line on standard error says so.";
+
 /// "khost cache put [OPTIONS] URI FILE", without the options that every command has.
 std::string synopsis(const Command& pCommand)
 {
@@ -100,7 +113,7 @@ std::string manualPage()
     std::string t = ".TH KHOST 1 \"\" \"khost " + std::string(Session::version()) + "\" \"User Commands\"\n";
     t += ".SH NAME\nkhost \\- drive the framework module from the command line\n";
     t += ".SH SYNOPSIS\n.B khost\n[OPTIONS] COMMAND ...\n";
-    t += ".SH DESCRIPTION\n" + roff(WHAT) + "\n";
+    t += ".SH DESCRIPTION\n" + roff(WHAT) + "\n.PP\n" + roff(OUTPUT) + "\n.PP\n" + roff(LOOKING) + "\n";
     t += ".SH OPTIONS\nThese may stand before or after the command.\n";
     for (const Option& tOption : globalOptions())
         t += ".TP\n.B " + roff(optionText(tOption)) + "\n" + roff(tOption.help) + "\n";
@@ -124,7 +137,8 @@ std::string markdownPage()
 {
     std::string t = "# khost\n\n";
     t += "Made by `khost --markdown` from the table of commands; a test compares the two.\n\n";
-    t += std::string(WHAT) + " `khost [OPTIONS] COMMAND ...`\n\n" + STATUS +
+    t += std::string(WHAT) + " `khost [OPTIONS] COMMAND ...`\n\n" + STATUS + "\n\n" + markdown(OUTPUT) +
+         "\n\n" + LOOKING +
          "\n\n## Options\n\nBefore or after the command.\n\n| option | what |\n|---|---|\n";
     for (const Option& tOption : globalOptions())
         t += "| " + code(optionText(tOption)) + " | " + markdown(tOption.help) + " |\n";

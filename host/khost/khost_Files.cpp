@@ -11,7 +11,7 @@ namespace vel::kos::host {
 
 namespace {
 
-/// Collects what a reader answers until it answers nothing; pExpected is how much is likely to come.
+/// Collects what a reader returns until it returns nothing; pExpected is how much is likely to come.
 template <class TRead>
 uint32_t collect(TRead pRead, uint64_t pExpected, fw::CacheBytes* pBytes)
 {
@@ -40,10 +40,10 @@ uint32_t collect(TRead pRead, uint64_t pExpected, fw::CacheBytes* pBytes)
 
 } // namespace
 
-uint32_t readWholeFile(const std::string& pPath, fw::CacheBytes* pBytes)
+uint32_t readWholeFile(const std::string& pPath, fw::CacheBytes* pBytes, uint32_t pMode)
 {
     KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
+    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ | pMode, &tFile); KFAILED(tRes)) return tRes;
     KprFileInfo tInfo = {};
     uint32_t tRes = kprGetOpenFileInfo(tFile, KPR_INFO_KIND | KPR_INFO_SIZE, &tInfo);
     if (!KFAILED(tRes) && tInfo.kind == KPR_KIND_DIRECTORY) tRes = KPR_E_IS_DIRECTORY;

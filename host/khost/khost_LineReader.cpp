@@ -1,6 +1,7 @@
 #include "host/khost/khost_LineReader.h"
 
 #include <array>
+#include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -10,41 +11,66 @@
 
 namespace vel::kos::host {
 
+namespace {
+
+/// What may wait to be taken; a longer line waits alone.
+constexpr std::size_t MAX_WAITING_BYTES = 1u << 20;
+constexpr std::size_t MAX_WAITING_LINES = 4096;
+
+struct Line {
+    std::string text;
+    bool whole;
+};
+
+} // namespace
+
 struct LineReader::State {
     std::mutex mutex;
-    std::deque<std::string> lines;
+    std::condition_variable taken;
+    std::deque<Line> lines;
+    std::size_t bytes = 0; ///< of the lines that wait
     bool ended = false;
-    std::function<void()> wake; ///< empty once the reader is gone
+    bool gone = false; ///< nobody takes lines any more
+    std::function<void()> wake;
 
-    void add(std::string pLine)
+    /// False when nobody wants more lines.
+    bool add(Line pLine)
     {
-        const std::lock_guard tLock(mutex);
+        std::unique_lock tLock(mutex);
+        taken.wait(tLock, [this] {
+            return gone || (lines.size() < MAX_WAITING_LINES && bytes < MAX_WAITING_BYTES);
+        });
+        if (gone) return false;
+        bytes += pLine.text.size();
         lines.push_back(std::move(pLine));
-        if (wake) wake();
+        wake();
+        return true;
     }
     void end()
     {
         const std::lock_guard tLock(mutex);
         ended = true;
-        if (wake) wake();
+        if (!gone) wake();
     }
     void read()
     {
         std::array<char, 4096> tPart;
-        std::string tLine;
+        Line tLine{{}, true};
         for (;;) {
             const int64_t tRead = readInput(tPart.data(), tPart.size());
             if (tRead <= 0) break;
             for (int64_t i = 0; i < tRead; ++i) {
                 const char tChar = tPart[static_cast<std::size_t>(i)];
-                if (tChar != '\n')
-                    tLine += tChar;
-                else
-                    add(std::exchange(tLine, {}));
+                if (tChar == '\n') {
+                    if (!add(std::exchange(tLine, {{}, true}))) return;
+                } else if (tLine.text.size() < MAX_LINE) {
+                    tLine.text += tChar;
+                } else {
+                    tLine.whole = false;
+                }
             }
         }
-        if (!tLine.empty()) add(std::move(tLine));
-        end();
+        if (tLine.text.empty() || add(std::move(tLine))) end();
     }
 };
 
@@ -57,7 +83,8 @@ LineReader::LineReader(std::function<void()> pWake) : mState(std::make_shared<St
 LineReader::~LineReader()
 {
     const std::lock_guard tLock(mState->mutex);
-    mState->wake = nullptr;
+    mState->gone = true;
+    mState->taken.notify_all();
 }
 
 bool LineReader::isReady() const
@@ -66,12 +93,15 @@ bool LineReader::isReady() const
     return mState->ended || !mState->lines.empty();
 }
 
-bool LineReader::next(std::string& pLine)
+bool LineReader::next(std::string& pLine, bool* pWhole)
 {
     const std::lock_guard tLock(mState->mutex);
     if (mState->lines.empty()) return false;
-    pLine = std::move(mState->lines.front());
+    pLine = std::move(mState->lines.front().text);
+    *pWhole = mState->lines.front().whole;
     mState->lines.pop_front();
+    mState->bytes -= pLine.size();
+    mState->taken.notify_all();
     return true;
 }
 

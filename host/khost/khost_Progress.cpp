@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/khost/khost_Console.h"
+#include "kpr/time.h"
 
 namespace vel::kos::host {
 
@@ -16,6 +17,12 @@ Progress::~Progress() { wipe(); }
 void Progress::show(uint64_t pDone)
 {
     if (!mVisible || mTotal == 0) return;
+    // A terminal is slower than the work: the line is drawn ten times a second, and at the end.
+    constexpr uint64_t INTERVAL_MICROSECONDS = 100000;
+    uint64_t tNow = 0;
+    kprGetMonotonicTime(&tNow);
+    if (mDrawn != 0 && pDone < mTotal && tNow - mDrawn < INTERVAL_MICROSECONDS) return;
+    mDrawn = tNow;
     const std::string tNumbers = " " + std::to_string(pDone) + "/" + std::to_string(mTotal);
     const std::size_t tFixed = mWhat.size() + tNumbers.size() + 4;
     const std::size_t tWidth = terminalWidth();

@@ -14,7 +14,7 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// So much of the total is done.
+    /// So much of the total is done. Draws ten times a second at most, and when all is done.
     void show(uint64_t pDone);
     /// Wipes the line, so that something else can be written; the next show draws it again.
     void wipe();
@@ -24,6 +24,7 @@ private:
     const uint64_t mTotal;
     const bool mVisible;
     std::string mShown;
+    uint64_t mDrawn = 0; ///< when the line was drawn last, monotonic microseconds
 };
 
 } // namespace vel::kos::host

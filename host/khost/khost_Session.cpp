@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <new>
 
+#include "host/Escape.h"
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_Parser.h"
 #include "host/khost/khost_Words.h"
@@ -21,7 +22,7 @@ constexpr std::size_t OUTPUT_PART = 1u << 20;
 constexpr char PROGRAM[] = "khost";
 constexpr char MODULE[] = "kfw";
 
-void tell(const std::string& pLine) { writeStream(Stream::ERRORS, "khost: " + pLine + "\n"); }
+void tell(const std::string& pLine) { writeStream(Stream::ERRORS, "khost: " + escapeControls(pLine) + "\n"); }
 
 } // namespace
 
@@ -65,6 +66,7 @@ int Session::run(const std::vector<std::string>& pArguments)
             tStatus = usage(tLine.text);
         } else {
             mCommand = tLine.command->name;
+            mEffect = tLine.command->effect;
             mJson = tLine.arguments.has("--json");
             tStatus = mInShell || take(tLine.arguments) ? tLine.command->run(*this, tLine.arguments)
                                                         : int(STATUS_USAGE);
@@ -92,6 +94,8 @@ int Session::close(int pStatus)
     if (mApplication) {
         const int tAsked = mApplication->close();
         if (tAsked != STATUS_DONE) tStatus = tAsked;
+        for (const auto& [tName, tCheck] : std::exchange(mChecks, {}))
+            if (const int tFound = tCheck(); tStatus == STATUS_DONE) tStatus = tFound;
     }
     mCache.reset();
     mApplication.reset();
@@ -102,8 +106,17 @@ void Session::print(std::string_view pBytes)
 {
     if (pBytes.empty()) return;
     mAtLineStart = pBytes.back() == '\n';
-    mOutput += pBytes;
+    static const bool ON_TERMINAL = isTerminal(Stream::OUTPUT);
+    if (ON_TERMINAL)
+        mOutput += escapeControls(pBytes, "\t\n");
+    else
+        mOutput += pBytes;
     if (mOutput.size() >= OUTPUT_PART) flush();
+}
+
+std::string Session::shown(std::string_view pValue) const
+{
+    return isTerminal(Stream::OUTPUT) ? escapeControls(pValue, "\t") : std::string(pValue);
 }
 
 void Session::printJson(const Json& pValue) { print(pValue.text() + "\n"); }
@@ -134,6 +147,13 @@ int Session::usage(std::string_view pProblem)
     return STATUS_USAGE;
 }
 
+void Session::note(std::string_view pText) { tell(mCommand + ": " + std::string(pText)); }
+
+void Session::checkAfterClose(std::string pName, std::function<int()> pCheck)
+{
+    mChecks[std::move(pName)] = std::move(pCheck);
+}
+
 Application* Session::application()
 {
     if (mApplication) return mApplication.get();
@@ -149,6 +169,9 @@ Application* Session::application()
     tOptions.logLevel = mOptions.logLevel;
     tOptions.log.file = mOptions.logFile;
     tOptions.handleCloseSignals = true;
+    tOptions.createUserAppDir = mEffect != Command::LOOKS;
+    // Only settings need their nodes, and those may be where nothing may be written.
+    if (mEffect != Command::CHANGES) tOptions.settingsModules.clear();
     std::string tPath, tProblem;
     if (!KFAILED(fetchPath(tPath, [](char* pBuffer, uint32_t pSize) {
             return kprGetDirname(kprGetProgramPath(), pBuffer, pSize);
@@ -165,40 +188,82 @@ uint32_t Session::userAppDir(std::string& pDir)
     return pDir.empty() ? Application::defaultUserAppDir(PROGRAM, pDir) : 0;
 }
 
-fw::IFileSystemCache* Session::cache()
+fw::IFileSystemCache* Session::cache(bool* pReadOnly)
 {
+    if (pReadOnly) *pReadOnly = false;
     if (mCache) return mCache.get();
     Application* tApp = application();
     if (!tApp) return nullptr;
     auto tCache = create<fw::IFileSystemCache>(fw::CLASS_FILE_SYSTEM_CACHE);
     if (!tCache) return nullptr;
     if (auto tRes = tCache->init(tApp); KFAILED(tRes)) {
-        fail(tRes, tApp->userAppDir());
+        if (pReadOnly && (tRes == KPR_E_ACCESS_DENIED || tRes == KPR_E_READ_ONLY_VOLUME)) {
+            *pReadOnly = true;
+            note(std::string("the cache cannot be written (") + komStrError(tRes) +
+                 "): it is read without taking part in it");
+        } else {
+            fail(tRes, tApp->userAppDir());
+        }
         return nullptr;
     }
     mCache = std::move(tCache);
     return mCache.get();
 }
 
-bool Session::haveClasses()
+bool Session::hasRegistry(bool* pFailed)
 {
-    if (mHaveClasses) return true;
     const char* tRegistry = komGetClassRegistry();
     KprFileInfo tInfo;
     const uint32_t tFound = kprGetFileInfo(tRegistry, KPR_INFO_KIND, &tInfo);
-    if (tFound == KPR_E_NOT_FOUND) {
+    *pFailed = KFAILED(tFound) && tFound != KPR_E_NOT_FOUND;
+    if (*pFailed) fail(tFound, tRegistry);
+    return !KFAILED(tFound);
+}
+
+bool Session::haveClasses()
+{
+    if (mHaveClasses) return true;
+    bool tFailed = false;
+    if (!hasRegistry(&tFailed)) {
         std::string tModule;
-        if (!findModule("", tModule)) return false;
+        if (tFailed || !findModule("", tModule)) return false;
         if (auto tRes = komRegisterModule(tModule.c_str()); KFAILED(tRes)) {
             fail(tRes, tModule);
             return false;
         }
-    } else if (KFAILED(tFound)) {
-        fail(tFound, tRegistry);
-        return false;
     }
     mHaveClasses = true;
     return true;
+}
+
+void Session::createObject(const char* pClassId, const char* pIid, kom::IUnknown** pOut)
+{
+    bool tFailed = false;
+    if (mEffect == Command::LOOKS && !mHaveClasses && !hasRegistry(&tFailed)) {
+        if (tFailed) return;
+        const uint32_t tRes = createWithoutRegistry(pClassId, pIid, pOut);
+        if (KFAILED(tRes)) failClass(tRes, pClassId);
+        return;
+    }
+    if (haveClasses())
+        if (auto tRes = komCreateInstance(pClassId, pIid, pOut); KFAILED(tRes)) failClass(tRes, pClassId);
+}
+
+uint32_t Session::createWithoutRegistry(const char* pClassId, const char* pIid, kom::IUnknown** pOut)
+{
+    std::string tModule;
+    if (!findModule("", tModule)) return KPR_E_NOT_FOUND;
+    KprDSO tHandle = 0;
+    void* tSymbol = nullptr;
+    // The module stays loaded, as one that the loader has loaded does.
+    if (auto tRes = kprOpenDSO(tModule.c_str(), 0, &tHandle); KFAILED(tRes)) return tRes;
+    if (KFAILED(kprGetDSOSymbol(tHandle, "dsoGetObjectFactory", &tSymbol))) return KOM_E_NOT_A_MODULE;
+    using GetFactory = uint32_t (*)(const char*, const char*, kom::IUnknown**);
+    kom::IUnknown* tFactory = nullptr;
+    if (auto tRes = reinterpret_cast<GetFactory>(tSymbol)(pClassId, kom::IObjectFactory::IID, &tFactory);
+        KFAILED(tRes))
+        return tRes;
+    return kom::adopt(static_cast<kom::IObjectFactory*>(tFactory))->createInstance(nullptr, pIid, pOut);
 }
 
 void Session::failClass(uint32_t pCode, const char* pClassId)

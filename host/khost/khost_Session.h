@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -58,7 +60,12 @@ public:
     /// application's own if it was asked to close with one, else pStatus.
     int close(int pStatus);
 
+    /// Prints on standard output. On a terminal control characters are shown as escapes, but for tabs and
+    /// line ends; anywhere else every byte is written as it is.
     void print(std::string_view pBytes);
+    /// A value from elsewhere as a part of a line that is printed: on a terminal its line ends are escapes
+    /// too.
+    std::string shown(std::string_view pValue) const;
     void printJson(const Json& pValue);
     /// False when standard output has refused bytes.
     bool flush();
@@ -69,25 +76,34 @@ public:
     int fail(uint32_t pCode, std::string_view pAbout = {});
     /// "khost: <command>: <problem>" for what was wrongly typed.
     int usage(std::string_view pProblem);
+    /// "khost: <command>: <text>" for what the user should know although nothing failed.
+    void note(std::string_view pText);
 
     /// The application, set up at first use. Null after a failure, which has been told: return STATUS_FAILED.
     Application* application();
     /// The user application directory in use; looks only.
     uint32_t userAppDir(std::string& pDir);
-    /// The process's one cache, set up at first use; null as application().
-    fw::IFileSystemCache* cache();
+    /// The process's one cache, set up at first use; null as application(). Where it may not be written and
+    /// the command at hand only reads, *pReadOnly becomes true instead of a failure being told, and the
+    /// result is null: its files are then read without it.
+    fw::IFileSystemCache* cache(bool* pReadOnly = nullptr);
+    /// Whether there is a class registry; false with *pFailed true after a failure, which has been told.
+    bool hasRegistry(bool* pFailed);
     /// Makes sure that there is a class registry: without one the module that findModule finds is registered.
-    /// False after a failure, which has been told.
+    /// False after a failure, which has been told. Not for commands that look only.
     bool haveClasses();
-    /// An object of a registered class, empty after a failure, which has been told.
+    /// An object of a registered class, empty after a failure, which has been told. A command that looks only
+    /// and finds no class registry gets the object from the module that would be registered.
     template <class J>
     kom::Ref<J> create(const char* pClassId)
     {
-        kom::Ref<J> tObject;
-        if (haveClasses())
-            if (auto tRes = kom::createInstance(pClassId, tObject); KFAILED(tRes)) failClass(tRes, pClassId);
-        return tObject;
+        kom::IUnknown* tObject = nullptr;
+        createObject(pClassId, J::IID, &tObject);
+        return kom::adopt(static_cast<J*>(tObject));
     }
+    /// Calls pCheck when the application has closed and saved; what it returns counts as the exit status if
+    /// the status was STATUS_DONE. A later check of the same name takes the place of an earlier one.
+    void checkAfterClose(std::string pName, std::function<int()> pCheck);
     /// The native path of a module: as given, or, for "", the module beside khost or in the install's library
     /// folder. False after a failure, which has been told.
     bool findModule(const std::string& pGiven, std::string& pPath);
@@ -95,6 +111,8 @@ public:
 private:
     /// Takes the global options; false after wrong ones, which have been told.
     bool take(const Arguments& pArguments);
+    void createObject(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
+    uint32_t createWithoutRegistry(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
     void failClass(uint32_t pCode, const char* pClassId);
 
     GlobalOptions mOptions;
@@ -103,11 +121,13 @@ private:
     bool mInShell = false;
     bool mHaveClasses = false;
     std::string mCommand;
+    Command::Effect mEffect = Command::CHANGES;
     std::string mOutput;
     bool mAtLineStart = true;
     bool mOutputFailed = false;
     kom::Ref<Application> mApplication;
     kom::Ref<fw::IFileSystemCache> mCache;
+    std::map<std::string, std::function<int()>> mChecks;
 };
 
 } // namespace vel::kos::host

@@ -168,6 +168,39 @@ class HostTest(unittest.TestCase):
         self.assertEqual((result.status, result.out), (2, b""))
 
 
+class Terminal:
+    """A process with a pseudo terminal as its standard output, standard error or both."""
+
+    def __init__(self, command, env, out=True, err=False):
+        import pty
+        self.master, slave = pty.openpty()
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=slave if out else subprocess.DEVNULL,
+                                        stderr=slave if err else subprocess.PIPE, env=env)
+        os.close(slave)
+
+    def read(self):
+        """Everything that is shown until the process ends, its line ends as the process wrote them."""
+        shown = b""
+        while True:
+            try:
+                part = os.read(self.master, 65536)
+            except OSError:  # Linux says so when the last writer has gone
+                part = b""
+            if not part:
+                break
+            shown += part
+        os.close(self.master)
+        self.status = self.process.wait(TIMEOUT)
+        if self.process.stderr:
+            self.process.stderr.close()
+        return shown.replace(b"\r\n", b"\n")
+
+
+def other_user():
+    """What runs a command as a user for whom file modes count."""
+    return ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"] if os.getuid() == 0 else []
+
+
 def signals_arrive(test):
     """For tests that end khost with a signal: the thread sanitizer holds signals back until a call that it knows
     to block, which may be too late."""
@@ -182,6 +215,10 @@ def signals_arrive(test):
 def posix_only(reason):
     """For tests of what only Linux has; the Windows program is run by the same script."""
     def decorate(test):
+        if isinstance(test, type):
+            test.setUp = decorate(test.setUp)
+            return test
+
         @functools.wraps(test)
         def run(self):
             if WINDOWS:

@@ -1,5 +1,6 @@
 """Storing and reading objects."""
 
+import hashlib
 import json
 import os
 
@@ -70,6 +71,25 @@ class Objects(host.HostTest):
         self.write("file", b"something longer")
         again = json.loads(shell.run(f"cache put {URI} {quoted(native(source))} --json").text)
         self.assertEqual(again, stored)
+
+    def test_put_tells_of_another_object_that_is_kept(self):
+        source = self.write("file", b"12345")
+        shell = self.shell()
+        line = f"cache put {URI} {quoted(native(source))} --attr a=b"
+        stored = shell.run(line)
+        self.assert_done(shell.run(line), stored.text)
+        told = f"khost: cache put: the cache has another object of that URI, which is kept: {URI}\n"
+        for other in (line + "c", line + " --attr c=", f"cache put {URI} {quoted(native(source))}"):
+            again = shell.run(other)
+            self.assertEqual((again.status, again.text, again.errors), (0, stored.text, told))
+        self.write("file", b"12346")
+        again = shell.run(line)
+        self.assertEqual((again.status, again.text, again.errors), (0, stored.text, told))
+
+    def test_id_needs_no_cache(self):
+        self.assert_done(self.khost("cache", "id", URI + "/../%64ocument?query"),
+                         hashlib.md5(URI.encode()).hexdigest().upper() + "\n")
+        self.assertEqual(os.listdir(self.folder), [])
 
     def test_has_and_id(self):
         source = self.write("file", b"x")
@@ -164,3 +184,69 @@ class Objects(host.HostTest):
         for line in ("pin", "pin", "unpin", "unpin"):
             self.assert_done(shell.run(f"cache {line} {URI}"), "")
         self.assert_fails(shell.run(f"cache unpin {URI}"), "cache unpin", "0x80070057", "E_INVALIDARG", URI)
+
+
+@host.posix_only("what a user may write is told by file modes here")
+class ReadOnly(host.HostTest):
+    """A cache that somebody else may read."""
+
+    def setUp(self):
+        super().setUp()
+        source = self.write("file", b"some data")
+        self.assert_done(self.khost("cache", "put", URI, source, "--attr", "a=b"))
+        self.identity = self.objects()[0]
+        self.whole = self.read("app", "cache", "objects", self.identity)
+        os.chmod(self.classes, 0o644)
+        for folder, _, names in os.walk(self.folder):
+            os.chmod(folder, 0o555)
+            for name in names:
+                os.chmod(os.path.join(folder, name), 0o444)
+        self.addCleanup(self.make_writable)
+        self.before = self.tree()
+
+    def make_writable(self):
+        for folder, _, _ in os.walk(self.folder):
+            os.chmod(folder, 0o755)
+
+    def ask(self, *arguments):
+        return self.khost(command=host.other_user() + self.command(*arguments))
+
+    def test_objects_are_read_and_it_is_said_how(self):
+        for arguments, out in ((("get", URI), b"some data"), (("attrs", URI), b"a=b\n"), (("has", URI), b"yes\n"),
+                               (("get-file", self.identity), self.whole)):
+            with self.subTest(arguments=arguments):
+                result = self.ask("cache", *arguments)
+                self.assertEqual((result.status, result.out), (0, out), result.errors)
+                self.assertEqual(result.errors, f"khost: cache {arguments[0]}: the cache cannot be written (permission "
+                                                "denied): it is read without taking part in it\n")
+        result = self.ask("cache", "has", URI + "/other")
+        self.assertEqual((result.status, result.out), (1, b"no\n"))
+        self.assertEqual(self.tree(), self.before)
+
+    def test_what_is_not_there_or_bad(self):
+        for arguments, code in ((("get", URI + "/other"), "0x96230003 KPR_E_NOT_FOUND"),
+                                (("get-file", "F" * 32), "0x96230003 KPR_E_NOT_FOUND"),
+                                (("attrs", "no-scheme"), "0x80070057 E_INVALIDARG"),
+                                (("has", "no-scheme"), "0x80070057 E_INVALIDARG")):
+            result = self.ask("cache", *arguments)
+            self.assertEqual((result.status, result.out), (1, b""))
+            self.assertIn(f"khost: cache {arguments[0]}: {code} ", result.errors.splitlines()[1])
+        path = self.path("app", "cache", "objects", self.identity)
+        os.chmod(path, 0o644)
+        with open(path, "wb") as file:
+            file.write(self.whole[:20])
+        result = self.ask("cache", "get", URI)
+        self.assertEqual(result.status, 1)
+        self.assertIn("incomplete read of object header", result.errors.splitlines()[1])
+
+    def test_looking(self):
+        self.assert_done(self.ask("cache", "verify"), "1 checked, 0 bad\n")
+        self.assertEqual([row["id"] for row in json.loads(self.ask("cache", "ls", "--json").text)], [self.identity])
+        self.assertEqual(json.loads(self.ask("cache", "stat", "--json").text)["objects"], 1)
+        self.assertEqual(self.tree(), self.before)
+
+    def test_changing_fails(self):
+        result = self.ask("cache", "put", "http://h/", self.path("file"))
+        self.assertEqual(result.status, 1)
+        self.assertIn("khost: cache put: 0x96230002 KPR_E_ACCESS_DENIED ", result.errors)
+        self.assertEqual(self.tree(), self.before)

@@ -1,9 +1,11 @@
 """Looking at a cache from outside: ls, stat, verify."""
 
+import contextlib
 import json
 import os
 import shutil
 import struct
+import subprocess
 import time
 
 import host
@@ -114,7 +116,7 @@ class Files(host.HostTest):
         os.mkdir(os.path.join(folder, "A6" * 16))
         reasons = {name: reason for name, (_, reason) in bad.items()}
         reasons["A6" * 16] = "regular file"
-        # A temporary file of a write that is under way, and strangers: no object files.
+        # A temporary file of a write that is under way, and other files that are no objects.
         for name in ("0" * 32 + ".tmp", "README", "a" * 32):
             self.write(os.path.join(folder, name), b"")
         return reasons, shell
@@ -141,6 +143,49 @@ class Files(host.HostTest):
         self.assertEqual([row["id"] for row in rows if not row["valid"]], sorted(reasons))
         self.assertTrue(all(row["attributes"] is None and row["data_bytes"] is None for row in rows if not row["valid"]))
         self.assertIn("other files 3", " ".join(shell.run("cache stat").text.split()))
+
+    @host.posix_only("so many files are too much for Wine")
+    def test_what_a_cleaner_takes_meanwhile_is_not_bad(self):
+        shell = self.closed_cache()
+        shell.close()
+        folder = self.path("app", "cache", "objects")
+        data = self.read(folder, self.objects()[0])
+        names = [f"{number:032X}" for number in range(3000)]
+        met = False
+        for attempt in range(10):
+            for name in names:
+                self.write(os.path.join(folder, name), data)
+            command = ("verify", "ls")[attempt % 2]
+            process = subprocess.Popen(self.command("cache", command, "--json"), stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE, env=self.environment())
+            # The folder is open while it is listed; then the files are examined in the order of their names.
+            self.wait_for_listing(process, folder)
+            for name in reversed(names):
+                os.remove(os.path.join(folder, name))
+            out, errors = process.communicate(timeout=host.TIMEOUT)
+            self.assertEqual((process.returncode, errors), (0, b""), out[-300:])
+            found = json.loads(out)
+            if command == "ls":
+                self.assertTrue(all(row["valid"] for row in found))
+                count = len(found)
+            else:
+                self.assertEqual(found["bad"], [])
+                count = found["checked"]
+            met = met or 3 < count < 3003
+        self.assertTrue(met, "no attempt met the removal half way")
+
+    def wait_for_listing(self, process, folder):
+        """Waits until the process has opened a folder and closed it again, or has ended."""
+        seen = False
+        while process.poll() is None:
+            paths = set()
+            with contextlib.suppress(OSError):
+                for number in os.listdir(f"/proc/{process.pid}/fd"):
+                    with contextlib.suppress(OSError):
+                        paths.add(os.readlink(f"/proc/{process.pid}/fd/{number}"))
+            if seen and folder not in paths:
+                return
+            seen = seen or folder in paths
 
     def test_a_link_is_no_object(self):
         if host.WINDOWS:

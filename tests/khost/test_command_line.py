@@ -1,7 +1,10 @@
 """Help, wrong usage, global options."""
 
+import json
 import os
 import re
+import shutil
+import time
 
 import host
 from host import native
@@ -73,8 +76,80 @@ class CommandLine(host.HostTest):
         self.assertEqual([line.split("properties.ini")[1] for line in result.errors.splitlines()],
                          [', line 2: the line is not "name = value"', ", line 3: the name is missing"])
 
+    def test_looking_makes_nothing(self):
+        for line in ("classes", "info", "errors", "sysinfo os", "modules", "module kfw", "version kfw", "product KOS",
+                     "feature a", "cache id http://h/", "cache ls", "cache stat", "cache verify", "sql types"):
+            with self.subTest(line=line):
+                result = self.khost(*line.split())
+                if line.split()[-1] in ("ls", "stat", "verify"):
+                    self.assertEqual(result.status, 1)
+                else:
+                    self.assertEqual((result.status, result.errors), (0, ""))
+                self.assertEqual(os.listdir(self.folder), [])
+
+    def test_looking_leaves_what_is_there(self):
+        os.mkdir(self.app_dir)
+        self.assert_done(self.khost("feature", "a"))
+        self.assert_done(self.khost("sysinfo", "os"))
+        self.assertEqual(os.listdir(self.folder), ["app"])
+        self.assertEqual(os.listdir(self.app_dir), [], "neither cache nor settings")
+
+    def test_error_lines_hold_no_control_characters(self):
+        result = self.khost("errors", "a\x1b[2J\nkhost: forged\x7f\u009b")
+        self.assert_usage(result, 'errors: "a\\x1b[2J\\nkhost: forged\\x7f\\u009b" is neither')
+        self.assertNotIn("\x1b", self.khost("--frob\x1b").errors)
+
+    def test_json_escapes_every_control_character(self):
+        result = self.khost("--json", "feature", "a\x7f\u0080\u009f\u00a0\x1b\u00e4")
+        self.assert_done(result)
+        self.assertIn('"a\\u007f\\u0080\\u009f\u00a0\\u001b\u00e4"', result.text)
+        self.assertEqual(json.loads(result.text)[0]["name"], "a\x7f\u0080\u009f\u00a0\x1b\u00e4")
+
     def test_json_before_or_after_the_command(self):
         before = self.khost("--json", "cache", "id", "http://h/")
         self.assert_done(before)
         self.assertEqual(before.text, self.khost("cache", "id", "http://h/", "--json").text)
         self.assertRegex(before.text, r'\A"[0-9A-F]{32}"\n\Z')
+
+
+@host.posix_only("Wine has no pseudo terminals")
+class OnATerminal(host.HostTest):
+    def shown(self, *arguments, **streams):
+        terminal = host.Terminal(self.command(*arguments), self.environment(), **streams)
+        shown = terminal.read()
+        self.status = terminal.status
+        return shown
+
+    def test_control_characters_are_shown_as_escapes(self):
+        data = b"text\x1b[2J\tmore\nnext \xc3\xa4\xc2\x9b\x9b\x7f\n"
+        source = self.write("file", data)
+        self.assert_done(self.khost("cache", "put", "http://h/", source, "--attr", "a=b\nc=d\x1b[0m"))
+        self.assertEqual(self.shown("cache", "get", "http://h/"),
+                         b"text\\x1b[2J\tmore\nnext \xc3\xa4\\u009b\\x9b\\x7f\n")
+        self.assertEqual(self.shown("cache", "attrs", "http://h/"), b"a=b\\nc=d\\x1b[0m\n")
+        self.assertEqual(self.shown("feature", "x\ny\x07"), b"x\\ny\\x07 disabled\n")
+        self.assertEqual(self.shown("sql", "query", "type=sqlite;file=:memory:", "select char(27) || '[2J'"),
+                         b"\\x1b[2J\n")
+        # A pipe gets what there is.
+        self.assertEqual(self.khost("cache", "get", "http://h/").out, data)
+        self.assertEqual(self.khost("cache", "attrs", "http://h/").out, b"a=b\nc=d\x1b[0m\n")
+
+    def test_values_of_settings(self):
+        self.assert_done(self.khost("user", "set", "City", "one\ntwo\x1b"))
+        self.assertEqual(self.shown("user", "get", "City"), b"City=one\\ntwo\\x1b\n")
+
+    def test_progress_is_drawn_by_time(self):
+        source = self.write("file", b"x")
+        self.assert_done(self.khost("cache", "put", "http://h/", source))
+        folder = self.path("app", "cache", "objects")
+        first = os.path.join(folder, self.objects()[0])
+        for number in range(3000):
+            shutil.copy(first, os.path.join(folder, f"{number:032X}"))
+        start = time.monotonic()
+        shown = self.shown("cache", "verify", out=False, err=True)
+        seconds = time.monotonic() - start
+        self.assertEqual(self.status, 0)
+        self.assertIn(b"verify [", shown)
+        drawn = shown.count(b"verify [")
+        self.assertLessEqual(drawn, 10 * seconds + 2, f"{len(shown)} bytes in {seconds:.1f} s")
+        self.assertTrue(shown.endswith(b" \r"), "the line is wiped")

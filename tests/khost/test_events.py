@@ -1,6 +1,10 @@
 """events: who is served, in which order."""
 
+import contextlib
 import json
+import os
+import re
+import subprocess
 
 import host
 
@@ -49,6 +53,59 @@ class Events(host.HostTest):
         lines = [f"type{i % 100}\ttext {i}" for i in range(5000)]
         result = self.khost("events", stdin="".join(line + "\n" for line in lines).encode())
         self.assert_done(result, "".join(f"*\t{line}\n{line.split(chr(9))[0]}\t{line}\n" for line in lines))
+
+    def test_the_type_star_is_a_type_like_any_other(self):
+        self.assert_done(self.khost("events", stdin=b"*\tone\na\ttwo\n*\tthree\n"),
+                         "*\t*\tone\n*\t*\tone\n*\ta\ttwo\na\ta\ttwo\n*\t*\tthree\n*\t*\tthree\n")
+
+    def test_a_type_holds_no_nul(self):
+        result = self.khost("events", stdin=b"a\tone\na\0b\ttwo\na\tthree\0\n")
+        self.assertEqual((result.status, result.text), (1, "*\ta\tone\na\ta\tone\n*\ta\tthree\0\na\ta\tthree\0\n"))
+        self.assertEqual(result.errors, "khost: events: 0x80070057 E_INVALIDARG invalid argument: line 2\n")
+
+    def test_a_line_that_is_too_long(self):
+        result = self.khost("events", stdin=b"a\t" + b"x" * (17 << 20) + b"\na\tone\n")
+        self.assertEqual((result.status, result.text), (1, "*\ta\tone\na\ta\tone\n"))
+        self.assertEqual(result.errors, "khost: events: 0x96230015 KPR_E_TOO_LARGE too large: line 1\n")
+
+    @host.posix_only("memory is read from /proc")
+    def test_input_without_end_takes_bounded_memory(self):
+        if os.environ.get("KFW_SANITIZE"):
+            self.skipTest("sanitizers take memory of their own")
+        for options in ((), ("--json",)):
+            with self.subTest(options=options):
+                process = subprocess.Popen(self.command("events", *options), stdin=subprocess.PIPE,
+                                           stdout=subprocess.DEVNULL, env=self.environment())
+                part = (b"type\t" + b"x" * 1000 + b"\n") * 1000
+                for _ in range(100):
+                    process.stdin.write(part)
+                process.stdin.flush()
+                with open(f"/proc/{process.pid}/status", encoding="utf-8") as file:
+                    peak = int(re.search(r"VmHWM:\s+(\d+) kB", file.read()).group(1))
+                process.stdin.close()
+                self.assertEqual(process.wait(host.TIMEOUT), 0)
+                self.assertLess(peak, 48 << 10, "after 100 MB of input")
+
+    def test_ends_when_nobody_reads_its_output(self):
+        process = subprocess.Popen(self.command("events"), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, env=self.environment())
+        process.stdin.write(b"a\tone\n")
+        process.stdin.flush()
+        process.stdout.readline()
+        process.stdout.close()
+        # The input stays open: khost ends by itself.
+        for _ in range(2):
+            try:
+                process.stdin.write(b"a\ttwo\n" * 100)
+                process.stdin.flush()
+            except BrokenPipeError:
+                break
+        self.assertEqual(process.wait(host.TIMEOUT), 1)
+        errors = process.stderr.read().decode()
+        process.stderr.close()
+        self.assertIn("khost: events: 0x96230001 KPR_E_IO input/output error: standard output", errors)
+        with contextlib.suppress(BrokenPipeError):
+            process.stdin.close()
 
     def test_usage(self):
         self.assert_usage(self.khost("events", "--fail"), "--fail")

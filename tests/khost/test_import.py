@@ -54,6 +54,36 @@ class Import(host.HostTest):
             uri = "http://h/x/" + urllib.parse.quote(name)
             self.assert_done(shell.run(f"cache id {quoted(uri)}"), stored[name] + "\n")
 
+    def test_base_and_path_are_joined_with_a_slash(self):
+        self.write("tree/a.txt", b"x")
+        shell = self.shell()
+        stored = shell.run(f"cache import {quoted(native(self.path('tree')))} --base http://h/x")
+        self.assert_done(stored)
+        self.assertEqual(shell.run("cache id http://h/x/a.txt").text.strip(), stored.text.split()[0])
+
+    def test_two_files_of_one_object(self):
+        """All that follows a "?" in the base names the same object."""
+        self.write("tree/a.txt", b"first")
+        self.write("tree/b.txt", b"second")
+        shell = self.shell()
+        result = shell.run(f"cache import {quoted(native(self.path('tree')))} --base http://h/x?file=")
+        self.assertEqual((result.status, len(result.text.splitlines())), (1, 1))
+        self.assertRegex(result.errors, r"\Akhost: cache import: 0x9623000B KPR_E_EXISTS [^\n]*b\.txt: the same "
+                                        r"object as a\.txt\n\Z")
+        self.assertEqual(len(self.objects()), 1)
+
+    def test_another_object_that_is_there_is_kept(self):
+        self.write("tree/a.txt", b"first")
+        shell = self.shell()
+        line = f"cache import {quoted(native(self.path('tree')))} --base http://h/x"
+        self.assert_done(shell.run(line))
+        self.assert_done(shell.run(line))
+        self.write("tree/a.txt", b"changed")
+        result = shell.run(line)
+        self.assertEqual((result.status, result.errors),
+                         (0, "khost: cache import: the cache has another object of that URI, which is kept: "
+                             "http://h/x/a.txt\n"))
+
     @host.posix_only("Wine shows a link as what it leads to")
     def test_links_are_not_followed(self):
         self.fill()

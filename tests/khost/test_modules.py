@@ -19,10 +19,12 @@ class Registry(host.HostTest):
 
     def test_first_use_registers_the_module_beside_khost(self):
         classes = self.listed(self.khost("classes"))
+        self.assertEqual(os.listdir(self.folder), [], "looking registers nothing")
+        self.khost("cache", "has", "http://h/")
         self.assertEqual(classes[MODULE_CLASSES["file-system cache"]].lower(), native(module_path()).lower())
         self.assertEqual(list(classes), sorted(classes))
         self.assertTrue(os.path.exists(self.classes))
-        self.assertFalse(os.path.exists(self.app_dir), "listing classes needs no directory of the user")
+        self.assertEqual(self.listed(self.khost("classes")), classes)
 
     def test_register_and_unregister(self):
         shell = self.shell()
@@ -35,7 +37,7 @@ class Registry(host.HostTest):
         self.assert_done(shell.run("classes"), "")
         self.assert_done(shell.run("classes --json"), "[]\n")
         self.assert_fails(shell.run("unregister"), "unregister", "0x96240003", "KOM_E_CLASSNOTREGISTERED")
-        self.assert_fails(shell.run("cache id http://h/"), "cache id", "0x96240003", "KOM_E_CLASSNOTREGISTERED",
+        self.assert_fails(shell.run("cache has http://h/"), "cache has", "0x96240003", "KOM_E_CLASSNOTREGISTERED",
                           MODULE_CLASSES["file-system cache"])
         self.assert_done(shell.run("register " + host.quoted(native(module_path()))), "")
         self.assertEqual(self.listed(shell.run("classes")), classes)

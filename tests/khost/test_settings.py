@@ -1,8 +1,10 @@
 """user get, user set, mail get, mail set: what one process changes, the next one finds."""
 
+import contextlib
 import json
 import os
 import signal
+import sqlite3
 import stat
 import subprocess
 import unittest
@@ -119,18 +121,45 @@ class Settings(host.HostTest):
         self.assert_done(self.khost("user", "get", "City"), "City=\n")
 
     @unittest.skipIf(host.WINDOWS, "there the store is the registry")
+    def test_a_change_that_could_not_be_saved(self):
+        self.assert_done(self.khost("user", "set", "City", "old"))
+        shell = self.shell()
+        self.assert_done(shell.run("user set City new"))
+        self.assert_done(shell.run("mail set SendCC 1"))
+        with contextlib.closing(sqlite3.connect(self.path("app", "settings"), isolation_level=None)) as store:
+            store.execute("BEGIN IMMEDIATE")  # nobody else writes
+            shell.process.stdin.close()
+            self.assertEqual(shell.process.wait(host.TIMEOUT), 1)
+            errors = shell.read_errors().decode()
+        self.assertIn(" 0x80004005 E_FAIL operation failed: City was not saved\n", errors)
+        self.assertIn(" 0x80004005 E_FAIL operation failed: SendCC was not saved\n", errors)
+        shell.close()
+        self.assert_done(self.khost("user", "get", "City"), "City=old\n")
+
+    @unittest.skipIf(host.WINDOWS, "there the store is the registry")
+    def test_a_store_that_is_locked_cannot_be_read(self):
+        self.assert_done(self.khost("user", "set", "City", "old"))
+        with contextlib.closing(sqlite3.connect(self.path("app", "settings"), isolation_level=None)) as store:
+            store.execute("BEGIN EXCLUSIVE")
+            result = self.khost("user", "get", "City")
+        self.assertEqual((result.status, result.out), (1, b""))
+        self.assertIn("khost: user get: 0x80004005 E_FAIL operation failed: the settings store cannot be read\n",
+                      result.errors)
+
+    @unittest.skipIf(host.WINDOWS, "there the store is the registry")
     def test_a_damaged_store_is_kept(self):
         self.write("app/settings", b"x" * 5000)
         result = self.khost("user", "set", "City", "new")
         self.assertEqual((result.status, result.out), (1, b""))
-        self.assertIn("khost: user set: 0x80000102 E_READ_ONLY ", result.errors)
+        self.assertIn("khost: user set: 0x80004005 E_FAIL ", result.errors)
         self.assertIn("is damaged and stays as it is", result.errors)
         self.assertEqual(self.read("app", "settings"), b"x" * 5000)
         copies = [name for name in os.listdir(self.app_dir) if name.startswith("settings.damaged-")]
         self.assertEqual(len(copies), 1)
-        self.assertEqual(self.khost("user", "get", "City").text, "City=\n")
-        result = self.khost("mail", "set", "SendCC", "1")
-        self.assertIn("khost: mail set: 0x80000100 E_WRONG_STATE ", result.errors)
+        for arguments in (("user", "get", "City"), ("mail", "get"), ("mail", "set", "SendCC", "1")):
+            result = self.khost(*arguments)
+            self.assertEqual((result.status, result.out), (1, b""))
+            self.assertIn("the settings store cannot be read", result.errors)
 
 
 if __name__ == "__main__":

@@ -36,6 +36,17 @@ class Drivers(SqlTest):
     def test_a_driver_that_is_given(self):
         self.assert_done(self.khost("sql", "types", "--driver", native(self.driver("sqldrv_sqlite"))), "sqlite\n")
 
+    def test_a_driver_that_is_given_twice(self):
+        """By two paths: a folder twice, and a link."""
+        driver = self.driver("sqldrv_sqlite")
+        folder, name = os.path.split(driver)
+        paths = [driver, os.path.join(folder, "..", os.path.basename(folder), name)]
+        if not host.WINDOWS:
+            os.symlink(driver, self.path("link.so"))
+            paths.append(self.path("link.so"))
+        options = [word for path in paths for word in ("--driver", native(path))]
+        self.assert_done(self.khost("sql", "types", *options), "sqlite\n")
+
     def test_the_example_driver(self):
         folder = os.path.dirname(host.KHOST[-1])
         driver = native(os.path.join(folder, "example_sql_driver.dll" if host.WINDOWS else "libexample_sql_driver.so"))
@@ -80,6 +91,11 @@ class Sqlite(SqlTest):
         result = self.query(self.file, "select a, b from t order by a", "--json")
         self.assertEqual(json.loads(result.text), [{"a": "1", "b": "x\ty\nz\\"}, {"a": "2", "b": None},
                                                    {"a": "3", "b": "ä"}])
+
+    def test_json_keeps_columns_of_one_name(self):
+        result = self.query(self.file, "select 1 as a, 2 as a, 3 as b, 4 as a, 5 as 'a:2'", "--json")
+        self.assert_done(result)
+        self.assertEqual(json.loads(result.text), [{"a": "1", "a:2": "2", "b": "3", "a:3": "4", "a:2:2": "5"}])
 
     def test_many_rows(self):
         # Each line of the shell opens the database anew; what one statement does is a transaction.

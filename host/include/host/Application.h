@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -87,16 +88,17 @@ public:
     /// Where an application of that name keeps the user's files by default.
     static uint32_t defaultUserAppDir(const std::string& pName, std::string& pDir);
 
-    /// Serves idle callouts and waits, until the application is asked to close; answers the exit status asked
+    /// Serves idle callouts and waits, until the application is asked to close; returns the exit status asked
     /// for (1 after Ctrl-C and its like). Main thread.
     int run();
-    /// The same until pDone (may be empty) answers true or pMilliseconds (Waker::FOREVER: no limit) have
+    /// The same until pDone (may be empty) returns true or pMilliseconds (Waker::FOREVER: no limit) have
     /// passed; pDone is asked before every wait, so whoever makes it true calls wakeUp. False when the
     /// application has been asked to close. Main thread, not from inside a callout.
     bool serve(const std::function<bool()>& pDone, uint32_t pMilliseconds);
     /// Calls the close hooks in the order of their numbers, equal ones in the order of their enrolment, drops
-    /// the idle callouts, and lets go of everything it held. Hooks may remove other hooks, and callouts and
-    /// hooks can be added no more. Answers the exit status. The second call does nothing. Main thread.
+    /// the idle callouts, and lets go of everything it held. Called inside an idle callout it drops the rest
+    /// of that run as well. Hooks may remove other hooks, and callouts and hooks can be added no more.
+    /// Returns the exit status. The second call does nothing. Main thread.
     int close();
     /// Whether the application has been asked to close. Any thread.
     bool isCloseRequested() const noexcept;
@@ -168,7 +170,8 @@ private:
     std::mutex mMutex; ///< guards what follows, which other threads may add to
     bool mClosed = false;
     std::vector<kom::Ref<fw::IIdleCallout>> mCallouts;
-    std::vector<CloseHook> mHooks; ///< in the order in which they are called
+    std::deque<kom::Ref<fw::IIdleCallout>> mDue; ///< what the idle run under way has yet to call
+    std::vector<CloseHook> mHooks;               ///< in the order in which they are called
 };
 
 } // namespace vel::kos::host

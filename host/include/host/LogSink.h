@@ -8,8 +8,8 @@
 namespace vel::kos::host {
 
 /// Writes lines "LEVEL domain: message"; in the file each is preceded by local time, process and thread.
-/// Control characters in a message are written as blanks, so that a message is one line. All operations
-/// from any thread; a line that cannot be written is lost and disturbs nobody.
+/// Control characters of a message are written as escapes (host/Escape.h), so that a message is one line. All
+/// operations from any thread; a line that cannot be written is lost and disturbs nobody.
 class LogSink {
 public:
     struct Options {
@@ -25,8 +25,8 @@ public:
     LogSink(const LogSink&) = delete;
     LogSink& operator=(const LogSink&) = delete;
 
-    /// Starts writing; *pProblem gets the reason in words when the file cannot be opened (the answer is then
-    /// KPR_E_IO and the console alone is written to).
+    /// Starts writing; *pProblem gets the reason in words when the file cannot be opened (KPR_E_IO is then
+    /// returned and the console alone is written to).
     uint32_t open(const Options& pOptions, std::string* pProblem);
     void write(uint32_t pLevel, const char* pDomain, const char* pMessage);
     /// The least important level that is written (fw::LogLevel).

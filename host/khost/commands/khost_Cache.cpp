@@ -1,11 +1,16 @@
 // cache put, get, attrs, has, id, put-file, get-file, pin, unpin.
 #include "host/khost/commands/khost_Cache.h"
 
+#include <cstring>
+
 #include "host/khost/khost_Commands.h"
 #include "host/khost/khost_Files.h"
 #include "host/khost/khost_Session.h"
 #include "kfw/cache/format/kfw_CacheId.h"
+#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kgen/uri.h"
 #include "kpr/file.h"
+#include "kpr/md5.h"
 
 namespace vel::kos::host {
 
@@ -51,6 +56,36 @@ int printStored(Session& pSession, const fw::CacheId& pId)
     return STATUS_DONE;
 }
 
+/// Reads an object's file without the cache. Returns STATUS_DONE, or the exit status after what has been
+/// told.
+int readObject(Session& pSession, const std::string& pName, std::string_view pAbout, fw::CacheBytes* pFile)
+{
+    std::string tAppDir;
+    if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
+    const uint32_t tRes = readWholeFile(objectPath(tAppDir, pName), pFile, KPR_OPEN_REGULAR);
+    return KFAILED(tRes) ? pSession.fail(tRes, pAbout) : STATUS_DONE;
+}
+
+/// The same for an object named by its URI, taken apart as the cache does.
+int readObject(Session& pSession, const std::string& pUri, fw::CacheAttrList* pAttributes,
+               fw::CacheBytes* pData)
+{
+    fw::CacheId tId;
+    if (auto tRes = computeCacheId(pUri, &tId); KFAILED(tRes)) return pSession.fail(tRes, pUri);
+    fw::CacheBytes tFile;
+    const std::string tName = cacheIdText(tId);
+    if (const int tStatus = readObject(pSession, tName, pUri, &tFile); tStatus != STATUS_DONE) return tStatus;
+    kfw::ObjectFileHeader tHeader;
+    if (const std::string tProblem = kfw::parseObject(tName, tFile.mData, tFile.mSize, &tHeader, pAttributes);
+        !tProblem.empty())
+        return pSession.fail(E_FAIL, tProblem);
+    if (tHeader.dataSize == 0) return STATUS_DONE;
+    pData->mData = static_cast<uint8_t*>(komCalloc(1, tHeader.dataSize));
+    pData->mSize = tHeader.dataSize;
+    std::memcpy(pData->mData, tFile.mData + tHeader.dataOffset, tHeader.dataSize);
+    return STATUS_DONE;
+}
+
 int put(Session& pSession, const Arguments& pArguments)
 {
     fw::CacheAttrList tAttributes;
@@ -65,36 +100,48 @@ int put(Session& pSession, const Arguments& pArguments)
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
     fw::CacheId tId;
-    uint32_t tRes = tCache->computeCacheId(pArguments.text("URI").c_str(), &tId);
-    if (!KFAILED(tRes)) tRes = tCache->putObject(pArguments.text("URI").c_str(), &tAttributes, &tData);
+    const uint32_t tRes = storeObject(pSession, tCache, pArguments.text("URI"), tAttributes, tData, &tId);
     return KFAILED(tRes) ? pSession.fail(tRes, pArguments.text("URI")) : printStored(pSession, tId);
 }
 
 int get(Session& pSession, const Arguments& pArguments)
 {
-    fw::IFileSystemCache* tCache = pSession.cache();
-    if (!tCache) return STATUS_FAILED;
+    const std::string& tUri = pArguments.text("URI");
+    bool tReadOnly = false;
+    fw::IFileSystemCache* tCache = pSession.cache(&tReadOnly);
+    if (!tCache && !tReadOnly) return STATUS_FAILED;
     fw::CacheAttrList tAttributes;
     fw::CacheBytes tData;
-    if (auto tRes = tCache->getObject(pArguments.text("URI").c_str(), &tAttributes, &tData); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.text("URI"));
+    if (tCache) {
+        if (auto tRes = tCache->getObject(tUri.c_str(), &tAttributes, &tData); KFAILED(tRes))
+            return pSession.fail(tRes, tUri);
+    } else if (const int tStatus = readObject(pSession, tUri, &tAttributes, &tData); tStatus != STATUS_DONE) {
+        return tStatus;
+    }
     return writeResult(pSession, pArguments.text("--output"), tData);
 }
 
 int attrs(Session& pSession, const Arguments& pArguments)
 {
-    fw::IFileSystemCache* tCache = pSession.cache();
-    if (!tCache) return STATUS_FAILED;
+    const std::string& tUri = pArguments.text("URI");
+    bool tReadOnly = false;
+    fw::IFileSystemCache* tCache = pSession.cache(&tReadOnly);
+    if (!tCache && !tReadOnly) return STATUS_FAILED;
     fw::CacheAttrList tList;
-    if (auto tRes = tCache->getAttributes(pArguments.text("URI").c_str(), &tList); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.text("URI"));
+    fw::CacheBytes tData;
+    if (tCache) {
+        if (auto tRes = tCache->getAttributes(tUri.c_str(), &tList); KFAILED(tRes))
+            return pSession.fail(tRes, tUri);
+    } else if (const int tStatus = readObject(pSession, tUri, &tList, &tData); tStatus != STATUS_DONE) {
+        return tStatus;
+    }
     auto tJson = Json::array();
     for (uint32_t i = 0; i < tList.mCount; ++i) {
         const fw::KFSCacheAttr& tAttr = tList.mAttrs[i];
         if (pSession.json())
             tJson.add(std::vector<std::string>{tAttr.mKey, tAttr.mValue});
         else
-            pSession.print(std::string(tAttr.mKey) + "=" + tAttr.mValue + "\n");
+            pSession.print(pSession.shown(tAttr.mKey) + "=" + pSession.shown(tAttr.mValue) + "\n");
     }
     if (pSession.json()) pSession.printJson(tJson);
     return STATUS_DONE;
@@ -102,11 +149,26 @@ int attrs(Session& pSession, const Arguments& pArguments)
 
 int has(Session& pSession, const Arguments& pArguments)
 {
-    fw::IFileSystemCache* tCache = pSession.cache();
-    if (!tCache) return STATUS_FAILED;
+    const std::string& tUri = pArguments.text("URI");
+    bool tReadOnly = false;
+    fw::IFileSystemCache* tCache = pSession.cache(&tReadOnly);
+    if (!tCache && !tReadOnly) return STATUS_FAILED;
     uint32_t tExists = 0;
-    if (auto tRes = tCache->hasObject(pArguments.text("URI").c_str(), &tExists); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.text("URI"));
+    uint32_t tRes = 0;
+    if (tCache) {
+        tRes = tCache->hasObject(tUri.c_str(), &tExists);
+    } else {
+        fw::CacheId tId;
+        std::string tAppDir;
+        tRes = computeCacheId(tUri, &tId);
+        if (!KFAILED(tRes)) tRes = pSession.userAppDir(tAppDir);
+        KprFileInfo tInfo = {};
+        if (!KFAILED(tRes))
+            tRes = kprGetFileInfo(objectPath(tAppDir, cacheIdText(tId)).c_str(), KPR_INFO_KIND, &tInfo);
+        tExists = KFAILED(tRes) ? 0 : 1;
+        if (tRes == KPR_E_NOT_FOUND) tRes = 0;
+    }
+    if (KFAILED(tRes)) return pSession.fail(tRes, tUri);
     if (pSession.json())
         pSession.printJson(tExists != 0);
     else
@@ -116,10 +178,8 @@ int has(Session& pSession, const Arguments& pArguments)
 
 int id(Session& pSession, const Arguments& pArguments)
 {
-    fw::IFileSystemCache* tCache = pSession.cache();
-    if (!tCache) return STATUS_FAILED;
     fw::CacheId tId;
-    if (auto tRes = tCache->computeCacheId(pArguments.text("URI").c_str(), &tId); KFAILED(tRes))
+    if (auto tRes = computeCacheId(pArguments.text("URI"), &tId); KFAILED(tRes))
         return pSession.fail(tRes, pArguments.text("URI"));
     if (pSession.json())
         pSession.printJson(cacheIdText(tId));
@@ -150,11 +210,17 @@ int getFile(Session& pSession, const Arguments& pArguments)
 {
     fw::CacheId tId;
     if (!kfw::parseCacheId(pArguments.text("ID"), &tId)) return badId(pSession, pArguments.text("ID"));
-    fw::IFileSystemCache* tCache = pSession.cache();
-    if (!tCache) return STATUS_FAILED;
+    bool tReadOnly = false;
+    fw::IFileSystemCache* tCache = pSession.cache(&tReadOnly);
+    if (!tCache && !tReadOnly) return STATUS_FAILED;
     fw::CacheBytes tFile;
-    if (auto tRes = tCache->getObjectFile(&tId, &tFile); KFAILED(tRes))
-        return pSession.fail(tRes, pArguments.text("ID"));
+    if (tCache) {
+        if (auto tRes = tCache->getObjectFile(&tId, &tFile); KFAILED(tRes))
+            return pSession.fail(tRes, pArguments.text("ID"));
+    } else if (const int tStatus = readObject(pSession, cacheIdText(tId), pArguments.text("ID"), &tFile);
+               tStatus != STATUS_DONE) {
+        return tStatus;
+    }
     return writeResult(pSession, pArguments.text("--output"), tFile);
 }
 
@@ -201,6 +267,9 @@ void addCacheObjectCommands(std::vector<Command>& pTable)
           .run = put,
           .positionals = {tUri, tFile},
           .options = {tAttribute},
+          .details =
+              "An object that is there already is kept. When it is another one, a line on standard error "
+              "says so.",
           .json = tStored,
           .examples = {{"khost cache put http://example.com/a a.html --attr type=text/html",
                         "store a page"}}},
@@ -209,24 +278,28 @@ void addCacheObjectCommands(std::vector<Command>& pTable)
           .run = get,
           .positionals = {tUri},
           .options = {tOutput},
-          .examples = {{"khost cache get http://example.com/a -o a.html", "write the data into a file"}}},
+          .examples = {{"khost cache get http://example.com/a -o a.html", "write the data into a file"}},
+          .effect = Command::READS},
          {.name = "cache attrs",
           .summary = "Show an object's attributes.",
           .run = attrs,
           .positionals = {tUri},
           .json = {.shape =
-                       "an array of pairs (arrays of two strings): key and value, in the object's order"}},
+                       "an array of pairs (arrays of two strings): key and value, in the object's order"},
+          .effect = Command::READS},
          {.name = "cache has",
           .summary = "Tell whether there is an object: status 0 for yes, 1 for no.",
           .run = has,
           .positionals = {tUri},
-          .json = {.shape = "true or false"}},
+          .json = {.shape = "true or false"},
+          .effect = Command::READS},
          {.name = "cache id",
           .summary = "Show the identity of the object that a URI names.",
           .run = id,
           .positionals = {tUri},
+          .details = "It is worked out from the URI: no cache is needed.",
           .json = {.shape = "a string"},
-          .looks = true},
+          .effect = Command::LOOKS},
          {.name = "cache put-file",
           .summary = "Store an object file as it is.",
           .run = putFile,
@@ -236,7 +309,8 @@ void addCacheObjectCommands(std::vector<Command>& pTable)
           .summary = "Read an object file as it is.",
           .run = getFile,
           .positionals = {tId},
-          .options = {tOutput}},
+          .options = {tOutput},
+          .effect = Command::READS},
          {.name = "cache pin",
           .summary = "Keep an object from being cleaned while this process lives.",
           .run = pin,
@@ -252,6 +326,38 @@ void addCacheCommands(std::vector<Command>& pTable)
     addCacheObjectCommands(pTable);
     addCacheLookCommands(pTable);
     addCacheImportCommands(pTable);
+}
+
+uint32_t computeCacheId(const std::string& pUri, fw::CacheId* pId)
+{
+    std::string tUri = kgen::normaliseUri(pUri);
+    if (tUri.empty()) return E_INVALIDARG;
+    if (const std::size_t tQuery = tUri.find('?'); tQuery != std::string::npos) tUri.resize(tQuery);
+    KprMD5 tState;
+    if (auto tRes = kprMD5Init(&tState); KFAILED(tRes)) return tRes;
+    const uint32_t tUpdated = kprMD5Update(&tState, tUri.data(), static_cast<uint32_t>(tUri.size()));
+    const uint32_t tFinished = kprMD5Final(&tState, pId->mBytes);
+    return KFAILED(tUpdated) ? tUpdated : tFinished;
+}
+
+uint32_t storeObject(Session& pSession, fw::IFileSystemCache* pCache, const std::string& pUri,
+                     const fw::CacheAttrList& pAttributes, const fw::CacheBytes& pData, fw::CacheId* pId)
+{
+    if (auto tRes = pCache->computeCacheId(pUri.c_str(), pId); KFAILED(tRes)) return tRes;
+    KprFileInfo tInfo = {};
+    const std::string tPath = objectPath(pSession.application()->userAppDir(), cacheIdText(*pId));
+    const bool tWasThere = !KFAILED(kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND, &tInfo));
+    if (auto tRes = pCache->putObject(pUri.c_str(), &pAttributes, &pData); KFAILED(tRes)) return tRes;
+    if (!tWasThere) return 0;
+    fw::CacheAttrList tAttributes;
+    fw::CacheBytes tData;
+    bool tSame = !KFAILED(pCache->getObject(pUri.c_str(), &tAttributes, &tData)) &&
+                 tAttributes.mCount == pAttributes.mCount && view(tData) == view(pData);
+    for (uint32_t i = 0; tSame && i < tAttributes.mCount; ++i)
+        tSame = std::string_view(tAttributes.mAttrs[i].mKey) == pAttributes.mAttrs[i].mKey &&
+                std::string_view(tAttributes.mAttrs[i].mValue) == pAttributes.mAttrs[i].mValue;
+    if (!tSame) pSession.note("the cache has another object of that URI, which is kept: " + pUri);
+    return 0;
 }
 
 std::string cacheIdText(const fw::CacheId& pId)

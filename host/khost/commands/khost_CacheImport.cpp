@@ -1,5 +1,6 @@
 // cache import.
 #include <algorithm>
+#include <map>
 
 #include "host/khost/commands/khost_Cache.h"
 #include "host/khost/khost_Files.h"
@@ -100,7 +101,7 @@ private:
     void store(const std::string& pName, Progress& pProgress)
     {
         const std::string tPath = joinPath(mFolder, pName);
-        const std::string tUri = mBase + encodePath(pName);
+        const std::string tUri = mBase + (mBase.ends_with('/') ? "" : "/") + encodePath(pName);
         fw::CacheBytes tData;
         if (auto tRes = readWholeFile(tPath, &tData); KFAILED(tRes)) {
             pProgress.wipe();
@@ -110,16 +111,26 @@ private:
         const fw::CacheAttrList tNone;
         fw::CacheId tId;
         uint32_t tRes = mCache.computeCacheId(tUri.c_str(), &tId);
-        if (!KFAILED(tRes)) tRes = mCache.putObject(tUri.c_str(), &tNone, &tData);
+        std::string tAbout = tUri;
+        if (!KFAILED(tRes)) {
+            const auto [tFirst, tIsNew] = mNamesById.try_emplace(cacheIdText(tId), pName);
+            if (!tIsNew) {
+                tRes = KPR_E_EXISTS;
+                tAbout += ": the same object as " + tFirst->second;
+            }
+        }
+        if (!KFAILED(tRes)) {
+            tRes = storeObject(mSession, &mCache, tUri, tNone, tData, &tId);
+        }
         if (KFAILED(tRes)) {
             pProgress.wipe();
-            mStatus = mSession.fail(tRes, tUri);
+            mStatus = mSession.fail(tRes, tAbout);
             return;
         }
         if (mSession.json())
             mStored.add(Json::object({{"id", cacheIdText(tId)}, {"name", pName}}));
         else
-            mSession.print(cacheIdText(tId) + " " + pName + "\n");
+            mSession.print(cacheIdText(tId) + " " + mSession.shown(pName) + "\n");
     }
 
     Session& mSession;
@@ -127,6 +138,7 @@ private:
     const std::string mFolder;
     const std::string mBase;
     std::vector<std::string> mNames;
+    std::map<std::string, std::string> mNamesById; ///< of what has been stored
     Json mStored = Json::array();
     int mStatus = STATUS_DONE;
 };
@@ -163,7 +175,7 @@ void addCacheImportCommands(std::vector<Command>& pTable)
                          .completes = Completes::FOLDERS}},
         .options = {{.names = "--base",
                      .value = "URI",
-                     .help = "What comes before each relative path (default: the folder's file URI)"}},
+                     .help = "What comes before / and each relative path (default: the folder's file URI)"}},
         .json = {.shape = "an array of objects, one for each file that was stored",
                  .fields = {{"id", "string", "the object's identity"},
                             {"name", "string", "the file's path in the folder, with /"}}},

@@ -7,6 +7,7 @@
 #include "host/khost/khost_CacheFiles.h"
 #include "host/khost/khost_Progress.h"
 #include "host/khost/khost_Session.h"
+#include "kpr/file.h"
 
 namespace vel::kos::host {
 
@@ -58,6 +59,14 @@ int failLook(Session& pSession, uint32_t pCode, const CacheFiles& pCache)
     return pSession.fail(pCode, pCache.culprit());
 }
 
+/// Whether a file that was listed and could not be examined has gone meanwhile: a cleaner took it.
+bool isGone(const CacheFiles& pCache, const CacheFile& pFile)
+{
+    KprFileInfo tInfo = {};
+    const std::string tPath = joinPath(joinPath(pCache.dir(), "objects"), pFile.name);
+    return kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND, &tInfo) == KPR_E_NOT_FOUND;
+}
+
 int ls(Session& pSession, CacheFiles& pCache)
 {
     std::vector<CacheFile> tFiles;
@@ -70,6 +79,7 @@ int ls(Session& pSession, CacheFiles& pCache)
     for (const CacheFile& tFile : tFiles) {
         const CacheFileFacts tFacts = pCache.examine(tFile);
         const bool tValid = tFacts.problem.empty();
+        if (!tValid && isGone(pCache, tFile)) continue;
         const std::string tModified = utcTime(tFile.modified);
         if (pSession.json()) {
             tJson.add(Json::object({{"id", tFile.name},
@@ -117,7 +127,7 @@ int stat(Session& pSession, CacheFiles& pCache)
         pSession.print(std::string(pName) + std::string(12 - std::string_view(pName).size(), ' ') + pValue +
                        "\n");
     };
-    tLine("directory", pCache.dir());
+    tLine("directory", pSession.shown(pCache.dir()));
     tLine("objects", std::to_string(tFiles.size()));
     tLine("bytes", std::to_string(tBytes) + " (" + readableSize(tBytes) + ")");
     tLine("inserted", std::to_string(tCounters.insertedKb) + " KB");
@@ -136,14 +146,16 @@ int verify(Session& pSession, CacheFiles& pCache)
     if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
     auto tBad = Json::array();
     Progress tProgress("verify", tFiles.size());
-    uint64_t tDone = 0;
+    uint64_t tDone = 0, tGone = 0;
     for (const CacheFile& tFile : tFiles) {
         const CacheFileFacts tFacts = pCache.examine(tFile);
-        if (!tFacts.problem.empty()) {
+        if (!tFacts.problem.empty() && isGone(pCache, tFile)) {
+            ++tGone;
+        } else if (!tFacts.problem.empty()) {
             tBad.add(Json::object({{"file", tFile.name}, {"reason", tFacts.problem}}));
             if (!pSession.json()) {
                 tProgress.wipe();
-                pSession.print(tFile.name + ": " + tFacts.problem + "\n");
+                pSession.print(tFile.name + ": " + pSession.shown(tFacts.problem) + "\n");
                 pSession.flush();
             }
         }
@@ -151,9 +163,10 @@ int verify(Session& pSession, CacheFiles& pCache)
     }
     tProgress.wipe();
     if (pSession.json())
-        pSession.printJson(Json::object({{"checked", tFiles.size()}, {"bad", tBad}}));
+        pSession.printJson(Json::object({{"checked", tFiles.size() - tGone}, {"bad", tBad}}));
     else
-        pSession.print(std::to_string(tFiles.size()) + " checked, " + std::to_string(tBad.size()) + " bad\n");
+        pSession.print(std::to_string(tFiles.size() - tGone) + " checked, " + std::to_string(tBad.size()) +
+                       " bad\n");
     return tBad.size() == 0 ? STATUS_DONE : STATUS_FAILED;
 }
 
@@ -183,10 +196,13 @@ void addCacheLookCommands(std::vector<Command>& pTable)
                               {"data_bytes", "number", "size of the data; null when the file is bad"},
                               {"modified", "string", "time of the last store or refreshment, UTC"},
                               {"valid", "boolean", "whether the cache would read it"}}},
-          .looks = true},
+          .effect = Command::LOOKS},
          {.name = "cache stat",
           .summary = "Show the cache's size, its counters and whether a cleaner is at work.",
           .run = look<stat>,
+          .details =
+              "Nothing is created or cleaned. On Linux no lock is taken; Windows can tell a lock only by "
+              "trying it, for a moment, on a byte past all content.",
           .json =
               {.shape = "an object",
                .fields = {{"dir", "string", "the cache directory"},
@@ -197,14 +213,14 @@ void addCacheLookCommands(std::vector<Command>& pTable)
                           {"growth_kb", "number", "the difference; negative when more was cleaned"},
                           {"threshold_kb", "number", "the growth from which on a cleaner removes something"},
                           {"cleaner", "string", "active when a process has the cleaner's lock, else none"}}},
-          .looks = true},
+          .effect = Command::LOOKS},
          {.name = "cache verify",
           .summary = "Check every object file: status 1 when one is bad.",
           .run = look<verify>,
           .json = {.shape = "an object",
                    .fields = {{"checked", "number", "object files examined"},
                               {"bad", "array", "objects with the bad ones' file and reason, both strings"}}},
-          .looks = true}});
+          .effect = Command::LOOKS}});
 }
 
 } // namespace vel::kos::host

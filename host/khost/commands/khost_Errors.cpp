@@ -74,7 +74,7 @@ void addErrorCommands(std::vector<Command>& pTable)
                             {"name", "string", "the code's name"},
                             {"text", "string", "what it means"}}},
         .examples = {{"khost errors 0x96230003", "what a code of a log line means"}},
-        .looks = true,
+        .effect = Command::LOOKS,
     });
 }
 

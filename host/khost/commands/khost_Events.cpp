@@ -45,27 +45,32 @@ private:
     bool mConsumed = false;
 };
 
-/// Where deliveries are shown: as lines when they happen, as JSON at the end.
+/// Shows deliveries as they happen: as lines, or as the elements of a JSON array.
 class Deliveries {
 public:
-    explicit Deliveries(Session& pSession) : mSession(pSession), mJson(Json::array()) {}
+    explicit Deliveries(Session& pSession) : mSession(pSession) {}
 
     void show(const std::string& pConsumer, const LineEvent& pEvent)
     {
-        if (mSession.json())
-            mJson.add(
-                Json::object({{"consumer", pConsumer}, {"type", pEvent.type()}, {"text", pEvent.text()}}));
-        else
+        if (!mSession.json()) {
             mSession.print(pConsumer + "\t" + pEvent.type() + "\t" + pEvent.text() + "\n");
+            return;
+        }
+        const Json tDelivery =
+            Json::object({{"consumer", pConsumer}, {"type", pEvent.type()}, {"text", pEvent.text()}});
+        std::string tText = mCount++ == 0 ? "[\n  " : ",\n  ";
+        for (const char tChar : tDelivery.text())
+            tText.append(1, tChar).append(tChar == '\n' ? "  " : "");
+        mSession.print(tText);
     }
     void finish()
     {
-        if (mSession.json()) mSession.printJson(mJson);
+        if (mSession.json()) mSession.print(mCount == 0 ? "[]\n" : "\n]\n");
     }
 
 private:
     Session& mSession;
-    Json mJson;
+    uint64_t mCount = 0;
 };
 
 /// Shows what it gets. Every event of this command is a LineEvent.
@@ -107,31 +112,36 @@ public:
     uint32_t open(fw::IApplication* pApp, const Arguments& pArguments)
     {
         if (auto tRes = mDispatcher->init(pApp); KFAILED(tRes)) return tRes;
-        if (auto tRes = add("*", "*", ShowingConsumer::PASSES_ON); KFAILED(tRes)) return tRes;
+        if (auto tRes = add(nullptr, "*", ShowingConsumer::PASSES_ON); KFAILED(tRes)) return tRes;
+        const auto tTypeOf = [](const std::string& pType) { return pType == "*" ? nullptr : pType.c_str(); };
         for (const std::string& tType : pArguments.list("--fail"))
-            if (auto tRes = add(tType, "fail", ShowingConsumer::FAILS); KFAILED(tRes)) return tRes;
+            if (auto tRes = add(tTypeOf(tType), "fail", ShowingConsumer::FAILS); KFAILED(tRes)) return tRes;
         for (const std::string& tType : pArguments.list("--consume"))
-            if (auto tRes = add(tType, "consume", ShowingConsumer::CONSUMES); KFAILED(tRes)) return tRes;
+            if (auto tRes = add(tTypeOf(tType), "consume", ShowingConsumer::CONSUMES); KFAILED(tRes))
+                return tRes;
         return 0;
     }
-    /// Posts a line "TYPE<TAB>TEXT"; E_INVALIDARG when it has no tab.
+    /// Posts a line "TYPE<TAB>TEXT"; E_INVALIDARG when it has no tab, or a type that is no C string. The type
+    /// "*" is one like any other.
     uint32_t post(std::string_view pLine)
     {
         if (pLine.ends_with('\r')) pLine.remove_suffix(1);
         const std::size_t tTab = pLine.find('\t');
         if (tTab == std::string_view::npos) return E_INVALIDARG;
         const std::string tType(pLine.substr(0, tTab));
+        if (tType.find('\0') != std::string::npos) return E_INVALIDARG;
         if (!tType.empty() && mTypes.insert(tType).second)
-            if (auto tRes = add(tType, tType, ShowingConsumer::PASSES_ON); KFAILED(tRes)) return tRes;
+            if (auto tRes = add(tType.c_str(), tType, ShowingConsumer::PASSES_ON); KFAILED(tRes)) return tRes;
         return mDispatcher->postEvent(kom::retain(new LineEvent(tType, pLine.substr(tTab + 1))).get());
     }
 
 private:
-    uint32_t add(const std::string& pType, const std::string& pName, ShowingConsumer::Behaviour pBehaviour)
+    /// A null type stands for all types.
+    uint32_t add(const char* pType, const std::string& pName, ShowingConsumer::Behaviour pBehaviour)
     {
         const auto tConsumer = kom::retain(new ShowingConsumer(pName, pBehaviour, mDeliveries));
-        return pType == "*" ? mDispatcher->addConsumer(tConsumer.get())
-                            : mDispatcher->addConsumer(pType.c_str(), tConsumer.get());
+        return pType ? mDispatcher->addConsumer(pType, tConsumer.get())
+                     : mDispatcher->addConsumer(tConsumer.get());
     }
 
     kom::Ref<fw::IEventDispatcher> mDispatcher;
@@ -151,17 +161,26 @@ int watchEvents(Session& pSession, const Arguments& pArguments)
     if (auto tRes = tStage.open(tApp, pArguments); KFAILED(tRes)) return pSession.fail(tRes);
 
     int tStatus = STATUS_DONE;
+    uint32_t tRan = 0;
     LineReader tReader([tApp] { tApp->wakeUp(); });
     // The loop asks before it waits and after it was idle: what has been delivered is shown by then.
+    bool tOutput = true;
     const auto tReady = [&] {
-        pSession.flush();
-        return tReader.isReady();
+        tOutput = pSession.flush();
+        return !tOutput || tReader.isReady();
     };
     std::string tLine;
-    for (uint64_t tNumber = 1; tApp->serve(tReady, Waker::FOREVER) && tReader.next(tLine); ++tNumber)
-        if (auto tRes = tStage.post(tLine); KFAILED(tRes))
+    bool tWhole = false;
+    for (uint64_t tNumber = 1; tApp->serve(tReady, Waker::FOREVER) && tOutput && tReader.next(tLine, &tWhole);
+         ++tNumber) {
+        if (auto tRes = tWhole ? tStage.post(tLine) : KPR_E_TOO_LARGE; KFAILED(tRes))
             tStatus = pSession.fail(tRes, "line " + std::to_string(tNumber));
-    uint32_t tRan = 0;
+        // Input may be there faster than the loop is ever idle: the events get their turn all the same.
+        constexpr uint64_t LINES_AT_ONCE = 256;
+        if (tNumber % LINES_AT_ONCE == 0)
+            if (auto tRes = tApp->runIdleCallouts(&tRan); KFAILED(tRes)) tStatus = pSession.fail(tRes);
+    }
+    if (!tOutput) return STATUS_DONE; // which the session makes a failure of standard output
     if (auto tRes = tApp->runIdleCallouts(&tRan); KFAILED(tRes)) tStatus = pSession.fail(tRes);
     tDeliveries.finish();
     return tStatus;
@@ -184,7 +203,7 @@ void addEventCommands(std::vector<Command>& pTable)
                      .value = "TYPE",
                      .help = "A consumer \"consume\" that consumes: consumers after it are not served",
                      .repeatable = true}},
-        .json = {.shape = "an array of objects, one for each delivery, printed at the end",
+        .json = {.shape = "an array of objects, one for each delivery",
                  .fields = {{"consumer", "string", "*, fail, consume, or the type whose consumer it is"},
                             {"type", "string", "the event's type"},
                             {"text", "string", "its text"}}},

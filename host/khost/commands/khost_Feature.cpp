@@ -91,7 +91,7 @@ int askFeatures(Session& pSession, const Arguments& pArguments)
             continue;
         }
         if (!pSession.json()) {
-            pSession.print(tName + (tEnabled ? " enabled\n" : " disabled\n"));
+            pSession.print(pSession.shown(tName) + (tEnabled ? " enabled\n" : " disabled\n"));
             continue;
         }
         // The set does not tell; but it learns exactly what has a property and was not declared.
@@ -124,7 +124,7 @@ void addFeatureCommands(std::vector<Command>& pTable)
                             {"enabled", "boolean", "whether it is enabled"},
                             {"kind", "string", "declared, learnt (from a property) or unknown"}}},
         .examples = {{"khost -D colour=yes feature colour", "a feature that a property enables"}},
-        .looks = true,
+        .effect = Command::LOOKS,
     });
 }
 

@@ -7,32 +7,38 @@
 #include "kfw/ISendMailConfig.h"
 #include "kfw/IUserData.h"
 #include "kfw/classes.h"
+#include "kpr/file.h"
+#include "kutil/Registry.h"
 
 namespace vel::kos::host {
 
 namespace {
 
 /// A field that holds a text, or with getFlag and setFlag one that is true or false.
-template <class TFace>
+template <class TInterface>
 struct Field {
     const char* name;
-    uint32_t (TFace::*getText)(char**);
-    uint32_t (TFace::*setText)(const char*);
-    uint32_t (TFace::*getFlag)(uint32_t*) = nullptr;
-    uint32_t (TFace::*setFlag)(uint32_t) = nullptr;
+    uint32_t (TInterface::*getText)(char**);
+    uint32_t (TInterface::*setText)(const char*);
+    uint32_t (TInterface::*getFlag)(uint32_t*) = nullptr;
+    uint32_t (TInterface::*setFlag)(uint32_t) = nullptr;
 };
 
-#define K_TEXT(pFace, pName)                                                                                 \
-    Field<fw::pFace> { #pName, &fw::pFace::get##pName, &fw::pFace::set##pName }
-#define K_FLAG(pFace, pName)                                                                                 \
-    Field<fw::pFace> { #pName, nullptr, nullptr, &fw::pFace::get##pName, &fw::pFace::set##pName }
+#define K_TEXT(pInterface, pName)                                                                            \
+    Field<fw::pInterface> { #pName, &fw::pInterface::get##pName, &fw::pInterface::set##pName }
+#define K_FLAG(pInterface, pName)                                                                            \
+    Field<fw::pInterface>                                                                                    \
+    {                                                                                                        \
+#pName, nullptr, nullptr, &fw::pInterface::get##pName, &fw::pInterface::set##pName                   \
+    }
 
-/// A record: its class, the face that holds the fields, the face that binds it, and the fields in their
+/// A record: its class, the interface with the fields, the one that binds it, and the fields in their
 /// order.
 struct UserRecord {
-    using Face = fw::IAddressData2;
+    using Interface = fw::IAddressData2;
     using Binding = fw::IRegDbUserData;
     static constexpr const char* CLASS_ID = fw::CLASS_USER_DATA;
+    static constexpr const char* NODE = "UserData";
     static constexpr std::array FIELDS = {
         K_TEXT(IAddressData2, Salutation),      K_TEXT(IAddressData2, FirstName),
         K_TEXT(IAddressData2, SecondName),      K_TEXT(IAddressData2, LastName),
@@ -52,9 +58,10 @@ struct UserRecord {
 };
 
 struct MailRecord {
-    using Face = fw::ISendMailConfig;
+    using Interface = fw::ISendMailConfig;
     using Binding = fw::IRegDbSendMailConfig;
     static constexpr const char* CLASS_ID = fw::CLASS_SEND_MAIL_CONFIG;
+    static constexpr const char* NODE = "SendMailConfig";
     static constexpr std::array FIELDS = {
         K_TEXT(ISendMailConfig, MailSubject),     K_TEXT(ISendMailConfig, SenderAddress),
         K_TEXT(ISendMailConfig, DefRecipAddress), K_FLAG(ISendMailConfig, SendCC),
@@ -65,26 +72,46 @@ struct MailRecord {
 #undef K_TEXT
 #undef K_FLAG
 
+/// Opens a record's node as it is in the store, for reading. False when there is a store that cannot be read:
+/// the module takes it for an empty one.
+template <class TRecord>
+bool openNode(Application* pApp, util::RegNode& pNode)
+{
+    kom::HeapString tFile;
+    KprFileInfo tInfo = {};
+    const uint32_t tRes = pApp->getSettingsFile(tFile.out());
+    util::RegNode tModule = util::Registry::openCurrentUserKOSModule(pApp, "KFW", false);
+    pNode = tModule.create(TRecord::NODE, nullptr, true);
+    // Without a file there are no settings; where they are no file, the host has made the module's node.
+    return tModule.isOpen() || (!KFAILED(tRes) && !tFile.empty() &&
+                                kprGetFileInfo(tFile.c_str(), KPR_INFO_KIND, &tInfo) == KPR_E_NOT_FOUND);
+}
+
 /// The process's one record, bound to the application at first use. Empty after a failure, which has been
 /// told.
 template <class TRecord>
-kom::Ref<typename TRecord::Face> openRecord(Session& pSession)
+kom::Ref<typename TRecord::Interface> openRecord(Session& pSession)
 {
     Application* tApp = pSession.application();
     if (!tApp) return {};
+    util::RegNode tNode;
+    if (!openNode<TRecord>(tApp, tNode)) {
+        pSession.fail(E_FAIL, "the settings store cannot be read");
+        return {};
+    }
     const auto tBinding = pSession.create<typename TRecord::Binding>(TRecord::CLASS_ID);
     if (!tBinding) return {};
     uint32_t tBound = 0;
     uint32_t tRes = tBinding->isInitialized(&tBound);
     if (!KFAILED(tRes) && !tBound) tRes = tBinding->init(tApp);
-    kom::Ref<typename TRecord::Face> tRecord;
+    kom::Ref<typename TRecord::Interface> tRecord;
     if (!KFAILED(tRes)) tRes = tBinding.query(tRecord);
     if (KFAILED(tRes)) pSession.fail(tRes);
     return tRecord;
 }
 
 template <class TRecord>
-const Field<typename TRecord::Face>* findField(Session& pSession, const std::string& pName)
+const Field<typename TRecord::Interface>* findField(Session& pSession, const std::string& pName)
 {
     for (const auto& tField : TRecord::FIELDS)
         if (pName == tField.name) return &tField;
@@ -122,10 +149,22 @@ int showFields(Session& pSession, const Arguments& pArguments)
             tJson.set(tField.name, tText.c_str());
         if (!pSession.json())
             pSession.print(std::string(tField.name) + "=" +
-                           (tField.getFlag ? std::to_string(tFlag) : tText.c_str()) + "\n");
+                           (tField.getFlag ? std::to_string(tFlag) : pSession.shown(tText.c_str())) + "\n");
     }
     if (pSession.json()) pSession.printJson(tJson);
     return STATUS_DONE;
+}
+
+/// Whether the store has the value that was set.
+template <class TRecord>
+bool isSaved(Application* pApp, const char* pField, bool pIsFlag, const std::string& pValue)
+{
+    util::RegNode tNode;
+    openNode<TRecord>(pApp, tNode);
+    std::string tText;
+    bool tFlag = false;
+    return pIsFlag ? !KFAILED(tNode.get(pField, &tFlag)) && tFlag == (parseFlag(pValue) == 1u)
+                   : !KFAILED(tNode.get(pField, &tText)) && tText == pValue;
 }
 
 template <class TRecord>
@@ -141,7 +180,13 @@ int setField(Session& pSession, const Arguments& pArguments)
     if (!tRecord) return STATUS_FAILED;
     const uint32_t tRes = tField->setFlag ? (tRecord.get()->*tField->setFlag)(*tFlag)
                                           : (tRecord.get()->*tField->setText)(tValue.c_str());
-    return KFAILED(tRes) ? pSession.fail(tRes, tName) : STATUS_DONE;
+    if (KFAILED(tRes)) return pSession.fail(tRes, tName);
+    pSession.checkAfterClose(std::string(TRecord::NODE) + "/" + tName, [&pSession, tField, tValue] {
+        if (isSaved<TRecord>(pSession.application(), tField->name, tField->setFlag != nullptr, tValue))
+            return int(STATUS_DONE);
+        return pSession.fail(E_FAIL, std::string(tField->name) + " was not saved");
+    });
+    return STATUS_DONE;
 }
 
 template <class TRecord>
@@ -171,11 +216,12 @@ void addRecordCommands(std::vector<Command>& pTable, const char* pGroup, const c
                                         "those that are 0 or 1 as booleans"}});
     tField.help = "Which one";
     tField.count = Positional::REQUIRED;
-    pTable.push_back({.name = pSet,
-                      .summary = "Change a field; saved when the application closes.",
-                      .run = setField<TRecord>,
-                      .positionals = {tField, {.name = "VALUE", .help = "Its new value"}},
-                      .examples = {pExample}});
+    pTable.push_back(
+        {.name = pSet,
+         .summary = "Change a field; saved when the application closes. Status 1 when it could not be saved.",
+         .run = setField<TRecord>,
+         .positionals = {tField, {.name = "VALUE", .help = "Its new value"}},
+         .examples = {pExample}});
 }
 
 } // namespace

@@ -42,9 +42,12 @@ int runShell(Session& pSession, const Arguments&)
             pSession.flush();
         }
         std::string tLine;
-        if (!tApp->serve([&] { return tReader.isReady(); }, Waker::FOREVER) || !tReader.next(tLine)) break;
+        bool tWhole = false;
+        if (!tApp->serve([&] { return tReader.isReady(); }, Waker::FOREVER) || !tReader.next(tLine, &tWhole))
+            break;
         bool tEmpty = false;
-        const int tStatus = pSession.runLine(tLine, &tEmpty);
+        const int tStatus =
+            tWhole ? pSession.runLine(tLine, &tEmpty) : pSession.usage("the line is too long");
         // Input may be there faster than the loop is ever idle: the callouts get their turn all the same.
         uint32_t tRan = 0;
         tApp->runIdleCallouts(&tRan);

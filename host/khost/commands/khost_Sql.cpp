@@ -15,38 +15,44 @@ namespace {
 
 using Registry = kom::Ref<sql::ISqlDatabaseFactoryRegistry>;
 
-/// Loads a driver module, for the rest of the process, and has it announce its factories, once.
+/// Loads a driver module, for the rest of the process, and has it announce its factories, once: a module is
+/// the same by whatever path it was given.
 uint32_t loadDriver(sql::ISqlDatabaseFactoryRegistry* pRegistry, const std::string& pPath)
 {
-    static std::set<std::string> sLoaded;
-    if (sLoaded.contains(pPath)) return 0;
+    static std::set<KprDSO> sLoaded;
     KprDSO tModule = 0;
     if (auto tRes = kprOpenDSO(pPath.c_str(), 0, &tModule); KFAILED(tRes)) return tRes;
     void* tAnnounce = nullptr;
-    if (KFAILED(kprGetDSOSymbol(tModule, sql::ANNOUNCE_FACTORIES, &tAnnounce))) {
+    uint32_t tRes = 0;
+    if (sLoaded.contains(tModule)) {
         kprCloseDSO(tModule);
-        return KOM_E_NOT_A_MODULE;
+    } else if (KFAILED(kprGetDSOSymbol(tModule, sql::ANNOUNCE_FACTORIES, &tAnnounce))) {
+        kprCloseDSO(tModule);
+        tRes = KOM_E_NOT_A_MODULE;
+    } else {
+        tRes = reinterpret_cast<sql::AnnounceFactories>(tAnnounce)(pRegistry);
+        if (!KFAILED(tRes)) sLoaded.insert(tModule);
     }
-    const uint32_t tRes = reinterpret_cast<sql::AnnounceFactories>(tAnnounce)(pRegistry);
-    if (!KFAILED(tRes)) sLoaded.insert(pPath);
     return tRes;
 }
 
 /// The modules in the folder "drivers" beside the module that provides the registry.
-std::vector<std::string> installedDrivers()
+std::vector<std::string> installedDrivers(Session& pSession)
 {
+    std::string tModule, tFolder;
     KomClassList* tClasses = nullptr;
-    if (KFAILED(komListClasses(&tClasses))) return {};
-    std::string tFolder;
-    for (uint32_t i = 0; i < tClasses->count; ++i) {
-        if (std::string_view(tClasses->classes[i].classId) != fw::CLASS_SQL_FACTORY_REGISTRY) continue;
-        const char* tModule = tClasses->classes[i].modulePath;
-        if (!KFAILED(fetchPath(tFolder, [&](char* pBuffer, uint32_t pSize) {
-                return kprGetDirname(tModule, pBuffer, pSize);
-            })))
-            tFolder = joinPath(tFolder, "drivers");
+    if (!KFAILED(komListClasses(&tClasses))) {
+        for (uint32_t i = 0; i < tClasses->count; ++i)
+            if (std::string_view(tClasses->classes[i].classId) == fw::CLASS_SQL_FACTORY_REGISTRY)
+                tModule = tClasses->classes[i].modulePath;
+        komFree(tClasses);
     }
-    komFree(tClasses);
+    // Without a class registry the module is the one that would be registered.
+    if (tModule.empty() && !pSession.findModule("", tModule)) return {};
+    if (!KFAILED(fetchPath(tFolder, [&](char* pBuffer, uint32_t pSize) {
+            return kprGetDirname(tModule.c_str(), pBuffer, pSize);
+        })))
+        tFolder = joinPath(tFolder, "drivers");
 
     std::set<std::string> tPaths;
     KprDir tDir;
@@ -70,7 +76,7 @@ Registry openRegistry(Session& pSession, const Arguments& pArguments)
             return {};
         }
     if (pArguments.list("--driver").empty())
-        for (const std::string& tPath : installedDrivers())
+        for (const std::string& tPath : installedDrivers(pSession))
             if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) pSession.fail(tRes, tPath);
     return tRegistry;
 }
@@ -174,6 +180,18 @@ uint32_t takeRow(Session& pSession, sql::ISqlRows* pRows, const std::vector<std:
     return 0;
 }
 
+/// Numbers names that occur again: "a", "a:2".
+void makeUnique(std::vector<std::string>& pNames)
+{
+    std::set<std::string> tTaken;
+    for (std::string& tName : pNames) {
+        std::string tUnique = tName;
+        for (unsigned i = 2; !tTaken.insert(tUnique).second; ++i)
+            tUnique = tName + ":" + std::to_string(i);
+        tName = std::move(tUnique);
+    }
+}
+
 uint32_t printRows(Session& pSession, sql::ISqlRows* pRows)
 {
     uint32_t tCount = 0, tRow = 0;
@@ -184,6 +202,7 @@ uint32_t printRows(Session& pSession, sql::ISqlRows* pRows)
         if (auto tRes = pRows->getColumnName(i, tName.out()); KFAILED(tRes)) return tRes;
         tColumns.emplace_back(tName.c_str());
     }
+    if (pSession.json()) makeUnique(tColumns);
     auto tJson = Json::array();
     for (;;) {
         if (auto tRes = pRows->next(&tRow); KFAILED(tRes)) return tRes;
@@ -236,7 +255,7 @@ void addSqlCommands(std::vector<Command>& pTable)
           .run = types,
           .options = {tDriver},
           .json = {.shape = "an array of strings"},
-          .looks = true},
+          .effect = Command::LOOKS},
          {.name = "sql query",
           .summary = "Run one statement and print its rows, tab-separated.",
           .run = query,
@@ -246,8 +265,9 @@ void addSqlCommands(std::vector<Command>& pTable)
           .details =
               "A line has a row's values: \\N for null; tabs, line breaks and backslashes as \\t, \\n, \\r "
               "and \\\\.",
-          .json = {.shape =
-                       "an array of objects, one for each row: a member for each column, a string or null"},
+          .json = {.shape = "an array of objects, one for each row: a member for each column, a string or "
+                            "null; a name "
+                            "that occurs again is numbered, as in a:2"},
           .examples = {
               {"khost sql query 'type=sqlite;file=a.db' 'select * from t'", "the rows of a table"}}}});
 }

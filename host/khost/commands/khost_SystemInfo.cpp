@@ -70,7 +70,7 @@ int showSystem(Session& pSession, const Arguments& pArguments)
         if (pSession.json())
             tJson.set(tAttr.mKey, tAttr.mValue);
         else
-            pSession.print(std::string(tAttr.mKey) + "=" + tAttr.mValue + "\n");
+            pSession.print(std::string(tAttr.mKey) + "=" + pSession.shown(tAttr.mValue) + "\n");
     }
     if (pSession.json()) pSession.printJson(tJson);
     return STATUS_DONE;
@@ -111,7 +111,8 @@ int listModules(Session& pSession, const Arguments&)
     std::vector<std::array<std::string, 3>> tRows = {{"INTERNAL NAME", "FILE VERSION", "PATH"}};
     for (uint32_t i = 0; i < tList.mCount; ++i) {
         const fw::SysInfoModule& tModule = tList.mModules[i];
-        tRows.push_back({tModule.mInternalName, valueOf(tModule, "FileVersion"), tModule.mPathName});
+        tRows.push_back({pSession.shown(tModule.mInternalName),
+                         pSession.shown(valueOf(tModule, "FileVersion")), pSession.shown(tModule.mPathName)});
     }
     std::size_t tWidths[2] = {};
     for (const auto& tRow : tRows)
@@ -141,7 +142,7 @@ int showModule(Session& pSession, const Arguments& pArguments)
         return STATUS_DONE;
     }
     const auto printLine = [&](const char* pKey, const char* pValue) {
-        pSession.print(std::string(pKey) + "=" + pValue + "\n");
+        pSession.print(pSession.shown(pKey) + "=" + pSession.shown(pValue) + "\n");
     };
     printLine("path", tModule.mPathName);
     printLine("file", tModule.mFileName);
@@ -204,25 +205,25 @@ void addSystemInfoCommands(std::vector<Command>& pTable)
                                      .onlyWords = true}},
                     .json = {.shape = "an object: the facts, every value a string, in the module's order"},
                     .examples = {{"khost sysinfo os", "which system this is"}},
-                    .looks = true},
+                    .effect = Command::LOOKS},
                    {.name = "modules",
                     .summary = "List the modules loaded in this process.",
                     .run = listModules,
                     .json = {.shape = "an array of objects, in the order of the internal names",
                              .fields = tModuleFields},
-                    .looks = true},
+                    .effect = Command::LOOKS},
                    {.name = "module",
                     .summary = "Show one loaded module and what it declares.",
                     .run = showModule,
                     .positionals = {tModule},
                     .json = {.shape = "an object", .fields = tModuleFields},
-                    .looks = true},
+                    .effect = Command::LOOKS},
                    {.name = "version",
                     .summary = "Show a loaded module's file version; an empty line when it has none.",
                     .run = showVersion,
                     .positionals = {tModule},
                     .json = {.shape = "a string, or null when the module has no version"},
-                    .looks = true},
+                    .effect = Command::LOOKS},
                    {.name = "product",
                     .summary = "Show the lowest and the highest version of a product's loaded modules.",
                     .run = showProduct,
@@ -230,7 +231,7 @@ void addSystemInfoCommands(std::vector<Command>& pTable)
                     .json = {.shape = "an object",
                              .fields = {{"min", "string", "the lowest version"},
                                         {"max", "string", "the highest version"}}},
-                    .looks = true}});
+                    .effect = Command::LOOKS}});
 }
 
 } // namespace vel::kos::host

@@ -1,8 +1,6 @@
 // What the cleaner does: when it cleans, what goes and what stays, pins, and whose turn it is.
 #include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
 
-#include <chrono>
-
 #include "kpr/dir.h"
 #include "kutil/log.h"
 
@@ -133,30 +131,32 @@ TEST_F(CleanerTest, goesOnEveryThirtySecondsForAsLongAsItGrows)
 
 TEST_F(CleanerTest, leavesTheInsertLockToOthersForMostOfAPass)
 {
-    using Clock = std::chrono::steady_clock;
     init();
     constexpr uint32_t FILES = 80, REMOVED = FILES / 4 + 1;
     for (uint32_t i = 0; i < FILES; ++i)
         makeFile("f" + std::to_string(i), 1, 2 * HOUR);
     setCounter("inserted", 17408);
-    std::vector<Clock::time_point> tTaken, tGiven;
-    // The election and the look at the counters come first.
-    for (uint32_t i = 0; i < REMOVED; ++i) {
+    for (uint32_t i = 1; i <= REMOVED; ++i) {
+        // Waiting for the lock is nobody's holding it. The election and the look at the counters come first.
         FaultTable::before(
-            "kprLockFile", [&] { tTaken.push_back(Clock::now()); }, i + 3);
+            "kprLockFile", [] { FaultTable::advanceMonotonicClock(500000); }, i + 2);
         FaultTable::before(
-            "kprUnlockFile", [&] { tGiven.push_back(Clock::now()); }, i + 2);
+            "kprRemoveFile", [] { FaultTable::advanceMonotonicClock(2000); }, i);
     }
+    std::vector<uint32_t> tRests;
+    uint32_t tLocked = 0;
+    mOnRest = [&](uint32_t pMilliseconds) {
+        tRests.push_back(pMilliseconds);
+        uint32_t tIsLocked = 7;
+        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tIsLocked), 0u);
+        tLocked += tIsLocked;
+        FaultTable::advanceMonotonicClock(uint64_t(pMilliseconds) * 1000);
+        return 0u;
+    };
     clean();
     ASSERT_EQ(counter("cleaned"), REMOVED);
-    ASSERT_EQ(tTaken.size(), REMOVED);
-    ASSERT_EQ(tGiven.size(), REMOVED);
-    Clock::duration tHeld{}, tFree{};
-    for (uint32_t i = 0; i + 1 < REMOVED; ++i) {
-        tHeld += tGiven[i] - tTaken[i];
-        tFree += tTaken[i + 1] - tGiven[i];
-    }
-    EXPECT_GT(tFree, 3 * tHeld); // sleeps are never shorter than they should be
+    EXPECT_EQ(tRests, std::vector<uint32_t>(REMOVED - 1, 18));
+    EXPECT_EQ(tLocked, 0u) << "it rests without the lock";
 }
 
 TEST_F(CleanerTest, sparesAFileThatWasTouchedSinceTheListing)

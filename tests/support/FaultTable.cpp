@@ -62,6 +62,7 @@ void FaultTable::reset()
     tTable.tracing = false;
     tTable.clock.reset();
     tTable.fileClock.reset();
+    tTable.monotonic = 0;
     tTable.sleeper = nullptr;
     tTable.serverOffset = 0;
     tTable.fileTimeStep = 0;
@@ -164,6 +165,12 @@ void FaultTable::setClock(KprTime pNow)
 {
     std::lock_guard tLock(table().mutex);
     table().clock = pNow;
+}
+
+void FaultTable::advanceMonotonicClock(uint64_t pMicroseconds)
+{
+    std::lock_guard tLock(table().mutex);
+    table().monotonic += pMicroseconds;
 }
 
 void FaultTable::advanceClock(int64_t pSeconds)

@@ -64,8 +64,10 @@ public:
     static void captureThreads();
     static std::vector<Thread> capturedThreads();
 
-    /// kprGetCurrentTime answers this time from now on.
+    /// kprGetCurrentTime answers this time from now on, and kprGetMonotonicTime stands still.
     static void setClock(KprTime pNow);
+    /// Moves a monotonic clock that stands still.
+    static void advanceMonotonicClock(uint64_t pMicroseconds);
     /// Moves the clock, and the files' clock with it.
     static void advanceClock(int64_t pSeconds);
     /// The clock of the file system: files that are made or renamed bear this time from now on. Setting the

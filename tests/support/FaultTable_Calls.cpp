@@ -298,6 +298,22 @@ uint32_t __wrap_kprGetCurrentTime(KprTime* pTime)
     return __real_kprGetCurrentTime(pTime);
 }
 
+uint32_t __real_kprGetMonotonicTime(uint64_t*);
+uint32_t __wrap_kprGetMonotonicTime(uint64_t*);
+uint32_t __wrap_kprGetMonotonicTime(uint64_t* pMicroseconds)
+{
+    const auto tVerdict = enter("kprGetMonotonicTime");
+    if (tVerdict.code) return tVerdict.code;
+    {
+        std::lock_guard tLock(table().mutex);
+        if (table().clock) {
+            *pMicroseconds = table().monotonic;
+            return 0;
+        }
+    }
+    return __real_kprGetMonotonicTime(pMicroseconds);
+}
+
 uint32_t __real_kprSleep(uint32_t);
 uint32_t __wrap_kprSleep(uint32_t);
 uint32_t __wrap_kprSleep(uint32_t pMilliseconds)

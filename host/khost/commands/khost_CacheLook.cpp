@@ -55,7 +55,7 @@ std::string padded(const std::string& pText, std::size_t pWidth)
 
 int failLook(Session& pSession, uint32_t pCode, const CacheFiles& pCache)
 {
-    return pSession.fail(pCode, pCache.culprit());
+    return pSession.fail(pCode, pCache.failedPath());
 }
 
 int ls(Session& pSession, CacheFiles& pCache)

@@ -1,6 +1,9 @@
 // What the cleaner does: when it cleans, what goes and what stays, pins, and whose turn it is.
 #include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
 
+#include <atomic>
+#include <thread>
+
 #include "kpr/dir.h"
 #include "kutil/log.h"
 
@@ -169,6 +172,55 @@ TEST_F(CleanerTest, sparesAFileThatWasTouchedSinceTheListing)
     EXPECT_EQ(files(), Names{"touched"});
     EXPECT_EQ(counter("cleaned"), 0u);
     EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(CleanerTest, countsAnEntryOnceThatIsListedTwice)
+{
+    init();
+    makeFile("a", 100, HOUR);
+    makeFile("b", 100, HOUR);
+    setCounter("inserted", 17408);
+    FaultTable::repeatEntry(2);
+    clean();
+    EXPECT_EQ(files().size(), 1u);
+    EXPECT_EQ(counter("cleaned"), 100u);
+    EXPECT_THAT(logged(), IsEmpty());
+    EXPECT_EQ(FaultTable::pending(), 0u);
+}
+
+TEST_F(CleanerTest, countsARemovalUnderTheInsertLock)
+{
+    init();
+    makeFile("old", 100, HOUR);
+    setCounter("inserted", 17408);
+    uint32_t tLocked = 0;
+    FaultTable::before("kprSeekAndWrite",
+                       [&] { EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tLocked), 0u); });
+    clean();
+    EXPECT_EQ(counter("cleaned"), 100u);
+    EXPECT_EQ(tLocked, 1u);
+}
+
+TEST_F(CleanerTest, waitsForAPinThatIsBeingMade)
+{
+    init();
+    ASSERT_EQ(put("http://a/pinned", {}, "x"), 0u);
+    std::atomic<unsigned> tRounds = 0;
+    unsigned tRoundsMeanwhile = 0;
+    mOnSleep = [&] { tRounds = mSleeps; };
+    std::thread tCleaner;
+    FaultTable::before("kprSetFileTime", [&] {
+        tCleaner = std::thread([&] { clean(35); });
+        for (int i = 0; i < 2000 && tRounds < 30; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        tRoundsMeanwhile = tRounds;
+    });
+    EXPECT_EQ(mCache->pinObject("http://a/pinned"), 0u);
+    ASSERT_TRUE(tCleaner.joinable());
+    tCleaner.join();
+    EXPECT_EQ(tRoundsMeanwhile, 30u) << "pins are due, and their list is not its own yet";
+    EXPECT_EQ(mSleeps, 35u);
 }
 
 TEST_F(CleanerTest, comparesAgesByTheFileServersClock)

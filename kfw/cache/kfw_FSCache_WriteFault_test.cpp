@@ -200,8 +200,13 @@ TEST_F(FSCacheFaultTest, writersLockExclusivelyAndReadersShare)
                            {"kprCloseFile", false, [&] { return get(); }},
                            {"kprOpenFile", false, [&] { return mCache->getAttributes(URI, &mList); }},
                            {"kprGetFileInfo", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
-                           {"kprGetFileInfo", false, [&] { return mCache->hasObject(URI, &tExists); }}}) {
+                           {"kprOpenFile", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
+                           {"kprRead", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
+                           {"kprCloseFile", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
+                           {"kprGetFileInfo", false, [&] { return mCache->hasObject(URI, &tExists); }},
+                           {"kprSetFileTime", false, [&] { return mCache->hasObject(URI, &tExists); }}}) {
         bool tRan = false;
+        makeOld(URI, 5000);
         FaultTable::before(tCase.function, [&] {
             tRan = true;
             KprFile tFile = KPR_NO_FILE;

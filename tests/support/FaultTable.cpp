@@ -88,6 +88,8 @@ void FaultTable::misplaceSeek(int64_t pBytes, uint32_t pNth)
     addRule({"kprSeek", pNth - 1, 1, 0, {}, pBytes, {}});
 }
 
+void FaultTable::repeatEntry(uint32_t pNth) { addRule({"kprReadDir", pNth - 1, 1, 0, {}, 1, {}}); }
+
 void FaultTable::before(const std::string& pFunction, std::function<void()> pAction, uint32_t pNth)
 {
     addRule({pFunction, pNth - 1, 1, 0, {}, 0, std::move(pAction)});

@@ -31,6 +31,8 @@ public:
     static void cutShort(const std::string& pFunction, uint32_t pBytes, uint32_t pNth = 1);
     /// The pNth call of kprSeek goes pBytes too far, and says so.
     static void misplaceSeek(int64_t pBytes, uint32_t pNth = 1);
+    /// The pNth call of kprReadDir gives the entry of the call before it again.
+    static void repeatEntry(uint32_t pNth);
     /// Runs pAction before the pNth call, on the calling thread.
     static void before(const std::string& pFunction, std::function<void()> pAction, uint32_t pNth = 1);
 

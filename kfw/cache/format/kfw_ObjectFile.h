@@ -5,7 +5,8 @@
 //     attributes      = attribute*                  at attr-offset, attr-size bytes
 //     attribute       = string string               the key, then the value
 //     string          = length byte*length padding  length counts the terminating NUL; the padding fills
-//                                                   up to a multiple of 4 bytes from the start of the attributes
+//                                                   up to a multiple of 4 bytes from the start of the
+//                                                   attributes
 //     data            = byte*data-size              at data-offset
 //
 // Every number is 32 bits, big-endian. Readers take the offsets from the header: there may be gaps before the

@@ -251,6 +251,9 @@ TEST_F(CleanerTest, refreshesPinsAfterFifteenMinutesAndEveryFifteenAfter)
     clean(95);
     EXPECT_THAT(tTimes, ElementsAre(START, START + 900, START + 1800, START + 2700));
     EXPECT_EQ(modified(tLoose), START);
+    KprFileInfo tInfo{};
+    ASSERT_EQ(kprGetFileInfo(path(tPinned).c_str(), KPR_INFO_ALL, &tInfo), 0u);
+    EXPECT_EQ(tInfo.accessed.seconds, tInfo.modified.seconds);
 }
 
 TEST_F(CleanerTest, keepsAPinnedObjectThroughEveryPass)

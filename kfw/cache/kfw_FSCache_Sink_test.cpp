@@ -98,6 +98,17 @@ TEST_F(SinkTest, mayUseTheCacheItself)
     EXPECT_TRUE(mApp->assertions().empty()) << "no lock is held";
 }
 
+TEST_F(SinkTest, hearsOfADoubledLockWhenTheOuterOneIsGivenBack)
+{
+    uint32_t tLocked = 7, tExists = 7;
+    const std::string tInserted = (cacheDir() / "inserted").string();
+    gInLine = [&] { EXPECT_EQ(kprIsFileLocked(tInserted.c_str(), &tLocked), 0u); };
+    FaultTable::before("kprOpenFile", [&] { EXPECT_EQ(mCache->hasObject(MISSING, &tExists), 0u); });
+    EXPECT_EQ(get(), KPR_E_NOT_FOUND);
+    expectAssertion("!pCache->mInserterLocked");
+    EXPECT_EQ(tLocked, 0u);
+}
+
 TEST_F(SinkTest, getsTheLinesOfAThreadInTheirOrder)
 {
     FaultTable::fail("kprLockFile", KPR_E_IO);

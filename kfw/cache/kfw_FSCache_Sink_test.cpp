@@ -89,6 +89,30 @@ TEST_F(SinkTest, mayWaitForTheThreadThatReleasesTheCache)
     EXPECT_EQ(mApp->references(), 1u) << "the line's own reference is given back as well";
 }
 
+TEST_F(SinkTest, mayWaitForAnotherThreadsLineWithoutALock)
+{
+    const fw::CacheId tId{};
+    FaultTable::fail("kprAppendToPath", KPR_E_IO, 1, 2);
+    waitInLineFor([&] { EXPECT_EQ(mCache->unpinObjectById(&tId), KPR_E_IO); });
+    EXPECT_EQ(mCache->unpinObjectById(&tId), KPR_E_IO);
+    EXPECT_TRUE(mInTime);
+    EXPECT_EQ(mApp->assertions().size(), 2u);
+}
+
+TEST_F(SinkTest, hearsOfAThreadWhileAnotherOneHasTheLock)
+{
+    const fw::CacheId tId{};
+    gInLine = [] {};
+    std::size_t tHeard = 0;
+    FaultTable::before("kprOpenFile", [&] {
+        FaultTable::fail("kprAppendToPath", KPR_E_IO);
+        std::thread([&] { EXPECT_EQ(mCache->unpinObjectById(&tId), KPR_E_IO); }).join();
+        tHeard = mApp->assertions().size();
+    });
+    EXPECT_EQ(get(), KPR_E_NOT_FOUND);
+    EXPECT_EQ(tHeard, 1u);
+}
+
 TEST_F(SinkTest, mayUseTheCacheItself)
 {
     uint32_t tExists = 7;

@@ -29,6 +29,8 @@ TEST_F(CleanerTest, initReportsAThreadThatDoesNotStart)
     EXPECT_EQ(mCache->init(mApp.get()), KPR_E_NO_RESOURCES);
     expectLogged("FS cache: failed to start cleaner thread: the system is out of resources");
     EXPECT_EQ(mCache->init(mApp.get()), E_WRONG_STATE);
+    mCache.reset();
+    EXPECT_EQ(FaultTable::openHandles(), 0u) << "no thread is left that needs the counters";
 }
 
 TEST_F(CleanerTest, doesNothingBelowTheThreshold)

@@ -179,13 +179,13 @@ TEST_F(CleanerTest, sparesAFileThatWasTouchedSinceTheListing)
 TEST_F(CleanerTest, countsAnEntryOnceThatIsListedTwice)
 {
     init();
-    makeFile("a", 100, HOUR);
-    makeFile("b", 100, HOUR);
+    for (const char* tName : {"a", "b", "c", "d"})
+        makeFile(tName, 100, HOUR);
     setCounter("inserted", 17408);
-    FaultTable::repeatEntry(2);
+    FaultTable::repeatEntry(5); // the last one, which is the first to go
     clean();
-    EXPECT_EQ(files().size(), 1u);
-    EXPECT_EQ(counter("cleaned"), 100u);
+    EXPECT_EQ(files().size(), 2u);
+    EXPECT_EQ(counter("cleaned"), 200u);
     EXPECT_THAT(logged(), IsEmpty());
     EXPECT_EQ(FaultTable::pending(), 0u);
 }

@@ -1,13 +1,12 @@
 #include "host/khost/khost_CacheFiles.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "host/khost/khost_Paths.h"
 #include "kfw/cache/format/kfw_CacheId.h"
-#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kfw/cache/format/kfw_CounterFile.h"
+#include "kfw/cache/format/kfw_ObjectReader.h"
 #include "kom/identity.h"
-#include "kpr/byteorder.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/map.h"
@@ -23,10 +22,25 @@ bool isObjectName(std::string_view pName)
            pName.find_first_not_of("0123456789ABCDEF") == pName.npos;
 }
 
+/// Keeps the first message.
+class FirstProblem final : public kfw::ProblemLog {
+public:
+    const std::string& text() const noexcept { return mText; }
+    void assertion(const char*, int) override {}
+
+private:
+    void writeDebug(const std::string& pMessage) override
+    {
+        if (mText.empty()) mText = pMessage;
+    }
+
+    std::string mText;
+};
+
 } // namespace
 
 CacheFiles::CacheFiles(const std::string& pUserAppDir)
-    : mDir(joinPath(pUserAppDir, "cache")), mObjectsDir(joinPath(mDir, "objects"))
+    : mDir(joinPath(pUserAppDir, kfw::CACHE_FOLDER)), mObjectsDir(joinPath(mDir, kfw::OBJECTS_FOLDER))
 {
 }
 
@@ -35,7 +49,7 @@ uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
     constexpr uint32_t NAME_SIZE = 4096;
     pFiles.clear();
     *pOthers = 0;
-    mCulprit = mObjectsDir;
+    mFailedPath = mObjectsDir;
     KprDir tDir = KPR_NO_DIR;
     if (auto tRes = kprOpenDir(mObjectsDir.c_str(), &tDir); KFAILED(tRes)) return tRes;
     std::string tName(NAME_SIZE, '\0');
@@ -72,72 +86,53 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
 {
     CacheFileFacts tFacts;
     const std::string tPath = joinPath(mObjectsDir, pFile.name);
-    KprFile tFile = KPR_NO_FILE;
-    KprFileInfo tInfo = {};
-    uint32_t tRes = kprOpenFile(tPath.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile);
-    if (!KFAILED(tRes)) tRes = kprGetOpenFileInfo(tFile, KPR_INFO_SIZE, &tInfo);
-    uint8_t tHead[kfw::OBJECT_HEADER_SIZE] = {};
-    uint32_t tRead = 0;
-    if (!KFAILED(tRes)) tRes = kprRead(tFile, tHead, sizeof tHead, &tRead);
-
-    kfw::ObjectFileHeader tHeader;
+    FirstProblem tLog;
+    kfw::OpenFile tFile;
+    uint32_t tRes = kfw::openObject(tPath, &tFile, tLog);
+    tFacts.gone = tRes == KPR_E_NOT_FOUND;
+    kfw::FileBytes tBytes(tFile.get(), tLog);
+    kfw::ObjectReader tReader(tBytes, tPath, tLog);
     fw::CacheAttrList tList;
-    if (!KFAILED(tRes)) {
-        tFacts.problem = kfw::checkObjectSize(tPath, tInfo.size);
-        if (tFacts.problem.empty())
-            tFacts.problem =
-                kfw::parseObjectHeader(tPath, static_cast<uint32_t>(tInfo.size), tHead, tRead, &tHeader);
-        // The data itself is any bytes: that its space lies in the file is all that can be told.
-        if (tFacts.problem.empty()) {
-            std::vector<uint8_t> tSpace(tHeader.attrSize);
-            if (!tSpace.empty())
-                tRes = kprSeekAndRead(tFile, tHeader.attrOffset, tSpace.data(), tHeader.attrSize, &tRead);
-            if (!KFAILED(tRes) && !tSpace.empty() && tRead < tHeader.attrSize) tRes = KPR_E_IO;
-            if (!KFAILED(tRes))
-                tFacts.problem =
-                    kfw::parseAttributes(tSpace.data(), tHeader.attrSize, tHeader.attrCount, &tList);
-        }
+    if (!KFAILED(tRes)) tRes = tReader.readObjectHeader();
+    if (!KFAILED(tRes)) tRes = tReader.readAttributes(&tList);
+    if (KFAILED(tRes)) {
+        tFacts.problem = tLog.text().empty() ? komStrError(tRes) : tLog.text();
+        return tFacts;
     }
-    if (tFile != KPR_NO_FILE) kprCloseFile(tFile);
-    if (KFAILED(tRes)) tFacts.problem = komStrError(tRes);
-    if (tFacts.problem.empty()) {
-        tFacts.attributes = tList.mCount;
-        tFacts.dataBytes = tHeader.dataSize;
-    }
+    tFacts.attributes = tList.mCount;
+    tFacts.dataBytes = tReader.header().dataSize;
     return tFacts;
 }
 
 uint32_t CacheFiles::readCounters(CacheCounters* pCounters)
 {
-    if (auto tRes = readCounter("inserted", &pCounters->insertedKb); KFAILED(tRes)) return tRes;
-    return readCounter("cleaned", &pCounters->cleanedKb);
+    if (auto tRes = readCounter(kfw::INSERTED_COUNTER, &pCounters->insertedKb); KFAILED(tRes)) return tRes;
+    return readCounter(kfw::CLEANED_COUNTER, &pCounters->cleanedKb);
 }
 
 // A mapping shows a file's bytes also where another process has them locked.
 uint32_t CacheFiles::readCounter(const char* pName, uint64_t* pValue)
 {
-    mCulprit = joinPath(mDir, pName);
+    mFailedPath = joinPath(mDir, pName);
     KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(mCulprit.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes))
+    if (auto tRes = kprOpenFile(mFailedPath.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes))
         return tRes;
     KprMapping tMapping;
     const uint32_t tMapped = kprMapFile(tFile, &tMapping);
     kprCloseFile(tFile);
     if (KFAILED(tMapped)) return tMapped;
-    uint64_t tValue = 0;
-    const bool tWhole = tMapping.size >= sizeof tValue;
-    if (tWhole) std::memcpy(&tValue, tMapping.data, sizeof tValue);
+    FirstProblem tLog; // the code says enough
+    kfw::MemoryBytes tBytes(tMapping.data, tMapping.size);
+    const uint32_t tRes = kfw::CounterFile("khost", mFailedPath, tLog).read(tBytes, pValue);
     kprUnmapFile(&tMapping);
-    if (!tWhole) return E_FAIL;
-    *pValue = kprBE2Host64(tValue);
-    return 0;
+    return tRes;
 }
 
 uint32_t CacheFiles::isCleanerAtWork(bool* pAtWork)
 {
-    mCulprit = joinPath(mDir, "cleaned");
+    mFailedPath = joinPath(mDir, kfw::CLEANED_COUNTER);
     uint32_t tLocked = 0;
-    const uint32_t tRes = kprIsFileLocked(mCulprit.c_str(), &tLocked);
+    const uint32_t tRes = kprIsFileLocked(mFailedPath.c_str(), &tLocked);
     *pAtWork = tLocked != 0;
     return tRes;
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "kpr/time.h"
+#include "kfw/cache/format/kfw_CacheLayout.h"
 
 namespace vel::kos::host {
 
@@ -19,8 +19,7 @@ struct CacheCounters {
     int64_t growthKb() const noexcept { return static_cast<int64_t>(insertedKb - cleanedKb); }
 };
 
-/// The net growth, in kilobytes, from which on a cleaner removes something.
-inline constexpr int64_t CLEANING_THRESHOLD_KB = 17408;
+using kfw::CLEANING_THRESHOLD_KB;
 
 /// One entry of the objects directory whose name is an object's.
 struct CacheFile {
@@ -32,7 +31,8 @@ struct CacheFile {
 
 /// An object file examined.
 struct CacheFileFacts {
-    std::string problem; ///< "" for a file that the cache would read
+    std::string problem; ///< "" for a file that the cache would read, else its message about it
+    bool gone = false;   ///< there is no such file any more, which is a problem as well
     uint32_t attributes = 0;
     uint32_t dataBytes = 0;
 };
@@ -43,12 +43,13 @@ public:
 
     const std::string& dir() const noexcept { return mDir; }
     /// The path of the file or folder that the last failure was about.
-    const std::string& culprit() const noexcept { return mCulprit; }
+    const std::string& failedPath() const noexcept { return mFailedPath; }
 
-    /// The object files in the order of their names. Temporary files of unfinished writes and other strangers
-    /// are counted apart.
+    /// The object files in the order of their names. Temporary files of unfinished writes and other
+    /// unrecognised files are counted apart.
     uint32_t list(std::vector<CacheFile>& pFiles, uint64_t* pOthers);
-    /// Checks one whole object file as the cache would.
+    /// Reads one object file's header and attributes as the cache would. The data itself may be any bytes:
+    /// that its space lies in the file is all that can be told.
     CacheFileFacts examine(const CacheFile& pFile) const;
     uint32_t readCounters(CacheCounters* pCounters);
     /// Whether a process holds the cleaner's lock.
@@ -59,7 +60,7 @@ private:
 
     std::string mDir;
     std::string mObjectsDir;
-    std::string mCulprit;
+    std::string mFailedPath;
 };
 
 } // namespace vel::kos::host

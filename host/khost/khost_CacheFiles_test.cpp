@@ -46,7 +46,7 @@ TEST_F(CacheFilesTest, ReadsCountersThatOthersHaveLocked)
     CacheFiles tCache(mDir.text());
     CacheCounters tCounters;
     bool tAtWork = false;
-    EXPECT_EQ(tCache.readCounters(&tCounters), 0u) << tCache.culprit();
+    EXPECT_EQ(tCache.readCounters(&tCounters), 0u) << tCache.failedPath();
     EXPECT_EQ(tCounters.insertedKb, 0x1234u);
     EXPECT_EQ(tCounters.cleanedKb, 0x34u);
     EXPECT_EQ(tCounters.growthKb(), 0x1200);
@@ -64,7 +64,7 @@ TEST_F(CacheFilesTest, NamesWhatItFailedOn)
     CacheFiles tCache(mDir.text());
     CacheCounters tCounters;
     EXPECT_EQ(tCache.readCounters(&tCounters), KPR_E_NOT_FOUND);
-    EXPECT_EQ(tCache.culprit(), path("cleaned").string());
+    EXPECT_EQ(tCache.failedPath(), path("cleaned").string());
 }
 
 } // namespace

@@ -1,7 +1,5 @@
 #include "kfw/cache/kfw_CleaningPolicy.h"
 
-#include "kfw/cache/kfw_FSCacheState.h"
-
 namespace vel::kos::kfw {
 
 void Candidates::add(const std::string& pName, const KprFileInfo& pInfo)

@@ -6,19 +6,13 @@
 #include <string>
 #include <utility>
 
+#include "kfw/cache/format/kfw_CacheLayout.h"
 #include "kpr/file.h"
 
 namespace vel::kos::kfw {
 
 /// A file younger than this, in seconds, is never removed.
 constexpr int64_t MINIMUM_AGE = 1800;
-
-/// Whether the cache has grown enough for a cleaning pass: by at least 17408 KB more than was cleaned. Both
-/// counters are kilobytes; their difference is taken as it comes, also where more was cleaned than inserted.
-constexpr bool isCleaningNeeded(uint64_t pInserted, uint64_t pCleaned)
-{
-    return static_cast<uint32_t>((pInserted - pCleaned) >> 10) > 16;
-}
 
 /// Whether a file of this modification time may be removed. Both times are seconds of the local clock.
 constexpr bool isOldEnough(int64_t pModified, int64_t pNow) { return pModified < pNow - MINIMUM_AGE; }
@@ -43,13 +37,13 @@ public:
     /// pNow: the local clock in seconds, pTimeOffset: the file system's clock minus it.
     Candidates(int64_t pNow, int32_t pTimeOffset) : mNow(pNow), mTimeOffset(pTimeOffset) {}
 
-    /// Looks at a file; whoever is not a regular file, or too young, is passed over.
+    /// Looks at a file; what is not a regular file, or too young, is passed over.
     void add(const std::string& pName, const KprFileInfo& pInfo);
 
     /// The kilobytes of all candidates.
     uint64_t totalKilobytes() const { return mTotal; }
     /// Calls pVisit with one candidate after the other, in the order of removal (the highest score first, of
-    /// equal ones the one added last), until it answers false.
+    /// equal ones the one added last), until it returns false.
     template <class TVisit>
     void visit(TVisit pVisit) const
     {

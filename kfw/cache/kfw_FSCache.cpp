@@ -1,12 +1,12 @@
 // Store, lookup and pins.
 #include "kfw/cache/kfw_FSCache.h"
 
-#include <cstring>
-
 #include "kfw/cache/format/kfw_CacheId.h"
-#include "kfw/cache/kfw_FSCache_ObjectReader.h"
+#include "kfw/cache/format/kfw_CacheLayout.h"
+#include "kfw/cache/format/kfw_CounterFile.h"
+#include "kfw/cache/format/kfw_ObjectReader.h"
+#include "kfw/cache/kfw_FSCache_Files.h"
 #include "kgen/uri.h"
-#include "kpr/byteorder.h"
 #include "kpr/md5.h"
 
 namespace vel::kos::kfw {
@@ -30,12 +30,12 @@ void* bufferOf(const fw::CacheBytes& pBytes)
 
 FSCache::FSCache() = default;
 
-FSCache::~FSCache() { mState->abandon(); }
+FSCache::~FSCache() { mState->detach(); }
 
 uint32_t FSCache::computeCacheId(const char* pUri, fw::CacheId* pId)
 {
     if (!pId) return E_INVALIDARG;
-    if (!mState->mApp) return E_WRONG_STATE;
+    if (!mState->mLog.application()) return E_WRONG_STATE;
     std::string tUri = kgen::normaliseUri(pUri ? pUri : "");
     if (tUri.empty()) return E_INVALIDARG;
     if (const std::size_t tQuery = tUri.find('?'); tQuery != std::string::npos) tUri.resize(tQuery);
@@ -57,7 +57,7 @@ uint32_t FSCache::composeObjectName(const fw::CacheId& pId, std::string* pName)
 {
     char tName[OBJECT_NAME_LENGTH + 1];
     if (const uint32_t tRes = kfwFormatCacheId(&pId, tName, sizeof tName); KFAILED(tRes)) {
-        mState->debug("FS cache: failed to convert cache ID to string: %1", komStrError(tRes));
+        mState->mLog.debug("FS cache: failed to convert cache ID to string: %1", komStrError(tRes));
         return tRes;
     }
     *pName = tName;
@@ -85,7 +85,7 @@ uint32_t FSCache::putObject(const char* pUri, const fw::CacheAttrList* pAttribut
     if (const uint32_t tRes = locateObject(tId, &tPath); KFAILED(tRes)) return tRes;
     ObjectImage tImage;
     if (const std::string tProblem = composeObject(tPath, *pAttributes, *pData, &tImage); !tProblem.empty()) {
-        mState->debug("%1", tProblem);
+        mState->mLog.debug("%1", tProblem);
         return E_FAIL;
     }
     return storeObject(tPath, tImage.bytes.get(), tImage.size);
@@ -102,7 +102,7 @@ uint32_t FSCache::putObjectFile(const fw::CacheId* pId, const fw::CacheBytes* pF
 uint32_t FSCache::storeObject(const std::string& pPath, const void* pBytes, uint32_t pLength)
 {
     InserterLock tLock(*mState, true);
-    const uint32_t tRes = mState->writeFileAtomically(pPath, pBytes, pLength);
+    const uint32_t tRes = writeFileAtomically(mState->mLog, pPath, pBytes, pLength);
     // Another writer was first: its file is as good.
     if (tRes == KPR_E_EXISTS) return mState->touchObject(pPath);
     return KFAILED(tRes) ? tRes : addToInserted(kilobytes(pLength));
@@ -110,28 +110,8 @@ uint32_t FSCache::storeObject(const std::string& pPath, const void* pBytes, uint
 
 uint32_t FSCache::addToInserted(uint32_t pKilobytes)
 {
-    uint64_t tCounter = 0;
-    uint32_t tMoved = 0;
-    uint32_t tRes = mState->readAt(mState->mInsertedFile, 0, &tCounter, sizeof tCounter, &tMoved);
-    if (KFAILED(tRes)) {
-        mState->debug("FS cache: failed to read %1: %2", mState->mInsertedPath, komStrError(tRes));
-        return tRes;
-    }
-    if (tMoved < sizeof tCounter) {
-        mState->debug("FS cache: short read on %1 (%2 bytes).", mState->mInsertedPath, tMoved);
-        return E_FAIL;
-    }
-    tCounter = kprHost2BE64(kprBE2Host64(tCounter) + pKilobytes);
-    tRes = mState->writeAt(mState->mInsertedFile, 0, &tCounter, sizeof tCounter, &tMoved);
-    if (KFAILED(tRes)) {
-        mState->debug("FS cache: failed to write %1: %2", mState->mInsertedPath, komStrError(tRes));
-        return tRes;
-    }
-    if (tMoved < sizeof tCounter) {
-        mState->debug("FS cache: short write on %1 (%2 bytes).", mState->mInsertedPath, tMoved);
-        return E_FAIL;
-    }
-    return 0;
+    FileBytes tFile(mState->mInsertedFile, mState->mLog);
+    return CounterFile("FS cache", mState->mInsertedPath, mState->mLog).add(tFile, pKilobytes);
 }
 
 uint32_t FSCache::getObject(const char* pUri, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData)
@@ -156,16 +136,18 @@ uint32_t FSCache::readObject(const char* pUri, fw::CacheAttrList* pAttributes, f
     if (const uint32_t tRes = locateObject(tId, &tPath); KFAILED(tRes)) return tRes;
 
     InserterLock tLock(*mState, false);
-    ObjectReader tReader(*mState, tPath);
+    OpenFile tFile;
+    uint32_t tRes = openObject(tPath, &tFile, mState->mLog);
+    FileBytes tSource(tFile.get(), mState->mLog);
+    ObjectReader tReader(tSource, tPath, mState->mLog);
     fw::CacheAttrList tAttributes;
     fw::CacheBytes tData;
-    uint32_t tRes = tReader.open();
     if (!KFAILED(tRes)) tRes = tReader.readObjectHeader();
     if (!KFAILED(tRes)) tRes = tReader.readAttributes(&tAttributes);
     if (!KFAILED(tRes) && pData) tRes = tReader.readData(&tData);
     if (KFAILED(tRes)) return tRes;
-    if (const uint32_t tClosed = tReader.close(); KFAILED(tClosed))
-        mState->debug("FS cache: failed to close %1 after read: %2", tPath, komStrError(tClosed));
+    if (const uint32_t tClosed = tFile.close(); KFAILED(tClosed))
+        mState->mLog.debug("FS cache: failed to close %1 after read: %2", tPath, komStrError(tClosed));
     pAttributes->swap(tAttributes);
     if (pData) pData->swap(tData);
     return 0;
@@ -181,35 +163,31 @@ uint32_t FSCache::getObjectFile(const fw::CacheId* pId, fw::CacheBytes* pFile)
     KprFileInfo tFInfo;
     uint32_t tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_SIZE, &tFInfo);
     if (KFAILED(tRes)) {
-        mState->debug("FS cache: can't get size of %1: %2", tPath, komStrError(tRes));
+        mState->mLog.debug("FS cache: can't get size of %1: %2", tPath, komStrError(tRes));
         return tRes;
     }
     const uint32_t tFLen = static_cast<uint32_t>(tFInfo.size);
     if (tFLen != tFInfo.size) {
-        mState->assertion("tFLen == tFInfo.size", __LINE__);
+        mState->mLog.assertion("tFLen == tFInfo.size", __LINE__);
         return E_FAIL;
     }
     fw::CacheBytes tBytes;
     tBytes.mData = static_cast<uint8_t*>(komRealloc(nullptr, tFLen));
     tBytes.mSize = tFLen;
     OpenFile tFile;
-    tRes = tFile.open(tPath, KPR_OPEN_READ);
-    if (KFAILED(tRes)) {
-        mState->debug("FS cache: can't open %1 for reading: %2", tPath, komStrError(tRes));
-        return tRes;
-    }
+    if (tRes = openObject(tPath, &tFile, mState->mLog); KFAILED(tRes)) return tRes;
     uint32_t tRead = 0;
     tRes = kprRead(tFile.get(), bufferOf(tBytes), tFLen, &tRead);
     if (KFAILED(tRes)) {
-        mState->debug("FS cache: failed to read %1: %2", tPath, komStrError(tRes));
+        mState->mLog.debug("FS cache: failed to read %1: %2", tPath, komStrError(tRes));
         return tRes;
     }
     if (tRead < tFLen) {
-        mState->debug("FS cache: incomplete read of %1 (expected %2, got %3)", tPath, tFLen, tRead);
+        mState->mLog.debug("FS cache: incomplete read of %1 (expected %2, got %3)", tPath, tFLen, tRead);
         return E_FAIL;
     }
     tRes = tFile.close();
-    if (KFAILED(tRes)) mState->debug("FS cache: failed to close %1: %2", tPath, komStrError(tRes));
+    if (KFAILED(tRes)) mState->mLog.debug("FS cache: failed to close %1: %2", tPath, komStrError(tRes));
     pFile->swap(tBytes);
     return 0;
 }
@@ -229,7 +207,7 @@ uint32_t FSCache::hasObject(const char* pUri, uint32_t* pExists)
     if (tRes == KPR_E_NOT_FOUND) return 0;
     if (KFAILED(tRes)) return tRes;
     KprTime tNow;
-    if (tRes = mState->readClock(&tNow); KFAILED(tRes)) return tRes;
+    if (tRes = readClock(mState->mLog, &tNow); KFAILED(tRes)) return tRes;
     if (tInfo.modified.seconds - mState->mTimeOffset < tNow.seconds - TOUCH_INTERVAL)
         if (tRes = mState->touchObject(tPath); KFAILED(tRes)) return tRes;
     *pExists = 1;
@@ -249,6 +227,7 @@ uint32_t FSCache::pinObjectById(const fw::CacheId* pId)
     std::string tName, tPath;
     if (const uint32_t tRes = locateObject(*pId, &tPath, &tName); KFAILED(tRes)) return tRes;
 
+    CacheLog::Hold tHold(mState->mLog);
     util::MutexLocker tLock(&*mState->mPinMutex);
     const auto tPin = mState->mPinned.try_emplace(tName, 0).first;
     if (tPin->second++ > 0) return 0;

@@ -2,9 +2,9 @@
 
 #include <cstring>
 
+#include "kfw/cache/kfw_FSCache_Files.h"
 #include "kom/identity.h"
 #include "kpr/path.h"
-#include "kutil/log.h"
 
 namespace vel::kos::kfw {
 
@@ -15,36 +15,14 @@ FSCacheState::~FSCacheState()
     if (mCleanerThread) kprThreadDetach(mCleanerThread);
 }
 
-void FSCacheState::abandon()
+void FSCacheState::detach()
 {
-    kom::Ref<fw::IApplication> tApp; // given back after the mutex
-    {
-        std::lock_guard tLock(mAppMutex);
-        std::swap(tApp, mApp);
-    }
+    const kom::Ref<fw::IApplication> tApp = mLog.detach(); // given back last
     if (!tApp) return;
     mInserterMutex->unbind();
     mPinMutex->unbind();
     util::MutexLocker tLock(&*mPinMutex);
     mPinned.clear();
-}
-
-void FSCacheState::writeDebug(const std::string& pMessage)
-{
-    std::lock_guard tLock(mAppMutex);
-    util::kDebug(mApp.get(), "kos:kfw", pMessage);
-}
-
-void FSCacheState::error(const std::string& pMessage)
-{
-    std::lock_guard tLock(mAppMutex);
-    util::kError(mApp.get(), "kos:kfw", pMessage);
-}
-
-void FSCacheState::assertion(const char* pExpression, int pLine)
-{
-    std::lock_guard tLock(mAppMutex);
-    util::_kAssert(mApp.get(), "kos:kfw", pExpression, "kfw_FSCache", pLine);
 }
 
 uint32_t FSCacheState::composeObjectPath(const std::string& pName, std::string* pPath)
@@ -54,7 +32,7 @@ uint32_t FSCacheState::composeObjectPath(const std::string& pName, std::string* 
     const uint32_t tRes = kprAppendToPath(mObjectsDir.c_str(), pName.c_str(), tPath.data(),
                                           static_cast<uint32_t>(tPath.size()));
     if (KFAILED(tRes)) {
-        assertion("!KFAILED(tRes)", __LINE__);
+        mLog.assertion("!KFAILED(tRes)", __LINE__);
         return tRes;
     }
     tPath.resize(std::strlen(tPath.c_str()));
@@ -62,28 +40,21 @@ uint32_t FSCacheState::composeObjectPath(const std::string& pName, std::string* 
     return 0;
 }
 
-uint32_t FSCacheState::readClock(KprTime* pNow)
-{
-    const uint32_t tRes = kprGetCurrentTime(pNow);
-    if (KFAILED(tRes)) debug("FS cache: failed to get current time: %1", komStrError(tRes));
-    return tRes;
-}
-
 uint32_t FSCacheState::touchObject(const std::string& pPath)
 {
     KprTime tTime;
-    if (const uint32_t tRes = readClock(&tTime); KFAILED(tRes)) return tRes;
+    if (const uint32_t tRes = readClock(mLog, &tTime); KFAILED(tRes)) return tRes;
     tTime.seconds += mTimeOffset;
     const uint32_t tRes = kprSetFileTime(pPath.c_str(), &tTime, &tTime);
-    if (KFAILED(tRes)) debug("FS cache: failed to touch %1: %2", pPath, komStrError(tRes));
+    if (KFAILED(tRes)) mLog.debug("FS cache: failed to touch %1: %2", pPath, komStrError(tRes));
     return tRes;
 }
 
-InserterLock::InserterLock(FSCacheState& pCache, bool pExclusive)
+InserterLock::InserterLock(FSCacheState& pCache, bool pExclusive) : mHold(pCache.mLog)
 {
     pCache.mInserterMutex->lock();
     if (pCache.mInserterLocked) {
-        pCache.assertion("!pCache->mInserterLocked", __LINE__);
+        pCache.mLog.assertion("!pCache->mInserterLocked", __LINE__);
         pCache.mInserterMutex->unlock();
         return;
     }
@@ -91,8 +62,8 @@ InserterLock::InserterLock(FSCacheState& pCache, bool pExclusive)
     const uint32_t tRes =
         kprLockFile(pCache.mInsertedFile, pExclusive ? KPR_LOCK_EXCLUSIVE : KPR_LOCK_SHARED, 0, 0);
     if (KFAILED(tRes)) {
-        pCache.debug("FS cache: can't get %1lock of %2: %3", pExclusive ? "exclusive " : "",
-                     pCache.mInsertedPath, komStrError(tRes));
+        pCache.mLog.debug("FS cache: can't get %1lock of %2: %3", pExclusive ? "exclusive " : "",
+                          pCache.mInsertedPath, komStrError(tRes));
         pCache.mInserterLocked = false;
         pCache.mInserterMutex->unlock();
         return;
@@ -104,7 +75,7 @@ InserterLock::~InserterLock()
 {
     if (!mCache) return;
     if (const uint32_t tRes = kprUnlockFile(mCache->mInsertedFile, 0, 0); KFAILED(tRes))
-        mCache->debug("FS cache: can't unlock %1: %2", mCache->mInsertedPath, komStrError(tRes));
+        mCache->mLog.debug("FS cache: can't unlock %1: %2", mCache->mInsertedPath, komStrError(tRes));
     mCache->mInserterLocked = false;
     mCache->mInserterMutex->unlock();
 }

@@ -1,15 +1,15 @@
 #include "kfw/cache/kfw_FSCache_Cleaner.h"
 
-#include <algorithm>
-#include <chrono>
 #include <exception>
 #include <new>
-#include <thread>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
+#include "kfw/cache/format/kfw_CounterFile.h"
+#include "kfw/cache/kfw_FSCache_Files.h"
+#include "kfw/cache/kfw_LockThrottle.h"
 #include "kom/identity.h"
-#include "kpr/byteorder.h"
 #include "kpr/dir.h"
 #include "kpr/dso.h"
 
@@ -17,35 +17,8 @@ namespace vel::kos::kfw {
 
 namespace {
 
-/// Leaves the insert lock to others for most of a pass. Locks are not given in turn: whoever takes one again
-/// at once is quicker than those who wait for it and have to be woken first, so that without rests a lookup
-/// would wait for many removals in a row.
-class Rests {
-public:
-    void lockTaken() { mHeldSince = Clock::now(); }
-    /// Called after the lock was given back: sleeps SHARE times as long as it was held, but not for so long
-    /// that a pass on a slow file server would never end.
-    void rest()
-    {
-        const Clock::time_point tNow = Clock::now();
-        mOwed = std::min(mOwed + (tNow - mHeldSince) * SHARE, LONGEST);
-        mHeldSince = tNow;
-        if (mOwed < SHORTEST) return;
-        std::this_thread::sleep_for(mOwed);
-        mHeldSince = Clock::now();
-        mOwed -= mHeldSince - tNow; // it may have slept for longer: where timers are coarse, much longer
-    }
-
-private:
-    using Clock = std::chrono::steady_clock;
-
-    static constexpr int SHARE = 9;
-    static constexpr Clock::duration SHORTEST = std::chrono::microseconds(100);
-    static constexpr Clock::duration LONGEST = std::chrono::milliseconds(100);
-
-    Clock::time_point mHeldSince = Clock::now();
-    Clock::duration mOwed{};
-};
+/// Who reports about the counters.
+constexpr char SPEAKER[] = "FS cache cleaner";
 
 /// A listing that is closed when it goes out of scope, unless it was closed before.
 class Listing {
@@ -105,7 +78,7 @@ void Cleaner::run()
 void Cleaner::reportException(const char* pWhat)
 {
     try {
-        mState.debug("FS cache cleaner: ended by an exception: %1", pWhat);
+        mState.mLog.debug("FS cache cleaner: ended by an exception: %1", pWhat);
     } catch (const std::exception&) {
         // No memory for the message either. The thread ends all the same.
     }
@@ -114,11 +87,11 @@ void Cleaner::reportException(const char* pWhat)
 uint32_t Cleaner::work()
 {
     KprTime tNow;
-    if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+    if (const uint32_t tRes = readClock(mState.mLog, &tNow); KFAILED(tRes)) return tRes;
     // Who has waited goes on with the schedule of its waiting: a new interval could come on top of an old
     // one, and pinned objects would grow as old as those that may be removed.
     if (mNextRefresh == 0) mNextRefresh = tNow.seconds + PIN_INTERVAL;
-    if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+    if (const uint32_t tRes = readClock(mState.mLog, &tNow); KFAILED(tRes)) return tRes;
     for (;;) {
         if (tNow.seconds >= mNextRefresh) {
             mNextRefresh = tNow.seconds + PIN_INTERVAL;
@@ -127,13 +100,13 @@ uint32_t Cleaner::work()
         bool tNeeded = false;
         if (const uint32_t tRes = isCleaningNeeded(&tNeeded); KFAILED(tRes)) return tRes;
         if (tNeeded) {
-            if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+            if (const uint32_t tRes = readClock(mState.mLog, &tNow); KFAILED(tRes)) return tRes;
             Candidates tCandidates(tNow.seconds, mState.mTimeOffset);
             if (const uint32_t tRes = collectCandidates(&tCandidates); KFAILED(tRes)) return tRes;
             if (const uint32_t tRes = removeCandidates(tCandidates); KFAILED(tRes)) return tRes;
         }
         if (const uint32_t tRes = kprSleep(POLL_INTERVAL); KFAILED(tRes)) return tRes;
-        if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+        if (const uint32_t tRes = readClock(mState.mLog, &tNow); KFAILED(tRes)) return tRes;
     }
 }
 
@@ -143,7 +116,8 @@ uint32_t Cleaner::acquireCleanerLock()
         uint32_t tRes = kprLockFile(mState.mCleanedFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
         if (!KFAILED(tRes)) return 0;
         if (tRes != KPR_E_LOCKED) {
-            mState.debug("FS cache cleaner: failed to lock %1: %2", mState.mCleanedPath, komStrError(tRes));
+            mState.mLog.debug("FS cache cleaner: failed to lock %1: %2", mState.mCleanedPath,
+                              komStrError(tRes));
             closeCleanedFile();
             return tRes;
         }
@@ -153,7 +127,7 @@ uint32_t Cleaner::acquireCleanerLock()
         }
         tRes = kprSleep(POLL_INTERVAL);
         if (KFAILED(tRes)) {
-            mState.assertion("!KFAILED(tRes)", __LINE__);
+            mState.mLog.assertion("!KFAILED(tRes)", __LINE__);
             closeCleanedFile();
             return tRes;
         }
@@ -163,7 +137,7 @@ uint32_t Cleaner::acquireCleanerLock()
 uint32_t Cleaner::refreshPinnedWhenDue()
 {
     KprTime tNow;
-    if (const uint32_t tRes = mState.readClock(&tNow); KFAILED(tRes)) return tRes;
+    if (const uint32_t tRes = readClock(mState.mLog, &tNow); KFAILED(tRes)) return tRes;
     const bool tFirst = mNextRefresh == 0;
     if (!tFirst && tNow.seconds < mNextRefresh) return 0;
     mNextRefresh = tNow.seconds + PIN_INTERVAL;
@@ -174,7 +148,8 @@ void Cleaner::releaseCleanerLock()
 {
     if (mState.mCleanedFile == KPR_NO_FILE) return;
     if (const uint32_t tRes = kprUnlockFile(mState.mCleanedFile, 0, 0); KFAILED(tRes))
-        mState.debug("FS cache cleaner: failed to unlock %1: %2", mState.mCleanedPath, komStrError(tRes));
+        mState.mLog.debug("FS cache cleaner: failed to unlock %1: %2", mState.mCleanedPath,
+                          komStrError(tRes));
     closeCleanedFile();
 }
 
@@ -182,13 +157,13 @@ void Cleaner::closeCleanedFile()
 {
     const KprFile tFile = std::exchange(mState.mCleanedFile, KPR_NO_FILE);
     if (const uint32_t tRes = kprCloseFile(tFile); KFAILED(tRes))
-        mState.debug("FS cache cleaner: failed to close %1: %2", mState.mCleanedPath, komStrError(tRes));
+        mState.mLog.debug("FS cache cleaner: failed to close %1: %2", mState.mCleanedPath, komStrError(tRes));
 }
 
 uint32_t Cleaner::refreshPinned()
 {
     KprTime tTime;
-    if (const uint32_t tRes = mState.readClock(&tTime); KFAILED(tRes)) return tRes;
+    if (const uint32_t tRes = readClock(mState.mLog, &tTime); KFAILED(tRes)) return tRes;
     tTime.seconds += mState.mTimeOffset;
     std::vector<std::string> tNames;
     {
@@ -200,25 +175,8 @@ uint32_t Cleaner::refreshPinned()
         std::string tPath;
         if (KFAILED(mState.composeObjectPath(tName, &tPath))) continue;
         if (const uint32_t tRes = kprSetFileTime(tPath.c_str(), &tTime, &tTime); KFAILED(tRes))
-            mState.debug("FS cache cleaner: failed to touch %1: %2", tPath, komStrError(tRes));
+            mState.mLog.debug("FS cache cleaner: failed to touch %1: %2", tPath, komStrError(tRes));
     }
-    return 0;
-}
-
-uint32_t Cleaner::readCounter(KprFile pFile, const std::string& pPath, uint64_t* pValue)
-{
-    uint64_t tBytes = 0;
-    uint32_t tRead = 0;
-    const uint32_t tRes = mState.readAt(pFile, 0, &tBytes, sizeof tBytes, &tRead);
-    if (KFAILED(tRes)) {
-        mState.debug("FS cache cleaner: failed to read %1: %2", pPath, komStrError(tRes));
-        return tRes;
-    }
-    if (tRead < sizeof tBytes) {
-        mState.debug("FS cache cleaner: short read on %1 (%2 bytes).", pPath, tRead);
-        return E_FAIL;
-    }
-    *pValue = kprBE2Host64(tBytes);
     return 0;
 }
 
@@ -226,8 +184,11 @@ uint32_t Cleaner::isCleaningNeeded(bool* pNeeded)
 {
     InserterLock tLock(mState, false);
     uint64_t tInserted = 0, tCleaned = 0;
-    uint32_t tRes = readCounter(mState.mInsertedFile, mState.mInsertedPath, &tInserted);
-    if (!KFAILED(tRes)) tRes = readCounter(mState.mCleanedFile, mState.mCleanedPath, &tCleaned);
+    FileBytes tInsertedFile(mState.mInsertedFile, mState.mLog);
+    FileBytes tCleanedFile(mState.mCleanedFile, mState.mLog);
+    uint32_t tRes = CounterFile(SPEAKER, mState.mInsertedPath, mState.mLog).read(tInsertedFile, &tInserted);
+    if (!KFAILED(tRes))
+        tRes = CounterFile(SPEAKER, mState.mCleanedPath, mState.mLog).read(tCleanedFile, &tCleaned);
     if (KFAILED(tRes)) return tRes;
     *pNeeded = kfw::isCleaningNeeded(tInserted, tCleaned);
     return 0;
@@ -238,15 +199,16 @@ uint32_t Cleaner::collectCandidates(Candidates* pCandidates)
     Listing tListing;
     uint32_t tRes = tListing.open(mState.mObjectsDir);
     if (KFAILED(tRes)) {
-        mState.debug("FS cache cleaner: can't open directory %1: %2", mState.mObjectsDir, komStrError(tRes));
+        mState.mLog.debug("FS cache cleaner: can't open directory %1: %2", mState.mObjectsDir,
+                          komStrError(tRes));
         return tRes;
     }
     std::unordered_set<std::string> tSeen;
     char tName[512];
     while ((tRes = kprReadDir(tListing.get(), tName, sizeof tName, nullptr)) != KPR_E_END) {
         if (KFAILED(tRes)) {
-            mState.debug("FS cache cleaner: failed to read directory entry of %1: %2", mState.mObjectsDir,
-                         komStrError(tRes));
+            mState.mLog.debug("FS cache cleaner: failed to read directory entry of %1: %2",
+                              mState.mObjectsDir, komStrError(tRes));
             continue;
         }
         if (!tSeen.insert(tName).second) continue;
@@ -255,28 +217,29 @@ uint32_t Cleaner::collectCandidates(Candidates* pCandidates)
         KprFileInfo tInfo;
         tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND | KPR_INFO_SIZE | KPR_INFO_MTIME, &tInfo);
         if (KFAILED(tRes))
-            mState.debug("FS cache cleaner: failed to get file information for %1: %2", tPath,
-                         komStrError(tRes));
+            mState.mLog.debug("FS cache cleaner: failed to get file information for %1: %2", tPath,
+                              komStrError(tRes));
         else
             pCandidates->add(tName, tInfo);
     }
     if (tRes = tListing.close(); KFAILED(tRes))
-        mState.debug("FS cache cleaner: can't close directory %1: %2", mState.mObjectsDir, komStrError(tRes));
+        mState.mLog.debug("FS cache cleaner: can't close directory %1: %2", mState.mObjectsDir,
+                          komStrError(tRes));
     return 0;
 }
 
 uint32_t Cleaner::removeCandidates(const Candidates& pCandidates)
 {
     KprTime tNow;
-    uint32_t tRes = mState.readClock(&tNow);
+    uint32_t tRes = readClock(mState.mLog, &tNow);
     if (KFAILED(tRes)) return tRes;
     RemovalTarget tTarget(pCandidates.totalKilobytes());
-    Rests tRests;
+    LockThrottle tThrottle;
     pCandidates.visit([&](const Candidate& pCandidate) {
-        tRests.rest();
+        tThrottle.rest();
         // Taken for each file anew, so that readers and writers wait for one removal at the most.
         InserterLock tLock(mState, true);
-        tRests.lockTaken();
+        tThrottle.lockTaken();
         if (!tLock || !removeCandidate(pCandidate, tNow.seconds)) return true;
         tRes = addToCleaned(pCandidate.kilobytes);
         return !KFAILED(tRes) && tTarget.count(pCandidate.kilobytes);
@@ -291,33 +254,22 @@ bool Cleaner::removeCandidate(const Candidate& pCandidate, int64_t pNow)
     KprFileInfo tInfo;
     uint32_t tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_MTIME, &tInfo);
     if (KFAILED(tRes)) {
-        mState.debug("FS cache cleaner: failed to get modification time of %1: %2", tPath, komStrError(tRes));
+        mState.mLog.debug("FS cache cleaner: failed to get modification time of %1: %2", tPath,
+                          komStrError(tRes));
         return false;
     }
     // It may have been touched since the listing.
     if (!isOldEnough(tInfo.modified.seconds - mState.mTimeOffset, pNow)) return false;
     tRes = kprRemoveFile(tPath.c_str());
-    if (KFAILED(tRes)) mState.debug("FS cache cleaner: failed to remove %1: %2", tPath, komStrError(tRes));
+    if (KFAILED(tRes))
+        mState.mLog.debug("FS cache cleaner: failed to remove %1: %2", tPath, komStrError(tRes));
     return !KFAILED(tRes);
 }
 
 uint32_t Cleaner::addToCleaned(uint32_t pKilobytes)
 {
-    uint64_t tCounter = 0;
-    if (const uint32_t tRes = readCounter(mState.mCleanedFile, mState.mCleanedPath, &tCounter); KFAILED(tRes))
-        return tRes;
-    tCounter = kprHost2BE64(tCounter + pKilobytes);
-    uint32_t tWritten = 0;
-    const uint32_t tRes = mState.writeAt(mState.mCleanedFile, 0, &tCounter, sizeof tCounter, &tWritten);
-    if (KFAILED(tRes)) {
-        mState.debug("FS cache cleaner: failed to write %1: %2", mState.mCleanedPath, komStrError(tRes));
-        return tRes;
-    }
-    if (tWritten < sizeof tCounter) {
-        mState.debug("FS cache cleaner: short write on %1 (%2 bytes).", mState.mCleanedPath, tWritten);
-        return E_FAIL;
-    }
-    return 0;
+    FileBytes tFile(mState.mCleanedFile, mState.mLog);
+    return CounterFile(SPEAKER, mState.mCleanedPath, mState.mLog).add(tFile, pKilobytes);
 }
 
 } // namespace vel::kos::kfw

@@ -13,8 +13,8 @@ namespace vel::kos::kfw {
 /// counters, and when the cache has grown removes a quarter of what is old enough. The others wait, and keep
 /// their own caches' pins fresh meanwhile, so that a pin holds wherever the cleaner works.
 ///
-/// The thread runs until the process ends, a step fails or memory runs out. It holds the cache's state, outlives the cache,
-/// and keeps the module's code loaded.
+/// The thread runs until the process ends, a step fails or memory runs out. It holds the cache's state,
+/// outlives the cache, and keeps the module's code loaded.
 class Cleaner {
 public:
     /// Seconds between two refreshments of the pinned objects.
@@ -49,7 +49,6 @@ private:
     /// Removes one file, under the exclusive insert lock; false when it stays, which is reported.
     bool removeCandidate(const Candidate& pCandidate, int64_t pNow);
     uint32_t addToCleaned(uint32_t pKilobytes);
-    uint32_t readCounter(KprFile pFile, const std::string& pPath, uint64_t* pValue);
 
     FSCacheState& mState;
     /// When pinned objects are refreshed next, by the local clock in seconds; 0 before the first interval.

@@ -18,8 +18,10 @@ TEST_F(CleanerTest, endsWhenItCannotSleepForTheLock)
     KprFile tOther;
     ASSERT_EQ(kprOpenFile(cleanedPath().c_str(), KPR_OPEN_READ_WRITE, &tOther), 0u);
     ASSERT_EQ(kprLockFile(tOther, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    const uint32_t tOpen = FaultTable::openHandles();
     clean();
     expectAssertion("!KFAILED(tRes)");
+    EXPECT_EQ(FaultTable::openHandles(), tOpen - 1) << "\"cleaned\" is closed";
     kprCloseFile(tOther);
 }
 
@@ -59,10 +61,17 @@ TEST_F(CleanerTest, reportsAFailedUnlockAndClose)
 TEST_F(CleanerTest, givesTheLockBackWhenItEnds)
 {
     init();
-    bool tFree = true;
-    mOnSleep = [&] { tFree = isLockFree(); };
+    bool tFree = true, tShared = true;
+    mOnSleep = [&] {
+        tFree = isLockFree();
+        KprFile tFile;
+        EXPECT_EQ(kprOpenFile(cleanedPath().c_str(), KPR_OPEN_READ_WRITE, &tFile), 0u);
+        tShared = !KFAILED(kprLockFile(tFile, KPR_LOCK_SHARED | KPR_LOCK_NO_WAIT, 0, 0));
+        kprCloseFile(tFile);
+    };
     clean();
     EXPECT_FALSE(tFree) << "it keeps the lock while it sleeps";
+    EXPECT_FALSE(tShared) << "and shares it with nobody";
     EXPECT_TRUE(isLockFree());
 }
 

@@ -1,7 +1,8 @@
 // What the cleaner does: when it cleans, what goes and what stays, pins, and whose turn it is.
 #include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
 
-#include <chrono>
+#include <atomic>
+#include <thread>
 
 #include "kpr/dir.h"
 #include "kutil/log.h"
@@ -28,6 +29,8 @@ TEST_F(CleanerTest, initReportsAThreadThatDoesNotStart)
     EXPECT_EQ(mCache->init(mApp.get()), KPR_E_NO_RESOURCES);
     expectLogged("FS cache: failed to start cleaner thread: the system is out of resources");
     EXPECT_EQ(mCache->init(mApp.get()), E_WRONG_STATE);
+    mCache.reset();
+    EXPECT_EQ(FaultTable::openHandles(), 0u) << "no thread is left that needs the counters";
 }
 
 TEST_F(CleanerTest, doesNothingBelowTheThreshold)
@@ -133,30 +136,32 @@ TEST_F(CleanerTest, goesOnEveryThirtySecondsForAsLongAsItGrows)
 
 TEST_F(CleanerTest, leavesTheInsertLockToOthersForMostOfAPass)
 {
-    using Clock = std::chrono::steady_clock;
     init();
     constexpr uint32_t FILES = 80, REMOVED = FILES / 4 + 1;
     for (uint32_t i = 0; i < FILES; ++i)
         makeFile("f" + std::to_string(i), 1, 2 * HOUR);
     setCounter("inserted", 17408);
-    std::vector<Clock::time_point> tTaken, tGiven;
-    // The election and the look at the counters come first.
-    for (uint32_t i = 0; i < REMOVED; ++i) {
+    for (uint32_t i = 1; i <= REMOVED; ++i) {
+        // Waiting for the lock is nobody's holding it. The election and the look at the counters come first.
         FaultTable::before(
-            "kprLockFile", [&] { tTaken.push_back(Clock::now()); }, i + 3);
+            "kprLockFile", [] { FaultTable::advanceMonotonicClock(500000); }, i + 2);
         FaultTable::before(
-            "kprUnlockFile", [&] { tGiven.push_back(Clock::now()); }, i + 2);
+            "kprRemoveFile", [] { FaultTable::advanceMonotonicClock(2000); }, i);
     }
+    std::vector<uint32_t> tRests;
+    uint32_t tLocked = 0;
+    mOnRest = [&](uint32_t pMilliseconds) {
+        tRests.push_back(pMilliseconds);
+        uint32_t tIsLocked = 7;
+        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tIsLocked), 0u);
+        tLocked += tIsLocked;
+        FaultTable::advanceMonotonicClock(uint64_t(pMilliseconds) * 1000);
+        return 0u;
+    };
     clean();
     ASSERT_EQ(counter("cleaned"), REMOVED);
-    ASSERT_EQ(tTaken.size(), REMOVED);
-    ASSERT_EQ(tGiven.size(), REMOVED);
-    Clock::duration tHeld{}, tFree{};
-    for (uint32_t i = 0; i + 1 < REMOVED; ++i) {
-        tHeld += tGiven[i] - tTaken[i];
-        tFree += tTaken[i + 1] - tGiven[i];
-    }
-    EXPECT_GT(tFree, 3 * tHeld); // sleeps are never shorter than they should be
+    EXPECT_EQ(tRests, std::vector<uint32_t>(REMOVED - 1, 18));
+    EXPECT_EQ(tLocked, 0u) << "it rests without the lock";
 }
 
 TEST_F(CleanerTest, sparesAFileThatWasTouchedSinceTheListing)
@@ -169,6 +174,55 @@ TEST_F(CleanerTest, sparesAFileThatWasTouchedSinceTheListing)
     EXPECT_EQ(files(), Names{"touched"});
     EXPECT_EQ(counter("cleaned"), 0u);
     EXPECT_THAT(logged(), IsEmpty());
+}
+
+TEST_F(CleanerTest, countsAnEntryOnceThatIsListedTwice)
+{
+    init();
+    for (const char* tName : {"a", "b", "c", "d"})
+        makeFile(tName, 100, HOUR);
+    setCounter("inserted", 17408);
+    FaultTable::repeatEntry(5); // the last one, which is the first to go
+    clean();
+    EXPECT_EQ(files().size(), 2u);
+    EXPECT_EQ(counter("cleaned"), 200u);
+    EXPECT_THAT(logged(), IsEmpty());
+    EXPECT_EQ(FaultTable::pending(), 0u);
+}
+
+TEST_F(CleanerTest, countsARemovalUnderTheInsertLock)
+{
+    init();
+    makeFile("old", 100, HOUR);
+    setCounter("inserted", 17408);
+    uint32_t tLocked = 0;
+    FaultTable::before("kprSeekAndWrite",
+                       [&] { EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tLocked), 0u); });
+    clean();
+    EXPECT_EQ(counter("cleaned"), 100u);
+    EXPECT_EQ(tLocked, 1u);
+}
+
+TEST_F(CleanerTest, waitsForAPinThatIsBeingMade)
+{
+    init();
+    ASSERT_EQ(put("http://a/pinned", {}, "x"), 0u);
+    std::atomic<unsigned> tRounds = 0;
+    unsigned tRoundsMeanwhile = 0;
+    mOnSleep = [&] { tRounds = mSleeps; };
+    std::thread tCleaner;
+    FaultTable::before("kprSetFileTime", [&] {
+        tCleaner = std::thread([&] { clean(35); });
+        for (int i = 0; i < 2000 && tRounds < 30; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        tRoundsMeanwhile = tRounds;
+    });
+    EXPECT_EQ(mCache->pinObject("http://a/pinned"), 0u);
+    ASSERT_TRUE(tCleaner.joinable());
+    tCleaner.join();
+    EXPECT_EQ(tRoundsMeanwhile, 30u) << "pins are due, and their list is not its own yet";
+    EXPECT_EQ(mSleeps, 35u);
 }
 
 TEST_F(CleanerTest, comparesAgesByTheFileServersClock)
@@ -199,6 +253,9 @@ TEST_F(CleanerTest, refreshesPinsAfterFifteenMinutesAndEveryFifteenAfter)
     clean(95);
     EXPECT_THAT(tTimes, ElementsAre(START, START + 900, START + 1800, START + 2700));
     EXPECT_EQ(modified(tLoose), START);
+    KprFileInfo tInfo{};
+    ASSERT_EQ(kprGetFileInfo(path(tPinned).c_str(), KPR_INFO_ALL, &tInfo), 0u);
+    EXPECT_EQ(tInfo.accessed.seconds, tInfo.modified.seconds);
 }
 
 TEST_F(CleanerTest, keepsAPinnedObjectThroughEveryPass)

@@ -93,7 +93,8 @@ TEST_F(CleanerMemoryTest, endsTheThreadAndNothingElse)
         uint32_t tLocked = 7;
         EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tLocked), 0u);
         EXPECT_EQ(tLocked, 0u);
-        EXPECT_EQ(FaultTable::openHandles(), tOpen - 1) << "of the cleaner's files \"cleaned\" alone was open";
+        EXPECT_EQ(FaultTable::openHandles(), tOpen - 1)
+            << "of the cleaner's files \"cleaned\" alone was open";
         EXPECT_EQ(put("http://a/after", {}, "y"), 0u) << "the cache works on";
         const auto tLines = logged();
         EXPECT_EQ(std::count(tLines.begin(), tLines.end(),

@@ -1,6 +1,9 @@
 // Calls of the platform that fail while objects are read, asked about and pinned.
 #include "kfw/cache/testing/kfw_FSCache_FaultFixture.h"
 
+#include <atomic>
+#include <thread>
+
 namespace vel::kos::kfw {
 
 namespace {
@@ -100,6 +103,16 @@ TEST_F(FSCacheFaultTest, takesSmallObjectsInOneRead)
                                         "kprCloseFile", "kprUnlockFile"}));
 }
 
+TEST_F(FSCacheFaultTest, readsNoDataForAttributesAlone)
+{
+    initWithLargeObject();
+    const uint32_t tReads = FaultTable::calls("kprSeekAndRead");
+    EXPECT_EQ(mCache->getAttributes(URI, &mList), 0u);
+    EXPECT_EQ(FaultTable::calls("kprSeekAndRead"), tReads + 1);
+    EXPECT_EQ(get(), 0u);
+    EXPECT_EQ(FaultTable::calls("kprSeekAndRead"), tReads + 3);
+}
+
 TEST_F(FSCacheFaultTest, readsExactlyWhereTheLargeReadFails)
 {
     initWithSmallObject();
@@ -184,6 +197,48 @@ TEST_F(FSCacheFaultTest, hasObjectReportsItsFailures)
     EXPECT_EQ(mCache->hasObject(URI, &tExists), CODE);
     EXPECT_EQ(tExists, 0u);
     expectLogged("FS cache: failed to touch " + object() + ": " + text());
+}
+
+TEST_F(FSCacheFaultTest, aTouchSetsBothTimes)
+{
+    initWithSmallObject();
+    const KprTime tOld{1000000000, 0, 0};
+    ASSERT_EQ(kprSetFileTime(object().c_str(), &tOld, &tOld), 0u);
+    EXPECT_EQ(mCache->pinObject(URI), 0u);
+    KprFileInfo tInfo{};
+    ASSERT_EQ(kprGetFileInfo(object().c_str(), KPR_INFO_ALL, &tInfo), 0u);
+    EXPECT_GT(tInfo.modified.seconds, tOld.seconds);
+    EXPECT_GT(tInfo.accessed.seconds, tOld.seconds);
+}
+
+TEST_F(FSCacheFaultTest, aPinIsOneStepForOtherThreads)
+{
+    initWithSmallObject();
+    const fw::CacheId tId = idOf(URI);
+    struct Case {
+        std::function<uint32_t()> operation;
+        uint32_t answer;
+    };
+    for (const Case& tCase : {Case{[&] { return mCache->pinObjectById(&tId); }, 0u},
+                              Case{[&] { return mCache->unpinObjectById(&tId); }, 0u}}) {
+        std::atomic<bool> tDone = false;
+        bool tCameIn = true;
+        std::thread tOther;
+        FaultTable::before("kprSetFileTime", [&] { // the pin is entered, and may yet be taken back
+            tOther = std::thread([&] {
+                EXPECT_EQ(tCase.operation(), tCase.answer);
+                tDone = true;
+            });
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            tCameIn = tDone;
+        });
+        EXPECT_EQ(mCache->pinObjectById(&tId), 0u);
+        ASSERT_TRUE(tOther.joinable());
+        tOther.join();
+        EXPECT_FALSE(tCameIn);
+        while (mCache->unpinObjectById(&tId) == 0) {
+        }
+    }
 }
 
 TEST_F(FSCacheFaultTest, aPinThatCannotTouchIsNotRecorded)

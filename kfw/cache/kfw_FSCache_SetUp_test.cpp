@@ -1,5 +1,7 @@
 // How a cache is set up, and what it refuses.
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
+#include "kutil/catalogue.h"
+#include "kutil/kutil_MoBuilder.h"
 
 namespace vel::kos::kfw {
 
@@ -78,6 +80,31 @@ TEST_F(FSCacheSetUpTest, initReportsDirectoriesThatCannotBeMade)
     EXPECT_EQ(mApp->logLines().size(), 1u);
     for (const auto& [tOperation, tAnswer] : callEverything(*mCache))
         EXPECT_EQ(tAnswer, 0x80000100u) << tOperation;
+}
+
+TEST_F(FSCacheSetUpTest, initSpeaksTheUsersLanguage)
+{
+    const auto tTexts = mDir.path() / "po" / "xx" / "LC_MESSAGES";
+    std::filesystem::create_directories(tTexts);
+    writeFile(tTexts / "kfw.mo", kutil_test::buildMo({{"The directory %1 doesn't exist.", "nodir %1"},
+                                                      {"Can't create directory %1.", "nomkdir %1"},
+                                                      {"Can't create %1: %2.", "nofile %1"}}));
+    util::kSetCatalogues((mDir.path() / "po").string().c_str(), "xx");
+    const std::string tMissing = (mDir.path() / "missing").string();
+    mApp->setUserAppDir(tMissing);
+    EXPECT_EQ(mCache->init(mApp.get()), 0x80004005u);
+    mApp->setUserAppDir(mDir.text());
+    writeFile(cacheDir(), "in the way");
+    mCache = kom::retain(new FSCache);
+    EXPECT_EQ(mCache->init(mApp.get()), 0x80004005u);
+    std::filesystem::remove(cacheDir());
+    mCache = kom::retain(new FSCache);
+    test::FaultTable::fail("kprMoveFile", KPR_E_IO);
+    EXPECT_EQ(mCache->init(mApp.get()), KPR_E_IO);
+    util::kSetCatalogues(nullptr, nullptr);
+    EXPECT_EQ(mApp->messages(fw::LOG_LEVEL_ERROR),
+              (std::vector<std::string>{"nodir " + tMissing, "nomkdir " + cacheDir().string(),
+                                        "nofile " + (cacheDir() / "inserted").string()}));
 }
 
 TEST_F(FSCacheSetUpTest, initNeedsTheApplicationsSecondRevision)

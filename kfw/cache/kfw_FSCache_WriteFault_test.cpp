@@ -1,6 +1,8 @@
 // Calls of the platform that fail while an object is stored: files, lock, counter.
 #include "kfw/cache/testing/kfw_FSCache_FaultFixture.h"
 
+#include <cstdlib>
+#include <future>
 #include <thread>
 
 namespace vel::kos::kfw {
@@ -139,6 +141,15 @@ TEST_F(FSCacheFaultTest, goesOnWithoutTheLock)
         expectLogged("FS cache: can't get lock of " + inserted() + ": " + text());
     }
     EXPECT_EQ(FaultTable::calls("kprUnlockFile"), tUnlocked) << "what was not locked is not unlocked";
+
+    // Another thread gets in; it would wait for ever.
+    std::promise<uint32_t> tDone;
+    std::thread tOther([&] { tDone.set_value(get()); });
+    auto tResult = tDone.get_future();
+    const bool tInTime = tResult.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    if (!tInTime) std::abort(); // nobody can end the thread
+    EXPECT_EQ(tResult.get(), 0u);
+    tOther.join();
 }
 
 TEST_F(FSCacheFaultTest, reportsAFailedUnlock)
@@ -200,8 +211,13 @@ TEST_F(FSCacheFaultTest, writersLockExclusivelyAndReadersShare)
                            {"kprCloseFile", false, [&] { return get(); }},
                            {"kprOpenFile", false, [&] { return mCache->getAttributes(URI, &mList); }},
                            {"kprGetFileInfo", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
-                           {"kprGetFileInfo", false, [&] { return mCache->hasObject(URI, &tExists); }}}) {
+                           {"kprOpenFile", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
+                           {"kprRead", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
+                           {"kprCloseFile", false, [&] { return mCache->getObjectFile(&tId, &mBytes); }},
+                           {"kprGetFileInfo", false, [&] { return mCache->hasObject(URI, &tExists); }},
+                           {"kprSetFileTime", false, [&] { return mCache->hasObject(URI, &tExists); }}}) {
         bool tRan = false;
+        makeOld(URI, 5000);
         FaultTable::before(tCase.function, [&] {
             tRan = true;
             KprFile tFile = KPR_NO_FILE;

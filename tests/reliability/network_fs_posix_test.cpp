@@ -146,7 +146,8 @@ protected:
     unsigned clean(unsigned pSleeps, const std::function<void(unsigned)>& pOnSleep = {})
     {
         unsigned tSleeps = 0;
-        FaultTable::setSleeper([&](uint32_t) {
+        FaultTable::setSleeper([&](uint32_t pMilliseconds) {
+            if (pMilliseconds < 30000) return 0u; // a rest between removals
             ++tSleeps;
             if (pOnSleep) pOnSleep(tSleeps);
             return tSleeps < pSleeps ? 0u : uint32_t{KPR_E_SYSTEM};

@@ -62,6 +62,7 @@ void FaultTable::reset()
     tTable.tracing = false;
     tTable.clock.reset();
     tTable.fileClock.reset();
+    tTable.monotonic = 0;
     tTable.sleeper = nullptr;
     tTable.serverOffset = 0;
     tTable.fileTimeStep = 0;
@@ -86,6 +87,8 @@ void FaultTable::misplaceSeek(int64_t pBytes, uint32_t pNth)
 {
     addRule({"kprSeek", pNth - 1, 1, 0, {}, pBytes, {}});
 }
+
+void FaultTable::repeatEntry(uint32_t pNth) { addRule({"kprReadDir", pNth - 1, 1, 0, {}, 1, {}}); }
 
 void FaultTable::before(const std::string& pFunction, std::function<void()> pAction, uint32_t pNth)
 {
@@ -164,6 +167,12 @@ void FaultTable::setClock(KprTime pNow)
 {
     std::lock_guard tLock(table().mutex);
     table().clock = pNow;
+}
+
+void FaultTable::advanceMonotonicClock(uint64_t pMicroseconds)
+{
+    std::lock_guard tLock(table().mutex);
+    table().monotonic += pMicroseconds;
 }
 
 void FaultTable::advanceClock(int64_t pSeconds)

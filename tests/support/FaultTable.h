@@ -31,6 +31,8 @@ public:
     static void cutShort(const std::string& pFunction, uint32_t pBytes, uint32_t pNth = 1);
     /// The pNth call of kprSeek goes pBytes too far, and says so.
     static void misplaceSeek(int64_t pBytes, uint32_t pNth = 1);
+    /// The pNth call of kprReadDir gives the entry of the call before it again.
+    static void repeatEntry(uint32_t pNth);
     /// Runs pAction before the pNth call, on the calling thread.
     static void before(const std::string& pFunction, std::function<void()> pAction, uint32_t pNth = 1);
 
@@ -64,8 +66,10 @@ public:
     static void captureThreads();
     static std::vector<Thread> capturedThreads();
 
-    /// kprGetCurrentTime answers this time from now on.
+    /// kprGetCurrentTime answers this time from now on, and kprGetMonotonicTime stands still.
     static void setClock(KprTime pNow);
+    /// Moves a monotonic clock that stands still.
+    static void advanceMonotonicClock(uint64_t pMicroseconds);
     /// Moves the clock, and the files' clock with it.
     static void advanceClock(int64_t pSeconds);
     /// The clock of the file system: files that are made or renamed bear this time from now on. Setting the

@@ -89,8 +89,6 @@ K_WRAP(kprLockFile, (KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t p
 K_WRAP(kprSyncFile, (KprFile pFile), (pFile))
 K_WRAP(kprReplaceFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprRemoveFile, (const char* pPath), (pPath))
-K_WRAP(kprReadDir, (KprDir pDir, char* pBuffer, uint32_t pSize, uint32_t* pKind),
-       (pDir, pBuffer, pSize, pKind))
 K_WRAP(kprMakeDir, (const char* pPath), (pPath))
 K_WRAP(kprGetDirname, (const char* pPath, char* pBuffer, uint32_t pSize), (pPath, pBuffer, pSize))
 K_WRAP(kprGetBasename, (const char* pPath, char* pBuffer, uint32_t pSize), (pPath, pBuffer, pSize))
@@ -99,6 +97,23 @@ K_WRAP(kprAppendToPath, (const char* pPath, const char* pName, char* pBuffer, ui
 K_WRAP(kprMD5Init, (KprMD5 * pState), (pState))
 K_WRAP(kprMD5Update, (KprMD5 * pState, const void* pBytes, uint32_t pLength), (pState, pBytes, pLength))
 K_WRAP_RELEASE(kprMD5Final, (KprMD5 * pState, uint8_t* pDigest), (pState, pDigest))
+
+uint32_t __real_kprReadDir(KprDir, char*, uint32_t, uint32_t*);
+uint32_t __wrap_kprReadDir(KprDir, char*, uint32_t, uint32_t*);
+uint32_t __wrap_kprReadDir(KprDir pDir, char* pBuffer, uint32_t pSize, uint32_t* pKind)
+{
+    const auto tVerdict = enter("kprReadDir");
+    if (tVerdict.code) return tVerdict.code;
+    std::lock_guard tLock(table().mutex);
+    std::string& tLast = table().lastEntry;
+    if (tVerdict.misplace && tLast.size() < pSize) {
+        pBuffer[tLast.copy(pBuffer, tLast.size())] = '\0';
+        return 0;
+    }
+    const uint32_t tRes = __real_kprReadDir(pDir, pBuffer, pSize, pKind);
+    if (tRes == 0) tLast = pBuffer;
+    return tRes;
+}
 
 uint32_t __real_kprMoveFile(const char*, const char*);
 uint32_t __wrap_kprMoveFile(const char*, const char*);
@@ -296,6 +311,22 @@ uint32_t __wrap_kprGetCurrentTime(KprTime* pTime)
         }
     }
     return __real_kprGetCurrentTime(pTime);
+}
+
+uint32_t __real_kprGetMonotonicTime(uint64_t*);
+uint32_t __wrap_kprGetMonotonicTime(uint64_t*);
+uint32_t __wrap_kprGetMonotonicTime(uint64_t* pMicroseconds)
+{
+    const auto tVerdict = enter("kprGetMonotonicTime");
+    if (tVerdict.code) return tVerdict.code;
+    {
+        std::lock_guard tLock(table().mutex);
+        if (table().clock) {
+            *pMicroseconds = table().monotonic;
+            return 0;
+        }
+    }
+    return __real_kprGetMonotonicTime(pMicroseconds);
 }
 
 uint32_t __real_kprSleep(uint32_t);

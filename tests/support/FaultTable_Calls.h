@@ -30,6 +30,8 @@ struct Table {
     std::vector<std::string> trace;
     bool tracing = false;
     std::optional<KprTime> clock, fileClock;
+    uint64_t monotonic = 0;
+    std::string lastEntry; ///< that kprReadDir gave
     std::function<uint32_t(uint32_t)> sleeper;
     int64_t serverOffset = 0;
     int64_t fileTimeStep = 0;

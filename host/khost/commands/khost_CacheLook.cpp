@@ -56,7 +56,7 @@ std::string padded(const std::string& pText, std::size_t pWidth)
 
 int failLook(Session& pSession, uint32_t pCode, const CacheFiles& pCache)
 {
-    return pSession.fail(pCode, pCache.culprit());
+    return pSession.fail(pCode, pCache.failedPath());
 }
 
 /// Whether a file that was listed and could not be examined has gone meanwhile: a cleaner took it.

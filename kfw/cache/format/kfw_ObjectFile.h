@@ -4,9 +4,9 @@
 //     header          = magic version attr-offset attr-size attr-count data-offset data-size
 //     attributes      = attribute*                  at attr-offset, attr-size bytes
 //     attribute       = string string               the key, then the value
-//     string          = length byte*length padding  length counts the terminating NUL; the padding fills up
-//     to
-//                                                   a multiple of 4 bytes from the start of the attributes
+//     string          = length byte*length padding  length counts the terminating NUL; the padding fills
+//                                                   up to a multiple of 4 bytes from the start of the
+//                                                   attributes
 //     data            = byte*data-size              at data-offset
 //
 // Every number is 32 bits, big-endian. Readers take the offsets from the header: there may be gaps before the
@@ -44,7 +44,7 @@ struct ObjectImage {
     std::unique_ptr<uint8_t[]> bytes;
 };
 
-/// Composes an object file; null keys and values are written as "". Answers "", or why it cannot be written:
+/// Composes an object file; null keys and values are written as "". Returns "", or why it cannot be written:
 /// it would be larger than 32 bits can say.
 std::string composeObject(const std::string& pPath, const fw::CacheAttrList& pAttributes,
                           const fw::CacheBytes& pData, ObjectImage* pImage);
@@ -53,15 +53,15 @@ std::string composeObject(const std::string& pPath, const fw::CacheAttrList& pAt
 std::string checkObjectSize(const std::string& pPath, uint64_t pFileSize);
 
 /// Reads the header from the file's first pLength bytes (at most OBJECT_HEADER_SIZE are looked at) and checks
-/// that both spaces lie in the file, so that nothing that is read later wraps. Answers "", or why not.
+/// that both spaces lie in the file, so that nothing that is read later wraps. Returns "", or why not.
 std::string parseObjectHeader(const std::string& pPath, uint32_t pFileSize, const uint8_t* pBytes,
                               uint32_t pLength, ObjectFileHeader* pHeader);
 
-/// Reads pCount attributes from an attribute space. Answers "", or why not; then *pList is as it was. Memory
+/// Reads pCount attributes from an attribute space. Returns "", or why not; then *pList is as it was. Memory
 /// is taken for what the space can hold, whatever the count says.
 std::string parseAttributes(const uint8_t* pSpace, uint32_t pSize, uint32_t pCount, fw::CacheAttrList* pList);
 
-/// Reads a whole object file in memory: its header and attributes; the data is at header.dataOffset. Answers
+/// Reads a whole object file in memory: its header and attributes; the data is at header.dataOffset. Returns
 /// "", or why the cache would refuse it.
 std::string parseObject(const std::string& pPath, const uint8_t* pBytes, uint64_t pFileSize,
                         ObjectFileHeader* pHeader, fw::CacheAttrList* pList);

@@ -172,7 +172,7 @@ protected:
     kom::Ref<FSCache> mCache = kom::retain(new FSCache);
 };
 
-/// Every operation, with good arguments; what it answers.
+/// Every operation, with good arguments, and what it returns.
 inline std::vector<std::pair<std::string, uint32_t>> callEverything(FSCache& pCache)
 {
     fw::CacheId tId{};
@@ -180,19 +180,19 @@ inline std::vector<std::pair<std::string, uint32_t>> callEverything(FSCache& pCa
     fw::CacheBytes tBytes;
     uint32_t tExists = 7;
     const char* tUri = "http://example.com/";
-    std::vector<std::pair<std::string, uint32_t>> tAnswers;
-    tAnswers.emplace_back("putObject", pCache.putObject(tUri, &tList, &tBytes));
-    tAnswers.emplace_back("putObjectFile", pCache.putObjectFile(&tId, &tBytes));
-    tAnswers.emplace_back("getObject", pCache.getObject(tUri, &tList, &tBytes));
-    tAnswers.emplace_back("getObjectFile", pCache.getObjectFile(&tId, &tBytes));
-    tAnswers.emplace_back("getAttributes", pCache.getAttributes(tUri, &tList));
-    tAnswers.emplace_back("hasObject", pCache.hasObject(tUri, &tExists));
+    std::vector<std::pair<std::string, uint32_t>> tResults;
+    tResults.emplace_back("putObject", pCache.putObject(tUri, &tList, &tBytes));
+    tResults.emplace_back("putObjectFile", pCache.putObjectFile(&tId, &tBytes));
+    tResults.emplace_back("getObject", pCache.getObject(tUri, &tList, &tBytes));
+    tResults.emplace_back("getObjectFile", pCache.getObjectFile(&tId, &tBytes));
+    tResults.emplace_back("getAttributes", pCache.getAttributes(tUri, &tList));
+    tResults.emplace_back("hasObject", pCache.hasObject(tUri, &tExists));
     EXPECT_EQ(tExists, 0u);
-    tAnswers.emplace_back("pinObject", pCache.pinObject(tUri));
-    tAnswers.emplace_back("pinObjectById", pCache.pinObjectById(&tId));
-    tAnswers.emplace_back("unpinObject", pCache.unpinObject(tUri));
-    tAnswers.emplace_back("unpinObjectById", pCache.unpinObjectById(&tId));
-    return tAnswers;
+    tResults.emplace_back("pinObject", pCache.pinObject(tUri));
+    tResults.emplace_back("pinObjectById", pCache.pinObjectById(&tId));
+    tResults.emplace_back("unpinObject", pCache.unpinObject(tUri));
+    tResults.emplace_back("unpinObjectById", pCache.unpinObjectById(&tId));
+    return tResults;
 }
 
 } // namespace vel::kos::kfw

@@ -57,6 +57,9 @@ std::atomic<uint32_t> gRounds;
 std::atomic<uint64_t> gLongestRound;
 std::atomic<uint64_t> gRoundStart; ///< when the cleaner went to sleep last
 
+/// The cleaner's longest rest between two removals, in milliseconds.
+constexpr uint32_t LONGEST_REST_MS = 100;
+
 thread_local bool tlCounting = false;
 thread_local bool tlCleaner = false;
 thread_local uint64_t tlMemory = 0;  ///< the process's peak when the cleaner thread started
@@ -210,8 +213,12 @@ uint32_t __wrap_kprGetCurrentTime(KprTime* pTime)
 uint32_t __wrap_kprSleep(uint32_t pMilliseconds)
 {
     enterCall();
-    if (tlCleaner) endRound();
-    std::this_thread::sleep_for(std::chrono::microseconds(int64_t(pMilliseconds) * 1000 / gScale.speed));
+    // Rests between removals go by the clock that does not go faster in the world.
+    const bool tRest = tlCleaner && pMilliseconds <= LONGEST_REST_MS;
+    if (tlCleaner && !tRest) endRound();
+    const int64_t tMicroseconds = int64_t(pMilliseconds) * 1000;
+    std::this_thread::sleep_for(
+        std::chrono::microseconds(tRest ? tMicroseconds : tMicroseconds / gScale.speed));
     return 0;
 }
 

@@ -1,4 +1,4 @@
-#include "kfw/cache/kfw_FSCache_ObjectReader.h"
+#include "kfw/cache/format/kfw_ObjectReader.h"
 
 #include <algorithm>
 #include <cstring>
@@ -7,39 +7,39 @@
 
 namespace vel::kos::kfw {
 
-uint32_t ObjectReader::open()
+uint32_t openObject(const std::string& pPath, OpenFile* pFile, ProblemLog& pLog)
 {
-    const uint32_t tRes = mFile.open(mPath, KPR_OPEN_READ);
-    if (KFAILED(tRes)) mCache.debug("FS cache: can't open %1 for reading: %2", mPath, komStrError(tRes));
+    const uint32_t tRes = pFile->open(pPath, KPR_OPEN_READ);
+    if (KFAILED(tRes)) pLog.debug("FS cache: can't open %1 for reading: %2", pPath, komStrError(tRes));
     return tRes;
 }
 
 uint32_t ObjectReader::refuse(const std::string& pProblem)
 {
-    mCache.debug("%1", pProblem);
+    mLog.debug("%1", pProblem);
     return E_FAIL;
 }
 
 uint32_t ObjectReader::readObjectHeader()
 {
-    KprFileInfo tInfo;
-    uint32_t tRes = kprGetOpenFileInfo(mFile.get(), KPR_INFO_SIZE, &tInfo);
+    uint64_t tSize = 0;
+    uint32_t tRes = mSource.getSize(&tSize);
     if (KFAILED(tRes)) {
-        mCache.debug("FS cache: failed to get size of %1: %2", mPath, komStrError(tRes));
+        mLog.debug("FS cache: failed to get size of %1: %2", mPath, komStrError(tRes));
         return tRes;
     }
-    if (const std::string tProblem = checkObjectSize(mPath, tInfo.size); !tProblem.empty())
+    if (const std::string tProblem = checkObjectSize(mPath, tSize); !tProblem.empty())
         return refuse(tProblem);
-    tRes = kprRead(mFile.get(), mHead, sizeof mHead, &mHeadSize);
+    tRes = mSource.read(mHead, sizeof mHead, &mHeadSize);
     // A place that cannot be read may lie beyond the header: then the step that needs it fails.
-    if (KFAILED(tRes)) tRes = mCache.readAt(mFile.get(), 0, mHead, OBJECT_HEADER_SIZE, &mHeadSize);
+    if (KFAILED(tRes)) tRes = mSource.readAt(0, mHead, OBJECT_HEADER_SIZE, &mHeadSize);
     if (KFAILED(tRes)) {
         mHeadSize = 0;
-        mCache.debug("FS cache: error reading object header from %1: %2", mPath, komStrError(tRes));
+        mLog.debug("FS cache: error reading object header from %1: %2", mPath, komStrError(tRes));
         return tRes;
     }
     const std::string tProblem =
-        parseObjectHeader(mPath, static_cast<uint32_t>(tInfo.size), mHead, mHeadSize, &mHeader);
+        parseObjectHeader(mPath, static_cast<uint32_t>(tSize), mHead, mHeadSize, &mHeader);
     return tProblem.empty() ? 0 : refuse(tProblem);
 }
 
@@ -53,14 +53,14 @@ uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* p
     }
     if (tGot == pLength) return 0;
     uint32_t tRead = 0;
-    const uint32_t tRes = mCache.readAt(mFile.get(), pOffset + tGot, pBuffer + tGot, pLength - tGot, &tRead);
+    const uint32_t tRes = mSource.readAt(pOffset + tGot, pBuffer + tGot, pLength - tGot, &tRead);
     if (KFAILED(tRes)) {
-        mCache.debug("FS cache: error reading %1 from %2: %3", pWhat, mPath, komStrError(tRes));
+        mLog.debug("FS cache: error reading %1 from %2: %3", pWhat, mPath, komStrError(tRes));
         return tRes;
     }
     tGot += tRead;
     if (tGot == pLength) return 0;
-    mCache.debug("FS cache: incomplete read of %1 from %2 (got only %3 bytes).", pWhat, mPath, tGot);
+    mLog.debug("FS cache: incomplete read of %1 from %2 (got only %3 bytes).", pWhat, mPath, tGot);
     return E_FAIL;
 }
 

@@ -1,0 +1,90 @@
+#include "kfw/cache/kfw_CacheLog.h"
+
+#include <exception>
+#include <iterator>
+#include <utility>
+
+#include "kpr/thread.h"
+#include "kutil/log.h"
+
+namespace vel::kos::kfw {
+
+CacheLog::Hold::Hold(CacheLog& pLog) : mLog(pLog), mThread(kprGetThreadId())
+{
+    std::lock_guard tLock(mLog.mMutex);
+    mNext = std::exchange(mLog.mHolds, this);
+}
+
+CacheLog::Hold::~Hold()
+{
+    try {
+        kom::Ref<fw::IApplication> tApp;
+        {
+            std::lock_guard tLock(mLog.mMutex);
+            Hold** tPlace = &mLog.mHolds;
+            while (*tPlace != this)
+                tPlace = &(*tPlace)->mNext;
+            *tPlace = mNext;
+            if (mLines.empty()) return;
+            if (Hold* tOuter = mLog.findHold(mThread)) {
+                std::move(mLines.begin(), mLines.end(), std::back_inserter(tOuter->mLines));
+                return;
+            }
+            tApp = mLog.mApp;
+        }
+        for (const Line& tLine : mLines)
+            deliver(tApp.get(), tLine);
+    } catch (const std::exception&) {
+        // What cannot be said for lack of memory stays unsaid: a destructor must not throw.
+    }
+}
+
+kom::Ref<fw::IApplication> CacheLog::detach()
+{
+    kom::Ref<fw::IApplication> tApp;
+    std::lock_guard tLock(mMutex);
+    std::swap(tApp, mApp);
+    return tApp;
+}
+
+void CacheLog::error(const std::string& pMessage) { write({Line::ERROR_LINE, pMessage, 0}); }
+
+void CacheLog::assertion(const char* pExpression, int pLine) { write({Line::ASSERTION, pExpression, pLine}); }
+
+void CacheLog::writeDebug(const std::string& pMessage) { write({Line::DEBUG, pMessage, 0}); }
+
+CacheLog::Hold* CacheLog::findHold(uint64_t pThread) const
+{
+    Hold* tHold = mHolds;
+    while (tHold && tHold->mThread != pThread)
+        tHold = tHold->mNext;
+    return tHold;
+}
+
+void CacheLog::write(Line pLine)
+{
+    kom::Ref<fw::IApplication> tApp;
+    {
+        std::lock_guard tLock(mMutex);
+        if (Hold* tHold = findHold(kprGetThreadId())) {
+            tHold->mLines.push_back(std::move(pLine));
+            return;
+        }
+        tApp = mApp;
+    }
+    deliver(tApp.get(), pLine);
+}
+
+void CacheLog::deliver(fw::IApplication* pApp, const Line& pLine)
+{
+    switch (pLine.kind) {
+    case Line::DEBUG:
+        return util::kDebug(pApp, "kos:kfw", pLine.text);
+    case Line::ERROR_LINE:
+        return util::kError(pApp, "kos:kfw", pLine.text);
+    case Line::ASSERTION:
+        return util::_kAssert(pApp, "kos:kfw", pLine.text.c_str(), "kfw_FSCache", pLine.line);
+    }
+}
+
+} // namespace vel::kos::kfw

@@ -18,8 +18,8 @@ HEADERS = ("kfw/events/kfw_EventDispatcher.h", "kfw/cache/kfw_FSCache.h", "kfw/f
 CLASSES = {
     "EventDispatcher": "&kfw::EventDispatcher::init",
     "EventDispatcher::IdleCallout": "&kfw::EventDispatcher::IdleCallout::onIdle",
-    "RegDbUserData": "&kfw::RegDbUserData::init",
-    "RegDbSendMailConfig": "&kfw::RegDbSendMailConfig::init",
+    "RegDbUserData": "new kfw::RegDbUserData",
+    "RegDbSendMailConfig": "new kfw::RegDbSendMailConfig",
     "SqlDbFactoryReg": "&kfw::SqlDbFactoryReg::registerFactory",
     "FSCache": "&kfw::FSCache::init",
     "SystemInfo": "&kfw::SystemInfo::init",

@@ -154,7 +154,7 @@ TEST_F(LoaderTest, keepsWhatWasRegisteredBeforeAFailure)
     OpenModule tModule("a");
     const auto tFailAt = tModule.symbol<TestFailAt>("testFailAt");
 
-    // Unregistering goes on past the failure and answers it, registering stops at it.
+    // Unregistering goes on past the failure and returns it, registering stops at it.
     tFailAt(1, KPR_E_IO);
     EXPECT_EQ(komUnregisterModule(modulePath("a").c_str()), KPR_E_IO);
     EXPECT_EQ(countClasses(), 5u);

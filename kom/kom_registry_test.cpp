@@ -161,7 +161,7 @@ TEST_F(RegistryTest, checksItsArguments)
     EXPECT_TRUE(std::filesystem::is_empty(mFolder.path()));
 }
 
-/// Keeps what it is told, and answers what the test gives.
+/// Keeps what it is told, and returns what the test gives.
 struct Recorder : KomRegistrar {
     Recorder() : KomRegistrar{entered, removed} {}
 

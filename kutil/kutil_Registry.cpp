@@ -13,7 +13,7 @@ namespace {
 constexpr char DOMAIN_NAME[] = "kos:kutil";
 
 /// Such names mean the same in every store.
-bool isGoodName(const char* pName)
+bool isValidName(const char* pName)
 {
     if (!pName || !*pName) return false;
     for (; *pName; ++pName)
@@ -48,26 +48,26 @@ void RegNode::close() noexcept { mNode.reset(); }
 
 uint32_t RegNode::get(const char* pName, std::string* pValue) const
 {
-    if (!pValue || !isGoodName(pName)) return E_INVALIDARG;
+    if (!pValue || !isValidName(pName)) return E_INVALIDARG;
     return mNode ? mNode->get(pName, pValue) : E_WRONG_STATE;
 }
 
 uint32_t RegNode::get(const char* pName, bool* pValue) const
 {
-    if (!pValue || !isGoodName(pName)) return E_INVALIDARG;
+    if (!pValue || !isValidName(pName)) return E_INVALIDARG;
     return mNode ? mNode->get(pName, pValue) : E_WRONG_STATE;
 }
 
 uint32_t RegNode::put(const char* pName, const std::string& pValue)
 {
-    if (!isGoodName(pName)) return E_INVALIDARG;
+    if (!isValidName(pName)) return E_INVALIDARG;
     if (!mNode) return E_WRONG_STATE;
     return mNode->isReadOnly() ? E_READ_ONLY : mNode->put(pName, pValue);
 }
 
 uint32_t RegNode::put(const char* pName, bool pValue)
 {
-    if (!isGoodName(pName)) return E_INVALIDARG;
+    if (!isValidName(pName)) return E_INVALIDARG;
     if (!mNode) return E_WRONG_STATE;
     return mNode->isReadOnly() ? E_READ_ONLY : mNode->put(pName, pValue);
 }
@@ -75,7 +75,7 @@ uint32_t RegNode::put(const char* pName, bool pValue)
 RegNode RegNode::create(const char* pChild, bool* pReadOnly, bool pOnlyRead)
 {
     std::unique_ptr<StoreNode> tChild;
-    if (mNode && isGoodName(pChild)) tChild = mNode->openChild(pChild, pOnlyRead);
+    if (mNode && isValidName(pChild)) tChild = mNode->openChild(pChild, pOnlyRead);
     if (pReadOnly) *pReadOnly = !tChild || tChild->isReadOnly();
     return RegNode(std::move(tChild));
 }
@@ -99,7 +99,7 @@ uint32_t RegBatch::commit()
 RegNode Registry::openCurrentUserKOSModule(fw::IApplication* pApp, const char* pModuleName, bool pCreate)
 {
     StoreLocation tLocation;
-    if (!pApp || !isGoodName(pModuleName) || !locate(pApp, tLocation)) return {};
+    if (!pApp || !isValidName(pModuleName) || !locate(pApp, tLocation)) return {};
     return RegNode(openStoreNode(pApp, tLocation, std::string("KOS/") + pModuleName, pCreate));
 }
 

@@ -39,7 +39,7 @@ Catalogues& catalogues()
     return *tCatalogues;
 }
 
-/// Reads a whole file. KPR_E_NOT_FOUND is the ordinary answer for a language without a catalogue.
+/// Reads a whole file. KPR_E_NOT_FOUND is the ordinary result for a language without a catalogue.
 uint32_t readFile(const std::string& pPath, std::string& pBytes)
 {
     KprFile tFile = KPR_NO_FILE;

@@ -8,7 +8,7 @@
 namespace kom::validate {
 
 /// How a child process ended.
-struct Ending {
+struct ExitStatus {
     enum Kind {
         EXITED,    ///< by itself; code is its exit status
         ABORTED,   ///< by abort()
@@ -25,7 +25,7 @@ struct Ending {
 
 /// Runs this very program with the given arguments (UTF-8, without its name) and waits for its end, at most
 /// pSeconds. Its standard output and its errors go into the file pOutput, which exists; its input is empty.
-Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds);
+ExitStatus runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds);
 
 /// In a child process, first of all: crashes end it at once, without core files, dialogs and debuggers.
 void prepareChild();

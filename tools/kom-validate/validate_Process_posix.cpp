@@ -23,28 +23,28 @@ constexpr uint32_t STEP = 5; // milliseconds between two looks at the child
 /// A text that the C library may not have.
 std::string textOf(const char* pText) { return pText ? pText : "unknown"; }
 
-Ending endingOf(int pStatus)
+ExitStatus exitStatusOf(int pStatus)
 {
-    if (WIFEXITED(pStatus)) return {Ending::EXITED, static_cast<uint32_t>(WEXITSTATUS(pStatus))};
+    if (WIFEXITED(pStatus)) return {ExitStatus::EXITED, static_cast<uint32_t>(WEXITSTATUS(pStatus))};
     const int tSignal = WTERMSIG(pStatus);
-    return {tSignal == SIGABRT ? Ending::ABORTED : Ending::CRASHED, static_cast<uint32_t>(tSignal)};
+    return {tSignal == SIGABRT ? ExitStatus::ABORTED : ExitStatus::CRASHED, static_cast<uint32_t>(tSignal)};
 }
 
-Ending waitFor(pid_t pProcess, uint32_t pSeconds)
+ExitStatus waitFor(pid_t pProcess, uint32_t pSeconds)
 {
     int tStatus = 0;
     for (uint64_t tWaited = 0; tWaited < uint64_t{pSeconds} * 1000; tWaited += STEP) {
-        if (waitpid(pProcess, &tStatus, WNOHANG) == pProcess) return endingOf(tStatus);
+        if (waitpid(pProcess, &tStatus, WNOHANG) == pProcess) return exitStatusOf(tStatus);
         kprSleep(STEP);
     }
     kill(pProcess, SIGKILL);
     waitpid(pProcess, &tStatus, 0);
-    return {Ending::TIMED_OUT, pSeconds};
+    return {ExitStatus::TIMED_OUT, pSeconds};
 }
 
 } // namespace
 
-std::string Ending::text() const
+std::string ExitStatus::text() const
 {
     switch (kind) {
     case EXITED:
@@ -61,7 +61,7 @@ std::string Ending::text() const
     }
 }
 
-Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds)
+ExitStatus runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds)
 {
     std::vector<char*> tArguments{const_cast<char*>(kprGetProgramPath())};
     for (const std::string& tArgument : pArguments)
@@ -76,7 +76,7 @@ Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pO
     pid_t tProcess;
     const int tError = posix_spawn(&tProcess, tArguments[0], &tFiles, nullptr, tArguments.data(), environ);
     posix_spawn_file_actions_destroy(&tFiles);
-    if (tError != 0) return {Ending::NOT_STARTED, static_cast<uint32_t>(tError)};
+    if (tError != 0) return {ExitStatus::NOT_STARTED, static_cast<uint32_t>(tError)};
     return waitFor(tProcess, pSeconds);
 }
 

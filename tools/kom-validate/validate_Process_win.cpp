@@ -43,22 +43,22 @@ HANDLE openInheritable(const wchar_t* pPath, DWORD pAccess)
                        OPEN_EXISTING, 0, nullptr);
 }
 
-Ending endingOf(DWORD pStatus)
+ExitStatus exitStatusOf(DWORD pStatus)
 {
-    if (pStatus == ABORT_STATUS || pStatus == FAST_FAIL) return {Ending::ABORTED, pStatus};
-    return {pStatus >= FIRST_EXCEPTION ? Ending::CRASHED : Ending::EXITED, pStatus};
+    if (pStatus == ABORT_STATUS || pStatus == FAST_FAIL) return {ExitStatus::ABORTED, pStatus};
+    return {pStatus >= FIRST_EXCEPTION ? ExitStatus::CRASHED : ExitStatus::EXITED, pStatus};
 }
 
-Ending waitFor(HANDLE pProcess, uint32_t pSeconds)
+ExitStatus waitFor(HANDLE pProcess, uint32_t pSeconds)
 {
     if (WaitForSingleObject(pProcess, pSeconds * 1000) == WAIT_TIMEOUT) {
         TerminateProcess(pProcess, 1);
         WaitForSingleObject(pProcess, INFINITE);
-        return {Ending::TIMED_OUT, pSeconds};
+        return {ExitStatus::TIMED_OUT, pSeconds};
     }
     DWORD tStatus = 0;
     GetExitCodeProcess(pProcess, &tStatus);
-    return endingOf(tStatus);
+    return exitStatusOf(tStatus);
 }
 
 LONG WINAPI endAtOnce(EXCEPTION_POINTERS* pException)
@@ -78,7 +78,7 @@ std::string hexadecimal(uint32_t pValue)
 
 } // namespace
 
-std::string Ending::text() const
+std::string ExitStatus::text() const
 {
     switch (kind) {
     case EXITED:
@@ -94,7 +94,7 @@ std::string Ending::text() const
     }
 }
 
-Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds)
+ExitStatus runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds)
 {
     const std::string tProgram = kprGetProgramPath();
     std::string tLine = quoted(tProgram);
@@ -114,11 +114,11 @@ Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pO
     const DWORD tError = GetLastError();
     CloseHandle(tInput);
     CloseHandle(tOutput);
-    if (!tStarted) return {Ending::NOT_STARTED, tError};
-    const Ending tEnding = waitFor(tInfo.hProcess, pSeconds);
+    if (!tStarted) return {ExitStatus::NOT_STARTED, tError};
+    const ExitStatus tStatus = waitFor(tInfo.hProcess, pSeconds);
     CloseHandle(tInfo.hThread);
     CloseHandle(tInfo.hProcess);
-    return tEnding;
+    return tStatus;
 }
 
 void prepareChild()

@@ -26,13 +26,13 @@ KPR_API uint64_t kprGetThreadId(void);
 /// The calling process's number.
 KPR_API uint32_t kprGetProcessId(void);
 
-/// Adds one and answers the new value; a full barrier.
+/// Adds one and returns the new value; a full barrier.
 inline unsigned int kprAtomicIncrement(unsigned int* pValue) noexcept
 {
     return __atomic_add_fetch(pValue, 1u, __ATOMIC_SEQ_CST);
 }
 
-/// Takes one off and answers the new value; a full barrier.
+/// Takes one off and returns the new value; a full barrier.
 inline unsigned int kprAtomicDecrement(unsigned int* pValue) noexcept
 {
     return __atomic_sub_fetch(pValue, 1u, __ATOMIC_SEQ_CST);

@@ -2,8 +2,10 @@
 #include "kom/runtime.h"
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -104,6 +106,21 @@ public:
 
 private:
     KprDSO mHandle = 0;
+};
+
+/// Calls a function when it is destroyed.
+class EndTeller : public Implements<EndTeller, ITestThing> {
+    friend Implements;
+
+public:
+    explicit EndTeller(std::function<void()> pOnEnd) : mOnEnd(std::move(pOnEnd)) {}
+    virtual ~EndTeller() { mOnEnd(); }
+    uint32_t getModule(char*) override { return E_NOT_SUPPORTED; }
+    uint32_t keep(IUnknown*) override { return E_NOT_SUPPORTED; }
+
+private:
+    const std::function<void()> mOnEnd;
+    RefCount mRefCount;
 };
 
 class LoaderTest : public testing::Test {
@@ -337,6 +354,54 @@ TEST_F(LoaderTest, unloadsWhatOnlyAnUnloadedModuleUsed)
         make(tKeeper)->keep(make(tKept).get());
         EXPECT_EQ(unload(), 2u);
     }
+}
+
+TEST_F(LoaderTest, servesItsOwnThreadWhileASingletonGoes)
+{
+    bool tEnded = false;
+    make(CLASS_A_SINGLETON)->keep(retain(new EndTeller([&] {
+                                      EXPECT_EQ(unload(), 0u) << "its code runs";
+                                      char tLetter = '?';
+                                      EXPECT_EQ(make(CLASS_A_THING)->getModule(&tLetter), 0u);
+                                      EXPECT_EQ(tLetter, 'a');
+                                      tEnded = true;
+                                  })).get());
+    EXPECT_EQ(unload(), 1u);
+    EXPECT_TRUE(tEnded);
+}
+
+TEST_F(LoaderTest, hasOtherThreadsWaitWhileASingletonGoes)
+{
+    std::atomic<bool> tServed = false;
+    std::thread tOther;
+    make(CLASS_A_SINGLETON)->keep(retain(new EndTeller([&] {
+                                      tOther = std::thread([&] {
+                                          EXPECT_TRUE(make(CLASS_A_SINGLETON));
+                                          tServed = true;
+                                      });
+                                      kprSleep(100);
+                                      EXPECT_FALSE(tServed) << "the holder is just being emptied";
+                                  })).get());
+    unload();
+    ASSERT_TRUE(tOther.joinable());
+    tOther.join();
+    EXPECT_TRUE(tServed);
+    unload();
+}
+
+TEST_F(LoaderTest, emptiesASingletonOnceACall)
+{
+    // One that is made anew whenever it goes would keep a loop busy for ever.
+    unsigned tEnds = 0;
+    std::function<void()> tMakeAnew = [&] {
+        if (++tEnds < 100) make(CLASS_A_SINGLETON)->keep(retain(new EndTeller(tMakeAnew)).get());
+    };
+    tMakeAnew();
+    EXPECT_EQ(unload(), 0u);
+    EXPECT_EQ(tEnds, 2u);
+    tEnds = 100;
+    make(CLASS_A_SINGLETON)->keep(nullptr);
+    EXPECT_EQ(unload(), 1u);
 }
 
 TEST_F(LoaderTest, keepsAModuleWhoseSingletonAnotherUses)

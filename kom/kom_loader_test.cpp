@@ -190,6 +190,9 @@ TEST_F(LoaderTest, forgetsWhatAModuleTakesBackWhileItRegisters)
     OpenModule tModule("a");
     const auto tOnRegister = tModule.symbol<TestOnRegister>("testOnRegister");
     const auto tTakeBack = [](unsigned int pFlags, void* pContext) {
+        KomRegistration tOther = {nullptr, "/other"};
+        EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, &tOther), KOM_E_CLASSNOTREGISTERED)
+            << "this module's";
         EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, pContext), 0u);
         EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, pContext), KOM_E_CLASSNOTREGISTERED);
         EXPECT_EQ(komUnregisterDSO(CLASS_B_THING, pFlags, pContext), KOM_E_CLASSNOTREGISTERED)

@@ -47,11 +47,11 @@ BREAKS = [
     ("a swapped pair of a class's own", "vtables-mingw.txt", "kfw/settings/kfw_SendMailConfig.h",
      "    virtual bool isInitialized() = 0;\n    virtual bool isReadOnly() = 0;\n",
      "    virtual bool isReadOnly() = 0;\n    virtual bool isInitialized() = 0;\n"),
-    ("faces in another order", "vtables-microsoft.txt", "kfw/settings/kfw_UserData.h",
+    ("interfaces in another order", "vtables-microsoft.txt", "kfw/settings/kfw_UserData.h",
      "fw::IAddressData2, fw::IUserData>", "fw::IUserData, fw::IAddressData2>"),
     ("a virtual in a class's base", "vtables-microsoft.txt", "kfw/module/kfw_ObjectFactory.h",
      "    uint32_t lockServer()", "    virtual uint32_t unlockServer() { return 0; }\n    uint32_t lockServer()"),
-    ("overloads of a class's face in one order", "vtables-microsoft.txt", "kfw/include/kfw/IEventDispatcher.h",
+    ("overloads of a class's interface in one order", "vtables-microsoft.txt", "kfw/include/kfw/IEventDispatcher.h",
      "#if defined(_MSC_VER)", "#if 0"),
 ]
 

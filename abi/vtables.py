@@ -1,7 +1,7 @@
 """The slots of the module's classes: their interfaces' slots, then their own, the destructor among them.
 
 The three C++ ABIs differ here: a virtual destructor takes two slots in one and one in the other, and a class with
-several faces repeats the operations of the others in its first table, or does not.
+several interfaces repeats the operations of the others in its first table, or does not.
 """
 
 import os
@@ -18,8 +18,8 @@ HEADERS = ("kfw/events/kfw_EventDispatcher.h", "kfw/cache/kfw_FSCache.h", "kfw/f
 CLASSES = {
     "EventDispatcher": "&kfw::EventDispatcher::init",
     "EventDispatcher::IdleCallout": "&kfw::EventDispatcher::IdleCallout::onIdle",
-    "RegDbUserData": "&kfw::RegDbUserData::init",
-    "RegDbSendMailConfig": "&kfw::RegDbSendMailConfig::init",
+    "RegDbUserData": "new kfw::RegDbUserData",
+    "RegDbSendMailConfig": "new kfw::RegDbSendMailConfig",
     "SqlDbFactoryReg": "&kfw::SqlDbFactoryReg::registerFactory",
     "FSCache": "&kfw::FSCache::init",
     "SystemInfo": "&kfw::SystemInfo::init",
@@ -87,7 +87,7 @@ def vtable_list(target, root, depth):
     for name in CLASSES:
         result += name + "\n"
         for types, slots in tables[name]:
-            face = max((kind for kind in types if kind in depth), key=depth.get)
-            result += f"  as {face}\n" + "".join(f"{index:4} {slot}\n" for index, slot in enumerate(slots))
+            interface = max((kind for kind in types if kind in depth), key=depth.get)
+            result += f"  as {interface}\n" + "".join(f"{index:4} {slot}\n" for index, slot in enumerate(slots))
         result += "\n"
     return result

@@ -39,6 +39,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     target_compile_options(kfw_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # What guards what is said in the words of kpr/thread_safety.h.
     target_compile_options(kfw_flags INTERFACE -Wthread-safety)
 endif()
 if(KFW_BENCH AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)

@@ -31,7 +31,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, std::size_t pSize)
     const std::string tFormat(reinterpret_cast<const char*>(pData), pSize);
     static const std::vector<MessageArgument> tOwnNames(names().begin(), names().end());
     for (const std::size_t tCount : {std::size_t(0), std::size_t(4), MAX_ARGUMENTS})
-        if (fillMessage(tFormat, tOwnNames.data(), tCount) != tFormat) std::abort();
+        if (fillMessage(tFormat, tOwnNames.data(), static_cast<uint32_t>(tCount)) != tFormat) std::abort();
 
     // Values are never read as formats: filling in the format itself adds its length for each placeholder.
     const std::string tOnce = message(tFormat, "");

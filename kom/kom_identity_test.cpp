@@ -106,7 +106,7 @@ private:
     RefCount mRefCount;
 };
 
-/// A foreign face that refuses to name itself.
+/// A foreign interface that refuses to name itself.
 class Mute final : public Adapter<IOne> {
 public:
     uint32_t queryInterface(const char*, IUnknown** pOut) override

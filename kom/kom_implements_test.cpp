@@ -53,7 +53,7 @@ private:
     RefCount mRefCount;
 };
 
-/// Two faces, the first of which extends another interface.
+/// Two interfaces, the first of which extends another interface.
 class Rich : public Implements<Rich, INew, ISide> {
     friend Implements;
 
@@ -66,12 +66,12 @@ private:
     RefCount mRefCount;
 };
 
-/// The second face is the one that stands for the object.
+/// The second interface is the one that stands for the object.
 class Turned : public Implements<Turned, IOld, ISide> {
     friend Implements;
 
 public:
-    using PrimaryFace = ISide;
+    using PrimaryInterface = ISide;
     virtual ~Turned() = default;
     uint32_t oldOperation() override { return 1; }
 
@@ -157,7 +157,7 @@ TEST(ImplementsTest, answersEachFaceAndWhatItExtends)
     EXPECT_EQ(ask(tObject, IOld::IID), static_cast<IUnknown*>(tNew)) << "the face that extends it";
     EXPECT_EQ(ask(tObject, ISide::IID), static_cast<IUnknown*>(tSide));
     EXPECT_EQ(ask(tObject, IUnknown::IID), static_cast<IUnknown*>(tNew)) << "the first face";
-    // Every face answers the same, whichever is asked.
+    // Every interface returns the same, whichever is asked.
     EXPECT_EQ(ask(tSide, IUnknown::IID), static_cast<IUnknown*>(tNew));
     EXPECT_EQ(ask(tSide, IOld::IID), static_cast<IUnknown*>(tNew));
     auto* tOld = static_cast<IOld*>(static_cast<INew*>(ask(tObject, IOld::IID)));

@@ -1,6 +1,5 @@
 #include <condition_variable>
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
@@ -12,6 +11,7 @@
 #include "kom/kom_registryfile.h"
 #include "kom/runtime.h"
 #include "kpr/dso.h"
+#include "kpr/mutex.h"
 #include "kpr/path.h"
 #include "kpr/text.h"
 
@@ -33,9 +33,9 @@ struct Module {
 
 // Never destroyed: modules stay loaded until the process ends.
 struct Loader {
-    std::mutex mutex; // not held while a module's own code runs: opening and closing run some as well
-    std::map<std::string, Module> modules; // by the path in the registry
-    std::condition_variable emptied;
+    kpr::Mutex mutex; // not held while a module's own code runs: opening and closing run some as well
+    std::map<std::string, Module> modules K_GUARDED_BY(mutex); // by the path in the registry
+    std::condition_variable_any emptied;
 };
 
 Loader& loader()
@@ -75,7 +75,7 @@ public:
     ~ModuleUse()
     {
         if (!mModule) return;
-        const std::scoped_lock tLock(loader().mutex);
+        const kpr::Lock tLock(loader().mutex);
         --mModule->users;
     }
     ModuleUse(const ModuleUse&) = delete;
@@ -96,14 +96,13 @@ private:
     bool find(const std::string& pPath)
     {
         Loader& tLoader = loader();
-        std::unique_lock tLock(tLoader.mutex);
-        const auto isFree = [&] {
-            const auto tFound = tLoader.modules.find(pPath);
-            return tFound == tLoader.modules.end() || tFound->second.emptier == std::thread::id() ||
-                   tFound->second.emptier == std::this_thread::get_id();
-        };
-        tLoader.emptied.wait(tLock, isFree);
-        const auto tFound = tLoader.modules.find(pPath);
+        kpr::Lock tLock(tLoader.mutex);
+        auto tFound = tLoader.modules.find(pPath);
+        while (tFound != tLoader.modules.end() && tFound->second.emptier != std::thread::id() &&
+               tFound->second.emptier != std::this_thread::get_id()) {
+            tLoader.emptied.wait(tLock);
+            tFound = tLoader.modules.find(pPath);
+        }
         if (tFound == tLoader.modules.end()) return false;
         take(tFound->second);
         return true;
@@ -112,7 +111,7 @@ private:
     bool enter(const std::string& pPath, const Module& pModule)
     {
         Loader& tLoader = loader();
-        const std::scoped_lock tLock(tLoader.mutex);
+        const kpr::Lock tLock(tLoader.mutex);
         const auto [tEntry, tNew] = tLoader.modules.emplace(pPath, pModule);
         take(tEntry->second);
         return tNew;
@@ -154,7 +153,7 @@ uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
 bool emptyNext(std::set<std::string>& pDone)
 {
     Loader& tLoader = loader();
-    std::unique_lock tLock(tLoader.mutex);
+    kpr::Lock tLock(tLoader.mutex);
     for (auto& [tPath, tModule] : tLoader.modules) {
         if (tModule.users != 0 || !tModule.record || !kom::isOnlyHeld(*tModule.record)) continue;
         if (!pDone.insert(tPath).second) continue;
@@ -176,7 +175,7 @@ std::vector<KprDSO> takeEmpty()
 {
     std::vector<KprDSO> tHandles;
     Loader& tLoader = loader();
-    const std::scoped_lock tLock(tLoader.mutex);
+    const kpr::Lock tLock(tLoader.mutex);
     std::erase_if(tLoader.modules, [&](const auto& pEntry) {
         const Module& tModule = pEntry.second;
         if (tModule.users != 0 || !tModule.record || !kom::isEmpty(*tModule.record)) return false;

@@ -2,8 +2,10 @@
 #include "kom/runtime.h"
 
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -106,6 +108,21 @@ private:
     KprDSO mHandle = 0;
 };
 
+/// Calls a function when it is destroyed.
+class EndTeller : public Implements<EndTeller, ITestThing> {
+    friend Implements;
+
+public:
+    explicit EndTeller(std::function<void()> pOnEnd) : mOnEnd(std::move(pOnEnd)) {}
+    virtual ~EndTeller() { mOnEnd(); }
+    uint32_t getModule(char*) override { return E_NOT_SUPPORTED; }
+    uint32_t keep(IUnknown*) override { return E_NOT_SUPPORTED; }
+
+private:
+    const std::function<void()> mOnEnd;
+    RefCount mRefCount;
+};
+
 class LoaderTest : public testing::Test {
 protected:
     LoaderTest()
@@ -154,7 +171,7 @@ TEST_F(LoaderTest, keepsWhatWasRegisteredBeforeAFailure)
     OpenModule tModule("a");
     const auto tFailAt = tModule.symbol<TestFailAt>("testFailAt");
 
-    // Unregistering goes on past the failure and answers it, registering stops at it.
+    // Unregistering goes on past the failure and returns it, registering stops at it.
     tFailAt(1, KPR_E_IO);
     EXPECT_EQ(komUnregisterModule(modulePath("a").c_str()), KPR_E_IO);
     EXPECT_EQ(countClasses(), 5u);
@@ -173,6 +190,9 @@ TEST_F(LoaderTest, forgetsWhatAModuleTakesBackWhileItRegisters)
     OpenModule tModule("a");
     const auto tOnRegister = tModule.symbol<TestOnRegister>("testOnRegister");
     const auto tTakeBack = [](unsigned int pFlags, void* pContext) {
+        KomRegistration tOther = {nullptr, "/other"};
+        EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, &tOther), KOM_E_CLASSNOTREGISTERED)
+            << "this module's";
         EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, pContext), 0u);
         EXPECT_EQ(komUnregisterDSO(CLASS_A_THING, pFlags, pContext), KOM_E_CLASSNOTREGISTERED);
         EXPECT_EQ(komUnregisterDSO(CLASS_B_THING, pFlags, pContext), KOM_E_CLASSNOTREGISTERED)
@@ -337,6 +357,54 @@ TEST_F(LoaderTest, unloadsWhatOnlyAnUnloadedModuleUsed)
         make(tKeeper)->keep(make(tKept).get());
         EXPECT_EQ(unload(), 2u);
     }
+}
+
+TEST_F(LoaderTest, servesItsOwnThreadWhileASingletonGoes)
+{
+    bool tEnded = false;
+    make(CLASS_A_SINGLETON)->keep(retain(new EndTeller([&] {
+                                      EXPECT_EQ(unload(), 0u) << "its code runs";
+                                      char tLetter = '?';
+                                      EXPECT_EQ(make(CLASS_A_THING)->getModule(&tLetter), 0u);
+                                      EXPECT_EQ(tLetter, 'a');
+                                      tEnded = true;
+                                  })).get());
+    EXPECT_EQ(unload(), 1u);
+    EXPECT_TRUE(tEnded);
+}
+
+TEST_F(LoaderTest, hasOtherThreadsWaitWhileASingletonGoes)
+{
+    std::atomic<bool> tServed = false;
+    std::thread tOther;
+    make(CLASS_A_SINGLETON)->keep(retain(new EndTeller([&] {
+                                      tOther = std::thread([&] {
+                                          EXPECT_TRUE(make(CLASS_A_SINGLETON));
+                                          tServed = true;
+                                      });
+                                      kprSleep(100);
+                                      EXPECT_FALSE(tServed) << "the holder is just being emptied";
+                                  })).get());
+    unload();
+    ASSERT_TRUE(tOther.joinable());
+    tOther.join();
+    EXPECT_TRUE(tServed);
+    unload();
+}
+
+TEST_F(LoaderTest, emptiesASingletonOnceACall)
+{
+    // One that is made anew whenever it goes would keep a loop busy for ever.
+    unsigned tEnds = 0;
+    std::function<void()> tMakeAnew = [&] {
+        if (++tEnds < 100) make(CLASS_A_SINGLETON)->keep(retain(new EndTeller(tMakeAnew)).get());
+    };
+    tMakeAnew();
+    EXPECT_EQ(unload(), 0u);
+    EXPECT_EQ(tEnds, 2u);
+    tEnds = 100;
+    make(CLASS_A_SINGLETON)->keep(nullptr);
+    EXPECT_EQ(unload(), 1u);
 }
 
 TEST_F(LoaderTest, keepsAModuleWhoseSingletonAnotherUses)

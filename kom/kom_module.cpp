@@ -4,19 +4,18 @@
 #include <atomic>
 #include <cstddef>
 #include <list>
-#include <mutex>
 #include <new>
 #include <string>
 #include <utility>
 
 #include "kpr/dso.h"
+#include "kpr/mutex.h"
 #include "kpr/process.h"
 #include "kpr/text.h"
 
 // A record is taken over by a later module but never freed, and leaving takes no lock: a module may go while
 // the process ends, when a thread that held one no longer runs.
 struct KomModule {
-    std::string path; ///< of the module's file; the records' mutex guards it
     std::atomic<bool> present = false;
     std::atomic<int64_t> liveObjects = 0; ///< whose counts its code made
     std::atomic<int64_t> newObjects = 0;  ///< that its code made with new
@@ -27,9 +26,14 @@ struct KomModule {
 
 namespace {
 
+struct Record {
+    std::string path; ///< of the module's file
+    KomModule module;
+};
+
 struct Records {
-    std::mutex mutex; // no call of the system's loader while it is held
-    std::list<KomModule> modules;
+    kpr::Mutex mutex; // no call of the system's loader while it is held
+    std::list<Record> modules K_GUARDED_BY(mutex);
 };
 
 // Never destroyed: modules may count until the process ends.
@@ -65,13 +69,13 @@ KomModule* komEnterModule(const void* pAddress)
 {
     std::string tPath = modulePath(pAddress);
     Records& tRecords = records();
-    const std::scoped_lock tLock(tRecords.mutex);
+    const kpr::Lock tLock(tRecords.mutex);
     auto tRecord = std::find_if(tRecords.modules.begin(), tRecords.modules.end(),
-                                [](const KomModule& pModule) { return !pModule.present; });
+                                [](const Record& pRecord) { return !pRecord.module.present; });
     if (tRecord == tRecords.modules.end()) tRecord = tRecords.modules.emplace(tRecord);
     tRecord->path = std::move(tPath);
-    tRecord->present = true;
-    return &*tRecord;
+    tRecord->module.present = true;
+    return &tRecord->module;
 }
 
 void komLeaveModule(KomModule* pModule)
@@ -142,9 +146,9 @@ KomModule* findModule(const void* pAddress)
     const std::string tWanted = modulePath(pAddress);
     if (tWanted.empty()) return nullptr;
     Records& tRecords = records();
-    const std::scoped_lock tLock(tRecords.mutex);
-    for (KomModule& tModule : tRecords.modules)
-        if (tModule.present && tModule.path == tWanted) return &tModule;
+    const kpr::Lock tLock(tRecords.mutex);
+    for (Record& tRecord : tRecords.modules)
+        if (tRecord.module.present && tRecord.path == tWanted) return &tRecord.module;
     return nullptr;
 }
 

@@ -1,12 +1,12 @@
 #include "kom/kom_registry.h"
 
-#include <mutex>
 #include <utility>
 
 #include "kom/heap.h"
 #include "kom/kom_registryfile.h"
 #include "kom/runtime.h"
 #include "kpr/dir.h"
+#include "kpr/mutex.h"
 #include "kpr/path.h"
 #include "kpr/process.h"
 #include "kpr/text.h"
@@ -24,9 +24,9 @@ struct Cache {
 };
 
 struct State {
-    std::mutex mutex;
-    std::string path; // empty: not yet determined
-    Cache cache;
+    kpr::Mutex mutex;
+    std::string path K_GUARDED_BY(mutex); // empty: not yet determined
+    Cache cache K_GUARDED_BY(mutex);
 };
 
 // Never destroyed: modules may call until the process ends.
@@ -52,8 +52,8 @@ uint32_t findDefaultPath(std::string& pPath)
     return 0;
 }
 
-/// The path in use; the state is locked.
-uint32_t ownPath(State& pState, std::string& pPath)
+/// The path in use.
+uint32_t ownPath(State& pState, std::string& pPath) K_REQUIRES(pState.mutex)
 {
     if (pState.path.empty())
         if (auto tRes = findDefaultPath(pState.path); KFAILED(tRes)) {
@@ -66,8 +66,9 @@ uint32_t ownPath(State& pState, std::string& pPath)
 
 uint32_t ownPath(std::string& pPath)
 {
-    const std::scoped_lock tLock(state().mutex);
-    return ownPath(state(), pPath);
+    State& tState = state();
+    const kpr::Lock tLock(tState.mutex);
+    return ownPath(tState, pPath);
 }
 
 bool isSame(const KprFileInfo& pA, const KprFileInfo& pB)
@@ -150,7 +151,7 @@ uint32_t findClass(const char* pClassId, std::string& pModule)
     clearRegistryProblem();
     if (!pClassId) return KOM_E_CLASSNOTREGISTERED;
     State& tState = state();
-    const std::scoped_lock tLock(tState.mutex);
+    const kpr::Lock tLock(tState.mutex);
     std::string tPath;
     if (auto tRes = ownPath(tState, tPath); KFAILED(tRes)) return tRes;
     RegistryFile tRegistry;
@@ -212,7 +213,7 @@ uint32_t komSetClassRegistry(const char* pPath)
 {
     if (pPath && !*pPath) return E_INVALIDARG;
     auto& tState = kom::state();
-    const std::scoped_lock tLock(tState.mutex);
+    const kpr::Lock tLock(tState.mutex);
     tState.path = pPath ? pPath : "";
     return 0;
 }
@@ -220,7 +221,7 @@ uint32_t komSetClassRegistry(const char* pPath)
 const char* komGetClassRegistry()
 {
     auto& tState = kom::state();
-    const std::scoped_lock tLock(tState.mutex);
+    const kpr::Lock tLock(tState.mutex);
     std::string tPath;
     static_cast<void>(kom::ownPath(tState, tPath));
     return tState.path.c_str();

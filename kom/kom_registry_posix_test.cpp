@@ -27,7 +27,7 @@ uint32_t registerClass(const std::string& pClassId, const std::string& pModule)
     return komRegisterDSO(pClassId.c_str(), 0, &tRegistration);
 }
 
-/// The code that pCall answers in a child process; 0 when the child dies.
+/// The code that pCall returns in a child process; 0 when the child dies.
 uint32_t inChild(const std::function<uint32_t()>& pCall)
 {
     int tPipe[2];

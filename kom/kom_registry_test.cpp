@@ -1,6 +1,7 @@
 // The class registry through its calls, on real files. The program is its own second process.
 #include "kom/runtime.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -161,7 +162,7 @@ TEST_F(RegistryTest, checksItsArguments)
     EXPECT_TRUE(std::filesystem::is_empty(mFolder.path()));
 }
 
-/// Keeps what it is told, and answers what the test gives.
+/// Keeps what it is told, and returns what the test gives.
 struct Recorder : KomRegistrar {
     Recorder() : KomRegistrar{entered, removed} {}
 
@@ -271,6 +272,25 @@ TEST_F(RegistryTest, overwritesWhatADeadProcessLeft)
     EXPECT_EQ(registerClass(classId(2), "/b"), 0u);
     EXPECT_EQ(listed().size(), 2u);
     EXPECT_FALSE(kprtest::exists(mPath + ".new"));
+}
+
+TEST_F(RegistryTest, tellsRegistriesOfOneSizeAndTimeApart)
+{
+    const std::string tText = mFolder / "text", tNone = mFolder / "none", tOther = mFolder / "other";
+    kprtest::writeFile(tText, "not a module");
+    ASSERT_EQ(registerClass(classId(1), tText, mPath.c_str()), 0u);
+    ASSERT_EQ(registerClass(classId(1), tNone, tOther.c_str()), 0u);
+    // Old enough to be read once only.
+    const auto tTime = std::filesystem::last_write_time(mPath) - std::chrono::minutes(1);
+    for (const auto& tFile : {mPath, tOther})
+        std::filesystem::last_write_time(tFile, tTime);
+    for (int i = 0; i < 2; ++i) {
+        kom::IUnknown* tFace = nullptr;
+        komSetClassRegistry(mPath.c_str());
+        EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), "IDL:x:1.0", &tFace), KPR_E_NOT_A_DSO);
+        komSetClassRegistry(tOther.c_str());
+        EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), "IDL:x:1.0", &tFace), KPR_E_NOT_FOUND);
+    }
 }
 
 TEST_F(RegistryTest, followsALink)

@@ -1,13 +1,13 @@
 #include "kutil/KSysInfoModule.h"
 
 #include <cstring>
-#include <mutex>
 #include <set>
 #include <string_view>
 #include <utility>
 
 #include "kgen/path.h"
 #include "kgen/text.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::util {
 
@@ -85,9 +85,9 @@ void KSysInfoModule::copy(fw::SysInfoModule* pDst, bool pFree) const
 
 bool KSysInfoModule::addConflict(const std::string& pPresent, const std::string& pRefused)
 {
-    static std::mutex sMutex;
-    static std::set<std::pair<std::string, std::string>> sReported;
-    const std::scoped_lock tLock(sMutex);
+    static kpr::Mutex sMutex;
+    static std::set<std::pair<std::string, std::string>> sReported K_GUARDED_BY(sMutex);
+    const kpr::Lock tLock(sMutex);
     return sReported.emplace(pPresent, pRefused).second;
 }
 

@@ -61,7 +61,7 @@ struct Tree {
     bool inBatch = false;
     uint32_t batchFailure = 0;
 
-    /// Reports a failure, unless it is one; answers its code.
+    /// Reports a failure, unless it is one; returns its code.
     uint32_t checked(LSTATUS pStatus, const std::string& pWhat)
     {
         const uint32_t tRes = codeOf(pStatus);

@@ -2,12 +2,11 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
-#include <shared_mutex>
 #include <string>
 #include <vector>
 
 #include "kom/identity.h"
+#include "kpr/mutex.h"
 #include "kpr/text.h"
 #include "kutil/kutil_MoFile.h"
 #include "kutil/log.h"
@@ -22,13 +21,13 @@ constexpr uint64_t MAX_FILE_SIZE = 64u << 20;
 using Chain = std::vector<const MoFile*>;
 
 struct Catalogues {
-    std::shared_mutex mutex;
-    std::string dir;
-    std::string language;
+    kpr::SharedMutex mutex;
+    std::string dir K_GUARDED_BY(mutex);
+    std::string language K_GUARDED_BY(mutex);
     /// What the domains asked for so far have under the present choice.
-    std::map<std::string, Chain, std::less<>> domains;
+    std::map<std::string, Chain, std::less<>> domains K_GUARDED_BY(mutex);
     /// Every catalogue ever read, by path; none is dropped, since its texts were handed out.
-    std::map<std::string, std::unique_ptr<MoFile>, std::less<>> files;
+    std::map<std::string, std::unique_ptr<MoFile>, std::less<>> files K_GUARDED_BY(mutex);
 };
 
 /// Never destroyed: threads may ask for texts while the process ends.
@@ -40,7 +39,7 @@ Catalogues& catalogues()
 
 /// The catalogue of a path, read when it was not yet; null when there is none. pProblem says why one that is
 /// there cannot be used.
-const MoFile* open(Catalogues& pAll, const std::string& pPath, std::string& pProblem)
+const MoFile* open(Catalogues& pAll, const std::string& pPath, std::string& pProblem) K_REQUIRES(pAll.mutex)
 {
     if (const auto tKnown = pAll.files.find(pPath); tKnown != pAll.files.end()) return tKnown->second.get();
     std::string tBytes;
@@ -63,6 +62,7 @@ const char* find(const Chain& pChain, const char* pText)
 
 /// Reads a domain's catalogues. Warnings are collected for the caller, who gives them out without the lock.
 const Chain& load(Catalogues& pAll, const char* pDomain, std::vector<std::string>& pWarnings)
+    K_REQUIRES(pAll.mutex)
 {
     const auto [tEntry, tIsNew] = pAll.domains.try_emplace(pDomain);
     if (!tIsNew || pAll.language.empty()) return tEntry->second;
@@ -88,14 +88,14 @@ const char* kGetText(const char* pDomain, const char* pText)
 
     Catalogues& tAll = catalogues();
     {
-        const std::shared_lock tLock(tAll.mutex);
+        const kpr::SharedLock tLock(tAll.mutex);
         if (const auto tDomain = tAll.domains.find(std::string_view(pDomain)); tDomain != tAll.domains.end())
             return find(tDomain->second, pText);
     }
     std::vector<std::string> tWarnings;
     const char* tText;
     {
-        const std::unique_lock tLock(tAll.mutex);
+        const kpr::Lock tLock(tAll.mutex);
         tText = find(load(tAll, pDomain, tWarnings), pText);
     }
     for (const std::string& tWarning : tWarnings)
@@ -106,7 +106,7 @@ const char* kGetText(const char* pDomain, const char* pText)
 void kSetCatalogues(const char* pDir, const char* pLanguage)
 {
     Catalogues& tAll = catalogues();
-    const std::unique_lock tLock(tAll.mutex);
+    const kpr::Lock tLock(tAll.mutex);
     tAll.dir = pDir ? pDir : "";
     tAll.language = pLanguage ? pLanguage : "";
     tAll.domains.clear();

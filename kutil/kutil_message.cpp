@@ -57,7 +57,7 @@ std::string& insertLowest(std::string& pText, std::string_view pValue)
 
 } // namespace
 
-std::string fillMessage(std::string_view pFormat, const MessageArgument* pArguments, std::size_t pCount)
+std::string fillMessage(std::string_view pFormat, const MessageArgument* pArguments, uint32_t pCount)
 {
     std::string tFilled;
     std::size_t tSize = pFormat.size();

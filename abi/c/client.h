@@ -36,17 +36,17 @@ void note(const char* pInterface, size_t pOffset);
 void demandSlots(const char* pInterface, size_t pTableSize);
 #define DEMAND(pInterface) demandSlots(#pInterface, sizeof(struct pInterface##Slots))
 
-/// Calls the slots that every interface begins with. pIid leads to the face itself, pOwnIid is what it calls
-/// itself. The calls count for the interface named.
+/// Calls the slots that every interface begins with. pIid leads to the interface itself, pOwnIid is what it
+/// calls itself. The calls count for the interface named.
 void checkUnknown(void* pFace, const char* pInterface, const char* pIid, const char* pOwnIid);
 #define UNKNOWN(pInterface, pFace) checkUnknown((pFace), #pInterface, IID_##pInterface, IID_##pInterface)
 
-/// Begins a class, checks its factory, and makes an object. The caller owns the face.
+/// Begins a class, checks its factory, and makes an object. The caller owns the interface.
 void* makeObject(const char* pClass, const char* pClassId, const char* pIid, bool pSingleton);
 
-/// Another face of an object, which has to have it; the caller owns it.
+/// Another interface of an object, which has to have it; the caller owns it.
 void* face(void* pFace, const char* pIid);
-/// Takes, or gives back, a reference; answers the new count.
+/// Takes, or gives back, a reference; returns the new count.
 uint32_t retain(void* pFace);
 uint32_t release(void* pFace);
 

@@ -15,7 +15,7 @@ void* face(void* pFace, const char* pIid)
     return tFace;
 }
 
-/// A slot of IUnknown, called for the interface that the face is of.
+/// A slot of IUnknown, called for the interface at hand.
 #define OF(pOperation)                                                                                       \
     (note(pInterface, offsetof(struct IUnknownSlots, pOperation)), tUnknown->slots->pOperation)
 

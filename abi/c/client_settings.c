@@ -41,7 +41,7 @@ static void close(void)
 
 static void driveAddressData(IAddressData* tAddress)
 {
-    // One face serves both revisions, and names the later one.
+    // One interface serves both revisions, and names the later one.
     checkUnknown(tAddress, "IAddressData", IID_IAddressData, IID_IAddressData2);
     char *tText = NULL, *tSecond = NULL;
     uint32_t tModifiable = 0;

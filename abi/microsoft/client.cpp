@@ -60,7 +60,7 @@ void checkCode(uint32_t pCode, uint32_t pExpected, const char* pText, int pLine)
 }
 #define CODE(pExpression, pExpected) checkCode((pExpression), (pExpected), #pExpression, __LINE__)
 
-/// What every face begins with.
+/// What every interface begins with.
 template <class TFace>
 void checkUnknown(TFace* pFace)
 {

@@ -14,7 +14,7 @@ bool equal(const char* pA, const char* pB);
 /// Puts two texts together; the result is cut off at the buffer's end.
 void join(char* pBuffer, size_t pSize, const char* pA, const char* pB);
 
-/// The program itself; what it answers is the exit status. The first argument is the program's name.
+/// The program itself; what it returns is the exit status. The first argument is the program's name.
 int run(int pCount, const char* const* pArguments);
 
 } // namespace client

@@ -185,7 +185,7 @@ TEST_F(ModuleTest, registersUpToTheSecondAndUnregistersPastIt)
     for (size_t i = 0; i < gCalls.size(); ++i)
         EXPECT_EQ(gCalls[i].classId, classAt(i));
 
-    // The fifth alone, so that it is its code that is answered.
+    // The fifth alone, so that it is its code that is returned.
     gAnswers.erase(classAt(1));
     gCalls.clear();
     EXPECT_EQ(dsoRegisterServer(0, nullptr), KPR_E_NO_SPACE);

@@ -31,7 +31,7 @@ public:
     virtual ~ObjectFactory() = default;
 
 protected:
-    /// A new object with count 0, as its "IDL:kom/IUnknown:1.0" face.
+    /// A new object with count 0, as its "IDL:kom/IUnknown:1.0" interface.
     virtual kom::IUnknown* createObject() { return (new T)->unknown(); }
 
 private:

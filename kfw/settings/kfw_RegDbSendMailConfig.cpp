@@ -3,8 +3,6 @@
 #include <type_traits>
 #include <utility>
 
-#include "kfw/settings/kfw_Settings.h"
-
 namespace vel::kos::kfw {
 
 namespace {
@@ -17,60 +15,29 @@ constexpr char SEND_BCC[] = "SendBCC";
 
 /// Reads a value that has a default.
 template <class T>
-void load(const util::RegNode& pNode, const char* pName, T& pField, std::type_identity_t<T> pDefault)
+void read(const util::RegNode& pNode, const char* pName, T& pField, std::type_identity_t<T> pDefault)
 {
     if (KFAILED(pNode.get(pName, &pField))) pField = std::move(pDefault);
 }
 
 } // namespace
 
-RegDbSendMailConfig::~RegDbSendMailConfig()
+void RegDbSendMailConfig::load(const util::RegNode& pNode)
 {
-    if (mCloseHook) mCloseHook->detach();
-    mNode.close();
-    mApp.reset();
+    read(pNode, MAIL_SUBJECT, mMailSubject, {});
+    read(pNode, SENDER_ADDRESS, mSenderAddress, {});
+    read(pNode, DEF_RECIP_ADDRESS, mDefRecipAddress, {});
+    read(pNode, SEND_CC, mSendCC, false);
+    read(pNode, SEND_BCC, mSendBCC, true);
 }
 
-uint32_t RegDbSendMailConfig::init(fw::IApplication* pApp)
+void RegDbSendMailConfig::save(util::RegNode& pNode) const
 {
-    if (mInitialized) return E_WRONG_STATE;
-    if (!pApp) return E_INVALIDARG;
-    mApp = kom::retain(pApp);
-    mInitialized = true;
-    mCloseHook = kom::retain(new util::AppCloseHookAdapter<RegDbSendMailConfig>(pApp, this));
-    loadFromRegistry();
-    return 0;
-}
-
-uint32_t RegDbSendMailConfig::isInitialized(uint32_t* pInitialized)
-{
-    if (!pInitialized) return E_INVALIDARG;
-    *pInitialized = mInitialized ? 1 : 0;
-    return 0;
-}
-
-void RegDbSendMailConfig::loadFromRegistry()
-{
-    openSettingsNode(mApp.get(), "SendMailConfig", mNode, mReadOnly);
-    if (!mNode.isOpen()) return;
-    util::RegBatch tBatch(mNode, util::RegBatch::Kind::READ);
-    load(mNode, MAIL_SUBJECT, mMailSubject, {});
-    load(mNode, SENDER_ADDRESS, mSenderAddress, {});
-    load(mNode, DEF_RECIP_ADDRESS, mDefRecipAddress, {});
-    load(mNode, SEND_CC, mSendCC, false);
-    load(mNode, SEND_BCC, mSendBCC, true);
-}
-
-void RegDbSendMailConfig::saveToRegistry()
-{
-    if (!mNode.isOpen() || mReadOnly) return;
-    util::RegBatch tBatch(mNode, util::RegBatch::Kind::WRITE);
-    mNode.put(MAIL_SUBJECT, mMailSubject);
-    mNode.put(SENDER_ADDRESS, mSenderAddress);
-    mNode.put(DEF_RECIP_ADDRESS, mDefRecipAddress);
-    mNode.put(SEND_CC, mSendCC);
-    mNode.put(SEND_BCC, mSendBCC);
-    tBatch.commit();
+    pNode.put(MAIL_SUBJECT, mMailSubject);
+    pNode.put(SENDER_ADDRESS, mSenderAddress);
+    pNode.put(DEF_RECIP_ADDRESS, mDefRecipAddress);
+    pNode.put(SEND_CC, mSendCC);
+    pNode.put(SEND_BCC, mSendBCC);
 }
 
 } // namespace vel::kos::kfw

@@ -8,7 +8,7 @@
 
 namespace vel::kos::kfw {
 
-/// Holds the values and answers the main face. What binds them to a store derives from it and tells its
+/// Holds the values and implements their interface. What binds them to a store derives from it and tells its
 /// state.
 class SendMailConfig : public kom::Implements<SendMailConfig, fw::ISendMailConfig> {
     friend Implements;

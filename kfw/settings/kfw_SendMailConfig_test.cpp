@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "kfw/module/kfw_Module.h"
-#include "kfw/module/kfw_SingletonObjectFactory.h"
+#include "kfw/module/kfw_Singletons.h"
 #include "tests/support/TestSettings.h"
 #include "tests/support/callSlot.h"
 
@@ -97,7 +97,7 @@ protected:
         for (const auto& tField : BOOLS)
             EXPECT_EQ(value(tField), tField.initially) << tField.field;
     }
-    /// Every setter answers E_WRONG_STATE.
+    /// Every setter returns E_WRONG_STATE.
     void expectRefused()
     {
         EXPECT_FALSE(isModifiable());

@@ -40,13 +40,13 @@ namespace vel::kos::kfw {
     X(Custom4)                                                                                               \
     X(Notes)
 
-/// Holds the fields and answers the address and user faces. What binds it to a store derives from it and
-/// tells its state.
+/// Holds the fields and implements the address and user interfaces. What binds it to a store derives from it
+/// and tells its state.
 class UserData : public kom::Implements<UserData, fw::IAddressData2, fw::IUserData> {
     friend Implements;
 
 public:
-    using PrimaryFace = fw::IUserData;
+    using PrimaryInterface = fw::IUserData;
 
     virtual ~UserData();
     virtual bool isInitialized() = 0;

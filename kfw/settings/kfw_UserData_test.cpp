@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "kfw/module/kfw_Module.h"
-#include "kfw/module/kfw_SingletonObjectFactory.h"
+#include "kfw/module/kfw_Singletons.h"
 #include "tests/support/TestSettings.h"
 #include "tests/support/UserFields.h"
 #include "tests/support/callSlot.h"

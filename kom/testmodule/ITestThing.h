@@ -39,7 +39,7 @@ inline constexpr char CLASS_PLAIN[] = "cccccccc-0000-4000-8000-000000000001";
 inline constexpr char CLASS_DERIVED[] = "dddddddd-0000-4000-8000-000000000001";
 
 /// Exported by a and b as "testFailAt": from now on registering and unregistering the class of that number
-/// (from 0) answers pCode instead; pCode 0 ends it.
+/// (from 0) returns pCode instead; pCode 0 ends it.
 using TestFailAt = void (*)(uint32_t pIndex, uint32_t pCode);
 /// Exported by a and b as "testOnFactory": from now on dsoGetObjectFactory begins with calling pAction; null
 /// ends it.

@@ -126,7 +126,7 @@ std::string load(const TestSettings& pSettings)
     return tRecord;
 }
 
-/// Runs pBody in a child process; answers its wait status.
+/// Runs pBody in a child process; returns its wait status.
 int inChild(const std::function<void()>& pBody)
 {
     const pid_t tChild = ::fork();
@@ -154,7 +154,7 @@ protected:
     }
 
     /// Saves with the fault at the first call, then at the second and so on, until a save does without it.
-    /// Answers how many calls were struck; the record is the old one or, from some call on, the new one.
+    /// Returns how many calls were struck; the record is the old one or, from some call on, the new one.
     int strikeEveryCall(Fault pFault)
     {
         std::string tOld = "old";

@@ -78,7 +78,7 @@ std::vector<std::string> load(const TestSettings& pSettings)
 /// Whether the store makes a save one change.
 bool hasTransactions(const TestSettings& pSettings) { return !pSettings.file().empty(); }
 
-/// Runs this program as another process; answers whether it ended in good order.
+/// Runs this program as another process; returns whether it ended in good order.
 bool run(const std::string& pArguments)
 {
 #if defined(_WIN32)

@@ -154,7 +154,7 @@ class BrokenModules(unittest.TestCase):
         self.assertEqual(self.check("missing_export"), ["it does not export dsoUnregisterServer"])
 
     def test_the_release_that_was_taken_is_told(self):
-        self.assertRegex(self.check("forgives")[0], "^class .*: release at count 0 answers 1 instead of stopping")
+        self.assertRegex(self.check("forgives")[0], "^class .*: release at count 0 returns 1 instead of stopping")
 
     def test_lost_references_are_counted(self):
         self.assertTrue(any("the count is" in reason for reason in self.check("races")), self.check("races"))
@@ -220,7 +220,7 @@ class CommandLine(unittest.TestCase):
                 (("--export", "other"), "exports", "it does not export other, which was named"),
                 (("--singleton", USER_DATA), "instances", f"class {SINGLE}: it is a singleton, but was not named one"),
                 (("--class", f"{SINGLE}=IDL:test/IMissing:1.0"), "interfaces",
-                 f'class {SINGLE}: queryInterface answers 0x80004002 E_NOINTERFACE to "IDL:test/IMissing:1.0"')):
+                 f'class {SINGLE}: queryInterface returns 0x80004002 E_NOINTERFACE to "IDL:test/IMissing:1.0"')):
             with self.subTest(check=check):
                 done = validate("--json", "--only", check, native(broken("none")), *arguments)
                 self.assertEqual(done.returncode, 1, done.text)

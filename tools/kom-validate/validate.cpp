@@ -80,7 +80,7 @@ void describe(CLI::App& pRoot, Options& pOptions)
     pRoot
         .add_option(
             "--class", pOptions.classes,
-            "A class beside those that the module registers, or identities that a class has to answer; "
+            "A class beside those that the module registers, or identities that a class has to serve; "
             "repeatable")
         ->allow_extra_args(false)
         ->type_name("ID[=IID,...]");

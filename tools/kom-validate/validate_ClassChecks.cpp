@@ -58,14 +58,14 @@ void checkRegister(Trial& pTrial)
     const Server tServer = pTrial.module().registerServer;
     const Visit tAll = visitClasses(tServer);
     pTrial.expect(tAll.code == 0,
-                  "dsoRegisterServer answers " + codeText(tAll.code) + " though no class was refused");
+                  "dsoRegisterServer returns " + codeText(tAll.code) + " though no class was refused");
     pTrial.expect(tAll.classes == tClasses, "dsoRegisterServer registers other classes the second time");
     pTrial.expect(tAll.argumentsArrived, "dsoRegisterServer does not pass on both arguments");
     for (size_t i = 0; i < tClasses.size(); ++i) {
         const Visit tVisit = visitClasses(tServer, {{i, KPR_E_ACCESS_DENIED}});
         const std::string tWhere = "with " + tClasses[i] + " refused dsoRegisterServer ";
         pTrial.expect(tVisit.code == KPR_E_ACCESS_DENIED,
-                      tWhere + "answers " + codeText(tVisit.code) + " instead of the refusal");
+                      tWhere + "returns " + codeText(tVisit.code) + " instead of the refusal");
         pTrial.expect(tVisit.classes.size() == i + 1, tWhere + "registers " +
                                                           std::to_string(tVisit.classes.size()) +
                                                           " classes instead of " + std::to_string(i + 1));
@@ -78,7 +78,7 @@ void checkUnregister(Trial& pTrial)
     const Server tServer = pTrial.require(pTrial.module().unregisterServer, "dsoUnregisterServer");
     const Visit tAll = visitClasses(tServer);
     pTrial.expect(tAll.code == 0,
-                  "dsoUnregisterServer answers " + codeText(tAll.code) + " though no class was refused");
+                  "dsoUnregisterServer returns " + codeText(tAll.code) + " though no class was refused");
     pTrial.expect(tAll.classes == tClasses, "dsoUnregisterServer visits " + classesText(tAll.classes) +
                                                 " instead of the registered classes in their order");
     pTrial.expect(tAll.argumentsArrived, "dsoUnregisterServer does not pass on both arguments");
@@ -89,7 +89,7 @@ void checkUnregister(Trial& pTrial)
         const uint32_t tExpected = i + 1 == tClasses.size() ? KPR_E_IO : KPR_E_ACCESS_DENIED;
         const std::string tWhere = "with " + tClasses[i] + " refused dsoUnregisterServer ";
         pTrial.expect(tVisit.code == tExpected,
-                      tWhere + "answers " + codeText(tVisit.code) + " instead of the first refusal");
+                      tWhere + "returns " + codeText(tVisit.code) + " instead of the first refusal");
         pTrial.expect(tVisit.classes.size() == tClasses.size(),
                       tWhere + "visits " + std::to_string(tVisit.classes.size()) + " classes instead of " +
                           std::to_string(tClasses.size()));
@@ -104,12 +104,12 @@ void checkClasses(Trial& pTrial)
         const std::string tWhere = "class " + tClassId + ": ";
         if (!pTrial.expect(isClassId(tClassId), tWhere + "its identity is not a UUID in lower case"))
             continue;
-        const Answer tAnswer = getFactory(pTrial.module(), tClassId.c_str(), IObjectFactory::IID);
-        if (!pTrial.expect(static_cast<bool>(tAnswer.face),
+        const CallResult tResult = getFactory(pTrial.module(), tClassId.c_str(), IObjectFactory::IID);
+        if (!pTrial.expect(static_cast<bool>(tResult.face),
                            tWhere + "it is registered, but its factory is refused with " +
-                               codeText(tAnswer.code)))
+                               codeText(tResult.code)))
             continue;
-        const Answer tMade = create(static_cast<IObjectFactory*>(tAnswer.face.get()), IUnknown::IID);
+        const CallResult tMade = create(static_cast<IObjectFactory*>(tResult.face.get()), IUnknown::IID);
         pTrial.expect(static_cast<bool>(tMade.face),
                       tWhere + "its factory makes no object: " + codeText(tMade.code));
     }
@@ -132,7 +132,7 @@ void checkUnknownClasses(Trial& pTrial)
         if (std::find(tClasses.begin(), tClasses.end(), tText) != tClasses.end()) continue;
         const uint32_t tCode = getFactory(pTrial.module(), tText.c_str(), IObjectFactory::IID).code;
         pTrial.expect(tCode == KOM_E_CLASSNOTAVAILABLE,
-                      "dsoGetObjectFactory answers " + codeText(tCode) + " to the class \"" + tText + "\"");
+                      "dsoGetObjectFactory returns " + codeText(tCode) + " to the class \"" + tText + "\"");
     }
 }
 

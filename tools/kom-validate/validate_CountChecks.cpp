@@ -107,11 +107,11 @@ bool releaseAtZero(Trial& pTrial, const std::string& pWhere, Ref<IUnknown> pObje
 {
     uint32_t* const tCount = findCount(pObject.get());
     if (!tCount) return false;
-    if (!pTrial.isDying(pWhere + "release at count 0")) return true;
+    if (!pTrial.expectAbort(pWhere + "release at count 0")) return true;
     IUnknown* const tObject = pObject.detach();
     __atomic_store_n(tCount, 0u, __ATOMIC_SEQ_CST);
-    const uint32_t tAnswer = tObject->release();
-    pTrial.find(pWhere + "release at count 0 answers " + std::to_string(static_cast<int32_t>(tAnswer)) +
+    const uint32_t tResult = tObject->release();
+    pTrial.find(pWhere + "release at count 0 returns " + std::to_string(static_cast<int32_t>(tResult)) +
                 " instead of stopping the process");
     return true;
 }

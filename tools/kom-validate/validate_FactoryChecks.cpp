@@ -40,20 +40,20 @@ void checkFactories(Trial& pTrial)
     for (const Specimen& tSpecimen : pTrial.specimens()) {
         const std::string tWhere = "factory of class " + tSpecimen.classId + ": ";
         const char* const tClassId = tSpecimen.classId.c_str();
-        const Answer tAnswer = getFactory(pTrial.module(), tClassId, IUnknown::IID);
-        if (!pTrial.expect(static_cast<bool>(tAnswer.face),
-                           tWhere + "as IUnknown it is refused with " + codeText(tAnswer.code)))
+        const CallResult tResult = getFactory(pTrial.module(), tClassId, IUnknown::IID);
+        if (!pTrial.expect(static_cast<bool>(tResult.face),
+                           tWhere + "as IUnknown it is refused with " + codeText(tResult.code)))
             continue;
-        pTrial.expect(tAnswer.face.get() != tSpecimen.factory.get(),
+        pTrial.expect(tResult.face.get() != tSpecimen.factory.get(),
                       tWhere + "two requests got the same factory object");
-        const uint32_t tCount = countOf(tAnswer.face.get());
+        const uint32_t tCount = countOf(tResult.face.get());
         pTrial.expect(tCount == 1, tWhere + "it is handed out with a count of " + std::to_string(tCount) +
                                        " instead of 1");
-        const char* const tName = tAnswer.face->getInterfaceId();
+        const char* const tName = tResult.face->getInterfaceId();
         pTrial.expect(tName && std::string(tName) == IObjectFactory::IID,
                       tWhere + "it calls itself \"" + (tName ? tName : "") + "\"");
         const uint32_t tLocked = tSpecimen.factory->lockServer();
-        pTrial.expect(tLocked == 0, tWhere + "lockServer answers " + codeText(tLocked));
+        pTrial.expect(tLocked == 0, tWhere + "lockServer returns " + codeText(tLocked));
     }
 }
 
@@ -93,10 +93,10 @@ void checkInstances(Trial& pTrial)
 void checkAggregation(Trial& pTrial)
 {
     for (const Specimen& tSpecimen : pTrial.specimens()) {
-        const Answer tAnswer = create(tSpecimen.factory.get(), IUnknown::IID, tSpecimen.object.get());
-        pTrial.expect(tAnswer.code == KOM_E_NOAGGREGATION,
-                      "class " + tSpecimen.classId + ": createInstance with an outer object answers " +
-                          codeText(tAnswer.code));
+        const CallResult tResult = create(tSpecimen.factory.get(), IUnknown::IID, tSpecimen.object.get());
+        pTrial.expect(tResult.code == KOM_E_NOAGGREGATION,
+                      "class " + tSpecimen.classId + ": createInstance with an outer object returns " +
+                          codeText(tResult.code));
     }
 }
 

@@ -23,7 +23,7 @@ inline constexpr ImageFormat NATIVE_FORMAT = ImageFormat::ELF;
 ImageFormat formatOf(Image pImage);
 
 /// The names that a 64-bit x86 shared library (ELF: the dynamic symbols that it defines; PE: the export
-/// directory, an entry without a name as "#" and its ordinal) exports, sorted. Answers "", or what is wrong
+/// directory, an entry without a name as "#" and its ordinal) exports, sorted. Returns "", or what is wrong
 /// with the file in words, and then no names.
 std::string readExports(Image pImage, std::vector<std::string>& pNames);
 

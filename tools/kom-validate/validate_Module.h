@@ -52,12 +52,12 @@ struct Visit {
     bool argumentsArrived = true; ///< every class came with both arguments of the entry point
 };
 
-/// Calls one of the two. pRefusals are the answers to the classes of those numbers (from 0); all others get
+/// Calls one of the two. pRefusals are the results for the classes of those numbers (from 0); all others get
 /// 0. No registry is touched.
 Visit visitClasses(Server pServer, const std::map<size_t, uint32_t>& pRefusals = {});
 
-/// What a call with an out pointer answered.
-struct Answer {
+/// What a call with an out pointer returned.
+struct CallResult {
     uint32_t code;
     bool emptied;       ///< the out pointer was set to null
     Ref<IUnknown> face; ///< on success; empty where the call gave none
@@ -65,7 +65,7 @@ struct Answer {
 
 /// Calls pFunction with an out pointer that holds a marker, so that it is seen when it is not written.
 template <class TFunction>
-Answer ask(TFunction pFunction)
+CallResult ask(TFunction pFunction)
 {
     static char tMarker;
     auto* const tUntouched = reinterpret_cast<IUnknown*>(&tMarker);
@@ -75,15 +75,15 @@ Answer ask(TFunction pFunction)
     return {tCode, tOut == nullptr, adopt(tGiven ? tOut : nullptr)};
 }
 
-inline Answer query(IUnknown* pObject, const char* pIdentity)
+inline CallResult query(IUnknown* pObject, const char* pIdentity)
 {
     return ask([&](IUnknown** pOut) { return pObject->queryInterface(pIdentity, pOut); });
 }
-inline Answer create(IObjectFactory* pFactory, const char* pIdentity, IUnknown* pOuter = nullptr)
+inline CallResult create(IObjectFactory* pFactory, const char* pIdentity, IUnknown* pOuter = nullptr)
 {
     return ask([&](IUnknown** pOut) { return pFactory->createInstance(pOuter, pIdentity, pOut); });
 }
-inline Answer getFactory(const Module& pModule, const char* pClassId, const char* pIdentity)
+inline CallResult getFactory(const Module& pModule, const char* pClassId, const char* pIdentity)
 {
     return ask([&](IUnknown** pOut) { return pModule.getObjectFactory(pClassId, pIdentity, pOut); });
 }

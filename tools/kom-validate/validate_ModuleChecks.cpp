@@ -51,7 +51,7 @@ void checkAttributes(Trial& pTrial)
     ModuleAttributes tFirst = {}, tSecond = {};
     const uint64_t tBlocks = heapStats().liveBlocks;
     const uint32_t tCode = tGet(&tFirst);
-    pTrial.expect(tCode == 0, "dsoGetAttributes answers " + codeText(tCode));
+    pTrial.expect(tCode == 0, "dsoGetAttributes returns " + codeText(tCode));
     pTrial.expect(heapStats().liveBlocks == tBlocks,
                   "dsoGetAttributes allocates: its texts have to be static");
     static_cast<void>(tGet(&tSecond));

@@ -38,10 +38,10 @@ std::vector<std::string> variants(const std::string& pIdentity)
     return tTexts;
 }
 
-/// "queryInterface answers 0x... to "IDL:..."".
-std::string answerText(const char* pCall, uint32_t pCode, const std::string& pIdentity)
+/// "queryInterface returns 0x... to "IDL:..."".
+std::string resultText(const char* pCall, uint32_t pCode, const std::string& pIdentity)
 {
-    return pCall + (" answers " + codeText(pCode)) + " to \"" + pIdentity + "\"";
+    return pCall + (" returns " + codeText(pCode)) + " to \"" + pIdentity + "\"";
 }
 
 } // namespace
@@ -56,7 +56,7 @@ void checkInterfaces(Trial& pTrial)
                 tAdvertised.insert(tAdvertised.end(), tGiven.identities.begin(), tGiven.identities.end());
         const auto advertise = [&](IUnknown* pFace) {
             const char* const tName = pFace->getInterfaceId();
-            if (pTrial.expect(tName && isIdentity(tName), tWhere + "getInterfaceId answers \"" +
+            if (pTrial.expect(tName && isIdentity(tName), tWhere + "getInterfaceId returns \"" +
                                                               (tName ? tName : "") +
                                                               "\", which is no identity"))
                 tAdvertised.emplace_back(tName);
@@ -68,12 +68,12 @@ void checkInterfaces(Trial& pTrial)
         tAdvertised.erase(std::unique(tAdvertised.begin(), tAdvertised.end()), tAdvertised.end());
 
         for (const std::string& tIdentity : tAdvertised) {
-            const Answer tAsked = query(tSpecimen.object.get(), tIdentity.c_str());
+            const CallResult tAsked = query(tSpecimen.object.get(), tIdentity.c_str());
             pTrial.expect(static_cast<bool>(tAsked.face),
-                          tWhere + answerText("queryInterface", tAsked.code, tIdentity));
-            const Answer tMade = create(tSpecimen.factory.get(), tIdentity.c_str());
+                          tWhere + resultText("queryInterface", tAsked.code, tIdentity));
+            const CallResult tMade = create(tSpecimen.factory.get(), tIdentity.c_str());
             pTrial.expect(static_cast<bool>(tMade.face),
-                          tWhere + answerText("createInstance", tMade.code, tIdentity));
+                          tWhere + resultText("createInstance", tMade.code, tIdentity));
         }
     }
 }
@@ -102,8 +102,9 @@ void checkIdentityVariants(Trial& pTrial)
     };
     for (const Specimen& tSpecimen : pTrial.specimens()) {
         const std::string tWhere = "class " + tSpecimen.classId + ": ";
-        const auto expectRefusal = [&](const Answer& pAnswer, const char* pCall, const std::string& pText) {
-            pTrial.expect(pAnswer.code == E_NOINTERFACE, tWhere + answerText(pCall, pAnswer.code, pText));
+        const auto expectRefusal = [&](const CallResult& pResult, const char* pCall,
+                                       const std::string& pText) {
+            pTrial.expect(pResult.code == E_NOINTERFACE, tWhere + resultText(pCall, pResult.code, pText));
         };
         for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
             for (const std::string& tText : variants(tFace.identity)) {
@@ -126,13 +127,13 @@ void checkNullOut(Trial& pTrial)
     constexpr char UNKNOWN_CLASS[] = "00000000-0000-0000-0000-000000000000";
     const Module& tModule = pTrial.module();
     pTrial.require(tModule.getObjectFactory, "dsoGetObjectFactory");
-    const auto expectEmptied = [&](const Answer& pAnswer, const std::string& pCall) {
-        pTrial.expect(!KFAILED(pAnswer.code) || pAnswer.emptied,
+    const auto expectEmptied = [&](const CallResult& pResult, const std::string& pCall) {
+        pTrial.expect(!KFAILED(pResult.code) || pResult.emptied,
                       pCall + " is refused, but leaves its out pointer");
     };
-    const auto expectRefused = [&](const Answer& pAnswer, const std::string& pCall) {
-        pTrial.expect(KFAILED(pAnswer.code), pCall + " answers " + codeText(pAnswer.code));
-        expectEmptied(pAnswer, pCall);
+    const auto expectRefused = [&](const CallResult& pResult, const std::string& pCall) {
+        pTrial.expect(KFAILED(pResult.code), pCall + " returns " + codeText(pResult.code));
+        expectEmptied(pResult, pCall);
     };
     expectEmptied(getFactory(tModule, UNKNOWN_CLASS, IUnknown::IID),
                   "dsoGetObjectFactory of an unknown class");
@@ -168,18 +169,18 @@ void checkComSlots(Trial& pTrial)
             void* tOut = pFace;
             const uint32_t tCode = pFace->QueryInterface(tIdentity, &tOut);
             pTrial.expect(tCode == E_NOINTERFACE && !tOut,
-                          pWhere + "QueryInterface of " + tName + " answers " + codeText(tCode) +
+                          pWhere + "QueryInterface of " + tName + " returns " + codeText(tCode) +
                               (tOut ? " and does not set its out pointer to null" : ""));
         }
         const uint32_t tCount = pFace->addRef();
         const uint32_t tTaken = pFace->AddRef();
         const bool tTakes = pTrial.expect(tTaken == tCount + 1,
-                                          pWhere + "AddRef answers " + std::to_string(tTaken) +
-                                              " where addRef would answer " + std::to_string(tCount + 1));
+                                          pWhere + "AddRef returns " + std::to_string(tTaken) +
+                                              " where addRef would return " + std::to_string(tCount + 1));
         const uint32_t tLeft = pFace->Release();
         const bool tGives =
-            pTrial.expect(tLeft == tCount, pWhere + "Release answers " + std::to_string(tLeft) +
-                                               " where release would answer " + std::to_string(tCount));
+            pTrial.expect(tLeft == tCount, pWhere + "Release returns " + std::to_string(tLeft) +
+                                               " where release would return " + std::to_string(tCount));
         // Where they do not count, the reference taken first may be gone.
         if (tTakes && tGives) pFace->release();
     };

@@ -6,7 +6,7 @@
 
 namespace kom::validate {
 
-std::string Ending::text() const
+std::string ExitStatus::text() const
 {
     switch (kind) {
     case EXITED:
@@ -22,7 +22,7 @@ std::string Ending::text() const
     }
 }
 
-Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds)
+ExitStatus runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds)
 {
     std::vector<const char*> tArguments;
     for (const std::string& tArgument : pArguments)
@@ -30,17 +30,17 @@ Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pO
     const KprChildStart tStart = {kprGetProgramPath(), tArguments.data(),
                                   static_cast<uint32_t>(tArguments.size()), 1, pOutput.c_str()};
     KprChild tChild;
-    if (auto tRes = kprStartChild(&tStart, &tChild); KFAILED(tRes)) return {Ending::NOT_STARTED, tRes};
+    if (auto tRes = kprStartChild(&tStart, &tChild); KFAILED(tRes)) return {ExitStatus::NOT_STARTED, tRes};
     KprChildEnd tEnd;
     uint32_t tRes = kprWaitForChild(tChild, pSeconds * 1000, &tEnd);
     if (!KFAILED(tRes) && tEnd.kind == KPR_CHILD_RUNNING) {
         kprStopChild(tChild);
         kprWaitForChild(tChild, KPR_WAIT_FOREVER, &tEnd);
-        return {Ending::TIMED_OUT, pSeconds};
+        return {ExitStatus::TIMED_OUT, pSeconds};
     }
-    if (KFAILED(tRes)) return {Ending::NOT_STARTED, tRes};
-    if (isAbort(tEnd)) return {Ending::ABORTED, tEnd.code};
-    return {tEnd.kind == KPR_CHILD_EXITED ? Ending::EXITED : Ending::CRASHED, tEnd.code};
+    if (KFAILED(tRes)) return {ExitStatus::NOT_STARTED, tRes};
+    if (isAbort(tEnd)) return {ExitStatus::ABORTED, tEnd.code};
+    return {tEnd.kind == KPR_CHILD_EXITED ? ExitStatus::EXITED : ExitStatus::CRASHED, tEnd.code};
 }
 
 } // namespace kom::validate

@@ -10,7 +10,7 @@
 namespace kom::validate {
 
 /// How a child process ended.
-struct Ending {
+struct ExitStatus {
     enum Kind {
         EXITED,     ///< by itself; code is its exit status
         ABORTED,    ///< by abort()
@@ -27,7 +27,7 @@ struct Ending {
 
 /// Runs this very program with the given arguments (UTF-8, without its name) and waits for its end, at most
 /// pSeconds. Its standard output and its errors go into the file pOutput, which exists; its input is empty.
-Ending runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds);
+ExitStatus runSelf(const std::vector<std::string>& pArguments, const std::string& pOutput, uint32_t pSeconds);
 
 /// Whether a process ended by abort().
 bool isAbort(const KprChildEnd& pEnd);

@@ -117,20 +117,20 @@ Result runCheck(const Check& pCheck, const std::vector<std::string>& pArguments,
              {std::string("--child"), std::string(pCheck.name), std::string("--report"), tReport.path(),
               std::string("--steps-done"), std::to_string(tStepsDone)})
             tArguments.push_back(tArgument);
-        const Ending tEnding = runSelf(tArguments, tOutput.path(), pSeconds);
+        const ExitStatus tStatus = runSelf(tArguments, tOutput.path(), pSeconds);
         const Told tTold = readReport(tReport, tStepsDone);
         tFindings.insert(tFindings.end(), tTold.findings.begin(), tTold.findings.end());
         tSkip = tTold.skip;
 
-        const std::string tEnd = "the process " + tEnding.text() + lastWords(tOutput);
+        const std::string tEnd = "the process " + tStatus.text() + lastWords(tOutput);
         if (!tTold.dying.empty()) {
-            if (tEnding.kind != Ending::ABORTED) tFindings.push_back(tTold.dying + ": " + tEnd);
+            if (tStatus.kind != ExitStatus::ABORTED) tFindings.push_back(tTold.dying + ": " + tEnd);
             tStepsDone = tTold.stepsDone;
             continue;
         }
         if (!tTold.done)
             tFindings.push_back(tEnd + ", before the check was done");
-        else if (tEnding.kind != Ending::EXITED || tEnding.code != 0)
+        else if (tStatus.kind != ExitStatus::EXITED || tStatus.code != 0)
             tFindings.push_back(tEnd + ", after the check was done");
         break;
     }

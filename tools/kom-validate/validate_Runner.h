@@ -26,7 +26,7 @@ struct ChildOptions {
 /// Makes one check in as many child processes as it needs, each of which may take pSeconds.
 Result runCheck(const Check& pCheck, const std::vector<std::string>& pArguments, uint32_t pSeconds);
 
-/// The child's part: makes the check and reports. Answers the process's exit status.
+/// The child's part: makes the check and reports. Returns the process's exit status.
 int runChild(const Settings& pSettings, const ChildOptions& pOptions);
 
 } // namespace kom::validate

@@ -56,7 +56,7 @@ bool Trial::expect(bool pCondition, const std::string& pText)
     return pCondition;
 }
 
-bool Trial::isDying(const std::string& pText)
+bool Trial::expectAbort(const std::string& pText)
 {
     if (++mStep <= mStepsDone) return false;
     write(line::DYING + std::to_string(mStep) + " " + pText);

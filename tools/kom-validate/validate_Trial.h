@@ -30,7 +30,7 @@ struct Skip {
     std::string reason;
 };
 
-/// An object's face, with a reference of its own.
+/// An object's interface, with a reference of its own.
 struct Face {
     std::string identity;
     Ref<IUnknown> pointer;
@@ -59,11 +59,11 @@ public:
 
     /// A finding: the module does not keep the convention. The check goes on.
     void find(const std::string& pText);
-    /// A finding unless the condition holds; answers the condition.
+    /// A finding unless the condition holds; returns the condition.
     bool expect(bool pCondition, const std::string& pText);
     /// Before a step that has to end the process by abort(). False: it has been made already, leave it out.
     /// When the process lives on, the check tells with find() and goes on.
-    bool isDying(const std::string& pText);
+    bool expectAbort(const std::string& pText);
     /// Ends the report.
     void finish(const Skip* pSkip);
 
@@ -85,7 +85,7 @@ public:
     /// The interface identities that an object of the module may have: those in its file, and what the user
     /// names.
     std::vector<std::string> identities() const;
-    /// The faces of an object: all identities that it answers, and what its faces call themselves.
+    /// The interfaces of an object: all identities that it serves, and what its interfaces call themselves.
     std::vector<Face> facesOf(IUnknown* pObject) const;
 
 private:

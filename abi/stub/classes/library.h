@@ -52,6 +52,7 @@ public:
     ~string();
     string& operator=(const string& pOther);
     const char* c_str() const;
+    bool empty() const;
     operator string_view() const;
 
 private:
@@ -67,6 +68,10 @@ struct less {
 template <class T>
 class StubContainer {
 public:
+    T* data();
+    const T* data() const;
+    size_t size() const;
+    bool empty() const;
     using iterator = T*;
     StubContainer();
     StubContainer(const StubContainer& pOther);
@@ -86,6 +91,14 @@ class set : public StubContainer<TKey> {
 };
 template <class TKey, class TValue, class TOrder = less<TKey>>
 class map : public StubContainer<TValue> {
+public:
+    struct value_type {
+        const TKey first;
+        TValue second;
+    };
+    bool empty() const;
+    value_type* begin();
+    value_type* end();
 };
 template <class T>
 class span {

@@ -5,10 +5,10 @@
 
 namespace kom {
 
-/// An interface with the operations that are the same for every class: the COM-layout slots and the face's
+/// An interface with the operations that are the same for every class: the COM-layout slots and the
 /// identity. Each interface IX names its Adapter IX_Adapter.
-template <class TFace>
-class Adapter : public TFace {
+template <class TInterface>
+class Adapter : public TInterface {
 public:
     uint32_t QueryInterface(const void*, void** pOut) override
     {
@@ -17,7 +17,7 @@ public:
     }
     uint32_t AddRef() override { return this->addRef(); }
     uint32_t Release() override { return this->release(); }
-    const char* getInterfaceId() override { return TFace::IID; }
+    const char* getInterfaceId() override { return TInterface::IID; }
 
 protected:
     ~Adapter() = default;

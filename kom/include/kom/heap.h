@@ -18,7 +18,7 @@ KOM_API char* komStrNDup(const char* pText, size_t pLength);
 /// pCount elements of pSize bytes, zeroed; null when either is 0. std::bad_alloc when the product does not
 /// fit.
 KOM_API void* komCalloc(size_t pCount, size_t pSize);
-/// Grows or shrinks a block (null: a new one); size 0 frees it and answers null.
+/// Grows or shrinks a block (null: a new one); size 0 frees it and returns null.
 KOM_API void* komRealloc(void* pBlock, size_t pSize);
 /// Gives a block back; null is nothing.
 KOM_API void komFree(void* pBlock);

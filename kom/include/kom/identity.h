@@ -12,8 +12,8 @@ extern "C" {
 KOM_API int komCompareIID(const char* pA, const char* pB);
 /// 0 when the class identities (36-character lower-case UUID texts) are equal; as komCompareIID.
 KOM_API int komCompareCLSID(const char* pA, const char* pB);
-/// Whether two faces belong to one object: 0 when they do, the positive code 1 when they do not. A face
-/// that does not answer "IDL:kom/IUnknown:1.0" gives its failure code, a null E_INVALIDARG.
+/// Whether two interfaces belong to one object: 0 when they do, the positive code 1 when they do not. An
+/// interface that refuses "IDL:kom/IUnknown:1.0" gives its failure code, a null E_INVALIDARG.
 KOM_API uint32_t komSameObject(kom::IUnknown* pA, kom::IUnknown* pB);
 /// The text of a result code (static). A code that the table does not hold gets "unknown result code".
 KOM_API const char* komStrError(uint32_t pCode);

@@ -67,14 +67,14 @@ private:
 
 namespace detail {
 
-/// Whether an identity names the face or one of the interfaces it extends (IUnknown apart).
-template <class TFace>
+/// Whether an identity names the interface or one of the interfaces it extends (IUnknown apart).
+template <class TInterface>
 bool matches(const char* pIid)
 {
-    if constexpr (std::same_as<TFace, IUnknown>) {
+    if constexpr (std::same_as<TInterface, IUnknown>) {
         return false;
     } else {
-        return komCompareIID(pIid, TFace::IID) == 0 || matches<typename TFace::Parent>(pIid);
+        return komCompareIID(pIid, TInterface::IID) == 0 || matches<typename TInterface::Parent>(pIid);
     }
 }
 
@@ -85,22 +85,24 @@ struct FirstOf {
 
 } // namespace detail
 
-/// Implements the identity answers and the counts of a class with the given faces. The first face answers
-/// "IDL:kom/IUnknown:1.0", unless the class names another with a public `using PrimaryFace`. A face answers
-/// the interfaces that it extends as well.
-template <class TClass, class... TFaces>
-class Implements : public Adapter<TFaces>... {
+/// Implements the queries for identities and the counts of a class with the given interfaces. The first one
+/// stands for "IDL:kom/IUnknown:1.0", unless the class names another with a public `using PrimaryInterface`.
+/// An interface serves the identities of those that it extends as well.
+template <class TClass, class... TInterfaces>
+class Implements : public Adapter<TInterfaces>... {
 public:
     uint32_t queryInterface(const char* pIid, IUnknown** pOut) override
     {
-        IUnknown* tFace = nullptr;
+        IUnknown* tInterface = nullptr;
         if (komCompareIID(pIid, IUnknown::IID) == 0)
-            tFace = unknown();
+            tInterface = unknown();
         else
-            static_cast<void>(((detail::matches<TFaces>(pIid) && (tFace = face<TFaces>(), true)) || ...));
-        *pOut = tFace;
-        if (!tFace) return E_NOINTERFACE;
-        tFace->addRef();
+            static_cast<void>(
+                ((detail::matches<TInterfaces>(pIid) && (tInterface = interfaceOf<TInterfaces>(), true)) ||
+                 ...));
+        *pOut = tInterface;
+        if (!tInterface) return E_NOINTERFACE;
+        tInterface->addRef();
         return 0;
     }
     uint32_t addRef() override { return self()->mRefCount.increment(); }
@@ -120,13 +122,13 @@ public:
     /// Objects have no alignment beyond that of the fundamental types.
     static void* operator new(std::size_t pSize, std::align_val_t pAlignment) = delete;
 
-    /// The face that answers "IDL:kom/IUnknown:1.0", without a reference.
+    /// The interface that stands for "IDL:kom/IUnknown:1.0", without a reference.
     IUnknown* unknown() noexcept
     {
-        if constexpr (requires { typename TClass::PrimaryFace; })
-            return face<typename TClass::PrimaryFace>();
+        if constexpr (requires { typename TClass::PrimaryInterface; })
+            return interfaceOf<typename TClass::PrimaryInterface>();
         else
-            return face<typename detail::FirstOf<TFaces...>::Type>();
+            return interfaceOf<typename detail::FirstOf<TInterfaces...>::Type>();
     }
 
 protected:
@@ -134,25 +136,26 @@ protected:
 
 private:
     TClass* self() noexcept { return static_cast<TClass*>(this); }
-    template <class TFace>
-    IUnknown* face() noexcept
+    template <class TInterface>
+    IUnknown* interfaceOf() noexcept
     {
-        return static_cast<TFace*>(static_cast<Adapter<TFace>*>(this));
+        return static_cast<TInterface*>(static_cast<Adapter<TInterface>*>(this));
     }
 };
 
-/// Adds faces to a class that has its plumbing already. A derived class's faces are asked first; what they do
-/// not answer is up to the base, "IDL:kom/IUnknown:1.0" as well. The count is the base's.
-template <class TBase, class... TFaces>
-class Extends : public TBase, public Adapter<TFaces>... {
+/// Adds interfaces to a class that has its plumbing already. They are asked first; every other identity is up
+/// to the base, "IDL:kom/IUnknown:1.0" as well. The count is the base's.
+template <class TBase, class... TInterfaces>
+class Extends : public TBase, public Adapter<TInterfaces>... {
 public:
     uint32_t queryInterface(const char* pIid, IUnknown** pOut) override
     {
-        IUnknown* tFace = nullptr;
-        static_cast<void>(((detail::matches<TFaces>(pIid) && (tFace = face<TFaces>(), true)) || ...));
-        if (!tFace) return TBase::queryInterface(pIid, pOut);
-        tFace->addRef();
-        *pOut = tFace;
+        IUnknown* tInterface = nullptr;
+        static_cast<void>(
+            ((detail::matches<TInterfaces>(pIid) && (tInterface = interfaceOf<TInterfaces>(), true)) || ...));
+        if (!tInterface) return TBase::queryInterface(pIid, pOut);
+        tInterface->addRef();
+        *pOut = tInterface;
         return 0;
     }
     uint32_t addRef() override { return TBase::addRef(); }
@@ -162,10 +165,10 @@ protected:
     ~Extends() override = default;
 
 private:
-    template <class TFace>
-    IUnknown* face() noexcept
+    template <class TInterface>
+    IUnknown* interfaceOf() noexcept
     {
-        return static_cast<TFace*>(static_cast<Adapter<TFace>*>(this));
+        return static_cast<TInterface*>(static_cast<Adapter<TInterface>*>(this));
     }
 };
 

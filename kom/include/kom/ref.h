@@ -40,7 +40,7 @@ public:
     explicit operator bool() const noexcept { return mPointer != nullptr; }
     bool operator==(const Ref& pOther) const noexcept { return mPointer == pOther.mPointer; }
 
-    /// Empties the Ref and lends its pointer to an operation that answers an owned reference of type T.
+    /// Empties the Ref and lends its pointer to an operation that returns an owned reference of type T.
     T** out() noexcept
     {
         reset();
@@ -53,7 +53,7 @@ public:
     {
         if (T* tOld = std::exchange(mPointer, nullptr)) tOld->release();
     }
-    /// Another face of the object; empty when it has none, or the Ref is empty.
+    /// Another interface of the object; empty when it has none, or the Ref is empty.
     template <class J>
     Ref<J> query() const
     {
@@ -93,8 +93,8 @@ template <class T>
     return adopt(pPointer);
 }
 
-/// Asks pObject (not null) for the interface J; pFace gets the face, or nothing. Answers queryInterface's
-/// code.
+/// Asks pObject (not null) for the interface J; pFace gets the interface, or nothing. Returns
+/// queryInterface's code.
 template <class T, class J>
 uint32_t queryInterface(T* pObject, Ref<J>& pFace)
 {
@@ -125,7 +125,7 @@ public:
     }
     HeapString& operator=(const HeapString&) = delete;
 
-    /// Empties it and lends its pointer to an operation that answers an owned string.
+    /// Empties it and lends its pointer to an operation that returns an owned string.
     char** out() noexcept
     {
         komFree(std::exchange(mText, nullptr));

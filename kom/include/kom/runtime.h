@@ -33,7 +33,7 @@ KOM_API uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void*
 KOM_API uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
 
 /// Is told of classes instead of a registry, by tools that want to know what a module registers or how it
-/// takes a refusal. Both operations get what the module passed, unchecked; what they answer goes back to the
+/// takes a refusal. Both operations get what the module passed, unchecked; what they return goes back to the
 /// module.
 struct KomRegistrar {
     uint32_t (*registerClass)(KomRegistrar* pSelf, const char* pClassId, unsigned int pFlags, void* pContext);
@@ -41,7 +41,7 @@ struct KomRegistrar {
                                 void* pContext);
 };
 /// Puts a registrar in the place of komRegisterDSO and komUnregisterDSO for the calling thread, until another
-/// is set; null for none, as in the beginning. It stays the caller's. Answers the one set before.
+/// is set; null for none, as in the beginning. It stays the caller's. Returns the one set before.
 KOM_API KomRegistrar* komSetRegistrar(KomRegistrar* pRegistrar);
 
 /// Loads a module and has it register (unregister) its classes through its own entry points.
@@ -66,9 +66,9 @@ KOM_API uint32_t komListClasses(KomClassList** pList);
 KOM_API const char* komGetRegistryProblem(void);
 
 /// The factory of a registered class; the module is loaded when it is not yet. KOM_E_CLASSNOTREGISTERED when
-/// the registry has no such class; a loading failure's code; what dsoGetObjectFactory answers.
+/// the registry has no such class; a loading failure's code; what dsoGetObjectFactory returns.
 KOM_API uint32_t komGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
-/// Makes an object of a registered class and answers the face asked for.
+/// Makes an object of a registered class and returns the interface asked for.
 KOM_API uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
 /// Unloads the modules that the loader has loaded and that nobody uses, in two steps. First every module
 /// whose objects are all kept by its own holders (kom::ModuleRef), or owned by such objects, releases them.

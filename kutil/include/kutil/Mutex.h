@@ -5,13 +5,14 @@
 #include <memory>
 
 #include "kfw/IApplication.h"
+#include "kpr/thread_safety.h"
 #include "kutil/api.h"
 
 namespace vel::kos::util {
 
 /// A recursive mutex bound to the application that failures are reported to. The application's reference is
 /// held while the mutex lives.
-class KUTIL_API Mutex {
+class KUTIL_API K_CAPABILITY("mutex") Mutex {
 public:
     explicit Mutex(fw::IApplication* pApp);
     ~Mutex();
@@ -19,9 +20,9 @@ public:
     Mutex& operator=(const Mutex&) = delete;
 
     /// Waits for the mutex; the thread that holds it may lock it again and unlocks it as often.
-    uint32_t lock();
+    uint32_t lock() K_ACQUIRE();
     /// E_WRONG_STATE when the caller does not hold it.
-    uint32_t unlock();
+    uint32_t unlock() K_RELEASE();
     /// Gives the application back before the mutex goes; a wrong unlock is from then on reported without one.
     /// Any thread, also while another one holds the mutex.
     void unbind();
@@ -32,10 +33,10 @@ private:
 };
 
 /// Locks in its constructor and unlocks in its destructor.
-class MutexLocker {
+class K_SCOPED_CAPABILITY MutexLocker {
 public:
-    explicit MutexLocker(Mutex* pMutex) : mMutex(pMutex) { mMutex->lock(); }
-    ~MutexLocker() { mMutex->unlock(); }
+    explicit MutexLocker(Mutex* pMutex) K_ACQUIRE(pMutex) : mMutex(pMutex) { mMutex->lock(); }
+    ~MutexLocker() K_RELEASE() { mMutex->unlock(); }
     MutexLocker(const MutexLocker&) = delete;
     MutexLocker& operator=(const MutexLocker&) = delete;
 

@@ -45,7 +45,7 @@ public:
     uint32_t put(const char* pName, const char* pValue) { return put(pName, std::string(pValue)); }
 
     /// Opens the child of that name, and makes it when it is missing. *pReadOnly (may be null) tells whether
-    /// the child can only be read; true as well when it could not be opened, and the answer is then a closed
+    /// the child can only be read; true as well when it could not be opened, and the result is then a closed
     /// node. With pOnlyRead true the child is opened for reading and never made.
     RegNode create(const char* pChild, bool* pReadOnly, bool pOnlyRead);
 
@@ -73,7 +73,7 @@ public:
     RegBatch(const RegBatch&) = delete;
     RegBatch& operator=(const RegBatch&) = delete;
 
-    /// Ends the scope; once it answers 0 the writes have reached the volume. Otherwise the code of the first
+    /// Ends the scope; once it returns 0 the writes have reached the volume. Otherwise the code of the first
     /// operation of the scope that the store could not do, and nothing is changed (file). E_WRONG_STATE when
     /// the node was closed or the scope has ended. The failure has been logged.
     uint32_t commit();

@@ -36,7 +36,7 @@ private:
 };
 
 KUTIL_API std::string fillMessage(std::string_view pFormat, const MessageArgument* pArguments,
-                                  std::size_t pCount);
+                                  uint32_t pCount);
 
 /// The format with %1 replaced by the first argument's text, and so on, in one pass: what an argument
 /// contains is never taken for a placeholder. A placeholder without an argument stays as it is.

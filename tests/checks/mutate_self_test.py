@@ -2,6 +2,7 @@
 """Tries scripts/mutate on a small tree (tests/checks/mutate): which mutants it finds, what becomes of them, and that
 neither the tree nor its copy is left changed."""
 
+import fcntl
 import filecmp
 import json
 import os
@@ -85,6 +86,11 @@ def check():
     for number in ("1", "2"):
         assert filecmp.cmp(SOURCE, os.path.join(PLACE, "build", "mutate", number, "tree", "example", "example.cpp"),
                            shallow=False)
+
+    with open(os.path.join(PLACE, "build", "mutate", "lock"), encoding="utf-8") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        status, output = mutate("--list")
+        assert status == 2 and "another scripts/mutate works in" in output, output
 
     # Tests that fail without any change say nothing about a mutant.
     with open(SOURCE, "a", encoding="utf-8") as file:

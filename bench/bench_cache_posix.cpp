@@ -20,7 +20,7 @@ T must(T pResult)
 {
     if (pResult >= 0) return pResult;
     std::perror("bench");
-    std::exit(1);
+    std::abort();
 }
 
 } // namespace

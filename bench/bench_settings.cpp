@@ -67,7 +67,7 @@ void saveFile(benchmark::State& pState)
         const std::string tValue = tPlace.value();
         std::string tText;
         for (const std::string& tName : tPlace.names)
-            tText += tName + "=" + tValue + "\n";
+            tText.append(tName).append("=").append(tValue).append("\n");
         char tTemp[1024];
         KprFile tFile = KPR_NO_FILE;
         uint32_t tWritten = 0;

@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t pSize)
         require(tProblem.line > 0 && !tProblem.text.empty());
         require(tFile.classes.empty() && tFile.comments.empty());
         // Any text will do for a module's path, NUL apart.
-        if (pSize == 0 || tText.find('\0') != tText.npos) return 0;
+        if (pSize == 0 || tText.find('\0') != std::string_view::npos) return 0;
         tFile.classes["a20d8cf0-c2f2-11d5-bfd3-0000e2430653"].module = tText;
     }
     for (const auto& [tId, tEntry] : tFile.classes)

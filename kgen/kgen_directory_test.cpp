@@ -97,6 +97,7 @@ TEST_F(Directory, MayBeCreatedByManyAtOnce)
         const std::string tPath = in(std::to_string(tRound) + "/a/b/c/d");
         std::vector<std::thread> tThreads;
         std::atomic<int> tDone{0};
+        tThreads.reserve(4);
         for (int tThread = 0; tThread < 4; ++tThread)
             tThreads.emplace_back([&] { tDone += createDirectories(tPath) == 0; });
         for (std::thread& tThread : tThreads)

@@ -47,6 +47,12 @@ TEST(Path, IsConvertedToItsNativeFormAndBack)
     EXPECT_EQ(toNativePath(""), "");
     EXPECT_EQ(fromNativePath(""), "");
     EXPECT_EQ(toNativePath("/"), tSeparator);
+    // No other byte is taken for a separator.
+    std::string tOthers;
+    for (int tByte = 1; tByte < 256; ++tByte)
+        if (tByte != '/' && tByte != '\\') tOthers += static_cast<char>(tByte);
+    EXPECT_EQ(toNativePath(tOthers), tOthers);
+    EXPECT_EQ(fromNativePath(tOthers), tOthers);
 }
 
 TEST(Path, HasALastComponent)

@@ -97,7 +97,9 @@ class Tree:
         if not settings.is_file() or settings.read_text() != NO_WARNINGS:
             settings.write_text(NO_WARNINGS)
         command = ["cmake", "--preset", "native", f"-DCMAKE_PROJECT_INCLUDE={settings}", "-DKFW_UNITY=OFF"]
-        if run_limited(command, self.log, 300, cwd=self.root) != 0:
+        if (self.build_folder / "build.ninja").is_file():
+            command = ["ninja", "-C", str(self.build_folder), "build.ninja"]  # anew only where it has to be
+        if run_limited(command, self.log, 600, cwd=self.root) != 0:
             raise Broken("CMake fails:\n" + self.log_end())
         with open(self.build_folder / "compile_commands.json", encoding="utf-8") as file:
             self.commands = json.load(file)

@@ -142,10 +142,12 @@ protected:
         return tFactory;
     }
 
-    std::vector<std::string> types()
+    std::vector<std::string> types() { return types(mRegistry.get()); }
+
+    static std::vector<std::string> types(sql::ISqlDatabaseFactoryRegistry* pRegistry)
     {
         sql::StringList tList{};
-        EXPECT_EQ(mRegistry->getDatabaseTypes(&tList), 0u);
+        EXPECT_EQ(pRegistry->getDatabaseTypes(&tList), 0u);
         std::vector<std::string> tTypes;
         for (uint32_t i = 0; i < tList.mCount; ++i) {
             tTypes.emplace_back(tList.mStrings[i]);
@@ -361,6 +363,18 @@ TEST_F(SqlDbFactoryRegTest, releasesItsFactoriesWhenItGoes)
     util::SingletonHolder<SqlDbFactoryReg>::sInstance.reset();
     EXPECT_EQ(tA->count(), 1u);
     EXPECT_EQ(tB->count(), 1u);
+}
+
+TEST_F(SqlDbFactoryRegTest, aFactoryMayCallBackWhileTheRegistryGoes)
+{
+    std::vector<Strings> tSeen;
+    auto* const tRegistry = mRegistry.get();
+    for (const char* tType : {"a", "b", "c"})
+        enter(tType)->mOnDestroy = [&tSeen, tRegistry] { tSeen.push_back(types(tRegistry)); };
+    mRegistry.reset();
+    util::SingletonHolder<SqlDbFactoryReg>::sInstance.reset();
+    EXPECT_EQ(tSeen, (std::vector<Strings>{{"b", "c"}, {"c"}, {}}))
+        << "each factory that goes sees those left";
 }
 
 TEST_F(SqlDbFactoryRegTest, agreesWithAModelOverRandomOperations)

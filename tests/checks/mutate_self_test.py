@@ -2,6 +2,7 @@
 """Tries scripts/mutate on a small tree (tests/checks/mutate): which mutants it finds, what becomes of them, and that
 neither the tree nor its copy is left changed."""
 
+import fcntl
 import filecmp
 import json
 import os
@@ -47,10 +48,11 @@ def mutate(*arguments):
     return done.returncode, done.stdout
 
 
-def ids(*arguments):
+def listed(*arguments):
+    """The lines of --list: an id, the line, what changes."""
     status, output = mutate("--list", *arguments)
     assert status == 0, output
-    return [line.split()[0] for line in output.splitlines()[:-1]]
+    return output.splitlines()[:-1]
 
 
 def check():
@@ -58,17 +60,16 @@ def check():
     shutil.copytree(os.path.join(HERE, "mutate"), PLACE, dirs_exist_ok=True)
     subprocess.run(["git", "init", "-q", PLACE], check=True)
 
-    everything = ids()
-    assert len(everything) == len(set(everything)), everything
-    assert ids("--sample", "5", "--seed", "7") == ids("--sample", "5", "--seed", "7")
-    assert len(ids("--sample", "5", "--seed", "7")) == 5
-    assert ids("--sample", "5", "--seed", "7") != ids("--sample", "5", "--seed", "8")
+    lines = listed()
+    found = sorted((int(re.search(r'  line (\d+): ', line)[1]), line.split()[0].split(":")[2], line.split()[0])
+                   for line in lines)
+    assert len(lines) == len({name for _, _, name in found}), lines
+    assert [mutant[:2] for mutant in found] == [mutant[:2] for mutant in EXPECTED], found
+    sample = listed("--sample", "5", "--seed", "7")
+    assert len(sample) == 5 and sample == listed("--sample", "5", "--seed", "7") and set(sample) < set(lines), sample
+    assert sample != listed("--sample", "5", "--seed", "8")
     status, output = mutate("--list", "--only", "example/example.cpp:1:drop")
     assert status == 2 and "no mutant example/example.cpp:1:drop" in output, output
-    lines = mutate("--list")[1].splitlines()[:-1]
-    found = sorted((int(re.search(r'  line (\d+): ', line)[1]), name.split(":")[2], name)
-                   for name, line in zip(everything, lines))
-    assert [mutant[:2] for mutant in found] == [mutant[:2] for mutant in EXPECTED], found
 
     tried = [(name, *expected[2:]) for (_, _, name), expected in zip(found, EXPECTED) if len(expected) > 2]
     results = os.path.join(PLACE, "build", "results.json")
@@ -86,10 +87,15 @@ def check():
         assert filecmp.cmp(SOURCE, os.path.join(PLACE, "build", "mutate", number, "tree", "example", "example.cpp"),
                            shallow=False)
 
+    with open(os.path.join(PLACE, "build", "mutate", "lock"), encoding="utf-8") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        status, output = mutate("--list")
+        assert status == 2 and "another scripts/mutate works in" in output, output
+
     # Tests that fail without any change say nothing about a mutant.
     with open(SOURCE, "a", encoding="utf-8") as file:
         file.write("const int gBroken = gCalls = 9;\n")
-    status, output = mutate("--only", everything[0])
+    status, output = mutate("--only", tried[0][0])
     assert status == 2 and "without any change example_test fails: Example.Works" in output, output
 
 

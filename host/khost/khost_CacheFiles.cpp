@@ -74,7 +74,7 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
     const std::string tPath = joinPath(mObjectsDir, pFile.name);
     KprFile tFile = KPR_NO_FILE;
     KprFileInfo tInfo = {};
-    uint32_t tRes = kprOpenFile(tPath.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile);
+    uint32_t tRes = kprOpenFile(tPath.c_str(), KPR_OPEN_READ, &tFile);
     if (!KFAILED(tRes)) tRes = kprGetOpenFileInfo(tFile, KPR_INFO_SIZE, &tInfo);
     uint8_t tHead[kfw::OBJECT_HEADER_SIZE] = {};
     uint32_t tRead = 0;
@@ -118,7 +118,7 @@ uint32_t CacheFiles::readCounter(const char* pName, uint64_t* pValue)
 {
     mCulprit = joinPath(mDir, pName);
     KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(mCulprit.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes))
+    if (auto tRes = kprOpenFile(mCulprit.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes))
         return tRes;
     KprMapping tMapping;
     const uint32_t tMapped = kprMapFile(tFile, &tMapping);

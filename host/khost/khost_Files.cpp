@@ -43,7 +43,7 @@ uint32_t collect(TRead pRead, uint64_t pExpected, fw::CacheBytes* pBytes)
 uint32_t readWholeFile(const std::string& pPath, fw::CacheBytes* pBytes)
 {
     KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
+    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ | KPR_OPEN_ANY, &tFile); KFAILED(tRes)) return tRes;
     KprFileInfo tInfo = {};
     uint32_t tRes = kprGetOpenFileInfo(tFile, KPR_INFO_KIND | KPR_INFO_SIZE, &tInfo);
     if (!KFAILED(tRes) && tInfo.kind == KPR_KIND_DIRECTORY) tRes = KPR_E_IS_DIRECTORY;
@@ -70,7 +70,7 @@ uint32_t readWholeInput(fw::CacheBytes* pBytes)
 uint32_t writeWholeFile(const std::string& pPath, std::string_view pBytes)
 {
     KprFile tFile = KPR_NO_FILE;
-    constexpr uint32_t MODE = KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE;
+    constexpr uint32_t MODE = KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE | KPR_OPEN_ANY;
     if (auto tRes = kprOpenFile(pPath.c_str(), MODE, &tFile); KFAILED(tRes)) return tRes;
     uint32_t tRes = 0;
     while (!KFAILED(tRes) && !pBytes.empty()) {

@@ -334,7 +334,8 @@ TEST_F(KprPosixTest, APipeHasNoPositionedRead)
 {
     ASSERT_EQ(mkfifo(mFifo.c_str(), 0600), 0);
     KprFile tFile;
-    ASSERT_EQ(kprOpenFile(mFifo.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_ANY, &tFile), 0u); // with a writer of its own
+    ASSERT_EQ(kprOpenFile(mFifo.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_ANY, &tFile),
+              0u); // with a writer of its own
     char tByte;
     uint32_t tCount;
     EXPECT_EQ(kprSeekAndRead(tFile, 0, &tByte, 1, &tCount), E_NOT_SUPPORTED);

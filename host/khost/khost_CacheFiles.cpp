@@ -118,8 +118,7 @@ uint32_t CacheFiles::readCounter(const char* pName, uint64_t* pValue)
 {
     mCulprit = joinPath(mDir, pName);
     KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(mCulprit.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes))
-        return tRes;
+    if (auto tRes = kprOpenFile(mCulprit.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
     KprMapping tMapping;
     const uint32_t tMapped = kprMapFile(tFile, &tMapping);
     kprCloseFile(tFile);

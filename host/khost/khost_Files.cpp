@@ -43,7 +43,8 @@ uint32_t collect(TRead pRead, uint64_t pExpected, fw::CacheBytes* pBytes)
 uint32_t readWholeFile(const std::string& pPath, fw::CacheBytes* pBytes)
 {
     KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ | KPR_OPEN_ANY, &tFile); KFAILED(tRes)) return tRes;
+    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ | KPR_OPEN_ANY, &tFile); KFAILED(tRes))
+        return tRes;
     KprFileInfo tInfo = {};
     uint32_t tRes = kprGetOpenFileInfo(tFile, KPR_INFO_KIND | KPR_INFO_SIZE, &tInfo);
     if (!KFAILED(tRes) && tInfo.kind == KPR_KIND_DIRECTORY) tRes = KPR_E_IS_DIRECTORY;

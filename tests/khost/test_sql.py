@@ -194,7 +194,7 @@ class Postgresql(SqlTest):
         done = subprocess.run([program, "--gtest_filter=*postgresql*"], stdout=subprocess.PIPE, text=True, check=False,
                               env=self.environment(KFW_TEST_POSTGRESQL=self.database), timeout=host.TIMEOUT)
         self.assertEqual(done.returncode, 0, done.stdout)
-        self.assertIn("[  PASSED  ] 7 tests.", done.stdout)
+        self.assertIn("[  PASSED  ] 10 tests.", done.stdout)
 
     def test_a_wrong_password(self):
         self.assert_fails(self.query(self.place + ";password=wrong", "select 1"), "sql query", "0x80004005", "E_FAIL",

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <set>
 #include <string>
 #include <thread>
@@ -22,6 +23,7 @@
 #include "kpr/dso.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/process.h"
 #include "kpr/testing/kpr_testing.h"
 #include "kpr/thread.h"
 
@@ -127,6 +129,10 @@ ssize_t __wrap_write(int pFile, const void* pBuffer, size_t pLength)
     return gWrite.strikes() ? -1 : __real_write(pFile, pBuffer, std::min(pLength, gMostPerWrite));
 }
 
+bool gSecure = false; ///< as in a program with rights that its caller does not have
+char* __real_secure_getenv(const char* pName);
+char* __wrap_secure_getenv(const char* pName) { return gSecure ? nullptr : __real_secure_getenv(pName); }
+
 dirent* __real_readdir(DIR* pDir);
 dirent* __wrap_readdir(DIR* pDir) { return gReaddir.strikes() ? nullptr : __real_readdir(pDir); }
 }
@@ -173,6 +179,25 @@ TEST_F(KprPosixTest, TrustedOpensRefuseWhatOthersMayChange)
     if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
     ASSERT_EQ(chown(mPath.c_str(), 65534, 65534), 0);
     EXPECT_EQ(open(mPath, tMode), KPR_E_NOT_TRUSTED);
+}
+
+TEST_F(KprPosixTest, AProgramWithMoreRightsTakesNothingFromTheEnvironment)
+{
+    char tText[4096];
+    for (const char* tName : {"HOME", "XDG_DATA_HOME", "TMPDIR", "KOM_CLASSES"})
+        setenv(tName, "/callers/choice", 1);
+    EXPECT_EQ(kprGetEnvironment("KOM_CLASSES", tText, sizeof tText), 0u);
+    EXPECT_EQ(kprGetTempDir(tText, sizeof tText), 0u);
+    EXPECT_STREQ(tText, "/callers/choice");
+    gSecure = true;
+    EXPECT_EQ(kprGetEnvironment("KOM_CLASSES", tText, sizeof tText), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprGetTempDir(tText, sizeof tText), 0u);
+    EXPECT_STREQ(tText, "/tmp");
+    EXPECT_EQ(kprGetUserDataDir(tText, sizeof tText), 0u);
+    EXPECT_EQ(std::string(tText).find("choice"), std::string::npos) << tText;
+    gSecure = false;
+    for (const char* tName : {"HOME", "XDG_DATA_HOME", "TMPDIR", "KOM_CLASSES"})
+        unsetenv(tName);
 }
 
 TEST_F(KprPosixTest, LoadingAFifoDoesNotBlock)

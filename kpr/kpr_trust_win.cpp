@@ -2,10 +2,11 @@
 // after windows.h
 #include <aclapi.h>
 
-#include <array>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
+#include "kpr/codes.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_trust_win.h"
 

@@ -34,6 +34,24 @@ target_compile_options(kfw_flags INTERFACE
     -Wall -Wextra -Wpedantic $<$<BOOL:${KFW_WERROR}>:-Werror> -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Wcast-align
     -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion -Wnull-dereference -Wformat=2
     -fno-omit-frame-pointer)
+# Against attacks, in everything but the tests themselves (tests/security reads it from the built files).
+set(tShipped $<NOT:$<BOOL:$<TARGET_PROPERTY:K_IS_TEST>>>)
+if(WIN32)
+    # What the protector calls is linked in: a library of its own would lie beside every program. Control Flow
+    # Guard is not to be had from GCC.
+    target_compile_options(kfw_flags INTERFACE $<${tShipped}:-fstack-protector-strong>)
+    target_link_options(kfw_flags INTERFACE -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
+    target_link_libraries(kfw_flags INTERFACE -Wl,-Bstatic -lssp -Wl,-Bdynamic)
+else()
+    target_compile_options(kfw_flags INTERFACE
+        "$<${tShipped}:-fstack-protector-strong;-fstack-clash-protection;-fcf-protection=full>")
+    target_link_options(kfw_flags INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+    # With sanitizers it would hide calls from them, and it needs an optimising compiler.
+    if(NOT KFW_SANITIZE)
+        target_compile_options(kfw_flags INTERFACE
+            "$<$<AND:${tShipped},$<NOT:$<CONFIG:Debug>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+    endif()
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # Unique symbols would keep a module loaded for ever.
     target_compile_options(kfw_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>)
@@ -73,7 +91,7 @@ function(k_library pName)
     if(WIN32)
         set_target_properties(${pName} PROPERTIES PREFIX "")
     else()
-        target_link_options(${pName} PRIVATE -Wl,--no-undefined,-z,relro)
+        target_link_options(${pName} PRIVATE -Wl,--no-undefined)
         if(KFW_SANITIZE)
             target_link_options(${pName} PRIVATE -Wl,-z,undefs)
         endif()

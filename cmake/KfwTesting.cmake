@@ -22,6 +22,7 @@ function(k_test pName)
     target_link_libraries(${pName} PRIVATE ${ARG_LIBRARIES} kfw_flags GTest::gmock_main)
     # What is tested is optimised, what tests it need not be: half the time of compiling.
     target_compile_options(${pName} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
+    set_target_properties(${pName} PROPERTIES K_IS_TEST ON)
     foreach(tFunction ${ARG_WRAP})
         target_link_options(${pName} PRIVATE -Wl,--wrap=${tFunction})
     endforeach()

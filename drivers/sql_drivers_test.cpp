@@ -2,6 +2,7 @@
 // KFW_TEST_POSTGRESQL holds the description of a database.
 #include <cstdlib>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -51,13 +52,11 @@ TEST(PlaceholdersTest, areNumberedOutsideTexts)
     EXPECT_EQ(tCount, 0u);
 }
 
-/// One driver, loaded as a host loads it, with a database of its own.
-class DriverTest : public testing::TestWithParam<std::string> {
+/// One driver, loaded as a host loads it.
+class DriverModuleTest : public testing::TestWithParam<std::string> {
 protected:
     void SetUp() override
     {
-        if (GetParam() == "postgresql" && !std::getenv("KFW_TEST_POSTGRESQL"))
-            GTEST_SKIP() << "KFW_TEST_POSTGRESQL names no database (the test of khost sql does)";
         char tFolder[4096];
         ASSERT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
         const std::string tName = std::string(kprGetDSOPrefix()) + "sqldrv_" + GetParam() + kprGetDSOSuffix();
@@ -68,6 +67,20 @@ protected:
         void* tAnnounce = nullptr;
         ASSERT_EQ(kprGetDSOSymbol(tModule, sql::ANNOUNCE_FACTORIES, &tAnnounce), 0u);
         ASSERT_EQ(reinterpret_cast<sql::AnnounceFactories>(tAnnounce)(mRegistry.get()), 0u);
+    }
+
+    test::LeakCheck mLeaks;
+    kom::Ref<kfw::SqlDbFactoryReg> mRegistry = kom::retain(new kfw::SqlDbFactoryReg);
+};
+
+/// With a database of its own.
+class DriverTest : public DriverModuleTest {
+protected:
+    void SetUp() override
+    {
+        if (GetParam() == "postgresql" && !std::getenv("KFW_TEST_POSTGRESQL"))
+            GTEST_SKIP() << "KFW_TEST_POSTGRESQL names no database (the test of khost sql does)";
+        ASSERT_NO_FATAL_FAILURE(DriverModuleTest::SetUp());
         mDescription = GetParam() == "sqlite" ? "type=sqlite;file=" + (mDir.path() / "test.db").string()
                                               : std::string(std::getenv("KFW_TEST_POSTGRESQL"));
         mDatabase = open();
@@ -126,9 +139,7 @@ protected:
         return tJoined;
     }
 
-    test::LeakCheck mLeaks;
     test::TestDirectory mDir;
-    kom::Ref<kfw::SqlDbFactoryReg> mRegistry = kom::retain(new kfw::SqlDbFactoryReg);
     std::string mDescription, mProblem;
     kom::Ref<sql::ISqlDatabase> mDatabase;
 };
@@ -225,6 +236,36 @@ TEST_P(DriverTest, refusesNullPointers)
     EXPECT_EQ(tType.c_str(), GetParam());
 }
 
+TEST_P(DriverTest, refusesParametersWithoutValues)
+{
+    const sql::SqlParameters tParameters{1, nullptr};
+    kom::Ref<sql::ISqlRows> tRows;
+    EXPECT_EQ(mDatabase->execute("insert into driver_test values (1, ?)", &tParameters, nullptr),
+              E_INVALIDARG);
+    EXPECT_EQ(error(), "the parameters have no values");
+    EXPECT_EQ(mDatabase->query("select ?", &tParameters, tRows.out()), E_INVALIDARG);
+    EXPECT_FALSE(tRows);
+    EXPECT_EQ(column("select count(*) from driver_test"), "0");
+    const sql::SqlParameters tNone{0, nullptr};
+    EXPECT_EQ(mDatabase->execute("insert into driver_test values (1, 'x')", &tNone, nullptr), 0u);
+}
+
+TEST_P(DriverTest, aCommitThatKeptNothingIsAFailure)
+{
+    ASSERT_EQ(mDatabase->begin(), 0u);
+    ASSERT_EQ(execute("insert into driver_test values (1, 'x')"), 0u);
+    EXPECT_EQ(execute("insert into missing_table values (1)"), E_FAIL);
+    // PostgreSQL rolls such a transaction back, SQLite keeps what went before; neither may tell it wrongly.
+    const uint32_t tRes = mDatabase->commit();
+    const std::string tRows = column("select count(*) from driver_test");
+    EXPECT_EQ(tRes == 0, tRows == "1") << std::hex << tRes << ", rows: " << tRows;
+    if (GetParam() == "postgresql") {
+        EXPECT_EQ(tRes, E_FAIL);
+    }
+    EXPECT_EQ(mDatabase->begin(), 0u) << "the transaction is over: " << error();
+    EXPECT_EQ(mDatabase->rollback(), 0u);
+}
+
 TEST_P(DriverTest, tellsWhyAStatementFailed)
 {
     EXPECT_EQ(execute("selec 1"), E_FAIL);
@@ -236,6 +277,30 @@ TEST_P(DriverTest, tellsWhyAStatementFailed)
     EXPECT_EQ(column("select 1"), "1") << "the connection is still of use";
 }
 
+/// What a thread keeps of the driver goes with the thread, and harms nothing that others have.
+TEST_P(DriverModuleTest, isCalledByThreadsThatEnd)
+{
+    const std::string tKey(200, 'x');
+    for (int i = 0; i < 50; ++i) {
+        std::thread([&] {
+            kom::Ref<sql::ISqlDatabase> tDatabase;
+            EXPECT_TRUE(KFAILED(mRegistry->createDatabase(
+                ("type=" + GetParam() + ";file=x;" + tKey + "=y").c_str(), tDatabase.out())));
+            kom::Ref<sql::ISqlDatabaseFactory> tFactory;
+            ASSERT_EQ(mRegistry->getFactory(GetParam().c_str(), tFactory.out()), 0u);
+            kom::HeapString tText;
+            EXPECT_EQ(tFactory->getCreateError(tText.out()), 0u);
+            EXPECT_STRNE(tText.c_str(), "");
+        }).join();
+        // What was given back wrongly is noticed by the next who asks for memory.
+        std::vector<std::string> tOthers(50, std::string(220, 'y'));
+        for (const auto& tOther : tOthers)
+            ASSERT_EQ(tOther, std::string(220, 'y'));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(every, DriverModuleTest, testing::Values("sqlite", "postgresql"),
+                         [](const auto& pInfo) { return pInfo.param; });
 INSTANTIATE_TEST_SUITE_P(every, DriverTest, testing::Values("sqlite", "postgresql"),
                          [](const auto& pInfo) { return pInfo.param; });
 

@@ -451,7 +451,8 @@ TEST_F(LoaderTest, unloadsWithoutBeingAskedForTheCount)
 TEST_F(LoaderTest, followsAChangeOfTheRegistry)
 {
     EXPECT_TRUE(make(CLASS_A_THING));
-    KomRegistration tRegistration = {nullptr, "/nowhere"};
+    const std::string tNowhere = modulePath("nowhere");
+    KomRegistration tRegistration = {nullptr, tNowhere.c_str()};
     ASSERT_EQ(komRegisterDSO(CLASS_A_THING, 0, &tRegistration), 0u);
     Ref<ITestThing> tThing;
     EXPECT_EQ(createInstance(CLASS_A_THING, tThing), KPR_E_NOT_FOUND);

@@ -88,7 +88,7 @@ uint32_t refresh(const RegistryFile& pRegistry, Cache& pCache)
     if (auto tRes = kprGetCurrentTime(&tNow); KFAILED(tRes)) return tRes;
     if (auto tRes = readRegistry(pRegistry.path, pCache.file, &pCache.info); KFAILED(tRes)) return tRes;
     pCache.path = pRegistry.path;
-    pCache.settled = tNow.seconds - pCache.info.modified.seconds > tMoment;
+    pCache.settled = pCache.info.modified.seconds < tNow.seconds - tMoment;
     return 0;
 }
 
@@ -118,6 +118,32 @@ bool isEntered(const ClassFile& pFile, const char* pClassId, const char* pModule
 {
     const auto tEntry = pFile.classes.find(pClassId);
     return tEntry != pFile.classes.end() && tEntry->second.module == pModule;
+}
+
+enum class PathStart { FULL, RELATIVE, AMBIGUOUS };
+
+/// Whether a path says by itself where it is. What counts from a current drive ("\\x" on Windows) or from a
+/// drive's own current folder ("C:x") is neither full nor relative to a folder.
+PathStart pathStart(const std::string& pPath)
+{
+    const auto isSeparator = [](char pChar) { return pChar == '/' || pChar == kprGetPathSeparator(); };
+    const bool tStarts = !pPath.empty() && isSeparator(pPath[0]);
+    if (kprGetPathSeparator() == '/') return tStarts ? PathStart::FULL : PathStart::RELATIVE;
+    if (tStarts) return pPath.size() > 1 && isSeparator(pPath[1]) ? PathStart::FULL : PathStart::AMBIGUOUS;
+    if (pPath.size() < 2 || pPath[1] != ':') return PathStart::RELATIVE;
+    return pPath.size() > 2 && isSeparator(pPath[2]) ? PathStart::FULL : PathStart::AMBIGUOUS;
+}
+
+/// A relative path counts from the registry's folder: from the current one, whoever the program is pointed at
+/// would have their code run.
+uint32_t locateModule(const std::string& pRegistry, const std::string& pModule, std::string& pPath)
+{
+    pPath = pModule;
+    const PathStart tStart = pathStart(pModule);
+    if (tStart != PathStart::RELATIVE) return tStart == PathStart::FULL ? 0 : KPR_E_BAD_NAME;
+    std::string tFolder;
+    if (auto tRes = kpr::readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes)) return tRes;
+    return kpr::readText(pPath, kprAppendToPath, tFolder.c_str(), pModule.c_str());
 }
 
 KomClassList* copyClasses(const ClassFile& pFile)
@@ -160,8 +186,7 @@ uint32_t findClass(const char* pClassId, std::string& pModule)
     if (KFAILED(tRes)) return tRes == KPR_E_NOT_FOUND ? KOM_E_CLASSNOTREGISTERED : tRes;
     const auto tEntry = tState.cache.file.classes.find(pClassId);
     if (tEntry == tState.cache.file.classes.end()) return KOM_E_CLASSNOTREGISTERED;
-    pModule = tEntry->second.module;
-    return 0;
+    return locateModule(tRegistry.path, tEntry->second.module, pModule);
 }
 
 RegistrationBatch::RegistrationBatch() : mOuter(std::exchange(gBatch, this)) {}
@@ -273,6 +298,13 @@ uint32_t komListClasses(KomClassList** pList)
     if (auto tRes = kom::ownPath(tPath); KFAILED(tRes)) return tRes;
     kom::ClassFile tFile;
     if (auto tRes = kom::readClasses(tPath, tFile); KFAILED(tRes)) return tRes;
+    kom::RegistryFile tRegistry;
+    static_cast<void>(kom::locateRegistry(tPath, tRegistry));
+    for (auto& [tId, tEntry] : tFile.classes) {
+        // One that says too little is listed as it stands; its classes cannot be loaded.
+        const std::string tModule = tEntry.module;
+        static_cast<void>(kom::locateModule(tRegistry.path, tModule, tEntry.module));
+    }
     *pList = kom::copyClasses(tFile);
     return 0;
 }

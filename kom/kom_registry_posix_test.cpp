@@ -3,7 +3,9 @@
 #include "kom/runtime.h"
 
 #include <csignal>
+#include <filesystem>
 #include <functional>
+#include <limits>
 #include <string>
 
 #include <sys/resource.h>
@@ -13,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "kpr/file.h"
 #include "kpr/testing/kpr_testing.h"
 
 namespace {
@@ -56,7 +59,6 @@ protected:
     ~RegistryFaultTest() override
     {
         EXPECT_EQ(kprtest::readFile(mPath), mBefore);
-        EXPECT_FALSE(kprtest::exists(mPath + ".new"));
         EXPECT_EQ(registerClass(SECOND, "/two"), 0u);
         komSetClassRegistry(nullptr);
     }
@@ -92,6 +94,70 @@ TEST_F(RegistryFaultTest, survivesAFolderWithoutPermission)
     EXPECT_EQ(tRes, KPR_E_ACCESS_DENIED) << std::hex << tRes;
     ASSERT_EQ(chmod(mFolder.path().c_str(), 0755), 0);
     ASSERT_EQ(chmod((mPath + ".lock").c_str(), 0644), 0);
+}
+
+class RegistryTrustTest : public testing::Test {
+protected:
+    RegistryTrustTest()
+    {
+        komSetClassRegistry(mPath.c_str());
+        EXPECT_EQ(registerClass(FIRST, "/one"), 0u);
+    }
+    ~RegistryTrustTest() override { komSetClassRegistry(nullptr); }
+
+    /// Nobody reads it, changes it, or loads what it says.
+    void expectRefused()
+    {
+        const std::string tBefore = kprtest::readFile(mPath);
+        KomClassList* tList = nullptr;
+        kom::IUnknown* tFactory = nullptr;
+        EXPECT_EQ(komListClasses(&tList), KPR_E_NOT_TRUSTED);
+        EXPECT_EQ(komGetObjectFactory(FIRST.c_str(), kom::IObjectFactory::IID, &tFactory), KPR_E_NOT_TRUSTED);
+        EXPECT_EQ(registerClass(SECOND, "/two"), KPR_E_NOT_TRUSTED);
+        EXPECT_EQ(kprtest::readFile(mPath), tBefore);
+    }
+
+    kprtest::TemporaryDirectory mFolder;
+    const std::string mPath = mFolder / "classes";
+};
+
+TEST_F(RegistryTrustTest, refusesAFileThatOthersMayChange)
+{
+    for (const mode_t tMode : {0620u, 0602u, 0666u}) {
+        ASSERT_EQ(chmod(mPath.c_str(), tMode), 0);
+        expectRefused();
+    }
+    ASSERT_EQ(chmod(mPath.c_str(), 0644), 0);
+    EXPECT_EQ(registerClass(SECOND, "/two"), 0u);
+}
+
+TEST_F(RegistryTrustTest, refusesAFileOfSomebodyElse)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    ASSERT_EQ(chown(mPath.c_str(), NOBODY, NOBODY), 0);
+    expectRefused();
+    std::filesystem::create_symlink(mPath, mFolder / "link");
+    komSetClassRegistry((mFolder / "link").c_str());
+    expectRefused();
+}
+
+TEST_F(RegistryTrustTest, readsATimeThatNoCalendarHas)
+{
+    // Of the file systems at hand only one in memory keeps such times.
+    const std::string tPath = "/dev/shm/kom-registry-test-" + std::to_string(getpid());
+    std::error_code tError;
+    std::filesystem::copy_file(mPath, tPath, tError);
+    const KprTime tTime = {std::numeric_limits<int64_t>::min(), 0, 0};
+    KprFileInfo tInfo = {};
+    static_cast<void>(kprSetFileTime(tPath.c_str(), &tTime, &tTime));
+    static_cast<void>(kprGetFileInfo(tPath.c_str(), KPR_INFO_MTIME, &tInfo));
+    if (tInfo.modified.seconds == tTime.seconds) {
+        komSetClassRegistry(tPath.c_str());
+        kom::IUnknown* tFactory = nullptr;
+        EXPECT_EQ(komGetObjectFactory(FIRST.c_str(), kom::IObjectFactory::IID, &tFactory), KPR_E_NOT_FOUND);
+    }
+    std::filesystem::remove(tPath, tError);
+    if (tInfo.modified.seconds != tTime.seconds) GTEST_SKIP() << "/dev/shm does not keep the time";
 }
 
 } // namespace

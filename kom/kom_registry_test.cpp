@@ -1,6 +1,7 @@
 // The class registry through its calls, on real files. The program is its own second process.
 #include "kom/runtime.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -53,6 +54,14 @@ Classes listed()
         tClasses.emplace_back(tList->classes[i].classId, tList->classes[i].modulePath);
     komFree(tList);
     return tClasses;
+}
+
+/// How many files that were begun, and not put in place, stand beside a registry.
+ptrdiff_t filesBegun(const std::string& pFolder)
+{
+    return std::count_if(std::filesystem::directory_iterator(pFolder), {}, [](const auto& pEntry) {
+        return pEntry.path().filename().string().find(".new-") != std::string::npos;
+    });
 }
 
 void setEnvironment(const char* pName, const char* pValue)
@@ -108,7 +117,7 @@ TEST_F(RegistryTest, keepsClassesInOrder)
     EXPECT_EQ(listed(), (Classes{{classId(1), "/one"}, {classId(2), "/two"}, {classId(3), "/three"}}));
     EXPECT_EQ(kprtest::readFile(mPath),
               "kom-classes 1\n" + classId(1) + " /one\n" + classId(2) + " /two\n" + classId(3) + " /three\n");
-    EXPECT_FALSE(kprtest::exists(mPath + ".new"));
+    EXPECT_EQ(filesBegun(mFolder.path()), 0);
 }
 
 TEST_F(RegistryTest, replacesAnOlderEntry)
@@ -251,7 +260,7 @@ TEST_F(RegistryTest, doesNotGrowTooLarge)
     const std::string tBefore = kprtest::readFile(mPath);
     EXPECT_EQ(registerClass(classId(2), std::string(16u << 20, 'x')), KPR_E_TOO_LARGE);
     EXPECT_EQ(kprtest::readFile(mPath), tBefore);
-    EXPECT_FALSE(kprtest::exists(mPath + ".new"));
+    EXPECT_EQ(filesBegun(mFolder.path()), 0);
 }
 
 TEST_F(RegistryTest, refusesAFolderInItsPlace)
@@ -265,13 +274,48 @@ TEST_F(RegistryTest, refusesAFolderInItsPlace)
     EXPECT_TRUE(KFAILED(registerClass(classId(1), "/a", tBelow.c_str())));
 }
 
-TEST_F(RegistryTest, overwritesWhatADeadProcessLeft)
+TEST_F(RegistryTest, leavesWhatStandsUnderAKnownName)
 {
     registerClass(classId(1), "/a");
-    kprtest::writeFile(mPath + ".new", "half of something much longer than what comes");
+    kprtest::writeFile(mPath + ".new", "somebody else's");
     EXPECT_EQ(registerClass(classId(2), "/b"), 0u);
     EXPECT_EQ(listed().size(), 2u);
-    EXPECT_FALSE(kprtest::exists(mPath + ".new"));
+    EXPECT_EQ(kprtest::readFile(mPath + ".new"), "somebody else's");
+}
+
+TEST_F(RegistryTest, takesARelativeModuleFromItsOwnFolder)
+{
+    registerClass(classId(1), "modules/some.dll");
+    const std::string tSeparator(1, kprGetPathSeparator());
+    EXPECT_EQ(listed(), (Classes{{classId(1), mFolder.path() + tSeparator + "modules/some.dll"}}));
+    EXPECT_NE(kprtest::readFile(mPath).find(" modules/some.dll\n"), std::string::npos)
+        << "it stays as it stands";
+    EXPECT_EQ(unregisterClass(classId(1), "modules/some.dll"), 0u);
+}
+
+/// A module in the current folder, under the name that a registry elsewhere gives.
+TEST_F(RegistryTest, loadsNoModuleFromTheCurrentFolder)
+{
+    const kprtest::TemporaryDirectory tCurrent;
+    const auto tBefore = std::filesystem::current_path();
+    kprtest::writeFile(tCurrent / "planted.mod", "looked at");
+    registerClass(classId(1), "planted.mod");
+    std::filesystem::current_path(tCurrent.path());
+    kom::IUnknown* tFactory = nullptr;
+    EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), kom::IObjectFactory::IID, &tFactory), KPR_E_NOT_FOUND);
+    std::filesystem::current_path(tBefore);
+}
+
+TEST_F(RegistryTest, loadsNoModuleWhosePathCountsFromTheCurrentDrive)
+{
+    if (kprGetPathSeparator() == '/') GTEST_SKIP() << "there are no drives here";
+    kom::IUnknown* tFactory = nullptr;
+    for (const char* tPath : {"/planted.mod", "\\planted.mod", "Z:planted.mod"}) {
+        registerClass(classId(1), tPath);
+        EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), kom::IObjectFactory::IID, &tFactory),
+                  KPR_E_BAD_NAME)
+            << tPath;
+    }
 }
 
 TEST_F(RegistryTest, tellsRegistriesOfOneSizeAndTimeApart)

@@ -26,7 +26,7 @@ public:
 
     uint32_t open(const std::string& pPath, uint32_t pMode)
     {
-        return kprOpenFile(pPath.c_str(), pMode | KPR_OPEN_REGULAR, &mFile);
+        return kprOpenFile(pPath.c_str(), pMode, &mFile);
     }
     uint32_t close()
     {
@@ -112,7 +112,8 @@ uint32_t damaged(uint64_t pLine, const char* pWhat)
 uint32_t readWhole(const std::string& pPath, std::string& pText, KprFileInfo* pInfo)
 {
     File tFile;
-    if (auto tRes = tFile.open(pPath, KPR_OPEN_READ); KFAILED(tRes)) return tRes;
+    // What stands here decides which code runs.
+    if (auto tRes = tFile.open(pPath, KPR_OPEN_READ | KPR_OPEN_TRUSTED); KFAILED(tRes)) return tRes;
     KprFileInfo tInfo;
     if (auto tRes = kprGetOpenFileInfo(tFile.get(), KPR_INFO_SIZE | KPR_INFO_MTIME, &tInfo); KFAILED(tRes))
         return tRes;
@@ -133,32 +134,36 @@ uint32_t parse(const std::string& pText, ClassFile& pFile)
     return damaged(tProblem.line, tProblem.text.c_str());
 }
 
-uint32_t writeWhole(const std::string& pPath, const std::string& pText)
+uint32_t writeWhole(KprFile pFile, const std::string& pText)
 {
-    File tFile;
-    if (auto tRes = tFile.open(pPath, KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE); KFAILED(tRes))
-        return tRes;
     for (size_t tDone = 0; tDone < pText.size();) {
         uint32_t tWritten = 0;
         const auto tLength = static_cast<uint32_t>(pText.size() - tDone);
-        if (auto tRes = kprWrite(tFile.get(), pText.data() + tDone, tLength, &tWritten); KFAILED(tRes))
-            return tRes;
+        if (auto tRes = kprWrite(pFile, pText.data() + tDone, tLength, &tWritten); KFAILED(tRes)) return tRes;
         if (tWritten == 0) return KPR_E_NO_SPACE;
         tDone += tWritten;
     }
-    if (auto tRes = kprSyncFile(tFile.get()); KFAILED(tRes)) return tRes;
-    return tFile.close();
+    return 0;
 }
 
-/// Puts a new text in the file's place. Who calls holds the lock, so the new file has but one name.
+/// Puts a new text in the file's place.
 uint32_t replace(const std::string& pPath, const std::string& pText)
 {
     if (pText.size() > LARGEST) return KPR_E_TOO_LARGE;
-    const std::string tNew = pPath + ".new";
-    uint32_t tRes = writeWhole(tNew, pText);
-    if (!KFAILED(tRes)) tRes = kprReplaceFile(tNew.c_str(), pPath.c_str());
-    if (KFAILED(tRes)) kprRemoveFile(tNew.c_str());
-    return tRes;
+    std::string tNew;
+    KprFile tFile = KPR_NO_FILE;
+    if (auto tRes = kpr::readText(tNew,
+                                  [&](char* pBuffer, uint32_t pSize) {
+                                      return kprBeginFile(pPath.c_str(), pBuffer, pSize, &tFile);
+                                  });
+        KFAILED(tRes))
+        return tRes;
+    if (auto tRes = writeWhole(tFile, pText); KFAILED(tRes)) {
+        kprCloseFile(tFile);
+        kprRemoveFile(tNew.c_str());
+        return tRes;
+    }
+    return kprPutInPlace(tFile, tNew.c_str(), pPath.c_str(), KPR_PUT_REPLACE | KPR_PUT_SYNC);
 }
 
 } // namespace

@@ -58,7 +58,7 @@ std::string trimmed(std::string pPath)
 
 std::string homeDirectory()
 {
-    if (const char* tHome = std::getenv("HOME"); tHome && *tHome == '/') return tHome;
+    if (const char* tHome = secure_getenv("HOME"); tHome && *tHome == '/') return tHome;
     std::vector<char> tBuffer(16384);
     passwd tRecord{};
     passwd* tFound = nullptr;
@@ -124,7 +124,7 @@ uint32_t kprRemoveDir(const char* pPath)
 
 uint32_t kprGetUserDataDir(char* pBuffer, uint32_t pSize)
 {
-    if (const char* tData = std::getenv("XDG_DATA_HOME"); tData && *tData == '/')
+    if (const char* tData = secure_getenv("XDG_DATA_HOME"); tData && *tData == '/')
         return kpr::copyOut(trimmed(tData), pBuffer, pSize);
     const std::string tHome = homeDirectory();
     if (tHome.empty()) return KPR_E_NOT_FOUND;
@@ -133,6 +133,6 @@ uint32_t kprGetUserDataDir(char* pBuffer, uint32_t pSize)
 
 uint32_t kprGetTempDir(char* pBuffer, uint32_t pSize)
 {
-    const char* tDir = std::getenv("TMPDIR");
+    const char* tDir = secure_getenv("TMPDIR");
     return kpr::copyOut(trimmed(tDir && *tDir == '/' ? tDir : "/tmp"), pBuffer, pSize);
 }

@@ -60,7 +60,8 @@ int toFlags(uint32_t pMode)
     if (pMode & KPR_OPEN_EXCLUSIVE) tFlags |= O_EXCL;
     if (pMode & KPR_OPEN_TRUNCATE) tFlags |= O_TRUNC;
     if (pMode & KPR_OPEN_APPEND) tFlags |= O_APPEND;
-    if (pMode & KPR_OPEN_REGULAR) tFlags |= O_NOFOLLOW | O_NONBLOCK;
+    if (!(pMode & KPR_OPEN_ANY)) tFlags |= O_NONBLOCK;
+    if (!(pMode & (KPR_OPEN_ANY | KPR_OPEN_FOLLOW))) tFlags |= O_NOFOLLOW;
     return tFlags;
 }
 
@@ -70,6 +71,11 @@ uint32_t openError(int pError, bool pRegularOnly)
     if (pRegularOnly && (pError == ELOOP || pError == ENXIO || pError == ENODEV || pError == EISDIR))
         return KPR_E_NOT_REGULAR;
     return kpr::errorFromSystem(static_cast<uint32_t>(pError));
+}
+
+bool isTrusted(const struct stat& pStat)
+{
+    return (pStat.st_uid == 0 || pStat.st_uid == geteuid()) && !(pStat.st_mode & (S_IWGRP | S_IWOTH));
 }
 
 // Transfers until everything is done, nothing more comes, or an error; pTransfer(offset done) moves one
@@ -101,7 +107,7 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     do
         tDescriptor = open(pPath, toFlags(pMode), 0600);
     while (tDescriptor < 0 && errno == EINTR);
-    const bool tRegularOnly = pMode & KPR_OPEN_REGULAR;
+    const bool tRegularOnly = !(pMode & KPR_OPEN_ANY);
     if (tDescriptor < 0) return openError(errno, tRegularOnly);
 
     struct stat tStat;
@@ -112,6 +118,8 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
         tRes = KPR_E_NOT_REGULAR;
     else if (S_ISDIR(tStat.st_mode))
         tRes = KPR_E_IS_DIRECTORY;
+    else if ((pMode & KPR_OPEN_TRUSTED) && !isTrusted(tStat))
+        tRes = KPR_E_NOT_TRUSTED;
     if (KFAILED(tRes)) {
         close(tDescriptor);
         return tRes;

@@ -69,10 +69,9 @@ TEST_F(KprFileTest, RefusesModesThatMakeNoSense)
 {
     kprtest::writeFile(mPath, "keep");
     for (uint32_t tMode :
-         {0u, uint32_t{KPR_OPEN_CREATE}, uint32_t{KPR_OPEN_REGULAR}, KPR_OPEN_READ | 0x200u,
-          KPR_OPEN_READ | 0x4u, KPR_OPEN_READ | KPR_OPEN_CREATE, KPR_OPEN_READ | KPR_OPEN_TRUNCATE,
-          KPR_OPEN_READ | KPR_OPEN_APPEND, KPR_OPEN_WRITE | KPR_OPEN_EXCLUSIVE,
-          KPR_OPEN_WRITE | KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND}) {
+         {0u, uint32_t{KPR_OPEN_CREATE}, uint32_t{KPR_OPEN_ANY}, KPR_OPEN_READ | 0x800u, KPR_OPEN_READ | 0x4u,
+          KPR_OPEN_READ | KPR_OPEN_CREATE, KPR_OPEN_READ | KPR_OPEN_TRUNCATE, KPR_OPEN_READ | KPR_OPEN_APPEND,
+          KPR_OPEN_WRITE | KPR_OPEN_EXCLUSIVE, KPR_OPEN_WRITE | KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND}) {
         KprFile tFile = 7;
         EXPECT_EQ(kprOpenFile(mPath.c_str(), tMode, &tFile), E_INVALIDARG) << tMode;
         EXPECT_EQ(tFile, KPR_NO_FILE) << tMode;
@@ -200,17 +199,18 @@ TEST_F(KprFileTest, HandlesDoOnlyWhatTheyWereOpenedFor)
 
 TEST_F(KprFileTest, ADirectoryIsNoFile)
 {
-    EXPECT_EQ(open(mDir.path(), KPR_OPEN_READ), KPR_E_IS_DIRECTORY);
-    EXPECT_EQ(open(mDir.path(), KPR_OPEN_WRITE), KPR_E_IS_DIRECTORY);
-    EXPECT_EQ(open(mDir.path(), KPR_OPEN_READ | KPR_OPEN_REGULAR), KPR_E_NOT_REGULAR);
-    EXPECT_EQ(open(mDir.path(), KPR_OPEN_WRITE | KPR_OPEN_REGULAR), KPR_E_NOT_REGULAR);
+    for (const uint32_t tAccess : {KPR_OPEN_READ, KPR_OPEN_WRITE}) {
+        EXPECT_EQ(open(mDir.path(), tAccess), KPR_E_NOT_REGULAR);
+        EXPECT_EQ(open(mDir.path(), tAccess | KPR_OPEN_FOLLOW), KPR_E_NOT_REGULAR);
+        EXPECT_EQ(open(mDir.path(), tAccess | KPR_OPEN_ANY), KPR_E_IS_DIRECTORY);
+    }
 }
 
 TEST_F(KprFileTest, OpensRegularFilesAsSuch)
 {
-    ASSERT_EQ(open(mPath, NEW_FILE | KPR_OPEN_REGULAR), 0u);
+    ASSERT_EQ(open(mPath, NEW_FILE), 0u);
     EXPECT_EQ(write("0123"), 0u);
-    ASSERT_EQ(open(mPath, KPR_OPEN_READ_WRITE | KPR_OPEN_REGULAR | KPR_OPEN_TRUNCATE), 0u);
+    ASSERT_EQ(open(mPath, KPR_OPEN_READ_WRITE | KPR_OPEN_TRUNCATE), 0u);
     EXPECT_EQ(read(10), "");
 }
 

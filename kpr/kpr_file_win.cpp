@@ -6,6 +6,7 @@
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_filetime_win.h"
 #include "kpr/kpr_kind_win.h"
+#include "kpr/kpr_trust_win.h"
 #include "kpr/kpr_wide_win.h"
 
 namespace {
@@ -42,7 +43,7 @@ uint32_t openHandle(const std::wstring& pPath, uint32_t pMode, DWORD pFlags, HAN
     });
     if (tError == 0) return K_SUCCESS;
     if (tError == ERROR_ACCESS_DENIED && kpr::isDirectory(pPath))
-        return pMode & KPR_OPEN_REGULAR ? KPR_E_NOT_REGULAR : KPR_E_IS_DIRECTORY;
+        return pMode & KPR_OPEN_ANY ? KPR_E_IS_DIRECTORY : KPR_E_NOT_REGULAR;
     return kpr::errorFromSystem(tError);
 }
 
@@ -121,13 +122,17 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
 
     // A server of a named pipe must not act in our name.
-    const DWORD tFlags = pMode & KPR_OPEN_REGULAR
-                             ? FILE_FLAG_OPEN_REPARSE_POINT | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS
-                             : 0;
+    DWORD tFlags = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+    const bool tFollows = pMode & (KPR_OPEN_FOLLOW | KPR_OPEN_ANY);
+    if (!tFollows) tFlags |= FILE_FLAG_OPEN_REPARSE_POINT;
     HANDLE tHandle;
     if (auto tRes = openHandle(tPath, pMode, tFlags, &tHandle); KFAILED(tRes)) return tRes;
     uint32_t tRes = K_SUCCESS;
-    if (pMode & KPR_OPEN_REGULAR) tRes = checkRegular(tPath, pMode, &tHandle);
+    if (!tFollows)
+        tRes = checkRegular(tPath, pMode, &tHandle);
+    else if (!(pMode & KPR_OPEN_ANY) && GetFileType(tHandle) != FILE_TYPE_DISK)
+        tRes = KPR_E_NOT_REGULAR;
+    if (!KFAILED(tRes) && (pMode & KPR_OPEN_TRUSTED)) tRes = kpr::checkTrusted(tHandle);
     if (!KFAILED(tRes) && (pMode & KPR_OPEN_TRUNCATE) && !SetEndOfFile(tHandle)) tRes = kpr::lastError();
     if (KFAILED(tRes)) {
         CloseHandle(tHandle);

@@ -25,7 +25,8 @@ inline uint32_t copyOut(std::string_view pText, char* pBuffer, uint32_t pSize) n
 constexpr bool isValidOpenMode(uint32_t pMode) noexcept
 {
     constexpr uint32_t tKnown = KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE | KPR_OPEN_EXCLUSIVE |
-                                KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND | KPR_OPEN_REGULAR;
+                                KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND | KPR_OPEN_FOLLOW | KPR_OPEN_ANY |
+                                KPR_OPEN_TRUSTED;
     const bool tWrites = pMode & KPR_OPEN_WRITE;
     return !(pMode & ~tKnown) && (pMode & KPR_OPEN_READ_WRITE) &&
            (tWrites || !(pMode & (KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND))) &&

@@ -133,8 +133,7 @@ protected:
     void useFile()
     {
         KprFile tFile;
-        ASSERT_EQ(
-            kprOpenFile(mPath.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE | KPR_OPEN_REGULAR, &tFile), 0u);
+        ASSERT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE, &tFile), 0u);
         uint32_t tMoved = 0;
         std::string tRead(LENGTH + 10, '?');
         EXPECT_EQ(kprWrite(tFile, CONTENT.data(), LENGTH, &tMoved), 0u);

@@ -50,7 +50,7 @@ uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked)
     if (!pPath || !pLocked) return E_INVALIDARG;
     *pLocked = 0;
     KprFile tFile;
-    if (auto tRes = kprOpenFile(pPath, KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes)) return tRes;
+    if (auto tRes = kprOpenFile(pPath, KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
     struct flock tLock;
     const uint32_t tRes = applyLock(toDescriptor(tFile), F_OFD_GETLK, F_WRLCK, 0, 0, &tLock);
     if (!KFAILED(tRes)) *pLocked = tLock.l_type != F_UNLCK;

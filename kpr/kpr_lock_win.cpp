@@ -58,7 +58,7 @@ uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked)
     if (!pPath || !pLocked) return E_INVALIDARG;
     *pLocked = 0;
     KprFile tFile;
-    if (auto tRes = kprOpenFile(pPath, KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes)) return tRes;
+    if (auto tRes = kprOpenFile(pPath, KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
     // One byte that lies in every whole-file lock and past everything else.
     uint32_t tRes = kprLockFile(tFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, INT64_MAX - 1, 1);
     if (tRes == KPR_E_LOCKED) {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <set>
 #include <string>
 #include <thread>
@@ -22,6 +23,7 @@
 #include "kpr/dso.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/process.h"
 #include "kpr/testing/kpr_testing.h"
 #include "kpr/thread.h"
 
@@ -127,6 +129,10 @@ ssize_t __wrap_write(int pFile, const void* pBuffer, size_t pLength)
     return gWrite.strikes() ? -1 : __real_write(pFile, pBuffer, std::min(pLength, gMostPerWrite));
 }
 
+bool gSecure = false; ///< as in a program with rights that its caller does not have
+char* __real_secure_getenv(const char* pName);
+char* __wrap_secure_getenv(const char* pName) { return gSecure ? nullptr : __real_secure_getenv(pName); }
+
 dirent* __real_readdir(DIR* pDir);
 dirent* __wrap_readdir(DIR* pDir) { return gReaddir.strikes() ? nullptr : __real_readdir(pDir); }
 }
@@ -144,13 +150,54 @@ TEST_F(KprPosixTest, RegularOpensRefuseSpecialFilesWithoutBlocking)
     ASSERT_EQ(bind(tServer, reinterpret_cast<sockaddr*>(&tAddress), sizeof tAddress), 0);
     for (uint32_t tMode : {KPR_OPEN_READ, KPR_OPEN_WRITE, KPR_OPEN_READ_WRITE})
         for (const std::string& tPath : {mFifo, mLink, mDir.path(), tSocket, std::string("/dev/null")})
-            EXPECT_EQ(open(tPath, tMode | KPR_OPEN_REGULAR), KPR_E_NOT_REGULAR) << tPath << " " << tMode;
-    EXPECT_EQ(open(mLink, KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_REGULAR), KPR_E_NOT_REGULAR);
-    EXPECT_EQ(open(mLink, KPR_OPEN_READ), 0u); // without the option links are followed
-    EXPECT_EQ(open("/dev/null", KPR_OPEN_READ), 0u);
+            EXPECT_EQ(open(tPath, tMode), KPR_E_NOT_REGULAR) << tPath << " " << tMode;
+    EXPECT_EQ(open(mLink, KPR_OPEN_WRITE | KPR_OPEN_CREATE), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(open(mLink, KPR_OPEN_READ | KPR_OPEN_FOLLOW), 0u);
+    EXPECT_EQ(open(mLink, KPR_OPEN_READ | KPR_OPEN_ANY), 0u);
+    EXPECT_EQ(open(mFifo, KPR_OPEN_READ | KPR_OPEN_FOLLOW), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(open("/dev/null", KPR_OPEN_READ | KPR_OPEN_FOLLOW), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(open("/dev/null", KPR_OPEN_READ | KPR_OPEN_ANY), 0u);
     uint32_t tLocked;
     EXPECT_EQ(kprIsFileLocked(mFifo.c_str(), &tLocked), KPR_E_NOT_REGULAR);
     close(tServer);
+}
+
+TEST_F(KprPosixTest, TrustedOpensRefuseWhatOthersMayChange)
+{
+    constexpr uint32_t tMode = KPR_OPEN_READ | KPR_OPEN_TRUSTED;
+    kprtest::writeFile(mPath, "content");
+    for (const mode_t tRights : {0600u, 0644u, 0400u, 0755u}) {
+        ASSERT_EQ(chmod(mPath.c_str(), tRights), 0);
+        EXPECT_EQ(open(mPath, tMode), 0u) << tRights;
+    }
+    for (const mode_t tRights : {0620u, 0602u, 0666u, 0664u}) {
+        ASSERT_EQ(chmod(mPath.c_str(), tRights), 0);
+        EXPECT_EQ(open(mPath, tMode), KPR_E_NOT_TRUSTED) << tRights;
+        EXPECT_EQ(open(mPath, KPR_OPEN_READ), 0u) << tRights;
+    }
+    ASSERT_EQ(chmod(mPath.c_str(), 0600), 0);
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    ASSERT_EQ(chown(mPath.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(open(mPath, tMode), KPR_E_NOT_TRUSTED);
+}
+
+TEST_F(KprPosixTest, AProgramWithMoreRightsTakesNothingFromTheEnvironment)
+{
+    char tText[4096];
+    for (const char* tName : {"HOME", "XDG_DATA_HOME", "TMPDIR", "KOM_CLASSES"})
+        setenv(tName, "/callers/choice", 1);
+    EXPECT_EQ(kprGetEnvironment("KOM_CLASSES", tText, sizeof tText), 0u);
+    EXPECT_EQ(kprGetTempDir(tText, sizeof tText), 0u);
+    EXPECT_STREQ(tText, "/callers/choice");
+    gSecure = true;
+    EXPECT_EQ(kprGetEnvironment("KOM_CLASSES", tText, sizeof tText), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprGetTempDir(tText, sizeof tText), 0u);
+    EXPECT_STREQ(tText, "/tmp");
+    EXPECT_EQ(kprGetUserDataDir(tText, sizeof tText), 0u);
+    EXPECT_EQ(std::string(tText).find("choice"), std::string::npos) << tText;
+    gSecure = false;
+    for (const char* tName : {"HOME", "XDG_DATA_HOME", "TMPDIR", "KOM_CLASSES"})
+        unsetenv(tName);
 }
 
 TEST_F(KprPosixTest, LoadingAFifoDoesNotBlock)
@@ -301,7 +348,7 @@ TEST_F(KprPosixTest, InterruptedTransfersGoOn)
 TEST_F(KprPosixTest, AFullVolumeIsReported)
 {
     KprFile tFile;
-    ASSERT_EQ(kprOpenFile("/dev/full", KPR_OPEN_WRITE, &tFile), 0u);
+    ASSERT_EQ(kprOpenFile("/dev/full", KPR_OPEN_WRITE | KPR_OPEN_ANY, &tFile), 0u);
     uint32_t tCount = 9;
     EXPECT_EQ(kprWrite(tFile, "x", 1, &tCount), KPR_E_NO_SPACE);
     EXPECT_EQ(tCount, 0u);
@@ -312,7 +359,8 @@ TEST_F(KprPosixTest, APipeHasNoPositionedRead)
 {
     ASSERT_EQ(mkfifo(mFifo.c_str(), 0600), 0);
     KprFile tFile;
-    ASSERT_EQ(kprOpenFile(mFifo.c_str(), KPR_OPEN_READ_WRITE, &tFile), 0u); // with a writer of its own
+    ASSERT_EQ(kprOpenFile(mFifo.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_ANY, &tFile),
+              0u); // with a writer of its own
     char tByte;
     uint32_t tCount;
     EXPECT_EQ(kprSeekAndRead(tFile, 0, &tByte, 1, &tCount), E_NOT_SUPPORTED);

@@ -47,7 +47,7 @@ uint32_t kprGetArguments(KprArgumentList** pList)
 uint32_t kprGetEnvironment(const char* pName, char* pBuffer, uint32_t pSize)
 {
     if (!pName || !pBuffer) return E_INVALIDARG;
-    const char* tValue = std::getenv(pName);
+    const char* tValue = secure_getenv(pName);
     return tValue ? kpr::copyOut(tValue, pBuffer, pSize) : KPR_E_NOT_FOUND;
 }
 

@@ -155,3 +155,46 @@ TEST_F(KprRenameTest, ATemporaryFileThatCannotBeLeavesNothing)
     EXPECT_EQ(kprCloseDir(tDir), 0u);
     EXPECT_EQ(kprGetTempFileName(mDir.path().c_str(), "p", 0, tPath, tExact + 1), 0u);
 }
+
+TEST_F(KprRenameTest, AFileIsBegunAsideAndPutInPlaceWhole)
+{
+    kprtest::writeFile(mTo, "before");
+    for (const uint32_t tFlags :
+         {uint32_t{KPR_PUT_KEEP}, KPR_PUT_REPLACE | KPR_PUT_SYNC, uint32_t{KPR_PUT_SYNC}}) {
+        char tPath[1024];
+        KprFile tFile = KPR_NO_FILE;
+        ASSERT_EQ(kprBeginFile(mTo.c_str(), tPath, sizeof tPath, &tFile), 0u);
+        EXPECT_TRUE(std::string(tPath).starts_with(mTo + ".new-")) << tPath;
+        uint32_t tWritten = 0;
+        EXPECT_EQ(kprWrite(tFile, "after", 5, &tWritten), 0u);
+        const bool tReplaces = tFlags & KPR_PUT_REPLACE;
+        EXPECT_EQ(kprtest::readFile(mTo), tFlags == KPR_PUT_SYNC ? "after" : "before");
+        EXPECT_EQ(kprPutInPlace(tFile, tPath, mTo.c_str(), tFlags), tReplaces ? 0u : KPR_E_EXISTS);
+        EXPECT_FALSE(kprtest::exists(tPath)) << "removed where it could not take the place";
+        EXPECT_EQ(kprCloseFile(tFile), KPR_E_BAD_HANDLE) << "closed";
+    }
+    EXPECT_EQ(kprtest::readFile(mTo), "after");
+}
+
+TEST_F(KprRenameTest, AFileThatIsBegunHasANameOfItsOwn)
+{
+    char tPath[1024], tOther[1024], tShort[8];
+    KprFile tFile = KPR_NO_FILE, tSecond = KPR_NO_FILE;
+    ASSERT_EQ(kprBeginFile(mTo.c_str(), tPath, sizeof tPath, &tFile), 0u);
+    ASSERT_EQ(kprBeginFile(mTo.c_str(), tOther, sizeof tOther, &tSecond), 0u);
+    EXPECT_STRNE(tPath, tOther);
+    EXPECT_EQ(kprPutInPlace(tFile, tPath, mTo.c_str(), KPR_PUT_KEEP), 0u);
+    EXPECT_EQ(kprPutInPlace(tSecond, tOther, (mDir / "missing/to").c_str(), KPR_PUT_REPLACE),
+              KPR_E_NOT_FOUND);
+    EXPECT_FALSE(kprtest::exists(tOther));
+    EXPECT_EQ(kprBeginFile(mTo.c_str(), tShort, sizeof tShort, &tFile), KPR_E_BUFFER_TOO_SMALL);
+    EXPECT_EQ(kprBeginFile((mDir / "missing/to").c_str(), tPath, sizeof tPath, &tFile), KPR_E_NOT_FOUND);
+    EXPECT_EQ(tFile, KPR_NO_FILE);
+    EXPECT_EQ(kprBeginFile(nullptr, tPath, sizeof tPath, &tFile), E_INVALIDARG);
+    EXPECT_EQ(kprBeginFile("", tPath, sizeof tPath, &tFile), E_INVALIDARG);
+    EXPECT_EQ(kprBeginFile(mTo.c_str(), nullptr, 0, &tFile), E_INVALIDARG);
+    EXPECT_EQ(kprBeginFile(mTo.c_str(), tPath, sizeof tPath, nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprPutInPlace(KPR_NO_FILE, mFrom.c_str(), mTo.c_str(), 4), E_INVALIDARG);
+    EXPECT_EQ(kprPutInPlace(KPR_NO_FILE, nullptr, mTo.c_str(), 0), E_INVALIDARG);
+    EXPECT_EQ(kprPutInPlace(KPR_NO_FILE, mFrom.c_str(), nullptr, 0), E_INVALIDARG);
+}

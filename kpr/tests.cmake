@@ -71,10 +71,12 @@ if(WIN32)
         WRAP K32EnumProcessModules)
     target_include_directories(kpr_modulelist_test PRIVATE include)
     target_compile_definitions(kpr_modulelist_test PRIVATE KPR_BUILD)
+    target_sources(kpr_file_test PRIVATE kpr_trust_win_test.cpp)
+    target_link_libraries(kpr_file_test PRIVATE advapi32)
 else()
     # With kpr's own sources, so that its system calls can be made to fail.
     k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
-        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir)
+        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv)
     k_test(kpr_interrupted_test SOURCES kpr_interrupted_posix_test.cpp testing/kpr_testing.cpp
             ${tSources}
         LIBRARIES ${tLibraries} WRAP open close read write pread pwrite fsync fcntl clock_nanosleep)

@@ -37,8 +37,7 @@ std::string damagedName(const std::string& pPath, const KprTime& pModified)
 uint32_t keepDamaged(const std::string& pPath, std::string& pCopy)
 {
     KprFile tFrom = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFrom); KFAILED(tRes))
-        return tRes;
+    if (auto tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFrom); KFAILED(tRes)) return tRes;
     KprFileInfo tInfo{}, tThere{};
     uint32_t tRes = kprGetOpenFileInfo(tFrom, KPR_INFO_MTIME, &tInfo);
     if (!KFAILED(tRes)) {

@@ -16,10 +16,11 @@ bool Libpq::load()
            library.bind("PQsetClientEncoding", setClientEncoding) && library.bind("PQexecParams", exec) &&
            library.bind("PQresultStatus", resultStatus) &&
            library.bind("PQresultErrorMessage", resultErrorMessage) && library.bind("PQclear", clear) &&
-           library.bind("PQntuples", rows) && library.bind("PQnfields", columns) &&
-           library.bind("PQfname", columnName) && library.bind("PQgetvalue", value) &&
-           library.bind("PQgetlength", length) && library.bind("PQgetisnull", isNull) &&
-           library.bind("PQcmdTuples", changed) && library.bind("PQtransactionStatus", transactionStatus);
+           library.bind("PQcmdStatus", commandStatus) && library.bind("PQntuples", rows) &&
+           library.bind("PQnfields", columns) && library.bind("PQfname", columnName) &&
+           library.bind("PQgetvalue", value) && library.bind("PQgetlength", length) &&
+           library.bind("PQgetisnull", isNull) && library.bind("PQcmdTuples", changed) &&
+           library.bind("PQtransactionStatus", transactionStatus);
 }
 
 } // namespace vel::kos::drivers

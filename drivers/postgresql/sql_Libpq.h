@@ -18,6 +18,7 @@ struct Libpq {
     decltype(PQexecParams)* exec = nullptr;
     decltype(PQresultStatus)* resultStatus = nullptr;
     decltype(PQresultErrorMessage)* resultErrorMessage = nullptr;
+    decltype(PQcmdStatus)* commandStatus = nullptr;
     decltype(PQclear)* clear = nullptr;
     decltype(PQntuples)* rows = nullptr;
     decltype(PQnfields)* columns = nullptr;

@@ -59,6 +59,8 @@ protected:
         return tStatus == PQTRANS_INTRANS || tStatus == PQTRANS_INERROR;
     }
 
+    uint32_t runCommit() override;
+
 private:
     uint32_t run(const char* pStatement, const sql::SqlParameters* pParameters, PGresult** pResult);
 
@@ -102,8 +104,7 @@ uint32_t Database::run(const char* pStatement, const sql::SqlParameters* pParame
 {
     uint32_t tWanted = 0;
     const std::string tStatement = numberPlaceholders(pStatement, tWanted);
-    if ((pParameters ? pParameters->mCount : 0) != tWanted)
-        return fail(E_INVALIDARG, "the number of parameters is not that of the statement");
+    if (auto tRes = checkParameters(pParameters, tWanted); KFAILED(tRes)) return tRes;
     *pResult = gLibpq.exec(mHandle, tStatement.c_str(), static_cast<int>(tWanted), nullptr,
                            tWanted ? pParameters->mValues : nullptr, nullptr, nullptr, 0);
     const ExecStatusType tStatus = gLibpq.resultStatus(*pResult);
@@ -127,6 +128,16 @@ uint32_t Database::execute(const char* pStatement, const sql::SqlParameters* pPa
         std::from_chars(tChanged.data(), tChanged.data() + tChanged.size(), *pChanged);
     gLibpq.clear(tResult);
     return 0;
+}
+
+// The server ends a transaction in which a statement has failed by rolling it back, and calls that a success.
+uint32_t Database::runCommit()
+{
+    PGresult* tResult = nullptr;
+    if (auto tRes = run("COMMIT", nullptr, &tResult); KFAILED(tRes)) return tRes;
+    const bool tKept = std::string_view(gLibpq.commandStatus(tResult)) == "COMMIT";
+    gLibpq.clear(tResult);
+    return tKept ? 0 : fail(E_FAIL, "the transaction was rolled back, since a statement of it had failed");
 }
 
 uint32_t Database::query(const char* pStatement, const sql::SqlParameters* pParameters, sql::ISqlRows** pRows)

@@ -13,8 +13,8 @@ bool Sqlite::load()
 #endif
     return library.bind("sqlite3_open_v2", open) && library.bind("sqlite3_close_v2", close) &&
            library.bind("sqlite3_errmsg", errmsg) && library.bind("sqlite3_errstr", errstr) &&
-           library.bind("sqlite3_busy_timeout", busyTimeout) && library.bind("sqlite3_prepare_v2", prepare) &&
-           library.bind("sqlite3_bind_text", bindText) &&
+           library.bind("sqlite3_busy_timeout", busyTimeout) && library.bind("sqlite3_db_config", config) &&
+           library.bind("sqlite3_prepare_v2", prepare) && library.bind("sqlite3_bind_text", bindText) &&
            library.bind("sqlite3_bind_parameter_count", parameterCount) &&
            library.bind("sqlite3_step", step) && library.bind("sqlite3_finalize", finalize) &&
            library.bind("sqlite3_column_count", columnCount) &&

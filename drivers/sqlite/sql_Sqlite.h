@@ -14,6 +14,7 @@ struct Sqlite {
     decltype(sqlite3_errmsg)* errmsg = nullptr;
     decltype(sqlite3_errstr)* errstr = nullptr;
     decltype(sqlite3_busy_timeout)* busyTimeout = nullptr;
+    decltype(sqlite3_db_config)* config = nullptr;
     decltype(sqlite3_prepare_v2)* prepare = nullptr;
     decltype(sqlite3_bind_text)* bindText = nullptr;
     decltype(sqlite3_bind_parameter_count)* parameterCount = nullptr;

@@ -1,6 +1,7 @@
 // The SQLite driver: databases in a file or in memory, through the system's or the application's library.
 #include <charconv>
 #include <iterator>
+#include <utility>
 
 #include "drivers/sqlite/sql_Sqlite.h"
 #include "drivers/support/sql_Connection.h"
@@ -100,8 +101,8 @@ uint32_t Database::prepare(const char* pStatement, const sql::SqlParameters* pPa
     uint32_t tRes = 0;
     if (std::string_view(tRest).find_first_not_of(" \t\r\n;") != std::string_view::npos)
         tRes = fail(E_INVALIDARG, "there is more than one statement in the text");
-    else if ((pParameters ? pParameters->mCount : 0) != tWanted)
-        tRes = fail(E_INVALIDARG, "the number of parameters is not that of the statement");
+    else
+        tRes = checkParameters(pParameters, tWanted);
     for (uint32_t i = 0; !KFAILED(tRes) && i < tWanted; ++i)
         if (gSqlite.bindText(*pPrepared, static_cast<int>(i + 1), pParameters->mValues[i], -1,
                              SQLITE_TRANSIENT) != SQLITE_OK)
@@ -177,6 +178,11 @@ protected:
             return E_FAIL;
         }
         gSqlite.busyTimeout(tHandle, tMilliseconds);
+        // The file may come from anybody: functions with effects are not for its views and triggers, and no
+        // statement may turn the file itself inside out.
+        for (const auto& [tSwitch, tOn] :
+             {std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0}, {SQLITE_DBCONFIG_DEFENSIVE, 1}})
+            gSqlite.config(tHandle, tSwitch, tOn, nullptr);
         pDatabase = kom::retain(new Database(tHandle));
         return 0;
     }

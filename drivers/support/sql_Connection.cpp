@@ -24,12 +24,37 @@ uint32_t Connection::fail(uint32_t pCode, std::string pText)
     return pCode;
 }
 
-uint32_t Connection::transact(const char* pStatement, bool pInside)
+uint32_t Connection::checkParameters(const sql::SqlParameters* pParameters, uint32_t pWanted)
+{
+    const uint32_t tCount = pParameters ? pParameters->mCount : 0;
+    if (tCount > 0 && !pParameters->mValues) return fail(E_INVALIDARG, "the parameters have no values");
+    if (tCount != pWanted) return fail(E_INVALIDARG, "the number of parameters is not that of the statement");
+    return 0;
+}
+
+uint32_t Connection::checkTransaction(bool pInside)
 {
     const bool tInside = isInTransaction();
-    if (tInside != pInside)
-        return fail(E_WRONG_STATE, tInside ? "a transaction is open already" : "no transaction is open");
-    return execute(pStatement, nullptr, nullptr);
+    if (tInside == pInside) return 0;
+    return fail(E_WRONG_STATE, tInside ? "a transaction is open already" : "no transaction is open");
+}
+
+uint32_t Connection::begin()
+{
+    const uint32_t tRes = checkTransaction(false);
+    return KFAILED(tRes) ? tRes : execute("BEGIN", nullptr, nullptr);
+}
+
+uint32_t Connection::commit()
+{
+    const uint32_t tRes = checkTransaction(true);
+    return KFAILED(tRes) ? tRes : runCommit();
+}
+
+uint32_t Connection::rollback()
+{
+    const uint32_t tRes = checkTransaction(true);
+    return KFAILED(tRes) ? tRes : execute("ROLLBACK", nullptr, nullptr);
 }
 
 uint32_t ResultRows::getColumnCount(uint32_t* pCount)

@@ -20,18 +20,23 @@ public:
     virtual ~Connection() = default;
 
     uint32_t getDatabaseType(char** pType) override;
-    uint32_t begin() override { return transact("BEGIN", false); }
-    uint32_t commit() override { return transact("COMMIT", true); }
-    uint32_t rollback() override { return transact("ROLLBACK", true); }
+    uint32_t begin() override;
+    uint32_t commit() override;
+    uint32_t rollback() override;
     uint32_t getErrorText(char** pText) override;
 
 protected:
     virtual bool isInTransaction() = 0;
-    /// Keeps the text for getErrorText and answers the code.
+    /// Ends the open transaction and keeps it; a failure where the database kept nothing of it.
+    virtual uint32_t runCommit() { return execute("COMMIT", nullptr, nullptr); }
+    /// Keeps the text for getErrorText and returns the code.
     uint32_t fail(uint32_t pCode, std::string pText);
+    /// Whether a caller's parameters are as many as a statement wants, and there; E_INVALIDARG otherwise.
+    uint32_t checkParameters(const sql::SqlParameters* pParameters, uint32_t pWanted);
 
 private:
-    uint32_t transact(const char* pStatement, bool pInside);
+    /// E_WRONG_STATE unless a transaction is open, or none is, as pInside says.
+    uint32_t checkTransaction(bool pInside);
 
     kom::RefCount mRefCount;
     const char* const mType;

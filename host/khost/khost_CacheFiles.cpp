@@ -115,8 +115,7 @@ uint32_t CacheFiles::readCounter(const char* pName, uint64_t* pValue)
 {
     mFailedPath = joinPath(mDir, pName);
     KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(mFailedPath.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile); KFAILED(tRes))
-        return tRes;
+    if (auto tRes = kprOpenFile(mFailedPath.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
     KprMapping tMapping;
     const uint32_t tMapped = kprMapFile(tFile, &tMapping);
     kprCloseFile(tFile);

@@ -70,7 +70,7 @@ uint32_t readWholeInput(fw::CacheBytes* pBytes)
 uint32_t writeWholeFile(const std::string& pPath, std::string_view pBytes)
 {
     KprFile tFile = KPR_NO_FILE;
-    constexpr uint32_t MODE = KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE;
+    constexpr uint32_t MODE = KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE | KPR_OPEN_ANY;
     if (auto tRes = kprOpenFile(pPath.c_str(), MODE, &tFile); KFAILED(tRes)) return tRes;
     uint32_t tRes = 0;
     while (!KFAILED(tRes) && !pBytes.empty()) {

@@ -93,7 +93,7 @@ uint32_t FSCache::setUpCounter(const char* pName, std::string* pPath, KprFile* p
         }
     }
     *pPath = tPath;
-    const uint32_t tRes = kprOpenFile(tPath.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_REGULAR, pFile);
+    const uint32_t tRes = kprOpenFile(tPath.c_str(), KPR_OPEN_READ_WRITE, pFile);
     if (KFAILED(tRes))
         mState->mLog.debug("FS cache: failed to open %1 for reading/writing: %2", tPath, komStrError(tRes));
     return tRes;

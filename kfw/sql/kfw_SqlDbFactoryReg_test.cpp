@@ -86,7 +86,7 @@ public:
         mDescriptions.push_back(pDescription);
         mOutWasNull = *pDatabase == nullptr;
         if (mOnCreate) mOnCreate();
-        if (mMakes) *pDatabase = kom::retain(new Database(mType)).detach();
+        if (mMakes) mMade = *pDatabase = kom::retain(new Database(mType)).detach();
         return mCreateCode;
     }
     uint32_t getCreateError(char** pText) override { return *pText = komStrDup(""), 0; }
@@ -98,6 +98,7 @@ public:
     uint32_t mTypeCode = 0;
     uint32_t mQueryCode = 0;
     bool mMakes = false;
+    ISqlDatabase* mMade = nullptr; ///< the last one made; not counted
     uint32_t mCreateCode = 0;
     std::function<void()> mOnCreate, mOnDestroy;
     std::vector<const char*> mDescriptions;
@@ -322,6 +323,22 @@ TEST_F(SqlDbFactoryRegTest, answersTheFirstFailureWhenNoneMakesADatabase)
     tOut = reinterpret_cast<ISqlDatabase*>(this);
     EXPECT_EQ(mRegistry->createDatabase(nullptr, &tOut), 0u) << "all declined";
     EXPECT_EQ(tOut, nullptr);
+}
+
+TEST_F(SqlDbFactoryRegTest, takesNoDatabaseOfAFactoryThatFails)
+{
+    const auto tA = enter("a"), tB = enter("b");
+    tA->mMakes = true;
+    tA->mCreateCode = KPR_E_IO;
+    kom::Ref<ISqlDatabase> tDatabase;
+    EXPECT_EQ(mRegistry->createDatabase("x", tDatabase.out()), KPR_E_IO) << "though it left an object";
+    EXPECT_FALSE(tDatabase) << "the next factory has been asked";
+    ASSERT_EQ(tB->mDescriptions.size(), 1u);
+    tA->mMade->release(); // nobody else knows it
+    tB->mMakes = true;
+    EXPECT_EQ(mRegistry->createDatabase("x", tDatabase.out()), 0u);
+    EXPECT_EQ(tDatabase.get(), tB->mMade);
+    tA->mMade->release();
 }
 
 TEST_F(SqlDbFactoryRegTest, aFactoryMayChangeTheRegistryWhileItIsAsked)

@@ -113,6 +113,18 @@ def check_assertion_sources():
             if "__FILE__" in line]
 
 
+# What a thread's own object may be: plain numbers, pointers and arrays of them.
+PLAIN_THREAD_LOCAL = re.compile(r'\bthread_local\s+(constinit\s+)?(const\s+)?((unsigned |signed )?(bool|char|short|int|long)|'
+                                r'u?int(8|16|32|64|ptr)_t|size_t|[\w:]+\s*\*)\s*\**\s*\w+')
+
+
+def check_thread_locals():
+    """No thread_local object has a destructor: MinGW frees its memory first."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources() if not re.search(r'_(posix|linux)', name)
+            for number, line in lines(name)
+            if re.search(r'\bthread_local\b', re.sub(r'//.*', '', line)) and not PLAIN_THREAD_LOCAL.search(line)]
+
+
 def check_formatting():
     """Every source is as clang-format leaves it (skipped lines of third parties: there are none)."""
     names = sources()
@@ -137,7 +149,7 @@ def check_mutate():
 
 
 CHECKS = [check_system_headers, check_public_headers, check_layers, check_components, check_private_includes,
-          check_assertion_sources, check_readme_example, check_formatting, check_mutate]
+          check_assertion_sources, check_thread_locals, check_readme_example, check_formatting, check_mutate]
 
 
 def main():

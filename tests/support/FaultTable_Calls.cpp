@@ -201,6 +201,26 @@ uint32_t __wrap_kprGetTempFileName(const char* pDir, const char* pPrefix, uint32
     return tRes;
 }
 
+uint32_t __real_kprBeginFile(const char*, char*, uint32_t, KprFile*);
+uint32_t __wrap_kprBeginFile(const char*, char*, uint32_t, KprFile*);
+uint32_t __wrap_kprBeginFile(const char* pTarget, char* pBuffer, uint32_t pSize, KprFile* pFile)
+{
+    const auto tVerdict = enter("kprBeginFile");
+    if (tVerdict.code) return tVerdict.code;
+    return __real_kprBeginFile(pTarget, pBuffer, pSize, pFile);
+}
+
+uint32_t __real_kprPutInPlace(KprFile, const char*, const char*, uint32_t);
+uint32_t __wrap_kprPutInPlace(KprFile, const char*, const char*, uint32_t);
+uint32_t __wrap_kprPutInPlace(KprFile pFile, const char* pPath, const char* pTarget, uint32_t pFlags)
+{
+    const auto tVerdict = enter("kprPutInPlace");
+    if (!tVerdict.code) return __real_kprPutInPlace(pFile, pPath, pTarget, pFlags);
+    __real_kprCloseFile(pFile); // as it does when a step of it fails
+    __real_kprRemoveFile(pPath);
+    return tVerdict.code;
+}
+
 uint32_t __real_kprThreadCreate(KprThread*, uint32_t, uint32_t, KprThreadMain, void*);
 uint32_t __wrap_kprThreadCreate(KprThread*, uint32_t, uint32_t, KprThreadMain, void*);
 uint32_t __wrap_kprThreadCreate(KprThread* pThread, uint32_t pFlags, uint32_t pStackSize, KprThreadMain pMain,

@@ -113,8 +113,7 @@ std::string findModule(Settings& pSettings)
     };
     uint32_t tRes = kpr::readText(pSettings.module, kprGetRealPath, tGiven.c_str());
     KprFile tFile = KPR_NO_FILE;
-    if (!KFAILED(tRes))
-        tRes = kprOpenFile(pSettings.module.c_str(), KPR_OPEN_READ | KPR_OPEN_REGULAR, &tFile);
+    if (!KFAILED(tRes)) tRes = kprOpenFile(pSettings.module.c_str(), KPR_OPEN_READ | KPR_OPEN_FOLLOW, &tFile);
     KprMapping tMapping = {nullptr, 0};
     if (!KFAILED(tRes)) tRes = kprMapFile(tFile, &tMapping);
     std::string tProblem = KFAILED(tRes) ? komStrError(tRes) : "";

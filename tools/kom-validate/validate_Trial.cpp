@@ -22,7 +22,7 @@ Trial::Trial(const Settings& pSettings, const std::string& pReport, uint32_t pSt
     if (!pReport.empty())
         static_cast<void>(kprOpenFile(pReport.c_str(), KPR_OPEN_WRITE | KPR_OPEN_APPEND, &mReport));
     KprFile tFile;
-    if (KFAILED(kprOpenFile(pSettings.module.c_str(), KPR_OPEN_READ, &tFile))) return;
+    if (KFAILED(kprOpenFile(pSettings.module.c_str(), KPR_OPEN_READ | KPR_OPEN_FOLLOW, &tFile))) return;
     static_cast<void>(kprMapFile(tFile, &mMapping));
     kprCloseFile(tFile);
 }

@@ -26,7 +26,7 @@ int readArgument(Session& pSession, const std::string& pFile, fw::CacheBytes* pB
 {
     if (pFile == "-" && pSession.inShell())
         return pSession.usage("standard input holds the shell's commands: give a file");
-    const uint32_t tRes = pFile == "-" ? readWholeInput(pBytes) : readWholeFile(pFile, pBytes);
+    const uint32_t tRes = pFile == "-" ? readWholeInput(pBytes) : readWholeFile(pFile, pBytes, KPR_OPEN_ANY);
     return KFAILED(tRes) ? pSession.fail(tRes, pFile == "-" ? "standard input" : pFile) : STATUS_DONE;
 }
 
@@ -62,7 +62,7 @@ int readObject(Session& pSession, const std::string& pName, std::string_view pAb
 {
     std::string tAppDir;
     if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
-    const uint32_t tRes = readWholeFile(objectPath(tAppDir, pName), pFile, KPR_OPEN_REGULAR);
+    const uint32_t tRes = readWholeFile(objectPath(tAppDir, pName), pFile);
     return KFAILED(tRes) ? pSession.fail(tRes, pAbout) : STATUS_DONE;
 }
 

@@ -70,7 +70,7 @@ public:
     /// Opens a regular file, not through a link.
     uint32_t open(const std::string& pPath, uint32_t pMode)
     {
-        return kprOpenFile(pPath.c_str(), pMode | KPR_OPEN_REGULAR, &mFile);
+        return kprOpenFile(pPath.c_str(), pMode, &mFile);
     }
     uint32_t close()
     {

@@ -47,6 +47,7 @@
     X(KPR_E_NOT_A_DSO, 0x96230019u, "not a loadable module")                                                 \
     X(KPR_E_NO_SYMBOL, 0x9623001Au, "the module has no such symbol")                                         \
     X(KPR_E_SYSTEM, 0x9623001Bu, "unexpected error of the operating system")                                 \
+    X(KPR_E_NOT_TRUSTED, 0x9623001Cu, "the file belongs to somebody else, or others may change it")          \
     /* component runtime */                                                                                  \
     X(KOM_E_BAD_REGISTRY, 0x96240001u, "the class registry is damaged")                                      \
     X(KOM_E_NOT_A_MODULE, 0x96240002u, "the file is not a component module")                                 \

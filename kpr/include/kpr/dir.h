@@ -27,7 +27,8 @@ KPR_API uint32_t kprMakeDir(const char* pPath);
 KPR_API uint32_t kprRemoveDir(const char* pPath);
 
 /// The folder for applications' per-user data, without a trailing separator: %LOCALAPPDATA% on Windows,
-/// $XDG_DATA_HOME or ~/.local/share on Linux. It need not exist.
+/// $XDG_DATA_HOME or ~/.local/share on Linux. It need not exist. A Linux program that runs with rights its
+/// caller does not have takes neither this nor the next from the environment.
 KPR_API uint32_t kprGetUserDataDir(char* pBuffer, uint32_t pSize);
 /// The folder for temporary files, without a trailing separator.
 KPR_API uint32_t kprGetTempDir(char* pBuffer, uint32_t pSize);

@@ -27,9 +27,14 @@ enum KprOpenMode : uint32_t {
     KPR_OPEN_EXCLUSIVE = 0x20, ///< with CREATE: KPR_E_EXISTS when it is there already
     KPR_OPEN_TRUNCATE = 0x40,  ///< drop the content; not together with APPEND
     KPR_OPEN_APPEND = 0x80,    ///< every write goes to the end
-    /// Do not follow a link in the last component, refuse what is no regular file (KPR_E_NOT_REGULAR),
-    /// and never block on it (a FIFO, a device).
-    KPR_OPEN_REGULAR = 0x100
+    /// Follow a link in the last component, which is refused otherwise (KPR_E_NOT_REGULAR).
+    KPR_OPEN_FOLLOW = 0x100,
+    /// Open whatever the path leads to, through a link too: a FIFO, a device, on which the call may wait.
+    /// Without it what is no regular file is refused at once (KPR_E_NOT_REGULAR).
+    KPR_OPEN_ANY = 0x200,
+    /// Refuse a file that belongs to another user than this one and the system's administrator, or that
+    /// others may change (KPR_E_NOT_TRUSTED). On a Windows volume that knows no rights everything passes.
+    KPR_OPEN_TRUSTED = 0x400
 };
 
 enum KprFileKind : uint32_t {
@@ -58,7 +63,8 @@ struct KprFileInfo {
 
 enum KprSeekOrigin : uint32_t { KPR_SEEK_START = 0, KPR_SEEK_CURRENT = 1, KPR_SEEK_END = 2 };
 
-/// Opens a file. On failure *pFile is KPR_NO_FILE. A directory gives KPR_E_IS_DIRECTORY. CREATE, TRUNCATE and
+/// Opens a file. On failure *pFile is KPR_NO_FILE. A directory gives KPR_E_NOT_REGULAR, with ANY
+/// KPR_E_IS_DIRECTORY. CREATE, TRUNCATE and
 /// APPEND need WRITE. On Windows a file that somebody else holds without sharing it, as virus scanners do for
 /// a moment, is tried again for a quarter of a second; so it is when it is renamed, replaced or removed.
 KPR_API uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile);

@@ -18,7 +18,9 @@ enum KprStandardStream : uint32_t { KPR_STDIN = 0, KPR_STDOUT = 1, KPR_STDERR = 
 /// The arguments of the running program in UTF-8, whatever the system's code page is. On Linux they are the
 /// bytes that the program was started with. KPR_E_BAD_NAME when one of them is no Unicode text.
 KPR_API uint32_t kprGetArguments(KprArgumentList** pList);
-/// A variable of the environment, in UTF-8; KPR_E_NOT_FOUND when it is not set.
+/// A variable of the environment, in UTF-8; KPR_E_NOT_FOUND when it is not set. A Linux program that runs
+/// with rights its caller does not have (set-uid, set-gid, capabilities of the file) sees none: the
+/// environment is the caller's.
 KPR_API uint32_t kprGetEnvironment(const char* pName, char* pBuffer, uint32_t pSize);
 /// Whether a KprStandardStream is a terminal: *pTerminal is 1 or 0.
 KPR_API uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal);

@@ -26,13 +26,14 @@ uint32_t readText(std::string& pText, TFunction pFunction, TArguments... pArgume
     }
 }
 
-/// Reads a whole file of at most pLimit bytes. On failure pBytes is empty; KPR_E_TOO_LARGE when the file is
-/// larger.
+/// Reads a whole regular file of at most pLimit bytes, also through a link. On failure pBytes is empty;
+/// KPR_E_TOO_LARGE when the file is larger.
 inline uint32_t readFile(const char* pPath, uint64_t pLimit, std::string& pBytes)
 {
     pBytes.clear();
     KprFile tFile = KPR_NO_FILE;
-    if (const auto tRes = kprOpenFile(pPath, KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
+    if (const auto tRes = kprOpenFile(pPath, KPR_OPEN_READ | KPR_OPEN_FOLLOW, &tFile); KFAILED(tRes))
+        return tRes;
     uint32_t tRes = K_SUCCESS, tRead = 0;
     std::string tPart(16384, '\0');
     do {

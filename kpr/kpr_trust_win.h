@@ -1,0 +1,14 @@
+// Whose file it is, and who may change it.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace kpr {
+
+/// KPR_E_NOT_TRUSTED when the file belongs to neither the user nor the system's administrators, or when a
+/// group that anybody belongs to may change it.
+uint32_t checkTrusted(HANDLE pFile);
+
+} // namespace kpr

@@ -1,0 +1,73 @@
+#!/usr/bin/env python3
+"""What the built programs, libraries and modules carry against attacks, read from the files themselves.
+
+hardening.py [--sanitized] --readelf PROGRAM --objdump PROGRAM --nm PROGRAM --report FILE FILE...
+"""
+
+import argparse
+import json
+import re
+import subprocess
+import sys
+
+
+def output(*command):
+    return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True, errors="replace").stdout
+
+
+def check_elf(tools, path, sanitized):
+    """What is missing in a Linux program or library."""
+    header, segments = output(tools.readelf, "-Wh", path), output(tools.readelf, "-Wl", path)
+    dynamic, symbols = output(tools.readelf, "-Wd", path), output(tools.nm, "-D", "--undefined-only", path)
+    code = output(tools.objdump, "-d", "--no-show-raw-insn", path)
+    stack = re.search(r"GNU_STACK.*", segments)
+    wanted = {
+        "position-independent": re.search(r"Type:\s+DYN", header),
+        "relocations read-only after start (RELRO)": "GNU_RELRO" in segments,
+        "all bound at start (BIND_NOW)": re.search(r"\(FLAGS(_1)?\).*NOW", dynamic),
+        "no executable stack": stack and "E" not in stack.group(0).split()[-2],
+        "no text relocations": "TEXTREL" not in dynamic,
+        "marks for indirect branches (endbr64)": "endbr64" in code,
+        "stack protector": "__stack_chk_fail" in symbols,
+    }
+    if not sanitized and re.search(r" U (memcpy|memmove|memset|snprintf|read|realpath)(@|$)", symbols, re.M):
+        # A call whose buffer has no known size stays as it is, so only one of them need be checked.
+        wanted["checked calls of the C library (FORTIFY)"] = re.search(r" U __\w+_chk(@|$)", symbols, re.M)
+    return [what for what, there in wanted.items() if not there]
+
+
+def check_pe(tools, path):
+    """What is missing in a Windows program or library."""
+    headers, symbols = output(tools.objdump, "-p", path), output(tools.nm, path)
+    wanted = {
+        "random place (DYNAMIC_BASE)": "DYNAMIC_BASE" in headers,
+        "random place in all 64 bits (HIGH_ENTROPY_VA)": "HIGH_ENTROPY_VA" in headers,
+        "relocations, without which it is not moved": re.search(r"Entry 5 0*[1-9a-f][0-9a-f]* ", headers),
+        "no executable data (NX_COMPAT)": "NX_COMPAT" in headers,
+        "stack protector": re.search(r" T __stack_chk_fail$", symbols, re.M),
+        "no library for the stack protector beside it": "libssp" not in headers,
+    }
+    return [what for what, there in wanted.items() if not there]
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--sanitized", action="store_true")
+    for tool in ("readelf", "objdump", "nm", "report"):
+        parser.add_argument("--" + tool, required=True)
+    parser.add_argument("files", nargs="+")
+    options = parser.parse_args()
+    report = {"passed": 0, "failed": 0, "skipped": 0, "reasons": []}
+    for path in options.files:
+        with open(path, "rb") as file:
+            windows = file.read(2) == b"MZ"
+        missing = check_pe(options, path) if windows else check_elf(options, path, options.sanitized)
+        print(f"{path}: {'ok' if not missing else 'MISSING ' + '; '.join(missing)}")
+        report["failed" if missing else "passed"] += 1
+    with open(options.report, "w", encoding="utf-8") as file:
+        json.dump(report, file)
+    return 1 if report["failed"] else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

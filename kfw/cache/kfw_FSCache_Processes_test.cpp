@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "kfw/cache/format/kfw_CacheLayout.h"
 #include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kfw/cache/kfw_FSCacheState.h"
 #include "kpr/dso.h"

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "kfw/cache/format/kfw_CacheLayout.h"
 #include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kpr/dso.h"

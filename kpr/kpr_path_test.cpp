@@ -237,5 +237,5 @@ TEST(KprText, OfAFileIsReadUpToALimit)
         EXPECT_EQ(kpr::readFile(tFile.c_str(), tSize - 1, tBytes), KPR_E_TOO_LARGE);
         EXPECT_EQ(tBytes, "");
     }
-    EXPECT_EQ(kpr::readFile(tDir.path().c_str(), 10, tBytes), KPR_E_IS_DIRECTORY);
+    EXPECT_EQ(kpr::readFile(tDir.path().c_str(), 10, tBytes), KPR_E_NOT_REGULAR);
 }

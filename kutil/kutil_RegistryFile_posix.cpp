@@ -205,17 +205,19 @@ bool RegistryFile::isSound()
 
 bool RegistryFile::hasLayout(bool pCreate)
 {
-    int tVersion = 0, tPages = 0;
-    if (!readNumber("PRAGMA user_version", tVersion) || !readNumber("PRAGMA page_count", tPages))
-        return false;
+    // Looked at before the check of all content, for which SQLite evaluates what a schema says; and in one
+    // transaction, since another process may be making the store.
+    int tVersion = 0, tPages = 0, tOurs = 0, tOthers = 0;
+    if (KFAILED(execute("BEGIN"))) return false;
+    const bool tIsRead =
+        readNumber("PRAGMA user_version", tVersion) && readNumber("PRAGMA page_count", tPages) &&
+        readNumber("SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = 'setting' AND sql = "
+                   "'CREATE TABLE " SETTING_TABLE "'",
+                   tOurs) &&
+        readNumber("SELECT count(*) FROM sqlite_schema", tOthers);
+    if (!sqlite3_get_autocommit(mDatabase)) execute("ROLLBACK");
+    if (!tIsRead) return false;
     if (tVersion == 0 && tPages == 0) return pCreate && !mReadOnly && makeLayout();
-    // Looked at before the check of all content, for which SQLite evaluates what a schema says.
-    int tOurs = 0, tOthers = 0;
-    if (!readNumber("SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = 'setting' AND sql = "
-                    "'CREATE TABLE " SETTING_TABLE "'",
-                    tOurs) ||
-        !readNumber("SELECT count(*) FROM sqlite_schema", tOthers))
-        return false;
     if (tVersion != LAYOUT_VERSION || tOurs != 1 || tOthers != 1) {
         reportUnusable("it has another layout");
         return false;

@@ -50,7 +50,8 @@ void driveSystemInfo(void)
     CODE(INFO(getModule)(tInfo, "kfw", &tModule), 0);
     CHECK(tModule.mInternalName && strcmp(tModule.mInternalName, "kfw") == 0);
     const char* tProduct = find(&tModule.mAttrs, "Product");
-    CHECK(tModule.mAttrs.mCount == 9 && tProduct && strcmp(tProduct, "KOS") == 0);
+    // What the module says, and the id of its file.
+    CHECK(tModule.mAttrs.mCount == 10 && tProduct && strcmp(tProduct, "KOS") == 0);
     freeModule(&tModule);
     CODE(INFO(getModule)(tInfo, "no such module", &tModule), KFW_E_NO_MODULE);
     CHECK(!tModule.mPathName && tModule.mAttrs.mCount == 0);

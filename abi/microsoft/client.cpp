@@ -274,7 +274,7 @@ void driveSystemInfo(Application& pApp)
     fw::freeAttributes(&tFacts);
     fw::SysInfoModule tModule;
     CODE(tInfo->getModule("kfw", &tModule), 0);
-    CHECK(tModule.mInternalName && equal(tModule.mInternalName, "kfw") && tModule.mAttrs.mCount == 9);
+    CHECK(tModule.mInternalName && equal(tModule.mInternalName, "kfw") && tModule.mAttrs.mCount == 10);
     fw::freeModule(&tModule);
     fw::ModuleList tModules;
     CODE(tInfo->getModules(&tModules), 0);

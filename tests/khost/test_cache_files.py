@@ -196,4 +196,5 @@ class Files(host.HostTest):
         os.symlink(self.path("elsewhere"), self.path("app", "cache", "objects", name))
         result = self.khost("cache", "verify")
         self.assertEqual(result.status, 1)
-        self.assertIn(name + ": not a regular file", result.text)
+        self.assertIn(f"{name}: FS cache: can't open ", result.text)
+        self.assertIn("for reading: not a regular file\n", result.text)

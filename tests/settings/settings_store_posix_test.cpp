@@ -346,6 +346,24 @@ TEST_F(SettingsStoreTest, makesNoStoreOfAnotherEmptyDatabase)
     expectLeftAlone(false);
 }
 
+// What one of them has half made must not look like somebody else's store to the next.
+TEST_F(SettingsStoreTest, isMadeByAnyNumberAtOnce)
+{
+    for (int tRound = 0; tRound < 40; ++tRound) {
+        fs::remove(mSettings.file());
+        std::vector<std::thread> tThreads;
+        for (int i = 0; i < 6; ++i)
+            tThreads.emplace_back([this] {
+                const auto tApp = mSettings.application();
+                EXPECT_TRUE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+                EXPECT_TRUE(tApp->messages(LOG_LEVEL_WARNING).empty())
+                    << tApp->messages(LOG_LEVEL_WARNING)[0];
+            });
+        for (std::thread& tThread : tThreads)
+            tThread.join();
+    }
+}
+
 TEST_F(SettingsStoreTest, undoesABatchThatIsNotCommitted)
 {
     auto tNode = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false);

@@ -167,7 +167,7 @@ class Finder:
 
     def between(self, start, end):
         """The operator between two operands, and where it stands."""
-        gap = re.sub(r'/\*.*?\*/|//[^\n]*', lambda match: " " * len(match.group()), self.text(start, end), flags=re.DOTALL)
+        gap = re.sub(r'(?s)/\*.*?\*/|//[^\n]*', lambda match: " " * len(match.group()), self.text(start, end))
         return gap.strip(), start + len(gap) - len(gap.lstrip())
 
     def operator(self, start, end):

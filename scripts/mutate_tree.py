@@ -78,7 +78,7 @@ class Tree:
         again."""
         names = subprocess.run(["git", "ls-files", "-coz", "--exclude-standard"], cwd=self.origin, check=True,
                                stdout=subprocess.PIPE).stdout.decode().split("\0")
-        wanted = {name for name in names if name and (self.origin / name).is_file()}
+        wanted = {name for name in names if name and not name.startswith("build/") and (self.origin / name).is_file()}
         for folder, folders, files in os.walk(self.root):
             inner = pathlib.Path(folder).relative_to(self.root)
             folders[:] = [name for name in folders if str(inner / name) != "build"]

@@ -4,7 +4,7 @@ namespace vel::kos::kfw {
 
 void Candidates::add(const std::string& pName, const KprFileInfo& pInfo)
 {
-    const int64_t tModified = pInfo.modified.seconds - mTimeOffset;
+    const int64_t tModified = toLocalTime(pInfo.modified.seconds, mTimeOffset);
     if (pInfo.kind != KPR_KIND_FILE || !isOldEnough(tModified, mNow)) return;
     const uint32_t tKilobytes = kilobytes(pInfo.size);
     mTotal += tKilobytes;

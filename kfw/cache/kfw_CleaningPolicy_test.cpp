@@ -1,5 +1,6 @@
 #include "kfw/cache/kfw_CleaningPolicy.h"
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,24 @@ TEST(CleaningPolicyTest, scoresByHourAndSquareOfTheSize)
     EXPECT_EQ(evictionScore(0, 65536u << 5), 0u) << "the square wraps in 32 bits";
     EXPECT_EQ(evictionScore(0, 65537u << 5), 131073u >> 1);
     EXPECT_EQ(evictionScore(int64_t(0x100000000) * HOUR + 7 * HOUR, 0), 7u);
+}
+
+TEST(CleaningPolicyTest, takesTheClocksDifferenceOffEveryTime)
+{
+    constexpr int64_t FIRST = std::numeric_limits<int64_t>::min(), LAST = std::numeric_limits<int64_t>::max();
+    EXPECT_EQ(toLocalTime(NOW, 7), NOW - 7);
+    EXPECT_EQ(toLocalTime(NOW, -7), NOW + 7);
+    EXPECT_EQ(toLocalTime(FIRST + 7, 7), FIRST);
+    EXPECT_EQ(toLocalTime(FIRST + 6, 7), FIRST);
+    EXPECT_EQ(toLocalTime(FIRST, -7), FIRST + 7);
+    EXPECT_EQ(toLocalTime(LAST - 7, -7), LAST);
+    EXPECT_EQ(toLocalTime(LAST, -7), LAST);
+    EXPECT_EQ(toLocalTime(LAST, 7), LAST - 7);
+
+    Candidates tCandidates(NOW, 7);
+    tCandidates.add("first", file(1024, FIRST));
+    tCandidates.add("last", file(1024, LAST));
+    EXPECT_EQ(order(tCandidates), Names{"first"});
 }
 
 TEST(CleaningPolicyTest, putsALargeOldFileBeforeSmallYoungOnes)

@@ -208,7 +208,7 @@ uint32_t FSCache::hasObject(const char* pUri, uint32_t* pExists)
     if (KFAILED(tRes)) return tRes;
     KprTime tNow;
     if (tRes = readClock(mState->mLog, &tNow); KFAILED(tRes)) return tRes;
-    if (tInfo.modified.seconds - mState->mTimeOffset < tNow.seconds - TOUCH_INTERVAL)
+    if (toLocalTime(tInfo.modified.seconds, mState->mTimeOffset) < tNow.seconds - TOUCH_INTERVAL)
         if (tRes = mState->touchObject(tPath); KFAILED(tRes)) return tRes;
     *pExists = 1;
     return 0;

@@ -259,7 +259,7 @@ bool Cleaner::removeCandidate(const Candidate& pCandidate, int64_t pNow)
         return false;
     }
     // It may have been touched since the listing.
-    if (!isOldEnough(tInfo.modified.seconds - mState.mTimeOffset, pNow)) return false;
+    if (!isOldEnough(toLocalTime(tInfo.modified.seconds, mState.mTimeOffset), pNow)) return false;
     tRes = kprRemoveFile(tPath.c_str());
     if (KFAILED(tRes))
         mState.mLog.debug("FS cache cleaner: failed to remove %1: %2", tPath, komStrError(tRes));

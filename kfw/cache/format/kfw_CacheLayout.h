@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 
 namespace vel::kos::kfw {
 
@@ -20,6 +21,16 @@ inline constexpr uint32_t COUNTER_SIZE = 8;
 
 /// The kilobytes that a file of a size in bytes counts for.
 constexpr uint32_t kilobytes(uint64_t pBytes) { return static_cast<uint32_t>((pBytes + 1023) >> 10); }
+
+/// A file's time in seconds of the local clock. pTimeOffset is the file system's clock minus the local one. A
+/// time at the end of the range, which a file may bear, stays there.
+constexpr int64_t toLocalTime(int64_t pFileTime, int32_t pTimeOffset)
+{
+    constexpr int64_t FIRST = std::numeric_limits<int64_t>::min(), LAST = std::numeric_limits<int64_t>::max();
+    if (pTimeOffset > 0 && pFileTime < FIRST + pTimeOffset) return FIRST;
+    if (pTimeOffset < 0 && pFileTime > LAST + pTimeOffset) return LAST;
+    return pFileTime - pTimeOffset;
+}
 
 /// The net growth in whole megabytes that is not cleaned yet.
 inline constexpr uint32_t TOLERATED_GROWTH_MB = 16;

@@ -6,6 +6,7 @@ import os
 import shutil
 import struct
 import subprocess
+import tempfile
 import time
 
 import host
@@ -186,6 +187,22 @@ class Files(host.HostTest):
             if seen and folder not in paths:
                 return
             seen = seen or folder in paths
+
+    def test_times_at_the_ends_of_the_range(self):
+        if host.WINDOWS or not os.path.isdir("/dev/shm"):
+            self.skipTest("there is no volume at hand that keeps such times")
+        folder = tempfile.mkdtemp(dir="/dev/shm")
+        self.addCleanup(shutil.rmtree, folder)
+        objects = os.path.join(folder, "cache", "objects")
+        os.makedirs(objects)
+        for name, seconds in (("00" * 16, -2**63), ("FF" * 16, 2**63 - 1)):
+            self.write(os.path.join(objects, name), b"")
+            os.utime(os.path.join(objects, name), (seconds, seconds))
+        self.app_dir = folder
+        result = self.khost("cache", "ls", "--json")
+        self.assertEqual(result.status, 0)
+        self.assertEqual([row["modified"] for row in json.loads(result.text)],
+                         ["-292277022657-01-27T08:29:52Z", "292277026596-12-04T15:30:07Z"])
 
     def test_a_link_is_no_object(self):
         if host.WINDOWS:

@@ -17,8 +17,9 @@ namespace {
 std::string utcTime(int64_t pSeconds)
 {
     constexpr int64_t DAY = 86400;
-    const int64_t tDays = pSeconds / DAY - (pSeconds % DAY < 0 ? 1 : 0);
-    const int64_t tRest = pSeconds - tDays * DAY;
+    const bool tBeforeMidnight = pSeconds % DAY < 0;
+    const int64_t tDays = pSeconds / DAY - (tBeforeMidnight ? 1 : 0);
+    const int64_t tRest = pSeconds % DAY + (tBeforeMidnight ? DAY : 0);
     // The civil date of a count of days: years begin in March, so that the leap day is the last.
     const int64_t tShifted = tDays + 719468;
     const int64_t tEra = (tShifted >= 0 ? tShifted : tShifted - 146096) / 146097;

@@ -10,7 +10,7 @@ namespace vel::kos::storm {
 
 void endNow()
 {
-    constexpr UINT KILLED = 0xDEAD; // the status that stands for "was killed" in the tests' child processes
+    constexpr UINT KILLED = 0xDEADDEAD; // like the code of an exception: no program ends so by itself
     TerminateProcess(GetCurrentProcess(), KILLED);
     std::abort(); // not reached
 }

@@ -229,11 +229,13 @@ uint32_t FSCache::pinObjectById(const fw::CacheId* pId)
 
     CacheLog::Hold tHold(mState->mLog);
     util::MutexLocker tLock(&*mState->mPinMutex);
-    const auto tPin = mState->mPinned.try_emplace(tName, 0).first;
-    if (tPin->second++ > 0) return 0;
-    const uint32_t tRes = mState->touchObject(tPath);
-    if (KFAILED(tRes)) mState->mPinned.erase(tPin);
-    return KFAILED(tRes) ? tRes : 0;
+    if (const auto tPin = mState->mPinned.find(tName); tPin != mState->mPinned.end()) {
+        ++tPin->second;
+        return 0;
+    }
+    if (const uint32_t tRes = mState->touchObject(tPath); KFAILED(tRes)) return tRes;
+    mState->mPinned.emplace(std::move(tName), 1);
+    return 0;
 }
 
 uint32_t FSCache::unpinObject(const char* pUri)

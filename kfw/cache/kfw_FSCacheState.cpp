@@ -1,6 +1,7 @@
 #include "kfw/cache/kfw_FSCacheState.h"
 
 #include <cstring>
+#include <exception>
 
 #include "kfw/cache/kfw_FSCache_Files.h"
 #include "kom/identity.h"
@@ -19,7 +20,9 @@ void FSCacheState::detach()
 {
     const kom::Ref<fw::IApplication> tApp = mLog.detach(); // given back last
     if (!tApp) return;
-    mInserterMutex->unbind();
+    // An init that ran out of memory leaves them empty.
+    if (mInserterMutex) mInserterMutex->unbind();
+    if (!mPinMutex) return;
     mPinMutex->unbind();
     util::MutexLocker tLock(&*mPinMutex);
     mPinned.clear();
@@ -54,18 +57,19 @@ InserterLock::InserterLock(FSCacheState& pCache, bool pExclusive) : mHold(pCache
 {
     pCache.mInserterMutex->lock();
     if (pCache.mInserterLocked) {
-        pCache.mLog.assertion("!pCache->mInserterLocked", __LINE__);
+        // Given back before anything is reported: a report may run out of memory.
         pCache.mInserterMutex->unlock();
+        pCache.mLog.assertion("!pCache->mInserterLocked", __LINE__);
         return;
     }
     pCache.mInserterLocked = true;
     const uint32_t tRes =
         kprLockFile(pCache.mInsertedFile, pExclusive ? KPR_LOCK_EXCLUSIVE : KPR_LOCK_SHARED, 0, 0);
     if (KFAILED(tRes)) {
-        pCache.mLog.debug("FS cache: can't get %1lock of %2: %3", pExclusive ? "exclusive " : "",
-                          pCache.mInsertedPath, komStrError(tRes));
         pCache.mInserterLocked = false;
         pCache.mInserterMutex->unlock();
+        pCache.mLog.debug("FS cache: can't get %1lock of %2: %3", pExclusive ? "exclusive " : "",
+                          pCache.mInsertedPath, komStrError(tRes));
         return;
     }
     mCache = &pCache;
@@ -74,10 +78,15 @@ InserterLock::InserterLock(FSCacheState& pCache, bool pExclusive) : mHold(pCache
 InserterLock::~InserterLock()
 {
     if (!mCache) return;
-    if (const uint32_t tRes = kprUnlockFile(mCache->mInsertedFile, 0, 0); KFAILED(tRes))
-        mCache->mLog.debug("FS cache: can't unlock %1: %2", mCache->mInsertedPath, komStrError(tRes));
+    const uint32_t tRes = kprUnlockFile(mCache->mInsertedFile, 0, 0);
     mCache->mInserterLocked = false;
     mCache->mInserterMutex->unlock();
+    if (!KFAILED(tRes)) return;
+    try {
+        mCache->mLog.debug("FS cache: can't unlock %1: %2", mCache->mInsertedPath, komStrError(tRes));
+    } catch (const std::exception&) {
+        // No memory for the message. Nobody is to suffer from that.
+    }
 }
 
 } // namespace vel::kos::kfw

@@ -72,7 +72,11 @@ void Cleaner::run()
     } catch (const std::exception& tException) {
         reportException(tException.what());
     }
-    releaseCleanerLock();
+    try {
+        releaseCleanerLock();
+    } catch (const std::exception&) {
+        // No memory for its messages.
+    }
 }
 
 void Cleaner::reportException(const char* pWhat)
@@ -147,10 +151,15 @@ uint32_t Cleaner::refreshPinnedWhenDue()
 void Cleaner::releaseCleanerLock()
 {
     if (mState.mCleanedFile == KPR_NO_FILE) return;
-    if (const uint32_t tRes = kprUnlockFile(mState.mCleanedFile, 0, 0); KFAILED(tRes))
+    // Both steps first: a message may run out of memory.
+    const uint32_t tUnlocked = kprUnlockFile(mState.mCleanedFile, 0, 0);
+    const uint32_t tClosed = kprCloseFile(std::exchange(mState.mCleanedFile, KPR_NO_FILE));
+    if (KFAILED(tUnlocked))
         mState.mLog.debug("FS cache cleaner: failed to unlock %1: %2", mState.mCleanedPath,
-                          komStrError(tRes));
-    closeCleanedFile();
+                          komStrError(tUnlocked));
+    if (KFAILED(tClosed))
+        mState.mLog.debug("FS cache cleaner: failed to close %1: %2", mState.mCleanedPath,
+                          komStrError(tClosed));
 }
 
 void Cleaner::closeCleanedFile()

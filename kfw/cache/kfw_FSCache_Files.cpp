@@ -8,7 +8,8 @@
 
 namespace vel::kos::kfw {
 
-uint32_t writeFileAtomically(ProblemLog& pLog, const std::string& pPath, const void* pBytes, uint32_t pLength)
+uint32_t writeFileAtomically(ProblemLog& pLog, const std::string& pPath, const void* pBytes, uint32_t pLength,
+                             bool pDurable)
 {
     std::string tDir(pPath.size() + 2, '\0'); // "." stands for the directory of a bare name
     char tName[256];
@@ -45,6 +46,7 @@ uint32_t writeFileAtomically(ProblemLog& pLog, const std::string& pPath, const v
         tFile.detach();
         return 0;
     }
+    if (pDurable) static_cast<void>(kprSyncFile(tFile.get())); // a volume that cannot is no reason to fail
     tRes = tFile.close();
     if (KFAILED(tRes)) {
         pLog.debug("FS cache: failed to close %1 after write: %2", tTemp, komStrError(tRes));

@@ -1,6 +1,7 @@
 // The cleaner when memory runs out at any of its allocations.
 #include <cstdlib>
 #include <new>
+#include <thread>
 
 #include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
 #include "tests/support/FaultTable_Calls.h"
@@ -102,6 +103,64 @@ TEST_F(CleanerMemoryTest, endsTheThreadAndNothingElse)
                   1);
     }
     EXPECT_GT(tNth, 20u);
+}
+
+TEST_F(CleanerMemoryTest, aCacheThatCouldNotBeSetUpGoesInOrder)
+{
+    bool tFailed = true;
+    for (uint64_t tNth = 1; tFailed; ++tNth) {
+        SCOPED_TRACE(tNth);
+        std::filesystem::remove_all(cacheDir());
+        mCache = kom::retain(new FSCache);
+        tlFailAt = tNth;
+        try {
+            static_cast<void>(mCache->init(mApp.get()));
+        } catch (const std::bad_alloc&) {
+            // As every operation may.
+        }
+        tFailed = std::exchange(tlFailAt, 0) == 0;
+        mCache.reset();
+    }
+}
+
+TEST_F(CleanerMemoryTest, aStoreThatCouldNotLockGivesTheLockBack)
+{
+    arrange();
+    bool tFailed = true;
+    for (uint64_t tNth = 1; tFailed; ++tNth) {
+        SCOPED_TRACE(tNth);
+        const std::string tUri = "http://a/" + std::to_string(tNth);
+        FaultTable::fail("kprLockFile", KPR_E_IO);
+        FaultTable::fail("kprUnlockFile", KPR_E_IO);
+        tlFailAt = tNth;
+        try {
+            static_cast<void>(put(tUri, {}, "data"));
+        } catch (const std::bad_alloc&) {
+            // As every operation may.
+        }
+        tFailed = std::exchange(tlFailAt, 0) == 0;
+        FaultTable::forgetRules();
+        uint32_t tRes = E_FAIL;
+        std::thread([&] { tRes = put(tUri + "/other", {}, "data"); }).join();
+        EXPECT_EQ(tRes, 0u) << "of another thread, which would wait for ever";
+    }
+}
+
+TEST_F(CleanerMemoryTest, aPinThatFailedIsNotRecorded)
+{
+    arrange();
+    bool tFailed = true;
+    for (uint64_t tNth = 1; tFailed; ++tNth) {
+        SCOPED_TRACE(tNth);
+        tlFailAt = tNth;
+        try {
+            EXPECT_NE(mCache->pinObject("http://a/not there"), 0u);
+        } catch (const std::bad_alloc&) {
+            // As every operation may.
+        }
+        tFailed = std::exchange(tlFailAt, 0) == 0;
+        EXPECT_EQ(mCache->unpinObject("http://a/not there"), E_INVALIDARG);
+    }
 }
 
 } // namespace

@@ -57,6 +57,19 @@ TEST_F(FSCacheFaultTest, setUpTakesACounterThatAnotherProcessMadeMeanwhile)
     EXPECT_EQ(counter("cleaned"), uint64_t('x'));
 }
 
+TEST_F(FSCacheFaultTest, onlyNewCountersAreMadeDurable)
+{
+    for (const uint32_t tExpected : {2u, 0u}) { // then they are there
+        FaultTable::reset();
+        FaultTable::fail("kprSyncFile", CODE);
+        mCache = kom::retain(new FSCache);
+        init();
+        ASSERT_EQ(put(URI, {}, "data"), 0u);
+        EXPECT_EQ(FaultTable::calls("kprSyncFile"), tExpected);
+    }
+    EXPECT_EQ(counter("inserted"), 1u);
+}
+
 TEST_F(FSCacheFaultTest, setUpReportsACounterThatCannotBeOpened)
 {
     init();

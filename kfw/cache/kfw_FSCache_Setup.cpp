@@ -84,7 +84,8 @@ uint32_t FSCache::setUpCounter(const char* pName, std::string* pPath, KprFile* p
     const std::string tPath = kgen::toNativePath(mState->mCacheDir + "/" + pName);
     if (!kgen::fileExists(tPath)) {
         static constexpr uint8_t tZero[COUNTER_SIZE] = {};
-        const uint32_t tRes = writeFileAtomically(mState->mLog, tPath, tZero, sizeof tZero);
+        // A power cut must not leave an empty counter: nobody would mend it.
+        const uint32_t tRes = writeFileAtomically(mState->mLog, tPath, tZero, sizeof tZero, true);
         // Another process may have been first.
         if (KFAILED(tRes) && tRes != KPR_E_EXISTS) {
             mState->mLog.error(

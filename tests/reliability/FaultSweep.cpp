@@ -66,6 +66,7 @@ const std::set<std::string> CALLS = {"kprAppendToPath",
                                      "kprSeekAndWrite",
                                      "kprSetFileTime",
                                      "kprSleep",
+                                     "kprSyncFile",
                                      "kprThreadCreate",
                                      "kprUnlockFile",
                                      "kprWrite"};

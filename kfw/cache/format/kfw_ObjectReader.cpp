@@ -68,8 +68,10 @@ uint32_t ObjectReader::readAttributes(fw::CacheAttrList* pList)
 {
     const uint32_t tSize = mHeader.attrSize;
     std::unique_ptr<uint8_t[]> tOwned;
-    const uint8_t* tSpace = mHead + mHeader.attrOffset;
-    if (uint64_t(mHeader.attrOffset) + tSize > mHeadSize) {
+    const uint8_t* tSpace = nullptr;
+    if (uint64_t(mHeader.attrOffset) + tSize <= mHeadSize) {
+        tSpace = mHead + mHeader.attrOffset;
+    } else {
         tOwned.reset(new uint8_t[tSize]);
         tSpace = tOwned.get();
         if (const uint32_t tRes = readRange("attributes", mHeader.attrOffset, tOwned.get(), tSize);

@@ -98,8 +98,7 @@ private:
         Loader& tLoader = loader();
         kpr::Lock tLock(tLoader.mutex);
         auto tFound = tLoader.modules.find(pPath);
-        while (tFound != tLoader.modules.end() && tFound->second.emptier != std::thread::id() &&
-               tFound->second.emptier != std::this_thread::get_id()) {
+        while (tFound != tLoader.modules.end() && isBeingEmptied(tFound->second)) {
             tLoader.emptied.wait(tLock);
             tFound = tLoader.modules.find(pPath);
         }
@@ -111,10 +110,20 @@ private:
     bool enter(const std::string& pPath, const Module& pModule)
     {
         Loader& tLoader = loader();
-        const kpr::Lock tLock(tLoader.mutex);
-        const auto [tEntry, tNew] = tLoader.modules.emplace(pPath, pModule);
-        take(tEntry->second);
-        return tNew;
+        kpr::Lock tLock(tLoader.mutex);
+        for (;;) {
+            const auto [tEntry, tNew] = tLoader.modules.emplace(pPath, pModule);
+            if (!isBeingEmptied(tEntry->second)) {
+                take(tEntry->second);
+                return tNew;
+            }
+            tLoader.emptied.wait(tLock); // the entry may be gone afterwards
+        }
+    }
+    /// Whether another thread has the module's holders release what they hold.
+    static bool isBeingEmptied(const Module& pModule)
+    {
+        return pModule.emptier != std::thread::id() && pModule.emptier != std::this_thread::get_id();
     }
     void take(Module& pModule)
     {

@@ -6,11 +6,25 @@
 #include "kpr/codes.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_wide_win.h"
+#include "kpr/mutex.h"
 
 namespace {
 
-// From here on an exit status is the code of the exception that ended the process.
-constexpr DWORD FIRST_EXCEPTION = 0x80000000;
+// Whether an exit status is the code of the exception that ended the process: an error of the system's, one
+// of the debugger's kinds, or a C++ exception that nobody caught.
+constexpr bool isException(DWORD pStatus)
+{
+    return pStatus >> 28 == 0xC || (pStatus >= 0x80000001 && pStatus <= 0x80000004) ||
+           pStatus == 0xE06D7363 || pStatus == 0x20474343;
+}
+
+// Held while a child starts: what is inheritable for one must not go to another as well. Never destroyed.
+kpr::Mutex& starting()
+{
+    static auto& tMutex = *new kpr::Mutex;
+    return tMutex;
+}
+
 // The exit status of a process that is stopped: what the system itself gives one that ends by Ctrl-C.
 constexpr UINT STOPPED = 0xC000013A;
 
@@ -69,6 +83,7 @@ uint32_t kprStartChild(const KprChildStart* pStart, KprChild* pChild)
     if (auto tRes = kpr::toWidePath(pStart->program, &tProgram); KFAILED(tRes)) return tRes;
     if (auto tRes = kpr::toWide(tLine, &tWideLine); KFAILED(tRes)) return tRes;
 
+    const kpr::Lock tLock(starting());
     Inheritable tInput, tOutput;
     STARTUPINFOW tInfo{};
     tInfo.cb = sizeof tInfo;
@@ -101,7 +116,7 @@ uint32_t kprWaitForChild(KprChild pChild, uint32_t pMilliseconds, KprChildEnd* p
     DWORD tStatus = 0;
     if (tWaited != WAIT_OBJECT_0 || !GetExitCodeProcess(toHandle(pChild), &tStatus)) return kpr::lastError();
     CloseHandle(toHandle(pChild));
-    *pEnd = {tStatus >= FIRST_EXCEPTION ? KPR_CHILD_CRASHED : KPR_CHILD_EXITED, tStatus};
+    *pEnd = {isException(tStatus) ? KPR_CHILD_CRASHED : KPR_CHILD_EXITED, tStatus};
     return K_SUCCESS;
 }
 

@@ -9,6 +9,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -59,10 +60,13 @@ std::string trimmed(std::string pPath)
 std::string homeDirectory()
 {
     if (const char* tHome = secure_getenv("HOME"); tHome && *tHome == '/') return tHome;
+    // With the rights of a file or a group on top of the caller's own, the caller's home is no place to
+    // trust.
+    if (getauxval(AT_SECURE) && geteuid() == getuid()) return {};
     std::vector<char> tBuffer(16384);
     passwd tRecord{};
     passwd* tFound = nullptr;
-    if (getpwuid_r(getuid(), &tRecord, tBuffer.data(), tBuffer.size(), &tFound) != 0 || !tFound) return {};
+    if (getpwuid_r(geteuid(), &tRecord, tBuffer.data(), tBuffer.size(), &tFound) != 0 || !tFound) return {};
     return tFound->pw_dir;
 }
 

@@ -165,8 +165,15 @@ int visitModule(dl_phdr_info* pInfo, size_t, void* pNotes)
     });
     if (!tWanted) return 0;
     tHeaders([&](const ElfW(Phdr) & pHeader, const char* pStart) {
-        if (pHeader.p_type == PT_NOTE)
-            readNotes({pStart, pHeader.p_memsz}, pHeader.p_align == 8 ? 8 : 4, tNotes);
+        if (pHeader.p_type != PT_NOTE) return;
+        // A file that was rewritten may keep a header of notes that are not loaded.
+        bool tIsLoaded = false;
+        tHeaders([&](const ElfW(Phdr) & pLoad, const char*) {
+            if (pLoad.p_type != PT_LOAD || !(pLoad.p_flags & PF_R) || pHeader.p_vaddr < pLoad.p_vaddr) return;
+            const auto tOffset = pHeader.p_vaddr - pLoad.p_vaddr;
+            tIsLoaded |= tOffset <= pLoad.p_filesz && pHeader.p_filesz <= pLoad.p_filesz - tOffset;
+        });
+        if (tIsLoaded) readNotes({pStart, pHeader.p_filesz}, pHeader.p_align == 8 ? 8 : 4, tNotes);
     });
     return 1;
 }
@@ -261,9 +268,9 @@ uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle)
     void* tHandle = dlopen(tPath.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!tHandle) {
         keepErrorText(dlerror());
-        // Of a bare name only the loader knows whether there is such a file.
-        const bool tMissing =
-            !tIsPath && std::string_view(tErrorText).starts_with(tPath + ": cannot open shared object file");
+        // Of a bare name only the loader knows whether there is such a file. Its text, which is in the user's
+        // language, begins with the name itself then, and otherwise with the path or with what is missing.
+        const bool tMissing = !tIsPath && std::string_view(tErrorText).starts_with(tPath + ": ");
         return tMissing ? KPR_E_NOT_FOUND : KPR_E_NOT_A_DSO;
     }
     *pHandle = reinterpret_cast<KprDSO>(tHandle);

@@ -2,6 +2,7 @@
 // after windows.h
 #include <psapi.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "kpr/dso.h"
@@ -117,6 +118,20 @@ uint32_t listModules(std::vector<HMODULE>* pModules)
 
 namespace kpr {
 
+/// How many bytes from an address on can be read, at most pSize.
+static size_t readableSize(const uint8_t* pStart, size_t pSize)
+{
+    size_t tDone = 0;
+    while (tDone < pSize) {
+        MEMORY_BASIC_INFORMATION tRegion;
+        if (!VirtualQuery(pStart + tDone, &tRegion, sizeof tRegion)) break;
+        if (tRegion.State != MEM_COMMIT || (tRegion.Protect & (PAGE_NOACCESS | PAGE_GUARD))) break;
+        const auto* const tEnd = static_cast<const uint8_t*>(tRegion.BaseAddress) + tRegion.RegionSize;
+        tDone = static_cast<size_t>(tEnd - pStart);
+    }
+    return std::min(tDone, pSize);
+}
+
 uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
 {
     // The resource lies in the loaded image, so no file is read.
@@ -131,15 +146,16 @@ uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
 
 uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs)
 {
-    // A module's handle is the address of its image, whose size only the image itself tells.
+    // A module's handle is the address of its image. Its size is the loader's to tell: others may have
+    // overwritten the image's headers.
     const auto* const tImage = reinterpret_cast<const uint8_t*>(pHandle);
     HMODULE tModule = nullptr;
     if (KFAILED(moduleHolding(tImage, GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, &tModule)) ||
         tModule != toModule(pHandle))
         return KPR_E_BAD_HANDLE;
-    const auto* const tDos = reinterpret_cast<const IMAGE_DOS_HEADER*>(tImage);
-    const auto* const tHeaders = reinterpret_cast<const IMAGE_NT_HEADERS*>(tImage + tDos->e_lfanew);
-    addMissing("DebugId", readDebugId({tImage, tHeaders->OptionalHeader.SizeOfImage}), pPairs);
+    MODULEINFO tInfo{};
+    if (!GetModuleInformation(GetCurrentProcess(), tModule, &tInfo, sizeof tInfo)) return lastError();
+    addMissing("DebugId", readDebugId({tImage, readableSize(tImage, tInfo.SizeOfImage)}), pPairs);
     return K_SUCCESS;
 }
 

@@ -9,6 +9,7 @@
 
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_internal.h"
+#include "kpr/time.h"
 
 namespace {
 
@@ -103,10 +104,17 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     *pFile = KPR_NO_FILE;
     if (!pPath || !kpr::isValidOpenMode(pMode)) return E_INVALIDARG;
 
-    int tDescriptor;
-    do
+    // An open that does not wait is refused while a file server takes a lease on the file back.
+    constexpr int tMostTries = 50;
+    constexpr uint32_t tPause = 5; // milliseconds
+    int tDescriptor = -1;
+    for (int tTry = 0; tTry < tMostTries;) {
         tDescriptor = open(pPath, toFlags(pMode), 0600);
-    while (tDescriptor < 0 && errno == EINTR);
+        if (tDescriptor >= 0 || (errno != EINTR && errno != EWOULDBLOCK)) break;
+        if (errno == EINTR) continue;
+        if (++tTry < tMostTries) kprSleep(tPause);
+        errno = EWOULDBLOCK;
+    }
     const bool tRegularOnly = !(pMode & KPR_OPEN_ANY);
     if (tDescriptor < 0) return openError(errno, tRegularOnly);
 

@@ -56,7 +56,8 @@ bool isTrustedOwner(PSID pSid)
 bool isAnybody(PSID pSid)
 {
     return isWellKnown(pSid, {WinWorldSid, WinAuthenticatedUserSid, WinBuiltinUsersSid, WinBuiltinGuestsSid,
-                              WinAnonymousSid, WinInteractiveSid, WinNetworkSid});
+                              WinAnonymousSid, WinInteractiveSid, WinNetworkSid, WinBatchSid, WinLocalSid,
+                              WinThisOrganizationSid, WinAccountDomainUsersSid, WinAccountDomainGuestsSid});
 }
 
 bool anybodyMayWrite(PACL pRights)
@@ -68,7 +69,11 @@ bool anybodyMayWrite(PACL pRights)
         void* tFound = nullptr;
         if (!GetAce(pRights, i, &tFound)) return true;
         const auto* tHeader = static_cast<const ACE_HEADER*>(tFound);
-        if (tHeader->AceType != ACCESS_ALLOWED_ACE_TYPE || (tHeader->AceFlags & INHERIT_ONLY_ACE)) continue;
+        // What is allowed on a condition counts as allowed; both kinds hold mask and identity in one place.
+        if (tHeader->AceType != ACCESS_ALLOWED_ACE_TYPE &&
+            tHeader->AceType != ACCESS_ALLOWED_CALLBACK_ACE_TYPE)
+            continue;
+        if (tHeader->AceFlags & INHERIT_ONLY_ACE) continue;
         auto* tAllowed = static_cast<ACCESS_ALLOWED_ACE*>(tFound);
         if ((tAllowed->Mask & tWrites) && isAnybody(&tAllowed->SidStart)) return true;
     }

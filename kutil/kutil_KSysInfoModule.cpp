@@ -85,10 +85,13 @@ void KSysInfoModule::copy(fw::SysInfoModule* pDst, bool pFree) const
 
 bool KSysInfoModule::addConflict(const std::string& pPresent, const std::string& pRefused)
 {
-    static kpr::Mutex sMutex;
-    static std::set<std::pair<std::string, std::string>> sReported K_GUARDED_BY(sMutex);
-    const kpr::Lock tLock(sMutex);
-    return sReported.emplace(pPresent, pRefused).second;
+    struct Reports {
+        kpr::Mutex mutex;
+        std::set<std::pair<std::string, std::string>> pairs K_GUARDED_BY(mutex);
+    };
+    static auto& sReports = *new Reports; // never destroyed: threads may ask until the process has ended
+    const kpr::Lock tLock(sReports.mutex);
+    return sReports.pairs.emplace(pPresent, pRefused).second;
 }
 
 } // namespace vel::kos::util

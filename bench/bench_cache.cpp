@@ -54,7 +54,7 @@ fw::CacheAttrList attributes()
 
 std::string uriOf(int64_t pSize) { return "http://example.com/get/" + std::to_string(pSize); }
 
-/// An object of this size that stays; answers its path in the floor's folder, which has a copy.
+/// An object of this size that stays; returns its path in the floor's folder, which has a copy.
 std::string store(int64_t pSize)
 {
     const fw::CacheAttrList tList = attributes();

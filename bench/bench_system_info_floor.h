@@ -5,9 +5,9 @@
 
 namespace bench {
 
-/// Walks the loader's list and looks at each path; answers how many modules there are.
+/// Walks the loader's list and looks at each path; returns how many modules there are.
 std::size_t listModules();
-/// Reads a file of /proc whole; answers its size.
+/// Reads a file of /proc whole; returns its size.
 std::size_t readProcFile(const char* pPath);
 
 } // namespace bench

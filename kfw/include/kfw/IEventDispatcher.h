@@ -44,8 +44,8 @@ using IEventConsumer_Adapter = kom::Adapter<IEventConsumer>;
 /// a queue when the application is idle (postEvent).
 ///
 /// All operations of one dispatcher are made on one thread, the one that runs the application's idle loop.
-/// A null pointer to an interface answers E_INVALIDARG before anything else; before init every operation
-/// answers E_WRONG_STATE. A null type is read as "", the name that stands for all types. Names are compared
+/// A null pointer to an interface returns E_INVALIDARG before anything else; before init every operation
+/// returns E_WRONG_STATE. A null type is read as "", the name that stands for all types. Names are compared
 /// byte by byte.
 ///
 /// Order. An event goes to the consumers of all types, then to those of its own type, each in the order of
@@ -72,7 +72,7 @@ public:
     using Parent = kom::IUnknown;
     static constexpr char IID[] = "IDL:vel/kos/fw/IEventDispatcher:1.0";
 
-    /// Binds the dispatcher to the application, once; a second call answers E_WRONG_STATE.
+    /// Binds the dispatcher to the application, once; a second call returns E_WRONG_STATE.
     virtual uint32_t init(IApplication* pApp) = 0;
     /// Delivers an event now, until it is consumed. The event is borrowed for the call. 0 whatever the
     /// consumers answer; E_FAIL when its type cannot be read, by which time the consumers of all types have

@@ -25,7 +25,7 @@ public:
     static constexpr char IID[] = "IDL:vel/kos/fw/IFeatureSet:1.0";
 
     /// Binds the set to the application, once, and acquires its IApplication5 unless FEATURE_NOT_ASKED is
-    /// given: its failure code when it refuses, E_INTERNAL when it answers null. After a failure init may be
+    /// given: its failure code when it refuses, E_INTERNAL when it returns null. After a failure init may be
     /// tried again. pFlags count for every feature.
     virtual uint32_t init(IApplication* pApp, uint32_t pFlags) = 0;
     /// Declares a feature (FeatureFlags). pKey and pOptionName may be null or empty: the name is taken.

@@ -101,7 +101,7 @@ struct CacheBytes {
 
 /// A cache shared by all processes of the same user, in the folder "cache" of the user application directory.
 /// After init the operations may be called from several threads. A null pointer argument (a null URI is the
-/// empty one) answers E_INVALIDARG before anything else; before init every operation answers E_WRONG_STATE.
+/// empty one) returns E_INVALIDARG before anything else; before init every operation returns E_WRONG_STATE.
 ///
 /// Outputs are constructed records: what they own is freed before they are filled, and on a failure they are
 /// left empty (getObjectFile: as they were).
@@ -111,7 +111,7 @@ public:
     static constexpr char IID[] = "IDL:vel/kos/fw/IFileSystemCache:1.0";
 
     /// Sets the cache up in the application's user application directory and starts its cleaner. Once only:
-    /// also after a failure a second call answers E_WRONG_STATE.
+    /// also after a failure a second call returns E_WRONG_STATE.
     virtual uint32_t init(IApplication* pApp) = 0;
     /// The identity of the object that a URI names. E_INVALIDARG for a URI that normalises to nothing.
     virtual uint32_t computeCacheId(const char* pUri, CacheId* pId) = 0;

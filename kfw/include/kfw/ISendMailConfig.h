@@ -1,6 +1,6 @@
 // The current user's settings for sending mail, one record for the whole process.
 //
-// Strings and errors as in kfw/IUserData.h, with one difference: a setter answers E_WRONG_STATE on a record
+// Strings and errors as in kfw/IUserData.h, with one difference: a setter returns E_WRONG_STATE on a record
 // that can only be read, too. Truth values are 0 or 1; any non-zero value sets 1.
 #pragma once
 

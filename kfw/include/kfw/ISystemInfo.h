@@ -76,14 +76,14 @@ inline void freeModules(ModuleList* pList) noexcept
 /// is left out.
 ///
 /// Nothing is locked: one object is for one thread at a time. Outputs are emptied first and belong to the
-/// caller. A null output pointer answers E_INVALIDARG before anything else; before init every operation
-/// answers E_WRONG_STATE.
+/// caller. A null output pointer returns E_INVALIDARG before anything else; before init every operation
+/// returns E_WRONG_STATE.
 class ISystemInfo : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;
     static constexpr char IID[] = "IDL:vel/kos/fw/ISystemInfo:1.0";
 
-    /// Binds the object to the application and gathers the facts. A second call answers E_WRONG_STATE,
+    /// Binds the object to the application and gathers the facts. A second call returns E_WRONG_STATE,
     /// whatever its argument.
     virtual uint32_t init(IApplication* pApp) = 0;
     /// One module: by a path (a name that contains "/"), else by its internal name, its file name, the same

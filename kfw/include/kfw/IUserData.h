@@ -2,8 +2,8 @@
 //
 // Strings are bytes without a given character set, kept exactly as they are passed in. Those handed out are
 // kom heap strings, freed by the receiver; an empty field is "", never null. Until the record is bound to an
-// application every setter and getter answers E_WRONG_STATE, and a getter's outputs are null; on a record
-// that can only be read the setters answer E_READ_ONLY. A null output answers E_INVALIDARG before anything
+// application every setter and getter returns E_WRONG_STATE, and a getter's outputs are null; on a record
+// that can only be read the setters return E_READ_ONLY. A null output returns E_INVALIDARG before anything
 // else. A null text is stored as "". Changes reach the user's settings when the application closes.
 //
 // No locks: callers that share the record between threads take care of each other.

@@ -49,7 +49,7 @@ public:
     /// *pChanged (may be null) gets how many rows it inserted, updated or deleted.
     virtual uint32_t execute(const char* pStatement, const SqlParameters* pParameters,
                              uint64_t* pChanged) = 0;
-    /// Runs one statement and answers its rows, with one reference for the caller. They keep the connection.
+    /// Runs one statement and returns its rows, with one reference for the caller. They keep the connection.
     virtual uint32_t query(const char* pStatement, const SqlParameters* pParameters, ISqlRows** pRows) = 0;
     /// Starts a transaction; E_WRONG_STATE when one is open.
     virtual uint32_t begin() = 0;

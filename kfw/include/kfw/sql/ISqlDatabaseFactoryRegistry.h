@@ -22,7 +22,7 @@ struct FactoryList {
 /// is unregistered or the process ends. Calls from several threads are the callers' to serialise; a factory
 /// may call back into the registry from inside any call made to it.
 ///
-/// Output records are plain: they are overwritten. A null pointer answers E_INVALIDARG before anything else.
+/// Output records are plain: they are overwritten. A null pointer returns E_INVALIDARG before anything else.
 class ISqlDatabaseFactoryRegistry : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

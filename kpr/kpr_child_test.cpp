@@ -40,6 +40,13 @@ TEST(KprChild, TellsItsExitStatus)
     }
 }
 
+TEST(KprChild, AStatusBelowZeroIsNoCrash)
+{
+    const KprChildEnd tEnd = run({"--exit", "-1"}, nullptr);
+    EXPECT_EQ(tEnd.kind, KPR_CHILD_EXITED);
+    EXPECT_TRUE(tEnd.code == 0xFFFFFFFF || tEnd.code == 255) << tEnd.code << ": Linux keeps one byte";
+}
+
 TEST(KprChild, WritesIntoAFileWhenQuietAndReadsNothing)
 {
     kprtest::TemporaryDirectory tDir;

@@ -10,7 +10,7 @@ namespace vel::kos::storm {
 
 void endNow()
 {
-    constexpr UINT KILLED = 0xDEADDEAD; // like the code of an exception: no program ends so by itself
+    constexpr UINT KILLED = 0xC000013A; // that of a process that is stopped (kprStopChild)
     TerminateProcess(GetCurrentProcess(), KILLED);
     std::abort(); // not reached
 }

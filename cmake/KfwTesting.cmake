@@ -13,11 +13,11 @@ endforeach()
 set(KFW_TEST_RESULTS ${CMAKE_BINARY_DIR}/test-results)
 file(MAKE_DIRECTORY ${KFW_TEST_RESULTS})
 
-# k_test(<name> SOURCES ... [LIBRARIES ...] [WRAP <function>...] [TIMEOUT <seconds>] [ARGUMENTS ...])
+# k_test(<name> SOURCES ... [LIBRARIES ...] [WRAP <function>...] [TIMEOUT <seconds>] [COST <seconds>] [ARGUMENTS ...])
 # A test program that ctest runs (through Wine when cross compiling). WRAP sends the program's own calls of
 # those C functions to __wrap_<function>. Each run leaves its counts in test-results/<name>.json.
 function(k_test pName)
-    cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;LIBRARIES;WRAP;ARGUMENTS" ${ARGN})
+    cmake_parse_arguments(ARG "" "TIMEOUT;COST" "SOURCES;LIBRARIES;WRAP;ARGUMENTS" ${ARGN})
     add_executable(${pName} ${ARG_SOURCES})
     target_link_libraries(${pName} PRIVATE ${ARG_LIBRARIES} kfw_flags GTest::gmock_main)
     # What is tested is optimised, what tests it need not be: half the time of compiling.
@@ -32,7 +32,11 @@ function(k_test pName)
     if(NOT ARG_TIMEOUT)
         set(ARG_TIMEOUT 300)
     endif()
-    set_tests_properties(${pName} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+    if(NOT ARG_COST)
+        set(ARG_COST 1)
+    endif()
+    # Those that take longest are started first.
+    set_tests_properties(${pName} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST})
 endfunction()
 
 # k_exports_test(<target> <list>): the built library exports exactly the functions of abi/exports/<list>.txt.

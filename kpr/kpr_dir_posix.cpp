@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -77,9 +78,10 @@ uint32_t kprOpenDir(const char* pPath, KprDir* pDir)
     if (!pDir) return E_INVALIDARG;
     *pDir = KPR_NO_DIR;
     if (!pPath) return E_INVALIDARG;
-    DIR* tDirectory = opendir(pPath); // close-on-exec, and never blocks on what is no directory
-    if (!tDirectory) return kpr::lastError();
-    *pDir = reinterpret_cast<KprDir>(new Listing{tDirectory, false});
+    auto tListing = std::make_unique<Listing>(); // first: it may run out of memory
+    tListing->directory = opendir(pPath);        // close-on-exec, and never blocks on what is no directory
+    if (!tListing->directory) return kpr::lastError();
+    *pDir = reinterpret_cast<KprDir>(tListing.release());
     return K_SUCCESS;
 }
 

@@ -3,6 +3,7 @@
 #include <objbase.h>
 #include <shlobj.h>
 
+#include <memory>
 #include <string>
 
 #include "kpr/dir.h"
@@ -59,11 +60,11 @@ uint32_t kprOpenDir(const char* pPath, KprDir* pDir)
     // With a component more than the path itself, so that the pattern counts for the limit as well.
     if (!*pPath) return KPR_E_NOT_FOUND;
     if (auto tRes = kpr::toWidePath((std::string(pPath) + "\\*").c_str(), &tPath); KFAILED(tRes)) return tRes;
-    Listing tListing{};
-    tListing.pending = true;
-    tListing.find = FindFirstFileExW(tPath.c_str(), FindExInfoBasic, &tListing.entry, FindExSearchNameMatch,
-                                     nullptr, FIND_FIRST_EX_LARGE_FETCH);
-    if (tListing.find == INVALID_HANDLE_VALUE) {
+    auto tListing = std::make_unique<Listing>(); // before there is a handle: it may run out of memory
+    tListing->pending = true;
+    tListing->find = FindFirstFileExW(tPath.c_str(), FindExInfoBasic, &tListing->entry, FindExSearchNameMatch,
+                                      nullptr, FIND_FIRST_EX_LARGE_FETCH);
+    if (tListing->find == INVALID_HANDLE_VALUE) {
         const DWORD tError = GetLastError();
         std::wstring tSelf;
         if (auto tRes = kpr::toWidePath(pPath, &tSelf); KFAILED(tRes)) return tRes;
@@ -73,10 +74,10 @@ uint32_t kprOpenDir(const char* pPath, KprDir* pDir)
         // The root of an empty volume has not even "." in it.
         if (tError != ERROR_FILE_NOT_FOUND || tAttributes == INVALID_FILE_ATTRIBUTES)
             return kpr::errorFromSystem(tError);
-        tListing.pending = false;
-        tListing.ended = true;
+        tListing->pending = false;
+        tListing->ended = true;
     }
-    *pDir = reinterpret_cast<KprDir>(new Listing(tListing));
+    *pDir = reinterpret_cast<KprDir>(tListing.release());
     return K_SUCCESS;
 }
 

@@ -18,7 +18,7 @@ void keepCreateError(std::string_view pText)
     while (tLength < pText.size() && tLength > 0 &&
            (static_cast<unsigned char>(pText[tLength]) & 0xC0) == 0x80)
         --tLength;
-    std::memcpy(gCreateError, pText.data(), tLength);
+    if (tLength > 0) std::memcpy(gCreateError, pText.data(), tLength);
     gCreateError[tLength] = '\0';
 }
 

@@ -219,8 +219,8 @@ TEST(KprDSO, ANameIsNotLookedForInTheCurrentFolder)
 
 TEST(KprDSO, ANameIsFoundBesideTheProgram)
 {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the address sanitizer calls the loader in our place, and its search folders count then";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer calls the loader in our place, and its own search folders count then";
 #endif
     KprDSO tHandle = 0;
     const std::string tName = kprGetDSOPrefix() + std::string("kpr_test_module") + kprGetDSOSuffix();

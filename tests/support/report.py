@@ -3,10 +3,12 @@
 
 report.py DIR                        reads ctest.xml and the <test>.json files of DIR, writes a report
 report.py --line NAME STEPS FILE     one line about a report, with what each step took
-report.py --total FILE...            the sum of reports, as the last line; status 1 when anything failed
+report.py --total FILE...            what the failed programs printed; then the sum of reports, as the last line;
+                                     status 1 when anything failed
 
-A report is {"passed", "failed", "skipped", "reasons": [[test, reason]...]}. A test program of ctest counts
-with the cases in its <test>.json (GoogleTest's format, or a report of its own); without one it is one test.
+A report is {"passed", "failed", "skipped", "reasons": [[test, reason]...]}, with "failures": [[program, output]...]
+where a program failed. A test program of ctest counts with the cases in its <test>.json (GoogleTest's format, or a
+report of its own); without one it is one test.
 """
 
 import json
@@ -46,9 +48,21 @@ def read_cases(path, output):
     return report
 
 
+FAILURE = re.compile(r"^(?:FAIL: |ERROR: |.*: Failure$|.*(?:Address|Leak|UndefinedBehavior|Thread)Sanitizer|.*runtime error: )",
+                     re.MULTILINE)
+SHOWN_LINES = 60
+
+
+def failure_output(output):
+    """The part of a failed program's output that tells what failed: from the first failure on, or its end."""
+    found = FAILURE.search(output)
+    lines = output[found.start():].splitlines()[:SHOWN_LINES] if found else output.splitlines()[-SHOWN_LINES:]
+    return "\n".join(lines)
+
+
 def read_run(folder):
     """The counts of one ctest run."""
-    total = {"passed": 0, "failed": 0, "skipped": 0, "reasons": []}
+    total = {"passed": 0, "failed": 0, "skipped": 0, "reasons": [], "failures": []}
     for case in ElementTree.parse(os.path.join(folder, "ctest.xml")).getroot().iter("testcase"):
         name = case.get("name")
         path = os.path.join(folder, name + ".json")
@@ -63,6 +77,8 @@ def read_run(folder):
             run["reasons"].append([name, skipped.get("message", "") if skipped is not None else "not run"])
         if case.get("status") == "fail" and not run["failed"]:
             run["failed"] = 1  # it crashed, timed out or failed before or after its cases
+        if run["failed"]:
+            total["failures"].append([name, failure_output(case.findtext("system-out") or "")])
         for key in ("passed", "failed", "skipped"):
             total[key] += run[key]
         total["reasons"] += [[name + ": " + test, reason] for test, reason in run["reasons"]]
@@ -88,6 +104,10 @@ def main(arguments):
         return 0
     if arguments[0] == "--total":
         reports = read_reports(arguments[1:])
+        for path, report in zip(arguments[1:], reports):
+            for name, output in report.get("failures", []):
+                print(f"failed {name} ({path}):")
+                print("".join(f"    {line}\n" for line in output.splitlines()), end="")
         sums = [sum(report[key] for report in reports) for key in ("passed", "failed", "skipped")]
         print("{} passed, {} failed, {} skipped".format(*sums))
         return 1 if sums[1] or not sums[0] else 0

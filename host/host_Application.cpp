@@ -160,7 +160,7 @@ bool Application::serve(const std::function<bool()>& pDone, uint32_t pMillisecon
 int Application::close()
 {
     {
-        const std::lock_guard tLock(mMutex);
+        const kpr::Lock tLock(mMutex);
         if (std::exchange(mClosed, true)) return exitStatus();
         mCloseRequested.store(true);
     }
@@ -168,7 +168,7 @@ int Application::close()
     decltype(mCallouts) tCallouts;
     decltype(mDue) tDue;
     {
-        const std::lock_guard tLock(mMutex);
+        const kpr::Lock tLock(mMutex);
         tCallouts.swap(mCallouts);
         tDue.swap(mDue);
     }
@@ -186,7 +186,7 @@ void Application::runCloseHooks()
     for (;;) {
         CloseHook tNext;
         {
-            const std::lock_guard tLock(mMutex);
+            const kpr::Lock tLock(mMutex);
             if (mHooks.empty()) return;
             tNext = std::move(mHooks.front());
             mHooks.erase(mHooks.begin());
@@ -280,7 +280,7 @@ uint32_t Application::setStatusText(const char* pText)
 uint32_t Application::requestClose(int32_t pExitStatus)
 {
     {
-        const std::lock_guard tLock(mMutex);
+        const kpr::Lock tLock(mMutex);
         if (!mCloseRequested.load()) mExitStatus.store(pExitStatus);
         mCloseRequested.store(true);
     }
@@ -304,7 +304,7 @@ uint32_t Application::runIdleCallouts(uint32_t* pRan)
     mInIdleRun = true;
     decltype(mCallouts) tAgain;
     {
-        const std::lock_guard tLock(mMutex);
+        const kpr::Lock tLock(mMutex);
         mDue.assign(std::make_move_iterator(mCallouts.begin()), std::make_move_iterator(mCallouts.end()));
         mCallouts.clear();
     }
@@ -312,7 +312,7 @@ uint32_t Application::runIdleCallouts(uint32_t* pRan)
         // Ours may be the last reference: it goes before the next one is called.
         kom::Ref<fw::IIdleCallout> tCallout;
         {
-            const std::lock_guard tLock(mMutex);
+            const kpr::Lock tLock(mMutex);
             if (mDue.empty()) break;
             tCallout = std::move(mDue.front());
             mDue.pop_front();
@@ -328,7 +328,7 @@ uint32_t Application::runIdleCallouts(uint32_t* pRan)
     }
     mInIdleRun = false;
     // Those that go on come before those that were added meanwhile.
-    const std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     if (mClosed) return 0;
     mCallouts.insert(mCallouts.begin(), std::make_move_iterator(tAgain.begin()),
                      std::make_move_iterator(tAgain.end()));
@@ -339,7 +339,7 @@ uint32_t Application::addIdleCallout(fw::IIdleCallout* pCallout)
 {
     if (!pCallout) return E_INVALIDARG;
     {
-        const std::lock_guard tLock(mMutex);
+        const kpr::Lock tLock(mMutex);
         if (mClosed) return E_WRONG_STATE;
         mCallouts.push_back(kom::retain(pCallout));
     }
@@ -361,7 +361,7 @@ uint32_t Application::getTempDir(char** pDir)
 uint32_t Application::addCloseHook(fw::IAppCloseHook* pHook, int32_t pOrder)
 {
     if (!pHook) return E_INVALIDARG;
-    const std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     if (mClosed) return E_WRONG_STATE;
     const auto tPlace =
         std::upper_bound(mHooks.begin(), mHooks.end(), pOrder,
@@ -375,7 +375,7 @@ uint32_t Application::removeCloseHook(fw::IAppCloseHook* pHook)
     if (!pHook) return E_INVALIDARG;
     // Released outside the lock: the hook may be destroyed, and come back.
     std::vector<CloseHook> tDropped;
-    const std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     const auto tEnd = std::stable_partition(
         mHooks.begin(), mHooks.end(), [&](const CloseHook& pOther) { return pOther.hook.get() != pHook; });
     std::move(tEnd, mHooks.end(), std::back_inserter(tDropped));

@@ -2,8 +2,9 @@
 #include "host/CloseSignals.h"
 
 #include <atomic>
-#include <mutex>
 #include <windows.h>
+
+#include "kpr/mutex.h"
 
 namespace vel::kos::host {
 
@@ -11,9 +12,9 @@ namespace {
 
 std::atomic<bool> gPending{false};
 // The handler runs on a thread of the system's: the mutex keeps the waker alive for it.
-std::mutex gMutex;
-Waker* gWaker = nullptr;
-HANDLE gDone = nullptr;
+kpr::Mutex gMutex;
+Waker* gWaker K_GUARDED_BY(gMutex) = nullptr;
+HANDLE gDone K_GUARDED_BY(gMutex) = nullptr;
 
 BOOL WINAPI onControl(DWORD pEvent) { return handleControlEvent(pEvent); }
 
@@ -24,7 +25,7 @@ bool handleControlEvent(unsigned long pEvent)
     if (gPending.exchange(true)) return false;
     HANDLE tDone = nullptr;
     {
-        const std::lock_guard tLock(gMutex);
+        const kpr::Lock tLock(gMutex);
         if (gWaker) gWaker->wake();
         tDone = gDone;
     }
@@ -38,7 +39,7 @@ CloseSignals::CloseSignals(Waker& pWaker)
 {
     gPending.store(false);
     {
-        const std::lock_guard tLock(gMutex);
+        const kpr::Lock tLock(gMutex);
         gWaker = &pWaker;
         // Never closed: a handler may still wait for it.
         if (!gDone) gDone = CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -50,7 +51,7 @@ CloseSignals::CloseSignals(Waker& pWaker)
 CloseSignals::~CloseSignals()
 {
     SetConsoleCtrlHandler(onControl, FALSE);
-    const std::lock_guard tLock(gMutex);
+    const kpr::Lock tLock(gMutex);
     gWaker = nullptr;
     SetEvent(gDone);
 }

@@ -165,8 +165,18 @@ TEST_F(RegistryFaultTest, takesNoPartForTheWhole)
     prepare(tAdd);
     // Cut at the end of a line, what is left would be a registry as well.
     FaultTable::cutShort("kprRead", static_cast<uint32_t>(HEADER.size()));
+    FaultTable::cutShort("kprRead", 0, 2);
     EXPECT_EQ(tAdd.run(), KPR_E_IO);
     EXPECT_EQ(content(), BEFORE);
+}
+
+TEST_F(RegistryFaultTest, finishesShortReads)
+{
+    const Change& tAdd = CHANGES[0];
+    prepare(tAdd);
+    FaultTable::cutShort("kprRead", static_cast<uint32_t>(HEADER.size()));
+    EXPECT_EQ(tAdd.run(), 0u);
+    EXPECT_NE(content().find(ROOT + "one"), std::string::npos) << "what was not in the first part is kept";
 }
 
 TEST_F(RegistryFaultTest, readsWithoutALock)

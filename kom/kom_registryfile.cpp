@@ -1,7 +1,6 @@
 #include "kom/kom_registryfile.h"
 
 #include <cstdio>
-#include <utility>
 
 #include "kpr/dir.h"
 #include "kpr/path.h"
@@ -16,36 +15,14 @@ constexpr uint64_t LARGEST = 16u << 20; // bytes; far more than any number of cl
 
 thread_local char gProblem[160]; // plain bytes: they need no destructor at a thread's end
 
-/// An open file; closed at the end unless that was done before.
-class File {
-public:
-    File() = default;
-    ~File() { close(); }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    uint32_t open(const std::string& pPath, uint32_t pMode)
-    {
-        return kprOpenFile(pPath.c_str(), pMode, &mFile);
-    }
-    uint32_t close()
-    {
-        if (mFile == KPR_NO_FILE) return 0;
-        return kprCloseFile(std::exchange(mFile, KPR_NO_FILE));
-    }
-    KprFile get() const { return mFile; }
-
-private:
-    KprFile mFile = KPR_NO_FILE;
-};
-
 /// The lock of a registry: a file beside it, since the registry itself is replaced.
 class Lock {
 public:
     Lock() = default;
     ~Lock()
     {
-        if (mLocked) kprUnlockFile(mFile.get(), 0, 0);
+        if (mLocked) kprUnlockFile(mFile, 0, 0);
+        if (mFile != KPR_NO_FILE) kprCloseFile(mFile);
     }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
@@ -53,14 +30,13 @@ public:
     /// Waits until nobody else holds it.
     uint32_t takeExclusive(const std::string& pRegistry)
     {
-        if (auto tRes = mFile.open(pRegistry + ".lock", KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE); KFAILED(tRes))
-            return tRes;
+        if (auto tRes = open(pRegistry, KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE); KFAILED(tRes)) return tRes;
         return lock(KPR_LOCK_EXCLUSIVE);
     }
     /// Shared, when it is to be had within a second.
     void tryShared(const std::string& pRegistry)
     {
-        if (KFAILED(mFile.open(pRegistry + ".lock", KPR_OPEN_READ))) return;
+        if (KFAILED(open(pRegistry, KPR_OPEN_READ))) return;
         constexpr uint32_t tPause = 5, tPatience = 1000; // milliseconds
         for (uint32_t tWaited = 0; tWaited < tPatience; tWaited += tPause) {
             if (lock(KPR_LOCK_SHARED | KPR_LOCK_NO_WAIT) != KPR_E_LOCKED) return;
@@ -69,14 +45,18 @@ public:
     }
 
 private:
+    uint32_t open(const std::string& pRegistry, uint32_t pMode)
+    {
+        return kprOpenFile((pRegistry + ".lock").c_str(), pMode, &mFile);
+    }
     uint32_t lock(uint32_t pMode)
     {
-        const uint32_t tRes = kprLockFile(mFile.get(), pMode, 0, 0);
+        const uint32_t tRes = kprLockFile(mFile, pMode, 0, 0);
         mLocked = !KFAILED(tRes);
         return tRes;
     }
 
-    File mFile;
+    KprFile mFile = KPR_NO_FILE;
     bool mLocked = false;
 };
 
@@ -109,22 +89,14 @@ uint32_t damaged(uint64_t pLine, const char* pWhat)
     return KOM_E_BAD_REGISTRY;
 }
 
-uint32_t readWhole(const std::string& pPath, std::string& pText, KprFileInfo* pInfo)
+uint32_t readWhole(const std::string& pPath, std::string& pText, KprFileInfo& pInfo)
 {
-    File tFile;
     // What stands here decides which code runs.
-    if (auto tRes = tFile.open(pPath, KPR_OPEN_READ | KPR_OPEN_TRUSTED); KFAILED(tRes)) return tRes;
-    KprFileInfo tInfo;
-    if (auto tRes = kprGetOpenFileInfo(tFile.get(), KPR_INFO_SIZE | KPR_INFO_MTIME, &tInfo); KFAILED(tRes))
-        return tRes;
-    if (pInfo) *pInfo = tInfo;
-    if (tInfo.size > LARGEST) return damaged(1, "the file is too large");
-    pText.resize(tInfo.size);
-    uint32_t tRead = 0;
-    if (auto tRes = kprRead(tFile.get(), pText.data(), static_cast<uint32_t>(tInfo.size), &tRead);
-        KFAILED(tRes))
-        return tRes;
-    return tRead == tInfo.size ? 0 : KPR_E_IO; // somebody is writing in place
+    const uint32_t tRes = kpr::readFile(pPath.c_str(), LARGEST, pText, KPR_OPEN_TRUSTED, &pInfo,
+                                        KPR_INFO_SIZE | KPR_INFO_MTIME);
+    if (tRes == KPR_E_TOO_LARGE) return damaged(1, "the file is too large");
+    if (KFAILED(tRes)) return tRes;
+    return pText.size() == pInfo.size ? 0 : KPR_E_IO; // somebody is writing in place
 }
 
 uint32_t parse(const std::string& pText, ClassFile& pFile)
@@ -132,18 +104,6 @@ uint32_t parse(const std::string& pText, ClassFile& pFile)
     ClassFileProblem tProblem;
     if (parseClassFile(pText, pFile, tProblem)) return 0;
     return damaged(tProblem.line, tProblem.text.c_str());
-}
-
-uint32_t writeWhole(KprFile pFile, const std::string& pText)
-{
-    for (size_t tDone = 0; tDone < pText.size();) {
-        uint32_t tWritten = 0;
-        const auto tLength = static_cast<uint32_t>(pText.size() - tDone);
-        if (auto tRes = kprWrite(pFile, pText.data() + tDone, tLength, &tWritten); KFAILED(tRes)) return tRes;
-        if (tWritten == 0) return KPR_E_NO_SPACE;
-        tDone += tWritten;
-    }
-    return 0;
 }
 
 /// Puts a new text in the file's place.
@@ -158,7 +118,7 @@ uint32_t replace(const std::string& pPath, const std::string& pText)
                                   });
         KFAILED(tRes))
         return tRes;
-    if (auto tRes = writeWhole(tFile, pText); KFAILED(tRes)) {
+    if (auto tRes = kpr::writeAll(tFile, pText); KFAILED(tRes)) {
         kprCloseFile(tFile);
         kprRemoveFile(tNew.c_str());
         return tRes;
@@ -188,7 +148,8 @@ uint32_t readRegistry(const std::string& pPath, ClassFile& pFile, KprFileInfo* p
     Lock tLock;
     tLock.tryShared(pPath);
     std::string tText;
-    if (auto tRes = readWhole(pPath, tText, pInfo); KFAILED(tRes)) return tRes;
+    KprFileInfo tInfo;
+    if (auto tRes = readWhole(pPath, tText, pInfo ? *pInfo : tInfo); KFAILED(tRes)) return tRes;
     return parse(tText, pFile);
 }
 
@@ -201,7 +162,8 @@ uint32_t changeRegistry(const std::string& pPath, const std::function<uint32_t(C
 
     std::string tOld;
     ClassFile tFile;
-    if (auto tRes = readWhole(tRegistry.path, tOld, nullptr); !KFAILED(tRes)) {
+    KprFileInfo tInfo;
+    if (auto tRes = readWhole(tRegistry.path, tOld, tInfo); !KFAILED(tRes)) {
         if (auto tRes2 = parse(tOld, tFile); KFAILED(tRes2)) return tRes2;
     } else if (tRes != KPR_E_NOT_FOUND) {
         return tRes;

@@ -238,4 +238,12 @@ TEST(KprText, OfAFileIsReadUpToALimit)
         EXPECT_EQ(tBytes, "");
     }
     EXPECT_EQ(kpr::readFile(tDir.path().c_str(), 10, tBytes), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(kpr::readFile(tDir.path().c_str(), 10, tBytes, KPR_OPEN_ANY), KPR_E_IS_DIRECTORY)
+        << "opened as asked";
+    kprtest::writeFile(tFile, "some");
+    KprFileInfo tInfo = {};
+    EXPECT_EQ(
+        kpr::readFile(tFile.c_str(), 10, tBytes, KPR_OPEN_FOLLOW, &tInfo, KPR_INFO_KIND | KPR_INFO_SIZE), 0u);
+    EXPECT_EQ(tInfo.kind, KPR_KIND_FILE);
+    EXPECT_EQ(tInfo.size, 4u);
 }

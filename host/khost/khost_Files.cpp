@@ -5,7 +5,7 @@
 #include "host/khost/khost_Console.h"
 #include "kom/heap.h"
 #include "kpr/codes.h"
-#include "kpr/file.h"
+#include "kpr/text.h"
 
 namespace vel::kos::host {
 
@@ -72,14 +72,7 @@ uint32_t writeWholeFile(const std::string& pPath, std::string_view pBytes)
     KprFile tFile = KPR_NO_FILE;
     constexpr uint32_t MODE = KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE | KPR_OPEN_ANY;
     if (auto tRes = kprOpenFile(pPath.c_str(), MODE, &tFile); KFAILED(tRes)) return tRes;
-    uint32_t tRes = 0;
-    while (!KFAILED(tRes) && !pBytes.empty()) {
-        uint32_t tWritten = 0;
-        tRes = kprWrite(tFile, pBytes.data(),
-                        static_cast<uint32_t>(std::min<std::size_t>(pBytes.size(), 1u << 30)), &tWritten);
-        if (!KFAILED(tRes) && tWritten == 0) tRes = KPR_E_NO_SPACE;
-        pBytes.remove_prefix(tWritten);
-    }
+    const uint32_t tRes = kpr::writeAll(tFile, pBytes);
     const uint32_t tClosed = kprCloseFile(tFile);
     return KFAILED(tRes) ? tRes : tClosed;
 }

@@ -3,11 +3,11 @@
 #include <array>
 #include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <thread>
 #include <utility>
 
 #include "host/khost/khost_Console.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::host {
 
@@ -25,21 +25,20 @@ struct Line {
 } // namespace
 
 struct LineReader::State {
-    std::mutex mutex;
-    std::condition_variable taken;
-    std::deque<Line> lines;
-    std::size_t bytes = 0; ///< of the lines that wait
-    bool ended = false;
-    bool gone = false; ///< nobody takes lines any more
-    std::function<void()> wake;
+    std::function<void()> wake; ///< called with the mutex held
+    kpr::Mutex mutex;
+    std::condition_variable_any taken;
+    std::deque<Line> lines K_GUARDED_BY(mutex);
+    std::size_t bytes K_GUARDED_BY(mutex) = 0; ///< of the lines that wait
+    bool ended K_GUARDED_BY(mutex) = false;
+    bool gone K_GUARDED_BY(mutex) = false; ///< nobody takes lines any more
 
     /// False when nobody wants more lines.
     bool add(Line pLine)
     {
-        std::unique_lock tLock(mutex);
-        taken.wait(tLock, [this] {
-            return gone || (lines.size() < MAX_WAITING_LINES && bytes < MAX_WAITING_BYTES);
-        });
+        kpr::Lock tLock(mutex);
+        while (!gone && (lines.size() >= MAX_WAITING_LINES || bytes >= MAX_WAITING_BYTES))
+            taken.wait(tLock);
         if (gone) return false;
         bytes += pLine.text.size();
         lines.push_back(std::move(pLine));
@@ -48,7 +47,7 @@ struct LineReader::State {
     }
     void end()
     {
-        const std::lock_guard tLock(mutex);
+        const kpr::Lock tLock(mutex);
         ended = true;
         if (!gone) wake();
     }
@@ -82,20 +81,20 @@ LineReader::LineReader(std::function<void()> pWake) : mState(std::make_shared<St
 
 LineReader::~LineReader()
 {
-    const std::lock_guard tLock(mState->mutex);
+    const kpr::Lock tLock(mState->mutex);
     mState->gone = true;
     mState->taken.notify_all();
 }
 
 bool LineReader::isReady() const
 {
-    const std::lock_guard tLock(mState->mutex);
+    const kpr::Lock tLock(mState->mutex);
     return mState->ended || !mState->lines.empty();
 }
 
 bool LineReader::next(std::string& pLine, bool* pWhole)
 {
-    const std::lock_guard tLock(mState->mutex);
+    const kpr::Lock tLock(mState->mutex);
     if (mState->lines.empty()) return false;
     pLine = std::move(mState->lines.front().text);
     *pWhole = mState->lines.front().whole;

@@ -11,7 +11,7 @@ namespace vel::kos::kfw {
 
 CacheLog::Hold::Hold(CacheLog& pLog) : mLog(pLog), mThread(kprGetThreadId())
 {
-    std::lock_guard tLock(mLog.mMutex);
+    const kpr::Lock tLock(mLog.mMutex);
     mNext = std::exchange(mLog.mHolds, this);
 }
 
@@ -20,7 +20,7 @@ CacheLog::Hold::~Hold()
     try {
         kom::Ref<fw::IApplication> tApp;
         {
-            std::lock_guard tLock(mLog.mMutex);
+            const kpr::Lock tLock(mLog.mMutex);
             Hold** tPlace = &mLog.mHolds;
             while (*tPlace != this)
                 tPlace = &(*tPlace)->mNext;
@@ -39,10 +39,22 @@ CacheLog::Hold::~Hold()
     }
 }
 
+void CacheLog::attach(fw::IApplication* pApp)
+{
+    const kpr::Lock tLock(mMutex);
+    mApp = kom::retain(pApp);
+}
+
+fw::IApplication* CacheLog::application() const
+{
+    const kpr::Lock tLock(mMutex);
+    return mApp.get();
+}
+
 kom::Ref<fw::IApplication> CacheLog::detach()
 {
     kom::Ref<fw::IApplication> tApp;
-    std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     std::swap(tApp, mApp);
     return tApp;
 }
@@ -65,7 +77,7 @@ void CacheLog::write(Line pLine)
 {
     kom::Ref<fw::IApplication> tApp;
     {
-        std::lock_guard tLock(mMutex);
+        const kpr::Lock tLock(mMutex);
         if (Hold* tHold = findHold(kprGetThreadId())) {
             tHold->mLines.push_back(std::move(pLine));
             return;

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "kfw/IApplication.h"
 #include "kfw/cache/format/kfw_ProblemLog.h"
 #include "kom/ref.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::kfw {
 
@@ -25,12 +25,12 @@ public:
     CacheLog& operator=(const CacheLog&) = delete;
 
     /// Sets the application, before other threads use the log.
-    void attach(fw::IApplication* pApp) { mApp = kom::retain(pApp); }
+    void attach(fw::IApplication* pApp);
     /// Takes the application away: no line that is written from now on reaches it. A line that another thread
     /// is just handing over goes on with a reference of its own.
     kom::Ref<fw::IApplication> detach();
-    /// The application, for who may not run at the same time as attach() and detach(); null without one.
-    fw::IApplication* application() const noexcept { return mApp.get(); }
+    /// The application, null without one. Borrowed: not for who may run at the same time as detach().
+    fw::IApplication* application() const;
 
     /// Writes a line to the error log.
     void error(const std::string& pMessage);
@@ -56,7 +56,9 @@ public:
 
         CacheLog& mLog;
         const uint64_t mThread;
-        Hold* mNext = nullptr; ///< the log's holds, the newest first; guarded by the log's mutex
+        /// The log's holds, the newest first. Only with the log's mutex: the analysis cannot see that all of
+        /// them have one log.
+        Hold* mNext = nullptr;
         std::vector<Line> mLines;
     };
 
@@ -67,13 +69,13 @@ private:
     void write(Line pLine);
     /// Hands a line over, with no lock held.
     static void deliver(fw::IApplication* pApp, const Line& pLine);
-    /// The newest hold of a thread, or null. Under the mutex.
-    Hold* findHold(uint64_t pThread) const;
+    /// The newest hold of a thread, or null.
+    Hold* findHold(uint64_t pThread) const K_REQUIRES(mMutex);
 
-    /// Guards the members, and is never held while the application is called.
-    std::mutex mMutex;
-    kom::Ref<fw::IApplication> mApp;
-    Hold* mHolds = nullptr;
+    /// Never held while the application is called.
+    mutable kpr::Mutex mMutex;
+    kom::Ref<fw::IApplication> mApp K_GUARDED_BY(mMutex);
+    Hold* mHolds K_GUARDED_BY(mMutex) = nullptr;
 };
 
 } // namespace vel::kos::kfw

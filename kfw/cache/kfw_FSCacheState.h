@@ -42,10 +42,10 @@ struct FSCacheState {
     std::string mCacheDir;
     std::string mObjectsDir;
 
-    /// The half of the insert lock that works within the process. It guards mInserterLocked, which is true
-    /// while an InserterLock of this cache holds the lock.
+    /// The half of the insert lock that works within the process.
     std::optional<util::Mutex> mInserterMutex;
-    bool mInserterLocked = false;
+    /// Whether an InserterLock of this cache holds the lock.
+    bool mInserterLocked K_GUARDED_BY(*mInserterMutex) = false;
 
     /// The kilobytes ever inserted: 8 bytes, big-endian. Locking the file is the half of the insert lock that
     /// works between processes, and between caches of one process. Only this handle may be used to read or
@@ -59,10 +59,10 @@ struct FSCacheState {
     KprFile mCleanedFile = KPR_NO_FILE;
     KprThread mCleanerThread = 0;
 
-    /// Object file names and how often each is pinned. Guarded by mPinMutex, which is never held together
-    /// with mInserterMutex.
+    /// Never held together with mInserterMutex.
     std::optional<util::Mutex> mPinMutex;
-    std::map<std::string, uint32_t> mPinned;
+    /// Object file names and how often each is pinned.
+    std::map<std::string, uint32_t> mPinned K_GUARDED_BY(*mPinMutex);
 
     /// The file system's clock minus the local one, in seconds. A time written to a file is local time plus
     /// this; a time read from a file is compared with local time after this is taken off.

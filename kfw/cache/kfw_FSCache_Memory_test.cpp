@@ -1,31 +1,10 @@
 // The cleaner when memory runs out at any of its allocations.
-#include <cstdlib>
 #include <new>
 #include <thread>
 
 #include "kfw/cache/testing/kfw_FSCache_CleanerFixture.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/FaultTable_Calls.h"
-
-namespace {
-
-/// The allocation of this thread that fails next, counted down; 0: none does.
-thread_local uint64_t tlFailAt = 0;
-
-void* allocate(std::size_t pSize)
-{
-    if (tlFailAt > 0 && --tlFailAt == 0) throw std::bad_alloc();
-    if (void* tBlock = std::malloc(pSize)) return tBlock;
-    throw std::bad_alloc();
-}
-
-} // namespace
-
-void* operator new(std::size_t pSize) { return allocate(pSize); }
-void* operator new[](std::size_t pSize) { return allocate(pSize); }
-void operator delete(void* pBlock) noexcept { std::free(pBlock); }
-void operator delete[](void* pBlock) noexcept { std::free(pBlock); }
-void operator delete(void* pBlock, std::size_t) noexcept { std::free(pBlock); }
-void operator delete[](void* pBlock, std::size_t) noexcept { std::free(pBlock); }
 
 // The fault table's own allocations do not fail: the platform's calls make none that could.
 extern "C" {
@@ -33,9 +12,9 @@ vel::kos::test::Verdict __real__ZN3vel3kos4test5enterEPKc(const char*);
 vel::kos::test::Verdict __wrap__ZN3vel3kos4test5enterEPKc(const char*);
 vel::kos::test::Verdict __wrap__ZN3vel3kos4test5enterEPKc(const char* pFunction)
 {
-    const uint64_t tFailAt = std::exchange(tlFailAt, 0);
+    const uint64_t tLeft = vel::kos::test::Allocations::failNth(0);
     const auto tVerdict = __real__ZN3vel3kos4test5enterEPKc(pFunction);
-    tlFailAt = tFailAt;
+    vel::kos::test::Allocations::failNth(tLeft);
     return tVerdict;
 }
 }
@@ -44,6 +23,7 @@ namespace vel::kos::kfw {
 
 namespace {
 
+using test::Allocations;
 using test::FaultTable;
 
 constexpr uint32_t SLEEP_FAILED = KPR_E_SYSTEM;
@@ -74,9 +54,9 @@ protected:
             return ++tSleeps == 2 ? SLEEP_FAILED : 0u;
         });
         const auto tThread = FaultTable::capturedThreads().at(mThreadsRun++);
-        tlFailAt = pNth;
+        Allocations::failNth(pNth);
         const uint32_t tStatus = tThread.main(tThread.argument);
-        const bool tFailed = std::exchange(tlFailAt, 0) == 0;
+        const bool tFailed = Allocations::failNth(0) == 0;
         EXPECT_EQ(tStatus, 1u);
         return tFailed;
     }
@@ -112,13 +92,13 @@ TEST_F(CleanerMemoryTest, aCacheThatCouldNotBeSetUpGoesInOrder)
         SCOPED_TRACE(tNth);
         std::filesystem::remove_all(cacheDir());
         mCache = kom::retain(new FSCache);
-        tlFailAt = tNth;
+        Allocations::failNth(tNth);
         try {
             static_cast<void>(mCache->init(mApp.get()));
         } catch (const std::bad_alloc&) {
             // As every operation may.
         }
-        tFailed = std::exchange(tlFailAt, 0) == 0;
+        tFailed = Allocations::failNth(0) == 0;
         mCache.reset();
     }
 }
@@ -132,13 +112,13 @@ TEST_F(CleanerMemoryTest, aStoreThatCouldNotLockGivesTheLockBack)
         const std::string tUri = "http://a/" + std::to_string(tNth);
         FaultTable::fail("kprLockFile", KPR_E_IO);
         FaultTable::fail("kprUnlockFile", KPR_E_IO);
-        tlFailAt = tNth;
+        Allocations::failNth(tNth);
         try {
             static_cast<void>(put(tUri, {}, "data"));
         } catch (const std::bad_alloc&) {
             // As every operation may.
         }
-        tFailed = std::exchange(tlFailAt, 0) == 0;
+        tFailed = Allocations::failNth(0) == 0;
         FaultTable::forgetRules();
         uint32_t tRes = E_FAIL;
         std::thread([&] { tRes = put(tUri + "/other", {}, "data"); }).join();
@@ -152,13 +132,13 @@ TEST_F(CleanerMemoryTest, aPinThatFailedIsNotRecorded)
     bool tFailed = true;
     for (uint64_t tNth = 1; tFailed; ++tNth) {
         SCOPED_TRACE(tNth);
-        tlFailAt = tNth;
+        Allocations::failNth(tNth);
         try {
             EXPECT_NE(mCache->pinObject("http://a/not there"), 0u);
         } catch (const std::bad_alloc&) {
             // As every operation may.
         }
-        tFailed = std::exchange(tlFailAt, 0) == 0;
+        tFailed = Allocations::failNth(0) == 0;
         EXPECT_EQ(mCache->unpinObject("http://a/not there"), E_INVALIDARG);
     }
 }

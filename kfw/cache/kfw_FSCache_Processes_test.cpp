@@ -1,13 +1,11 @@
 // Several processes with several threads on one cache directory.
-#include <cstdlib>
-#include <thread>
-
 #include <gtest/gtest.h>
 
 #include "kfw/cache/format/kfw_CacheLayout.h"
 #include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kfw/cache/kfw_FSCacheState.h"
 #include "kpr/dso.h"
+#include "kpr/testing/kpr_testing.h"
 #include "tests/support/TestDirectory.h"
 
 namespace vel::kos::kfw {
@@ -22,35 +20,26 @@ constexpr unsigned ROUNDS = 100;
 constexpr unsigned ROUNDS = 2000;
 #endif
 
-/// Runs the worker beside this program and answers its exit status, 0 for success.
-int runWorker(const std::string& pUserDir, unsigned pSeed)
+/// The worker beside this program.
+std::string workerPath()
 {
     std::filesystem::path tWorker =
         std::filesystem::path(kprGetProgramPath()).parent_path() / "kfw_FSCache_Worker";
-    std::string tCommand;
 #if defined(_WIN32)
     tWorker += ".exe";
 #endif
-    tCommand = "\"" + tWorker.string() + "\" \"" + pUserDir + "\" " + std::to_string(pSeed) + " " +
-               std::to_string(ROUNDS);
-#if defined(_WIN32)
-    tCommand = "\"" + tCommand + "\""; // the command interpreter takes the outer quotes off
-#endif
-    return std::system(tCommand.c_str());
+    return tWorker.string();
 }
 
 TEST(FSCacheProcessesTest, shareADirectoryWithoutTearingAnything)
 {
     const test::TestDirectory tDir;
-    int tStatus[2] = {-1, -1};
     {
-        std::thread tFirst([&] { tStatus[0] = runWorker(tDir.text(), 1); });
-        std::thread tSecond([&] { tStatus[1] = runWorker(tDir.text(), 2); });
-        tFirst.join();
-        tSecond.join();
+        kprtest::ChildProcess tFirst({tDir.text(), "1", std::to_string(ROUNDS)}, workerPath());
+        kprtest::ChildProcess tSecond({tDir.text(), "2", std::to_string(ROUNDS)}, workerPath());
+        EXPECT_EQ(tFirst.wait(), 0);
+        EXPECT_EQ(tSecond.wait(), 0);
     }
-    EXPECT_EQ(tStatus[0], 0);
-    EXPECT_EQ(tStatus[1], 0);
 
     uint64_t tKilobytes = 0;
     std::size_t tCount = 0;

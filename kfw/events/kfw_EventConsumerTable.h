@@ -31,6 +31,10 @@ class EventConsumerTable {
             return tOrder < 0 || (tOrder == 0 && pA.size() < pB.size());
         }
     };
+    using Registrations = std::vector<kom::Ref<fw::IEventConsumer>>;
+    using Lists = std::map<std::string, Registrations, NameOrder>;
+
+public:
     /// Two sums over the bytes of a name, each over every second one, so that the processor makes them side
     /// by side. Byte by byte, because the event has only just written the name: a wider read of what several
     /// writes made has to wait until they have reached the cache.
@@ -38,10 +42,6 @@ class EventConsumerTable {
         using is_avalanching = void;
         std::size_t operator()(std::string_view pName) const noexcept;
     };
-    using Registrations = std::vector<kom::Ref<fw::IEventConsumer>>;
-    using Lists = std::map<std::string, Registrations, NameOrder>;
-
-public:
     /// A name and its registrations. A list without registrations exists only while an iteration is in it.
     using List = Lists::value_type;
     class Iteration;

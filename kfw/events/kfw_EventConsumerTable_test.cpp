@@ -1,6 +1,9 @@
 // The table of consumers on its own: order, look-up, and what iterations see of changes.
 #include "kfw/events/kfw_EventConsumerTable.h"
 
+#include <algorithm>
+#include <array>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -86,6 +89,47 @@ TEST_F(EventConsumerTableTest, findsEachOfManyNames)
     mTable.remove(tConsumer.get());
     EXPECT_TRUE(mTable.empty());
     EXPECT_EQ(tConsumer->references(), 1u);
+}
+
+TEST_F(EventConsumerTableTest, looksAtNothingBesideTheName)
+{
+    const auto tConsumer = TestConsumer::make();
+    for (std::size_t tLength = 1; tLength < 10; ++tLength) {
+        const std::string tName(tLength, 'n'), tFirst = "(" + tName + ")", tSecond = "<" + tName + ">";
+        mTable.add(std::string_view(tFirst).substr(1, tLength), tConsumer.get());
+        EXPECT_NE(mTable.find(std::string_view(tSecond).substr(1, tLength)), nullptr) << tLength;
+    }
+}
+
+TEST(EventNameHashTest, dependsOnEveryByteAndItsPlace)
+{
+    const EventConsumerTable::NameHash tHash;
+    for (std::size_t tLength = 1; tLength < 12; ++tLength) {
+        std::set<std::size_t> tHashes = {tHash(std::string(tLength, 'a'))};
+        for (std::size_t tPlace = 0; tPlace < tLength; ++tPlace)
+            for (const char tByte : {'b', '\0', '\xFF'}) {
+                std::string tName(tLength, 'a');
+                tName[tPlace] = tByte;
+                tHashes.insert(tHash(tName));
+            }
+        EXPECT_EQ(tHashes.size(), 1 + 3 * tLength) << "names of " << tLength << " bytes";
+    }
+}
+
+TEST(EventNameHashTest, spreadsAlikeNamesInItsHighestAndLowestBits)
+{
+    // The index takes a place from the highest bits and tells names there apart by the lowest ones.
+    constexpr int tCount = 4096, tMean = tCount / 256;
+    std::array<int, 256> tHigh{}, tLow{};
+    for (int i = 0; i < tCount; ++i) {
+        const uint64_t tValue = EventConsumerTable::NameHash()("document.changed." + std::to_string(i));
+        ++tHigh[tValue >> 56];
+        ++tLow[tValue & 255];
+    }
+    for (const auto& tCounts : {tHigh, tLow}) {
+        EXPECT_LT(*std::max_element(tCounts.begin(), tCounts.end()), 4 * tMean);
+        EXPECT_LT(std::count(tCounts.begin(), tCounts.end(), 0), 26) << "of 256 places";
+    }
 }
 
 TEST_F(EventConsumerTableTest, removesTheRegistrationsOfOneConsumer)
@@ -212,6 +256,18 @@ TEST_F(EventConsumerTableTest, keepsTheServedOneWhenAnEarlierOneIsRemovedAfterIt
     EXPECT_EQ(mEnded, Strings{"a"}) << "b is being served";
     EXPECT_EQ(tIteration.next(), nullptr);
     EXPECT_EQ(mEnded, (Strings{"a", "b"}));
+}
+
+TEST_F(EventConsumerTableTest, reachesWhatIsAddedAfterItsEnd)
+{
+    auto* const tA = add("t", "a");
+    auto* const tB = add("t", "b");
+    EventConsumerTable::Iteration tIteration(mTable, *mTable.find("t"));
+    EXPECT_EQ(tIteration.next(), tA);
+    mTable.remove(tB);
+    EXPECT_EQ(tIteration.next(), nullptr) << "it knows of the removal";
+    auto* const tC = add("t", "c");
+    EXPECT_EQ(tIteration.next(), tC);
 }
 
 TEST_F(EventConsumerTableTest, tellsIterationsOfOtherListsNothing)

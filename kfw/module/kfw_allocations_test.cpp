@@ -1,32 +1,10 @@
 // What the fast paths of the dispatcher and the feature set must not do: allocate.
-#include <cstdlib>
-#include <new>
-
 #include <gtest/gtest.h>
 
 #include "kfw/IFeatureSet.h"
 #include "kfw/events/testing/kfw_TestEvents.h"
+#include "tests/support/Allocations.h"
 #include "tests/support/TestApplication.h"
-
-namespace {
-
-uint64_t gAllocations = 0;
-
-void* allocate(std::size_t pSize)
-{
-    ++gAllocations;
-    if (void* tBlock = std::malloc(pSize)) return tBlock;
-    throw std::bad_alloc();
-}
-
-} // namespace
-
-void* operator new(std::size_t pSize) { return allocate(pSize); }
-void* operator new[](std::size_t pSize) { return allocate(pSize); }
-void operator delete(void* pBlock) noexcept { std::free(pBlock); }
-void operator delete[](void* pBlock) noexcept { std::free(pBlock); }
-void operator delete(void* pBlock, std::size_t) noexcept { std::free(pBlock); }
-void operator delete[](void* pBlock, std::size_t) noexcept { std::free(pBlock); }
 
 namespace vel::kos::kfw {
 
@@ -47,16 +25,16 @@ TEST(AllocationsTest, aSendMakesNone)
     const auto tEvent = test::TestEvent::make(LONG_NAME);
     KomHeapStats tBefore, tAfter;
     komGetHeapStats(&tBefore);
-    const uint64_t tAllocations = gAllocations;
+    const uint64_t tAllocations = test::Allocations::count();
     for (int i = 0; i < 100; ++i)
         tDispatcher->sendEvent(tEvent.get());
-    EXPECT_EQ(gAllocations, tAllocations);
+    EXPECT_EQ(test::Allocations::count(), tAllocations);
     komGetHeapStats(&tAfter);
     EXPECT_EQ(tAfter.liveBlocks, tBefore.liveBlocks);
     EXPECT_EQ(tConsumer->handled, 2000u);
     EXPECT_EQ(tEvent->typeQuestions, 100u) << "the type is read once a send";
     tDispatcher->addConsumer("a.new.type.that.needs.a.name.of.its.own", tConsumer.get());
-    EXPECT_GT(gAllocations, tAllocations) << "the count counts";
+    EXPECT_GT(test::Allocations::count(), tAllocations) << "the count counts";
 }
 
 TEST(AllocationsTest, aRemovalMakesNone)
@@ -67,10 +45,10 @@ TEST(AllocationsTest, aRemovalMakesNone)
     const auto tConsumer = test::TestConsumer::make();
     tDispatcher->addConsumer(LONG_NAME, tConsumer.get());
     tDispatcher->addConsumer(tConsumer.get());
-    const uint64_t tAllocations = gAllocations;
+    const uint64_t tAllocations = test::Allocations::count();
     tDispatcher->removeConsumer(LONG_NAME, tConsumer.get());
     tDispatcher->removeConsumer(tConsumer.get());
-    EXPECT_EQ(gAllocations, tAllocations);
+    EXPECT_EQ(test::Allocations::count(), tAllocations);
     EXPECT_EQ(tConsumer->references(), 1u);
 }
 
@@ -83,13 +61,13 @@ TEST(AllocationsTest, aCachedAnswerMakesNone)
     ASSERT_EQ(tSet->addFeature(LONG_NAME, nullptr, nullptr, 0), 0u);
     uint32_t tEnabled = 0;
     for (const char* tName : {LONG_NAME, "a.learnt.feature.with.a.name.that.is.long"}) {
-        uint64_t tAllocations = gAllocations;
+        uint64_t tAllocations = test::Allocations::count();
         EXPECT_EQ(tSet->isEnabled(tName, &tEnabled), 0u);
-        EXPECT_GT(gAllocations, tAllocations) << "the host is asked the first time";
-        tAllocations = gAllocations;
+        EXPECT_GT(test::Allocations::count(), tAllocations) << "the host is asked the first time";
+        tAllocations = test::Allocations::count();
         for (int i = 0; i < 100; ++i)
             tSet->isEnabled(tName, &tEnabled);
-        EXPECT_EQ(gAllocations, tAllocations);
+        EXPECT_EQ(test::Allocations::count(), tAllocations);
         EXPECT_EQ(tEnabled, 1u);
     }
 }

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include "kfw/module/kfw_Module.h"
-#include "kfw/module/kfw_Singletons.h"
 #include "tests/support/TestSettings.h"
 #include "tests/support/callSlot.h"
 
@@ -325,21 +323,6 @@ TEST_F(SendMailConfigTest, doesNotSaveWhenDestroyed)
     EXPECT_EQ(mApp->hookCount(), 1u) << "this application keeps the hook";
     mApp->close();
     EXPECT_TRUE(mSettings.seenFromOutside("SendMailConfig").empty());
-}
-
-TEST(SendMailConfigSingletonTest, isOneObjectForTheProcess)
-{
-    kom::Ref<kom::IUnknown> tFirst, tSecond;
-    for (auto* tOut : {&tFirst, &tSecond}) {
-        kom::Ref<kom::IUnknown> tFace;
-        ASSERT_EQ(dsoGetObjectFactory("10b0ee48-8129-402e-8b9a-0566bc8c3a02", kom::IObjectFactory::IID,
-                                      tFace.out()),
-                  0u);
-        auto* tFactory = static_cast<kom::IObjectFactory*>(tFace.get());
-        ASSERT_EQ(tFactory->createInstance(nullptr, fw::ISendMailConfig::IID, tOut->out()), 0u);
-    }
-    EXPECT_EQ(tFirst.get(), tSecond.get());
-    util::SingletonHolder<RegDbSendMailConfig>::sInstance.reset();
 }
 
 } // namespace

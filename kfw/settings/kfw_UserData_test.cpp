@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "kfw/module/kfw_Module.h"
-#include "kfw/module/kfw_Singletons.h"
 #include "tests/support/TestSettings.h"
 #include "tests/support/UserFields.h"
 #include "tests/support/callSlot.h"
@@ -496,24 +494,6 @@ TEST_F(UserDataTest, diesOfAReleaseTooMany)
             tData->release();
         },
         "");
-}
-
-TEST(UserDataSingletonTest, isOneObjectForTheProcess)
-{
-    kom::Ref<kom::IUnknown> tFirst, tSecond;
-    for (auto* tOut : {&tFirst, &tSecond}) {
-        kom::Ref<kom::IUnknown> tFace;
-        ASSERT_EQ(dsoGetObjectFactory("e3b9f51c-9ce5-11d6-9c21-00e029099a4b", kom::IObjectFactory::IID,
-                                      tFace.out()),
-                  0u);
-        auto* tFactory = static_cast<kom::IObjectFactory*>(tFace.get());
-        ASSERT_EQ(tFactory->createInstance(nullptr, fw::IRegDbUserData::IID, tOut->out()), 0u);
-    }
-    EXPECT_EQ(tFirst.get(), tSecond.get());
-    EXPECT_STREQ(tFirst->getInterfaceId(), fw::IRegDbUserData::IID);
-    EXPECT_EQ(tFirst->addRef(), 4u) << "the holder's reference is one of them";
-    EXPECT_EQ(tFirst->release(), 3u);
-    util::SingletonHolder<RegDbUserData>::sInstance.reset();
 }
 
 } // namespace

@@ -24,6 +24,9 @@ public:
 private:
     using Values = std::map<std::string, std::string, std::less<>>;
 
+    /// Reads a file below the root; false, and no text, when it cannot be read.
+    bool tryRead(const std::string& pPath, std::string& pText) const;
+    /// The same; that there is no text is logged.
     std::string read(fw::IApplication* pApp, const std::string& pPath) const;
     /// A frequency of sysfs (kHz) in MHz.
     std::optional<uint32_t> readMhz(uint32_t pProcessor, const char* pName) const;

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <set>
 #include <sstream>
 
 #include "kfw/sysinfo/kfw_SystemInfo_LinuxFacts.h"
+#include "kpr/text.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {
@@ -127,12 +127,16 @@ std::string featureNames(const std::set<std::string, std::less<>>& pFlags)
 
 } // namespace
 
+bool LinuxFacts::tryRead(const std::string& pPath, std::string& pText) const
+{
+    constexpr uint64_t LARGEST = 16u << 20; // of a machine with thousands of processors
+    return !KFAILED(kpr::readFile((mRoot + pPath).c_str(), LARGEST, pText));
+}
+
 std::string LinuxFacts::read(fw::IApplication* pApp, const std::string& pPath) const
 {
-    std::ifstream tFile(mRoot + pPath, std::ios::binary);
     std::string tText;
-    for (char tPart[8192]; tFile.read(tPart, sizeof tPart), tFile.gcount() > 0;)
-        tText.append(tPart, static_cast<std::size_t>(tFile.gcount()));
+    static_cast<void>(tryRead(pPath, tText));
     if (tText.empty()) kDebug(pApp, "kos:kfw", message("Failed to read %1", pPath));
     return tText;
 }
@@ -145,12 +149,12 @@ void LinuxFacts::detect(fw::IApplication* pApp, SystemFacts& pFacts)
 
 void LinuxFacts::detectOs(fw::IApplication* pApp, SystemFacts& pFacts) const
 {
-    const bool tIsLocal = std::ifstream(mRoot + "/etc/os-release").good();
+    std::string tText;
+    if (!tryRead("/etc/os-release", tText)) tText = read(pApp, "/usr/lib/os-release");
     Values tValues;
-    eachPair(read(pApp, tIsLocal ? "/etc/os-release" : "/usr/lib/os-release"), '=',
-             [&](std::string_view pKey, std::string_view pValue) {
-                 if (!pKey.starts_with('#')) tValues[std::string(pKey)] = unquote(pValue);
-             });
+    eachPair(tText, '=', [&](std::string_view pKey, std::string_view pValue) {
+        if (!pKey.starts_with('#')) tValues[std::string(pKey)] = unquote(pValue);
+    });
     const auto firstOf = [&](auto... pKeys) {
         std::string tFound;
         static_cast<void>(((tFound = tValues[pKeys], !tFound.empty()) || ...));
@@ -211,10 +215,10 @@ std::optional<MemoryFacts> LinuxFacts::readMemory(fw::IApplication* pApp)
 std::optional<uint32_t> LinuxFacts::readMhz(uint32_t pProcessor, const char* pName) const
 {
     // Virtual machines have no such files; that is no failure.
-    std::ifstream tFile(message("%1/sys/devices/system/cpu/cpu%2/cpufreq/%3", mRoot, pProcessor, pName));
-    uint32_t tKhz;
-    if (!(tFile >> tKhz)) return std::nullopt;
-    return tKhz / 1000;
+    std::string tText;
+    static_cast<void>(tryRead(message("/sys/devices/system/cpu/cpu%1/cpufreq/%2", pProcessor, pName), tText));
+    const auto tKhz = parseNumber<uint32_t>(tText);
+    return tKhz ? std::optional(*tKhz / 1000) : std::nullopt;
 }
 
 std::vector<FrequencyFacts> LinuxFacts::readFrequencies(fw::IApplication* pApp, uint32_t pCount)

@@ -11,13 +11,13 @@
 //
 // Only handles of this process count, and only what goes through kprOpenFile.
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
+#include "kpr/mutex.h"
 #include "kpr/path.h"
 
 extern "C" {
@@ -60,8 +60,8 @@ struct OpenFile {
     std::vector<Lock> locks;
 };
 
-std::mutex gMutex;
-std::map<KprFile, OpenFile> gFiles;
+kpr::Mutex gMutex;
+std::map<KprFile, OpenFile> gFiles K_GUARDED_BY(gMutex);
 
 std::string realPath(const char* pPath)
 {
@@ -79,7 +79,7 @@ std::string realPath(const char* pPath)
 }
 
 template <typename TTest>
-bool anyOther(const std::string& pPath, KprFile pSelf, TTest pTest)
+bool anyOther(const std::string& pPath, KprFile pSelf, TTest pTest) K_REQUIRES(gMutex)
 {
     for (const auto& [tFile, tOpen] : gFiles)
         if (tFile != pSelf && tOpen.path == pPath && pTest(tOpen)) return true;
@@ -88,13 +88,13 @@ bool anyOther(const std::string& pPath, KprFile pSelf, TTest pTest)
 
 bool isDying(const char* pPath)
 {
-    std::lock_guard tGuard(gMutex);
+    const kpr::Lock tGuard(gMutex);
     return anyOther(realPath(pPath), KPR_NO_FILE, [](const OpenFile& pOpen) { return pOpen.removed; });
 }
 
 bool refuses(KprFile pFile, uint64_t pOffset, uint64_t pLength, bool pWrites)
 {
-    std::lock_guard tGuard(gMutex);
+    const kpr::Lock tGuard(gMutex);
     const auto tSelf = gFiles.find(pFile);
     if (tSelf == gFiles.end() || tSelf->second.removed || pLength == 0) return false;
     const auto tConflicts = [&](const OpenFile& pOpen) {
@@ -125,7 +125,7 @@ uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
         return KPR_E_ACCESS_DENIED;
     }
     if (pPath && pFile && (pMode & KPR_OPEN_TRUNCATE)) {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         if (anyOther(realPath(pPath), KPR_NO_FILE,
                      [](const OpenFile& pOpen) { return !pOpen.locks.empty(); })) {
             *pFile = KPR_NO_FILE;
@@ -134,7 +134,7 @@ uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     }
     const uint32_t tRes = __real_kprOpenFile(pPath, pMode, pFile);
     if (!KFAILED(tRes)) {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         gFiles[*pFile] = {realPath(pPath), false, {}};
     }
     return tRes;
@@ -144,7 +144,7 @@ uint32_t __wrap_kprCloseFile(KprFile pFile)
 {
     // Forgotten first: as soon as it is closed another thread may get the same number.
     {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         gFiles.erase(pFile);
     }
     return __real_kprCloseFile(pFile);
@@ -191,7 +191,7 @@ uint32_t __wrap_kprSeekAndWrite(KprFile pFile, uint64_t pOffset, const void* pBu
 uint32_t __wrap_kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength)
 {
     {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         const auto tSelf = gFiles.find(pFile);
         if (tSelf != gFiles.end())
             for (const Lock& tLock : tSelf->second.locks)
@@ -199,7 +199,7 @@ uint32_t __wrap_kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uin
     }
     const uint32_t tRes = __real_kprLockFile(pFile, pMode, pOffset, pLength);
     if (!KFAILED(tRes)) {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         if (const auto tSelf = gFiles.find(pFile); tSelf != gFiles.end())
             tSelf->second.locks.push_back({pOffset, pLength, (pMode & KPR_LOCK_EXCLUSIVE) != 0});
     }
@@ -209,7 +209,7 @@ uint32_t __wrap_kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uin
 uint32_t __wrap_kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
 {
     {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         if (const auto tSelf = gFiles.find(pFile); tSelf != gFiles.end())
             std::erase_if(tSelf->second.locks, [&](const Lock& pLock) {
                 return pLock.offset == pOffset && pLock.length == pLength;
@@ -224,7 +224,7 @@ uint32_t __wrap_kprRemoveFile(const char* pPath)
     const std::string tPath = realPath(pPath);
     const uint32_t tRes = __real_kprRemoveFile(pPath);
     if (!KFAILED(tRes)) {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         for (auto& [tFile, tOpen] : gFiles)
             if (tOpen.path == tPath) tOpen.removed = true;
     }
@@ -237,7 +237,7 @@ uint32_t __wrap_kprMoveFile(const char* pFrom, const char* pTo)
     const std::string tFrom = realPath(pFrom);
     const uint32_t tRes = __real_kprMoveFile(pFrom, pTo);
     if (!KFAILED(tRes)) {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         for (auto& [tFile, tOpen] : gFiles)
             if (tOpen.path == tFrom) tOpen.path = realPath(pTo);
     }
@@ -248,13 +248,13 @@ uint32_t __wrap_kprReplaceFile(const char* pFrom, const char* pTo)
 {
     const std::string tFrom = realPath(pFrom);
     {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         if (anyOther(realPath(pTo), KPR_NO_FILE, [](const OpenFile&) { return true; }))
             return KPR_E_ACCESS_DENIED;
     }
     const uint32_t tRes = __real_kprReplaceFile(pFrom, pTo);
     if (!KFAILED(tRes)) {
-        std::lock_guard tGuard(gMutex);
+        const kpr::Lock tGuard(gMutex);
         for (auto& [tFile, tOpen] : gFiles)
             if (tOpen.path == tFrom) tOpen.path = realPath(pTo);
     }

@@ -62,8 +62,7 @@ void writeFile(const std::string& pPath, const std::string& pBytes)
 {
     KprFile tFile;
     require(kprOpenFile(pPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE, &tFile), pPath);
-    uint32_t tWritten;
-    const uint32_t tRes = kprWrite(tFile, pBytes.data(), static_cast<uint32_t>(pBytes.size()), &tWritten);
+    const uint32_t tRes = kpr::writeAll(tFile, pBytes);
     kprCloseFile(tFile);
     require(tRes, pPath);
 }

@@ -125,6 +125,34 @@ def check_thread_locals():
             if re.search(r'\bthread_local\b', re.sub(r'//.*', '', line)) and not PLAIN_THREAD_LOCAL.search(line)]
 
 
+def is_product(name):
+    """Whether a source is part of what is shipped, or an example of it: no test, no benchmark."""
+    return layer_of(name) is not None and not TEST_FILE.search(name) and "/testmodule/" not in name
+
+
+# util::Mutex holds its own lock from one call to another, which the analysis cannot follow.
+OWN_LOCKS = {"kpr/include/kpr/mutex.h", "kutil/kutil_Mutex.cpp"}
+
+
+def check_locks():
+    """Products lock with kpr/mutex.h, so that Clang can check what is guarded by what."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources() if is_product(name) and name not in OWN_LOCKS
+            for number, line in lines(name)
+            if re.search(r'std::(\w*mutex|lock_guard|unique_lock|scoped_lock|shared_lock|condition_variable)\b',
+                         re.sub(r'//.*', '', line))]
+
+
+# What waits or looks at the clock behind the back of those who watch kpr's calls: fault tests and virtual time.
+OWN_WAITS = re.compile(r'\bthis_thread::sleep|\b(Sleep|usleep|nanosleep|popen|system|fork|execv|CreateProcess[AW])\(|'
+                       r'\b(system|steady|high_resolution)_clock\b')
+
+
+def check_waits():
+    """Products wait, read clocks and start processes through kpr only."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources() if is_product(name) and not name.startswith("kpr/")
+            for number, line in lines(name) if OWN_WAITS.search(re.sub(r'//.*', '', line))]
+
+
 def check_formatting():
     """Every source is as clang-format leaves it (skipped lines of third parties: there are none)."""
     names = sources()
@@ -149,7 +177,7 @@ def check_mutate():
 
 
 CHECKS = [check_system_headers, check_public_headers, check_layers, check_components, check_private_includes,
-          check_assertion_sources, check_thread_locals, check_readme_example, check_formatting, check_mutate]
+          check_assertion_sources, check_thread_locals, check_locks, check_waits, check_readme_example, check_formatting, check_mutate]
 
 
 def main():

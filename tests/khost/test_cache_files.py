@@ -153,19 +153,24 @@ class Files(host.HostTest):
         data = self.read(folder, self.objects()[0])
         names = [f"{number:032X}" for number in range(3000)]
         met = False
-        for attempt in range(10):
+        for attempt in range(40):
+            if met and attempt >= 2:
+                break
             for name in names:
                 self.write(os.path.join(folder, name), data)
             command = ("verify", "ls")[attempt % 2]
-            process = subprocess.Popen(self.command("cache", command, "--json"), stdout=subprocess.PIPE,
-                                       stderr=subprocess.PIPE, env=self.environment())
+            # Into files: it must not wait for a reader of its output while it is being watched.
+            out, errors = tempfile.TemporaryFile(), tempfile.TemporaryFile()
+            process = subprocess.Popen(self.command("cache", command, "--json"), stdout=out, stderr=errors,
+                                       env=self.environment())
             # The folder is open while it is listed; then the files are examined in the order of their names.
             self.wait_for_listing(process, folder)
             for name in reversed(names):
                 os.remove(os.path.join(folder, name))
-            out, errors = process.communicate(timeout=host.TIMEOUT)
-            self.assertEqual((process.returncode, errors), (0, b""), out[-300:])
-            found = json.loads(out)
+            process.wait(timeout=host.TIMEOUT)
+            text, problems = (self.whole(file) for file in (out, errors))
+            self.assertEqual((process.returncode, problems), (0, b""), text[-300:])
+            found = json.loads(text)
             if command == "ls":
                 self.assertTrue(all(row["valid"] for row in found))
                 count = len(found)
@@ -174,6 +179,12 @@ class Files(host.HostTest):
                 count = found["checked"]
             met = met or 3 < count < 3003
         self.assertTrue(met, "no attempt met the removal half way")
+
+    @staticmethod
+    def whole(file):
+        with file:
+            file.seek(0)
+            return file.read()
 
     def wait_for_listing(self, process, folder):
         """Waits until the process has opened a folder and closed it again, or has ended."""

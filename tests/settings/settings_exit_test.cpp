@@ -16,6 +16,7 @@
 #include "kfw/classes.h"
 #include "kom/runtime.h"
 #include "kpr/dso.h"
+#include "kpr/testing/kpr_testing.h"
 #include "kutil/log.h"
 #include "tests/support/TestDirectory.h"
 #include "tests/support/TestSettings.h"
@@ -26,7 +27,6 @@ namespace fw = vel::kos::fw;
 
 namespace {
 
-std::string gProgram;
 bool gEnding = false;
 bool gHeard = false;
 
@@ -79,15 +79,7 @@ int statusAfter(const std::string& pState)
     const TestSettings tSettings;
     tSettings.makeModuleNode();
     const TestDirectory tDirectory;
-    std::string tCommand =
-        "\"" + gProgram + "\" --end " + tSettings.name() + " \"" + tDirectory.text() + "/classes\" " + pState;
-#if defined(_WIN32)
-    tCommand = "\"" + tCommand + "\""; // the command interpreter takes one pair of quotes off
-    return std::system(tCommand.c_str());
-#else
-    const int tStatus = std::system(tCommand.c_str());
-    return tStatus % 256 == 0 ? tStatus / 256 : tStatus;
-#endif
+    return kprtest::ChildProcess({"--end", tSettings.name(), tDirectory.text() + "/classes", pState}).wait();
 }
 
 TEST(SettingsExitTest, areLeftAloneWhenTheProcessEndsWithoutClosing) { EXPECT_EQ(statusAfter("open"), 0); }
@@ -100,7 +92,6 @@ TEST(SettingsExitTest, goWithTheModule) { EXPECT_EQ(statusAfter("unloaded"), 0);
 
 int main(int pCount, char** pArguments)
 {
-    gProgram = pArguments[0];
     if (pCount == 5 && std::string(pArguments[1]) == "--end") {
         if (KFAILED(komSetClassRegistry(pArguments[3])) || KFAILED(komRegisterModule(module().c_str())))
             return 2;

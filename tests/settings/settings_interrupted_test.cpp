@@ -5,7 +5,6 @@
 //     n
 //     --save-often <settings> <count>  saves records of the texts 1, 2, ... count, one after the other
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <set>
 #include <string>
@@ -15,9 +14,12 @@
 #include <gtest/gtest.h>
 
 #include "kfw/settings/kfw_RegDbUserData.h"
+#include "kpr/testing/kpr_testing.h"
+#include "kpr/time.h"
 #include "tests/support/TestSettings.h"
 #include "tests/support/UserFields.h"
 
+using kprtest::ChildProcess;
 using vel::kos::kfw::RegDbUserData;
 using vel::kos::test::TestSettings;
 using vel::kos::test::USER_FIELDS;
@@ -27,7 +29,6 @@ namespace {
 constexpr int FIELD_COUNT = 28;
 /// 0: never.
 int gEndBefore = 0;
-std::string gProgram;
 
 } // namespace
 
@@ -78,21 +79,10 @@ std::vector<std::string> load(const TestSettings& pSettings)
 /// Whether the store makes a save one change.
 bool hasTransactions(const TestSettings& pSettings) { return !pSettings.file().empty(); }
 
-/// Runs this program as another process; returns whether it ended in good order.
-bool run(const std::string& pArguments)
-{
-#if defined(_WIN32)
-    // The command interpreter takes one pair of quotes off.
-    const std::string tCommand = "\"\"" + gProgram + "\" " + pArguments + "\"";
-#else
-    const std::string tCommand = "\"" + gProgram + "\" " + pArguments;
-#endif
-    return std::system(tCommand.c_str()) == 0;
-}
-
+/// Saves in another process, which is this program; returns whether that ended in good order.
 bool runSave(const TestSettings& pSettings, const std::string& pText, int pEndBefore)
 {
-    return run("--save " + pSettings.name() + " " + pText + " " + std::to_string(pEndBefore));
+    return ChildProcess({"--save", pSettings.name(), pText, std::to_string(pEndBefore)}).wait() == 0;
 }
 
 TEST(SettingsInterruptedTest, findsTheOldRecordOrTheNewOne)
@@ -121,9 +111,10 @@ TEST(SettingsInterruptedTest, theLastOfTwoThatCloseAtOnceStays)
     tSettings.makeModuleNode();
     for (int i = 0; i < 5; ++i) {
         const std::string tOne = "one-" + std::to_string(i), tOther = "other-" + std::to_string(i);
-        std::thread tThread([&] { EXPECT_TRUE(runSave(tSettings, tOne, 0)); });
-        EXPECT_TRUE(runSave(tSettings, tOther, 0));
-        tThread.join();
+        ChildProcess tFirst({"--save", tSettings.name(), tOne, "0"});
+        ChildProcess tSecond({"--save", tSettings.name(), tOther, "0"});
+        EXPECT_EQ(tFirst.wait(), 0);
+        EXPECT_EQ(tSecond.wait(), 0);
         const auto tValues = load(tSettings);
         const std::set<std::string> tTexts(tValues.begin(), tValues.end());
         for (const auto& tText : tTexts)
@@ -140,7 +131,8 @@ TEST(SettingsInterruptedTest, oneThatStartsWhileAnotherSavesFindsARecord)
     save(tSettings, "0");
     std::atomic<bool> tDone = false;
     std::thread tThread([&] {
-        EXPECT_TRUE(run("--save-often " + tSettings.name() + " " + std::to_string(SAVES)));
+        ChildProcess tSaver({"--save-often", tSettings.name(), std::to_string(SAVES)});
+        EXPECT_EQ(tSaver.wait(), 0);
         tDone = true;
     });
     std::set<std::string> tSeen;
@@ -161,7 +153,6 @@ TEST(SettingsInterruptedTest, oneThatStartsWhileAnotherSavesFindsARecord)
 
 int main(int pCount, char** pArguments)
 {
-    gProgram = pArguments[0];
     const std::string tMode = pCount > 1 ? pArguments[1] : "";
     if (tMode == "--save") {
         gEndBefore = std::atoi(pArguments[4]);
@@ -171,7 +162,7 @@ int main(int pCount, char** pArguments)
     if (tMode == "--save-often") {
         for (int i = 1; i <= std::atoi(pArguments[3]); ++i) {
             save(TestSettings(pArguments[2]), std::to_string(i));
-            std::this_thread::sleep_for(std::chrono::milliseconds(10)); // for those who wait
+            kprSleep(10); // for those who wait
         }
         return 0;
     }

@@ -16,7 +16,7 @@ Verdict enter(const char* pFunction)
     Verdict tVerdict;
     std::vector<std::function<void()>> tActions;
     {
-        std::lock_guard tLock(tTable.mutex);
+        const kpr::Lock tLock(tTable.mutex);
         ++tTable.calls[pFunction];
         ++tTable.calls[FaultTable::ANY];
         if (tTable.tracing) tTable.trace.emplace_back(pFunction);
@@ -46,7 +46,7 @@ namespace {
 
 void addRule(Rule pRule)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().rules.push_back(std::move(pRule));
 }
 
@@ -55,7 +55,7 @@ void addRule(Rule pRule)
 void FaultTable::reset()
 {
     Table& tTable = table();
-    std::lock_guard tLock(tTable.mutex);
+    const kpr::Lock tLock(tTable.mutex);
     tTable.rules.clear();
     tTable.calls.clear();
     tTable.trace.clear();
@@ -97,25 +97,25 @@ void FaultTable::before(const std::string& pFunction, std::function<void()> pAct
 
 void FaultTable::onTempFile(std::function<void(const char*)> pAction)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().tempFileAction = std::move(pAction);
 }
 
 void FaultTable::forgetRules()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().rules.clear();
 }
 
 uint32_t FaultTable::pending()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     return static_cast<uint32_t>(table().rules.size());
 }
 
 uint32_t FaultTable::openHandles()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     return static_cast<uint32_t>(table().openFiles.size() + table().openDirs.size());
 }
 
@@ -123,7 +123,7 @@ uint32_t FaultTable::closeLeftOpen(const std::string& pPathPart)
 {
     std::vector<KprFile> tFiles;
     {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         for (const auto& [tFile, tPath] : table().openFiles)
             if (tPath.find(pPathPart) != std::string::npos) tFiles.push_back(tFile);
     }
@@ -134,75 +134,75 @@ uint32_t FaultTable::closeLeftOpen(const std::string& pPathPart)
 
 uint32_t FaultTable::calls(const std::string& pFunction)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     const auto tEntry = table().calls.find(pFunction);
     return tEntry == table().calls.end() ? 0 : tEntry->second;
 }
 
 std::vector<std::string> FaultTable::trace()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     return table().trace;
 }
 
 void FaultTable::recordTrace()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().tracing = true;
 }
 
 void FaultTable::captureThreads()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().capturing = true;
 }
 
 std::vector<FaultTable::Thread> FaultTable::capturedThreads()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     return table().threads;
 }
 
 void FaultTable::setClock(KprTime pNow)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().clock = pNow;
 }
 
 void FaultTable::advanceMonotonicClock(uint64_t pMicroseconds)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().monotonic += pMicroseconds;
 }
 
 void FaultTable::advanceClock(int64_t pSeconds)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     for (auto* tClock : {&table().clock, &table().fileClock})
         if (*tClock) (*tClock)->seconds += pSeconds;
 }
 
 void FaultTable::setFileClock(KprTime pNow)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().fileClock = pNow;
 }
 
 void FaultTable::setFileTimeStep(int64_t pSeconds)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().fileTimeStep = pSeconds;
 }
 
 void FaultTable::setSleeper(std::function<uint32_t(uint32_t)> pSleeper)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().sleeper = std::move(pSleeper);
 }
 
 void FaultTable::setServerClockOffset(int64_t pMicroseconds)
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     table().serverOffset = pMicroseconds;
 }
 

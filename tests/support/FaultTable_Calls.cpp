@@ -25,14 +25,14 @@ KprTime shifted(const KprTime& pTime, int64_t pMicroseconds)
 
 int64_t serverOffset()
 {
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     return table().serverOffset;
 }
 
 uint32_t withServerTimes(uint32_t pCode, KprFileInfo* pInfo)
 {
     if (KFAILED(pCode)) return pCode;
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     for (KprTime* tTime : {&pInfo->modified, &pInfo->accessed}) {
         if (table().serverOffset != 0) *tTime = shifted(*tTime, table().serverOffset);
         if (const int64_t tStep = table().fileTimeStep; tStep > 0)
@@ -46,7 +46,7 @@ void stamp(const char* pPath)
 {
     std::optional<KprTime> tNow;
     {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         tNow = table().fileClock;
     }
     if (tNow) __real_kprSetFileTime(pPath, &*tNow, &*tNow);
@@ -104,7 +104,7 @@ uint32_t __wrap_kprReadDir(KprDir pDir, char* pBuffer, uint32_t pSize, uint32_t*
 {
     const auto tVerdict = enter("kprReadDir");
     if (tVerdict.code) return tVerdict.code;
-    std::lock_guard tLock(table().mutex);
+    const kpr::Lock tLock(table().mutex);
     std::string& tLast = table().lastEntry;
     if (tVerdict.misplace && tLast.size() < pSize) {
         pBuffer[tLast.copy(pBuffer, tLast.size())] = '\0';
@@ -134,7 +134,7 @@ uint32_t __wrap_kprOpenDir(const char* pPath, KprDir* pDir)
     if (tVerdict.code) return tVerdict.code;
     const uint32_t tRes = __real_kprOpenDir(pPath, pDir);
     if (!KFAILED(tRes)) {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         table().openDirs.insert(*pDir);
     }
     return tRes;
@@ -146,7 +146,7 @@ uint32_t __wrap_kprCloseDir(KprDir pDir)
 {
     const auto tVerdict = enter("kprCloseDir");
     {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         table().openDirs.erase(pDir);
     }
     const uint32_t tRes = __real_kprCloseDir(pDir);
@@ -162,7 +162,7 @@ uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     if (tVerdict.code) return tVerdict.code;
     const uint32_t tRes = __real_kprOpenFile(pPath, pMode, pFile);
     if (!KFAILED(tRes)) {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         table().openFiles[*pFile] = pPath;
     }
     return tRes;
@@ -175,7 +175,7 @@ uint32_t __wrap_kprCloseFile(KprFile pFile)
     const auto tVerdict = enter("kprCloseFile");
     {
         // Before it is closed: afterwards another thread may get the same handle.
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         table().openFiles.erase(pFile);
     }
     const uint32_t tRes = __real_kprCloseFile(pFile);
@@ -194,7 +194,7 @@ uint32_t __wrap_kprGetTempFileName(const char* pDir, const char* pPrefix, uint32
     stamp(pBuffer);
     std::function<void(const char*)> tAction;
     {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         tAction = table().tempFileAction;
     }
     if (tAction) tAction(pBuffer);
@@ -231,7 +231,7 @@ uint32_t __wrap_kprThreadCreate(KprThread* pThread, uint32_t pFlags, uint32_t pS
     if (tVerdict.code) return tVerdict.code;
     {
         auto& tTable = table();
-        std::lock_guard tLock(tTable.mutex);
+        const kpr::Lock tLock(tTable.mutex);
         if (tTable.capturing) {
             tTable.threads.push_back({pMain, pArgument, pStackSize});
             return 0;
@@ -324,9 +324,9 @@ uint32_t __wrap_kprGetCurrentTime(KprTime* pTime)
     const auto tVerdict = enter("kprGetCurrentTime");
     if (tVerdict.code) return tVerdict.code;
     {
-        std::lock_guard tLock(table().mutex);
-        if (const auto& tClock = table().clock) {
-            *pTime = *tClock;
+        const kpr::Lock tLock(table().mutex);
+        if (table().clock) {
+            *pTime = *table().clock;
             return 0;
         }
     }
@@ -340,7 +340,7 @@ uint32_t __wrap_kprGetMonotonicTime(uint64_t* pMicroseconds)
     const auto tVerdict = enter("kprGetMonotonicTime");
     if (tVerdict.code) return tVerdict.code;
     {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         if (table().clock) {
             *pMicroseconds = table().monotonic;
             return 0;
@@ -357,7 +357,7 @@ uint32_t __wrap_kprSleep(uint32_t pMilliseconds)
     if (tVerdict.code) return tVerdict.code;
     std::function<uint32_t(uint32_t)> tSleeper;
     {
-        std::lock_guard tLock(table().mutex);
+        const kpr::Lock tLock(table().mutex);
         tSleeper = table().sleeper;
     }
     return tSleeper ? tSleeper(pMilliseconds) : __real_kprSleep(pMilliseconds);

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <list>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <set>
 
 #include "kpr/dir.h"
+#include "kpr/mutex.h"
 #include "tests/support/FaultTable.h"
 
 namespace vel::kos::test {
@@ -24,25 +24,25 @@ struct Rule {
 };
 
 struct Table {
-    std::mutex mutex;
-    std::list<Rule> rules;
-    std::map<std::string, uint32_t> calls;
-    std::vector<std::string> trace;
-    bool tracing = false;
-    std::optional<KprTime> clock, fileClock;
-    uint64_t monotonic = 0;
-    std::string lastEntry; ///< that kprReadDir gave
-    std::function<uint32_t(uint32_t)> sleeper;
-    int64_t serverOffset = 0;
-    int64_t fileTimeStep = 0;
-    bool capturing = false;
-    std::function<void(const char*)> tempFileAction;
-    std::map<KprFile, std::string> openFiles;
-    std::set<KprDir> openDirs;
-    std::vector<FaultTable::Thread> threads;
+    kpr::Mutex mutex;
+    std::list<Rule> rules K_GUARDED_BY(mutex);
+    std::map<std::string, uint32_t> calls K_GUARDED_BY(mutex);
+    std::vector<std::string> trace K_GUARDED_BY(mutex);
+    bool tracing K_GUARDED_BY(mutex) = false;
+    std::optional<KprTime> clock K_GUARDED_BY(mutex), fileClock K_GUARDED_BY(mutex);
+    uint64_t monotonic K_GUARDED_BY(mutex) = 0;
+    std::string lastEntry K_GUARDED_BY(mutex); ///< that kprReadDir gave
+    std::function<uint32_t(uint32_t)> sleeper K_GUARDED_BY(mutex);
+    int64_t serverOffset K_GUARDED_BY(mutex) = 0;
+    int64_t fileTimeStep K_GUARDED_BY(mutex) = 0;
+    bool capturing K_GUARDED_BY(mutex) = false;
+    std::function<void(const char*)> tempFileAction K_GUARDED_BY(mutex);
+    std::map<KprFile, std::string> openFiles K_GUARDED_BY(mutex);
+    std::set<KprDir> openDirs K_GUARDED_BY(mutex);
+    std::vector<FaultTable::Thread> threads K_GUARDED_BY(mutex);
 };
 
-/// Every member but the mutex is guarded by it. Never destroyed: threads may call until the process ends.
+/// Never destroyed: threads may call until the process ends.
 Table& table();
 
 /// What a call is to do: answer a code, move less, land elsewhere.

@@ -1,9 +1,8 @@
-// A host application for tests: it records what modules ask of it and answers what a test tells it to.
+// A host application for tests: it records what modules ask of it and returns what a test tells it to.
 #pragma once
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -12,6 +11,7 @@
 #include "kfw/IApplication.h"
 #include "kom/implements.h"
 #include "kom/ref.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::test {
 
@@ -121,28 +121,34 @@ private:
 
     /// Counts the call; the code it is to fail with, or 0.
     uint32_t called(const char* pOperation);
-    /// A text answer, unless the operation is to fail.
-    uint32_t answer(const char* pOperation, char** pOut, const std::string& pText);
-    uint32_t answer(const char* pOperation, uint32_t* pOut, uint32_t pNumber);
+    /// Gives out a text, a member's too, or a number, unless the operation is to fail.
+    uint32_t give(const char* pOperation, char** pOut, const char* pText);
+    uint32_t give(const char* pOperation, char** pOut, std::string TestApplication::*pText);
+    uint32_t give(const char* pOperation, uint32_t* pOut, uint32_t pNumber);
     bool propertyIsOneOf(const char* pName, std::initializer_list<std::string_view> pValues) const;
 
     kom::RefCount mRefCount;
-    mutable std::mutex mMutex;
+    mutable kpr::Mutex mMutex;
     void (*mObserver)(const char*) = nullptr;
     const std::thread::id mMainThread;
-    std::string mUserAppDir, mSettingsName, mSettingsFile, mCatalogueDir, mLanguage, mStatus;
-    std::map<std::string, std::string> mProperties;
-    std::map<std::string, uint32_t> mFailures;
-    std::map<std::string, uint32_t> mRefused;
-    std::map<std::string, uint32_t> mCalls;
-    std::vector<std::string> mQueries;
-    std::vector<LogLine> mLog;
-    std::vector<Assertion> mAssertions;
-    std::vector<kom::Ref<fw::IIdleCallout>> mCallouts;
-    std::multimap<int32_t, kom::Ref<fw::IAppCloseHook>> mHooks;
-    uint32_t mLogLevel = fw::LOG_LEVEL_DEBUG;
-    bool mClosing = false;
-    bool mIdling = false;
+    std::string mUserAppDir K_GUARDED_BY(mMutex);
+    std::string mSettingsName K_GUARDED_BY(mMutex);
+    std::string mSettingsFile K_GUARDED_BY(mMutex);
+    std::string mCatalogueDir K_GUARDED_BY(mMutex);
+    std::string mLanguage K_GUARDED_BY(mMutex);
+    std::string mStatus K_GUARDED_BY(mMutex);
+    std::map<std::string, std::string> mProperties K_GUARDED_BY(mMutex);
+    std::map<std::string, uint32_t> mFailures K_GUARDED_BY(mMutex);
+    std::map<std::string, uint32_t> mRefused K_GUARDED_BY(mMutex);
+    std::map<std::string, uint32_t> mCalls K_GUARDED_BY(mMutex);
+    std::vector<std::string> mQueries K_GUARDED_BY(mMutex);
+    std::vector<LogLine> mLog K_GUARDED_BY(mMutex);
+    std::vector<Assertion> mAssertions K_GUARDED_BY(mMutex);
+    std::vector<kom::Ref<fw::IIdleCallout>> mCallouts K_GUARDED_BY(mMutex);
+    std::multimap<int32_t, kom::Ref<fw::IAppCloseHook>> mHooks K_GUARDED_BY(mMutex);
+    uint32_t mLogLevel K_GUARDED_BY(mMutex) = fw::LOG_LEVEL_DEBUG;
+    bool mClosing K_GUARDED_BY(mMutex) = false;
+    bool mIdling K_GUARDED_BY(mMutex) = false;
 };
 
 } // namespace vel::kos::test

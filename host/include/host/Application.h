@@ -15,7 +15,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -27,6 +26,7 @@
 #include "host/Waker.h"
 #include "kfw/IApplication.h"
 #include "kom/implements.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::host {
 
@@ -167,11 +167,13 @@ private:
     std::atomic<bool> mCloseRequested{false};
     std::atomic<int32_t> mExitStatus{0};
     bool mInIdleRun = false;
-    std::mutex mMutex; ///< guards what follows, which other threads may add to
-    bool mClosed = false;
-    std::vector<kom::Ref<fw::IIdleCallout>> mCallouts;
-    std::deque<kom::Ref<fw::IIdleCallout>> mDue; ///< what the idle run under way has yet to call
-    std::vector<CloseHook> mHooks;               ///< in the order in which they are called
+    kpr::Mutex mMutex; ///< for what other threads may add to; not held while anybody's code is called
+    bool mClosed K_GUARDED_BY(mMutex) = false;
+    std::vector<kom::Ref<fw::IIdleCallout>> mCallouts K_GUARDED_BY(mMutex);
+    /// What the idle run under way has yet to call.
+    std::deque<kom::Ref<fw::IIdleCallout>> mDue K_GUARDED_BY(mMutex);
+    /// In the order in which they are called.
+    std::vector<CloseHook> mHooks K_GUARDED_BY(mMutex);
 };
 
 } // namespace vel::kos::host

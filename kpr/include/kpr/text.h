@@ -1,10 +1,12 @@
-// Texts from functions that fill a caller's buffer, however long they are, and from files. Header only:
-// nothing of the C++ library crosses the boundary of kpr.
+// Texts from functions that fill a caller's buffer, however long they are, and whole files in and out. Header
+// only: nothing of the C++ library crosses the boundary of kpr.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
@@ -26,24 +28,41 @@ uint32_t readText(std::string& pText, TFunction pFunction, TArguments... pArgume
     }
 }
 
-/// Reads a whole regular file of at most pLimit bytes, also through a link. On failure pBytes is empty;
-/// KPR_E_TOO_LARGE when the file is larger.
-inline uint32_t readFile(const char* pPath, uint64_t pLimit, std::string& pBytes)
+/// Reads a whole regular file of at most pLimit bytes. pMode (KprOpenMode) is added to KPR_OPEN_READ; the
+/// facts of pMask (KprInfoMask) of the very file that is read go to *pInfo, which may be null. On failure
+/// pBytes is empty; KPR_E_TOO_LARGE when the file is larger.
+inline uint32_t readFile(const char* pPath, uint64_t pLimit, std::string& pBytes,
+                         uint32_t pMode = KPR_OPEN_FOLLOW, KprFileInfo* pInfo = nullptr, uint32_t pMask = 0)
 {
     pBytes.clear();
     KprFile tFile = KPR_NO_FILE;
-    if (const auto tRes = kprOpenFile(pPath, KPR_OPEN_READ | KPR_OPEN_FOLLOW, &tFile); KFAILED(tRes))
-        return tRes;
-    uint32_t tRes = K_SUCCESS, tRead = 0;
+    if (const auto tRes = kprOpenFile(pPath, KPR_OPEN_READ | pMode, &tFile); KFAILED(tRes)) return tRes;
+    uint32_t tRes = pInfo ? kprGetOpenFileInfo(tFile, pMask, pInfo) : uint32_t{K_SUCCESS}, tRead = 0;
     std::string tPart(16384, '\0');
-    do {
+    while (!KFAILED(tRes)) {
         tRes = kprRead(tFile, tPart.data(), static_cast<uint32_t>(tPart.size()), &tRead);
         if (!KFAILED(tRes)) pBytes.append(tPart, 0, tRead);
         if (pBytes.size() > pLimit) tRes = KPR_E_TOO_LARGE;
-    } while (!KFAILED(tRes) && tRead > 0);
+        if (tRead == 0) break;
+    }
     kprCloseFile(tFile);
     if (KFAILED(tRes)) pBytes.clear();
     return tRes;
+}
+
+/// Writes all bytes at the file's position, in as many steps as it takes. KPR_E_NO_SPACE when a step writes
+/// nothing.
+inline uint32_t writeAll(KprFile pFile, std::string_view pBytes)
+{
+    constexpr std::size_t tLargest = 1u << 30;
+    while (!pBytes.empty()) {
+        uint32_t tWritten = 0;
+        const auto tLength = static_cast<uint32_t>(std::min(pBytes.size(), tLargest));
+        if (const auto tRes = kprWrite(pFile, pBytes.data(), tLength, &tWritten); KFAILED(tRes)) return tRes;
+        if (tWritten == 0) return KPR_E_NO_SPACE;
+        pBytes.remove_prefix(tWritten);
+    }
+    return K_SUCCESS;
 }
 
 } // namespace kpr

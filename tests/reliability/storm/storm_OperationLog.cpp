@@ -28,7 +28,7 @@ void OperationLogWriter::write(const std::string& pKind, const std::string& pWor
 {
     const std::string tLine =
         pKind + ' ' + std::to_string(pTime) + (pWords.empty() ? "" : " ") + pWords + '\n';
-    std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     uint32_t tWritten = 0;
     if (KFAILED(kprWrite(mFile, tLine.data(), static_cast<uint32_t>(tLine.size()), &tWritten)) ||
         tWritten != tLine.size())

@@ -6,11 +6,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "kpr/file.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::storm {
 
@@ -30,8 +30,8 @@ public:
     void write(const std::string& pKind, const std::string& pWords = {}, uint64_t pTime = monotonicNow());
 
 private:
-    std::mutex mMutex;
-    KprFile mFile = KPR_NO_FILE;
+    kpr::Mutex mMutex;
+    KprFile mFile K_GUARDED_BY(mMutex) = KPR_NO_FILE;
 };
 
 struct OperationLogLine {

@@ -105,7 +105,7 @@ class Passwords(HostTest):
 
     def test_in_words_that_are_too_many(self):
         """A description that was not quoted, or stands where none belongs."""
-        for words in (("sql", "query", "type=postgresql", "{}=password", "password={}", "select 1"),
+        for words in (("sql", "query", "type=postgresql", "select 1", "password={}"),
                       ("sql", "query", "type=postgresql;password={}", "select", "1", "type=x;password={}"),
                       ("sql", "query", "--password={}", "x", "y"),
                       ("sql", "types", "type=postgresql;password={}"),

@@ -1,7 +1,6 @@
 // The library's headers come first: on Windows they bring the system's, whose macros ours undo.
 #include <spdlog/logger.h>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include "host/LogSink.h"
@@ -9,13 +8,12 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <filesystem>
 #include <mutex>
 #include <vector>
 
 #include "host/Escape.h"
+#include "host/host_LogFile.h"
 #include "kfw/IApplication.h"
-#include "kpr/codes.h"
 
 namespace vel::kos::host {
 
@@ -67,14 +65,13 @@ uint32_t LogSink::open(const Options& pOptions, std::string* pProblem)
     }
     uint32_t tRes = 0;
     if (!pOptions.file.empty()) {
-        try {
-            const std::filesystem::path tPath(std::u8string(pOptions.file.begin(), pOptions.file.end()));
-            tSinks.push_back(std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-                tPath.native(), static_cast<std::size_t>(pOptions.fileBytes), pOptions.oldFiles));
-            tSinks.back()->set_formatter(linePattern("%Y-%m-%d %H:%M:%S.%e %P:%t %v"));
-        } catch (const std::exception& tError) {
-            *pProblem = tError.what();
-            tRes = KPR_E_IO;
+        auto tFile = std::make_shared<LogFile>(pOptions.file, pOptions.fileBytes, pOptions.oldFiles);
+        tRes = tFile->open();
+        if (KFAILED(tRes)) {
+            *pProblem = pOptions.file;
+        } else {
+            tFile->set_formatter(linePattern("%Y-%m-%d %H:%M:%S.%e %P:%t %v"));
+            tSinks.push_back(std::move(tFile));
         }
     }
     mState->logger = makeLogger(std::move(tSinks));

@@ -88,14 +88,47 @@ TEST(LogSink, RenamesAFileThatGrowsTooLargeAndKeepsSoManyOldOnes)
     EXPECT_LE(tLog.dir.read(u8"host.1.log").size(), 1000u);
 }
 
+TEST(LogSink, KeepsNoOldFileWhenNoneIsWanted)
+{
+    FileLog tLog(1000, 0);
+    for (int i = 0; i < 100; ++i)
+        tLog.sink.write(fw::LOG_LEVEL_ERROR, "d", std::string(80, 'x').c_str());
+    EXPECT_LE(tLog.dir.read(u8"host.log").size(), 1000u);
+    EXPECT_FALSE(tLog.dir.has(u8"host.1.log"));
+}
+
+TEST(LogSink, AddsToAFileAndCountsWhatItHolds)
+{
+    TestDirectory tDir;
+    tDir.write(u8"host", std::string(900, 'o'));
+    LogSink tSink;
+    std::string tProblem;
+    ASSERT_EQ(tSink.open({false, tDir.file(u8"host"), 1000, 1}, &tProblem), 0u);
+    tSink.write(fw::LOG_LEVEL_ERROR, "d", "a");
+    EXPECT_EQ(tDir.read(u8"host").rfind(std::string(900, 'o'), 0), 0u);
+    tSink.write(fw::LOG_LEVEL_ERROR, "d", std::string(80, 'b').c_str());
+    EXPECT_EQ(tDir.read(u8"host.1").rfind(std::string(900, 'o'), 0), 0u);
+    EXPECT_EQ(tDir.read(u8"host").find('o'), std::string::npos);
+}
+
+TEST(LogSink, GoesOnWhereAFileCannotBeRenamed)
+{
+    FileLog tLog(1000, 1);
+    ASSERT_TRUE(std::filesystem::create_directory(tLog.dir.path() / "host.1.log"));
+    for (int i = 0; i < 100; ++i)
+        tLog.sink.write(fw::LOG_LEVEL_ERROR, "d", "line");
+    const std::string tText = tLog.dir.read(u8"host.log");
+    EXPECT_EQ(std::count(tText.begin(), tText.end(), '\n'), 100);
+}
+
 TEST(LogSink, ToldThatAFileCannotBeOpenedTheConsoleRemains)
 {
     TestDirectory tDir;
     tDir.write(u8"file", "");
     LogSink tSink;
     std::string tProblem;
-    EXPECT_EQ(tSink.open({false, tDir.file(u8"file/below.log")}, &tProblem), KPR_E_IO);
-    EXPECT_NE(tProblem, "");
+    EXPECT_TRUE(KFAILED(tSink.open({false, tDir.file(u8"file/below.log")}, &tProblem)));
+    EXPECT_EQ(tProblem, tDir.file(u8"file/below.log"));
     tSink.write(fw::LOG_LEVEL_ERROR, "d", "goes nowhere");
 }
 

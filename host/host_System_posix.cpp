@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <sys/auxv.h>
 #include <unistd.h>
 
 extern char** environ;
@@ -11,6 +12,7 @@ namespace vel::kos::host {
 std::vector<std::pair<std::string, std::string>> environmentVariables()
 {
     std::vector<std::pair<std::string, std::string>> tVariables;
+    if (getauxval(AT_SECURE)) return tVariables;
     for (char** tEntry = environ; tEntry && *tEntry; ++tEntry)
         if (const char* tEquals = std::strchr(*tEntry, '='))
             tVariables.emplace_back(std::string(*tEntry, static_cast<std::size_t>(tEquals - *tEntry)),
@@ -21,7 +23,7 @@ std::vector<std::pair<std::string, std::string>> environmentVariables()
 std::string userLanguage()
 {
     for (const char* tName : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-        const char* tValue = std::getenv(tName);
+        const char* tValue = secure_getenv(tName);
         if (!tValue || !*tValue) continue;
         const std::string tLanguage(tValue, std::strcspn(tValue, ".@"));
         return tLanguage == "C" || tLanguage == "POSIX" ? std::string() : tLanguage;

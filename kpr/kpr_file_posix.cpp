@@ -74,9 +74,11 @@ uint32_t openError(int pError, bool pRegularOnly)
     return kpr::errorFromSystem(static_cast<uint32_t>(pError));
 }
 
-bool isTrusted(const struct stat& pStat)
+bool isTrusted(const struct stat& pStat, uint32_t pMode)
 {
-    return (pStat.st_uid == 0 || pStat.st_uid == geteuid()) && !(pStat.st_mode & (S_IWGRP | S_IWOTH));
+    if ((pMode & (KPR_OPEN_TRUSTED | KPR_OPEN_OWN)) && pStat.st_uid != 0 && pStat.st_uid != geteuid())
+        return false;
+    return !(pMode & KPR_OPEN_TRUSTED) || !(pStat.st_mode & (S_IWGRP | S_IWOTH));
 }
 
 // Transfers until everything is done, nothing more comes, or an error; pTransfer(offset done) moves one
@@ -126,7 +128,7 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
         tRes = KPR_E_NOT_REGULAR;
     else if (S_ISDIR(tStat.st_mode))
         tRes = KPR_E_IS_DIRECTORY;
-    else if ((pMode & KPR_OPEN_TRUSTED) && !isTrusted(tStat))
+    else if (!isTrusted(tStat, pMode))
         tRes = KPR_E_NOT_TRUSTED;
     if (KFAILED(tRes)) {
         close(tDescriptor);

@@ -69,9 +69,10 @@ TEST_F(KprFileTest, RefusesModesThatMakeNoSense)
 {
     kprtest::writeFile(mPath, "keep");
     for (uint32_t tMode :
-         {0u, uint32_t{KPR_OPEN_CREATE}, uint32_t{KPR_OPEN_ANY}, KPR_OPEN_READ | 0x800u, KPR_OPEN_READ | 0x4u,
-          KPR_OPEN_READ | KPR_OPEN_CREATE, KPR_OPEN_READ | KPR_OPEN_TRUNCATE, KPR_OPEN_READ | KPR_OPEN_APPEND,
-          KPR_OPEN_WRITE | KPR_OPEN_EXCLUSIVE, KPR_OPEN_WRITE | KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND}) {
+         {0u, uint32_t{KPR_OPEN_CREATE}, uint32_t{KPR_OPEN_ANY}, KPR_OPEN_READ | 0x1000u,
+          KPR_OPEN_READ | 0x4u, KPR_OPEN_READ | KPR_OPEN_CREATE, KPR_OPEN_READ | KPR_OPEN_TRUNCATE,
+          KPR_OPEN_READ | KPR_OPEN_APPEND, KPR_OPEN_WRITE | KPR_OPEN_EXCLUSIVE,
+          KPR_OPEN_WRITE | KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND}) {
         KprFile tFile = 7;
         EXPECT_EQ(kprOpenFile(mPath.c_str(), tMode, &tFile), E_INVALIDARG) << tMode;
         EXPECT_EQ(tFile, KPR_NO_FILE) << tMode;

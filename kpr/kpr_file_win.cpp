@@ -132,7 +132,8 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
         tRes = checkRegular(tPath, pMode, &tHandle);
     else if (!(pMode & KPR_OPEN_ANY) && GetFileType(tHandle) != FILE_TYPE_DISK)
         tRes = KPR_E_NOT_REGULAR;
-    if (!KFAILED(tRes) && (pMode & KPR_OPEN_TRUSTED)) tRes = kpr::checkTrusted(tHandle);
+    if (!KFAILED(tRes) && (pMode & (KPR_OPEN_TRUSTED | KPR_OPEN_OWN)))
+        tRes = kpr::checkTrusted(tHandle, pMode & KPR_OPEN_TRUSTED);
     if (!KFAILED(tRes) && (pMode & KPR_OPEN_TRUNCATE) && !SetEndOfFile(tHandle)) tRes = kpr::lastError();
     if (KFAILED(tRes)) {
         CloseHandle(tHandle);

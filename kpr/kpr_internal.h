@@ -26,7 +26,7 @@ constexpr bool isValidOpenMode(uint32_t pMode) noexcept
 {
     constexpr uint32_t tKnown = KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE | KPR_OPEN_EXCLUSIVE |
                                 KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND | KPR_OPEN_FOLLOW | KPR_OPEN_ANY |
-                                KPR_OPEN_TRUSTED;
+                                KPR_OPEN_TRUSTED | KPR_OPEN_OWN;
     const bool tWrites = pMode & KPR_OPEN_WRITE;
     return !(pMode & ~tKnown) && (pMode & KPR_OPEN_READ_WRITE) &&
            (tWrites || !(pMode & (KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE | KPR_OPEN_APPEND))) &&

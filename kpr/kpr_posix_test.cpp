@@ -180,11 +180,13 @@ TEST_F(KprPosixTest, TrustedOpensRefuseWhatOthersMayChange)
         ASSERT_EQ(chmod(mPath.c_str(), tRights), 0);
         EXPECT_EQ(open(mPath, tMode), KPR_E_NOT_TRUSTED) << tRights;
         EXPECT_EQ(open(mPath, KPR_OPEN_READ), 0u) << tRights;
+        EXPECT_EQ(open(mPath, KPR_OPEN_READ | KPR_OPEN_OWN), 0u) << tRights;
     }
     ASSERT_EQ(chmod(mPath.c_str(), 0600), 0);
     if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
     ASSERT_EQ(chown(mPath.c_str(), 65534, 65534), 0);
     EXPECT_EQ(open(mPath, tMode), KPR_E_NOT_TRUSTED);
+    EXPECT_EQ(open(mPath, KPR_OPEN_READ | KPR_OPEN_OWN), KPR_E_NOT_TRUSTED);
 }
 
 TEST_F(KprPosixTest, AProgramWithMoreRightsTakesNothingFromTheEnvironment)

@@ -82,7 +82,7 @@ bool anybodyMayWrite(PACL pRights)
 
 } // namespace
 
-uint32_t kpr::checkTrusted(HANDLE pFile)
+uint32_t kpr::checkTrusted(HANDLE pFile, bool pRights)
 {
     DWORD tVolume = 0;
     // A volume that knows no rights cannot tell.
@@ -97,6 +97,7 @@ uint32_t kpr::checkTrusted(HANDLE pFile)
                         &tOwner, nullptr, &tRights, nullptr, &tDescriptor);
     if (tError != ERROR_SUCCESS) return kpr::errorFromSystem(tError);
     const Local tFree(tDescriptor, LocalFree);
-    return tOwner && isTrustedOwner(tOwner) && !anybodyMayWrite(tRights) ? uint32_t{K_SUCCESS}
-                                                                         : uint32_t{KPR_E_NOT_TRUSTED};
+    return tOwner && isTrustedOwner(tOwner) && !(pRights && anybodyMayWrite(tRights))
+               ? uint32_t{K_SUCCESS}
+               : uint32_t{KPR_E_NOT_TRUSTED};
 }

@@ -7,8 +7,8 @@
 
 namespace kpr {
 
-/// KPR_E_NOT_TRUSTED when the file belongs to neither the user nor the system's administrators, or when a
-/// group that anybody belongs to may change it.
-uint32_t checkTrusted(HANDLE pFile);
+/// KPR_E_NOT_TRUSTED when the file belongs to neither the user nor the system's administrators, or, with
+/// pRights, when a group that anybody belongs to may change it.
+uint32_t checkTrusted(HANDLE pFile, bool pRights);
 
 } // namespace kpr

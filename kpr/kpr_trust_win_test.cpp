@@ -22,10 +22,10 @@ void setRights(const std::string& pPath, const wchar_t* pRights)
     LocalFree(tDescriptor);
 }
 
-uint32_t openTrusted(const std::string& pPath)
+uint32_t openTrusted(const std::string& pPath, uint32_t pFlags = KPR_OPEN_TRUSTED)
 {
     KprFile tFile;
-    const uint32_t tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ | KPR_OPEN_TRUSTED, &tFile);
+    const uint32_t tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ | pFlags, &tFile);
     if (!KFAILED(tRes)) kprCloseFile(tFile);
     return tRes;
 }
@@ -40,6 +40,7 @@ TEST(KprTrustWindows, RefusesAFileThatAnybodyMayChange)
     EXPECT_EQ(openTrusted(tPath), 0u) << "who may read it does not matter";
     setRights(tPath, L"D:P(A;;FA;;;WD)");
     EXPECT_EQ(openTrusted(tPath), KPR_E_NOT_TRUSTED);
+    EXPECT_EQ(openTrusted(tPath, KPR_OPEN_OWN), 0u) << "it is the user's own";
 }
 
 } // namespace

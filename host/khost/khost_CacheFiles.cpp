@@ -92,14 +92,13 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
     tFacts.gone = tRes == KPR_E_NOT_FOUND;
     kfw::FileBytes tBytes(tFile.get(), tLog);
     kfw::ObjectReader tReader(tBytes, tPath, tLog);
-    fw::CacheAttrList tList;
     if (!KFAILED(tRes)) tRes = tReader.readObjectHeader();
-    if (!KFAILED(tRes)) tRes = tReader.readAttributes(&tList);
+    if (!KFAILED(tRes)) tRes = tReader.checkAttributes();
     if (KFAILED(tRes)) {
         tFacts.problem = tLog.text().empty() ? komStrError(tRes) : tLog.text();
         return tFacts;
     }
-    tFacts.attributes = tList.mCount;
+    tFacts.attributes = tReader.header().attrCount;
     tFacts.dataBytes = tReader.header().dataSize;
     return tFacts;
 }

@@ -49,7 +49,8 @@ public:
     /// unrecognised files are counted apart.
     uint32_t list(std::vector<CacheFile>& pFiles, uint64_t* pOthers);
     /// Reads one object file's header and attributes as the cache would. The data itself may be any bytes:
-    /// that its space lies in the file is all that can be told.
+    /// that its space lies in the file is all that can be told. However large the file, little memory is
+    /// taken.
     CacheFileFacts examine(const CacheFile& pFile) const;
     uint32_t readCounters(CacheCounters* pCounters);
     /// Whether a process holds the cleaner's lock.

@@ -61,7 +61,9 @@ const std::vector<Option>& globalOptions()
          }},
         {.names = "--log-file",
          .value = "FILE",
-         .help = "Log into this file as well",
+         .help = "Log into this file as well: a regular file of one's own, made for its user only, never "
+                 "through a "
+                 "link",
          .completes = Completes::FILES},
         {.names = "--version",
          .help = "Show the version",

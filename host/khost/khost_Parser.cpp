@@ -116,6 +116,13 @@ std::string problemText(const CLI::App& pRoot, std::string pProblem)
            (tName.empty() ? "" : " " + tName) + " --help)";
 }
 
+/// A word that was not expected, for the eyes of others: what stands behind a "=" may be a password.
+std::string withoutValue(const std::string& pWord)
+{
+    const std::size_t tEquals = pWord.find('=');
+    return tEquals == std::string::npos ? pWord : pWord.substr(0, tEquals + 1) + "...";
+}
+
 /// What is wrong with the words. The parser notices first that a command is missing, also where an unknown
 /// one was given.
 std::string usageProblem(const CLI::App& pRoot, const CLI::ParseError& pError)
@@ -125,8 +132,14 @@ std::string usageProblem(const CLI::App& pRoot, const CLI::ParseError& pError)
         const auto tRest = pRoot.remaining(true);
         for (const std::string& tWord : tRest)
             if (!tWord.empty() && tWord.front() != '-')
-                return problemText(pRoot, "unknown command \"" + tWord + "\"");
+                return problemText(pRoot, "unknown command \"" + withoutValue(tWord) + "\"");
         if (tRest.empty()) return problemText(pRoot, "a command is missing");
+    }
+    if (pError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError)) {
+        std::string tText = "not expected here:";
+        for (const std::string& tWord : pRoot.remaining(true))
+            tText += " " + withoutValue(tWord);
+        return problemText(pRoot, tText);
     }
     return problemText(pRoot, pError.what());
 }

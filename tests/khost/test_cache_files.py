@@ -226,3 +226,44 @@ class Files(host.HostTest):
         self.assertEqual(result.status, 1)
         self.assertIn(f"{name}: FS cache: can't open ", result.text)
         self.assertIn("for reading: not a regular file\n", result.text)
+
+
+class HugeFiles(host.HostTest):
+    """Objects that claim gigabytes and are holes: whoever looks at them takes little memory."""
+
+    SIZE = 3 << 30
+    MOST_MEMORY = 256 << 10  # kilobytes
+
+    def hole(self, name, header, parts=()):
+        """A file of SIZE bytes that holds a header and some parts, (offset, bytes), and nothing else."""
+        path = self.write("app/cache/objects/" + name, struct.pack(">7I", *header))
+        with open(path, "r+b") as file:
+            for offset, data in parts:
+                file.seek(offset)
+                file.write(data)
+            file.truncate(self.SIZE)
+        if os.stat(path).st_blocks > 2048:
+            self.skipTest("the file system knows no holes")
+
+    def look(self, *arguments):
+        """Runs khost; its result and the kilobytes that it took at most."""
+        with tempfile.TemporaryFile() as out:
+            process = subprocess.Popen(self.command(*arguments), stdout=out, stderr=subprocess.DEVNULL,
+                                       env=self.environment())
+            _, status, usage = os.wait4(process.pid, 0)
+            process.returncode = os.waitstatus_to_exitcode(status)
+            out.seek(0)
+            return host.Result(process.returncode, out.read(), b""), usage.ru_maxrss
+
+    def test_are_looked_at_in_little_memory(self):
+        space, magic = self.SIZE - 28, 0x0E9A5B42
+        # One key that fills the space but for an empty value; a key that is longer than that; data.
+        self.hole("1" * 32, (magic, 1, 28, space, 1, self.SIZE, 0),
+                  [(28, struct.pack(">I", space - 12)), (self.SIZE - 8, struct.pack(">I", 1))])
+        self.hole("2" * 32, (magic, 1, 28, space, 1, self.SIZE, 0), [(28, struct.pack(">I", space))])
+        self.hole("3" * 32, (magic, 1, 28, 0, 0, 28, space))
+        result, memory = self.look("cache", "verify", "--json")
+        self.assertEqual(json.loads(result.text),
+                         {"checked": 3, "bad": [{"file": "2" * 32, "reason": "FS cache: object file corrupted "
+                                                                             "(invalid key length)."}]})
+        self.assertLess(memory, self.MOST_MEMORY)

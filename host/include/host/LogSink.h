@@ -25,8 +25,10 @@ public:
     LogSink(const LogSink&) = delete;
     LogSink& operator=(const LogSink&) = delete;
 
-    /// Starts writing; *pProblem gets the reason in words when the file cannot be opened (KPR_E_IO is then
-    /// returned and the console alone is written to).
+    /// Starts writing. When the file cannot be opened its code is returned, *pProblem gets its path, and the
+    /// console alone is written to. A new file is for its user only (0600); one that is there keeps its
+    /// rights. KPR_E_NOT_REGULAR for a link, a FIFO or a device, KPR_E_NOT_TRUSTED for a file of another user
+    /// than this one and the administrator.
     uint32_t open(const Options& pOptions, std::string* pProblem);
     void write(uint32_t pLevel, const char* pDomain, const char* pMessage);
     /// The least important level that is written (fw::LogLevel).

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kfw/cache/format/kfw_AttributeWalk.h"
 #include "kpr/byteorder.h"
 #include "kutil/message.h"
 
@@ -26,15 +27,12 @@ uint8_t* writeNumber(uint8_t* pBytes, uint32_t pNumber)
     return pBytes + sizeof tNumber;
 }
 
-/// The bytes that a string of pLength bytes, NUL included, occupies after its length.
-constexpr uint64_t padded(uint64_t pLength) { return (pLength + 3) / 4 * 4; }
-
 /// The length with its NUL; a null is "".
 uint64_t stringLength(const char* pText) { return pText ? std::strlen(pText) + uint64_t(1) : 1; }
 
 uint8_t* writeString(uint8_t* pBytes, const char* pText)
 {
-    const uint64_t tLength = stringLength(pText), tPadded = padded(tLength);
+    const uint64_t tLength = stringLength(pText), tPadded = paddedLength(tLength);
     pBytes = writeNumber(pBytes, static_cast<uint32_t>(tLength));
     std::memcpy(pBytes, pText ? pText : "", tLength);
     // What the heap held before is nobody's business.
@@ -49,53 +47,22 @@ constexpr uint32_t mostAttributes(uint32_t pSpaceSize)
     return static_cast<uint32_t>((uint64_t(pSpaceSize) + 3) / 16);
 }
 
-/// Walks an attribute space. Behind the last string's padding the position may lie past the end.
-class AttributeWalk {
+/// An attribute space in memory.
+class SpaceInMemory {
 public:
-    AttributeWalk(const uint8_t* pSpace, uint32_t pSize) : mSpace(pSpace), mSize(pSize) {}
-
-    /// Whether a length word follows.
-    bool hasLength() const { return mPosition + 4 <= mSize; }
-    /// Takes the length word; false when the string that it announces is none or not all there.
-    bool takeLength()
+    SpaceInMemory(const uint8_t* pSpace, uint32_t pSize) : mSpace(pSpace), mSize(pSize) {}
+    uint64_t size() const { return mSize; }
+    uint8_t at(uint64_t pOffset) const { return mSpace[pOffset]; }
+    /// A copy of a string on the kom heap.
+    char* copy(uint64_t pOffset, uint32_t pLength) const
     {
-        mLength = readNumber(mSpace + mPosition);
-        mPosition += 4;
-        return mLength != 0 && mLength <= mSize - mPosition;
-    }
-    bool isTerminated() const { return mSpace[mPosition + mLength - 1] == 0; }
-    /// A copy of the string on the kom heap.
-    char* takeString()
-    {
-        char* tCopy = komStrNDup(reinterpret_cast<const char*>(mSpace + mPosition), mLength - 1);
-        mPosition += padded(mLength);
-        return tCopy;
+        return komStrNDup(reinterpret_cast<const char*>(mSpace + pOffset), pLength);
     }
 
 private:
     const uint8_t* mSpace;
     uint64_t mSize;
-    uint64_t mPosition = 0;
-    uint32_t mLength = 0;
 };
-
-/// Reads one attribute into pAttr; "" or why not.
-const char* takeAttribute(AttributeWalk& pWalk, fw::KFSCacheAttr* pAttr)
-{
-    if (!pWalk.hasLength())
-        return "FS cache: object file corrupted (offset of attribute key length beyond end of attribut "
-               "space).";
-    if (!pWalk.takeLength()) return "FS cache: object file corrupted (invalid key length).";
-    if (!pWalk.isTerminated()) return "FS cache: object file corrupted (key not null-terminated).";
-    pAttr->mKey = pWalk.takeString();
-    if (!pWalk.hasLength())
-        return "FS cache: object file corrupted (offset of attribute value length beyound end of attribute "
-               "space).";
-    if (!pWalk.takeLength()) return "FS cache: object file corrupted (invalid value length).";
-    if (!pWalk.isTerminated()) return "FS cache: object file corrupted (value not null-terminated).";
-    pAttr->mValue = pWalk.takeString();
-    return "";
-}
 
 } // namespace
 
@@ -105,7 +72,7 @@ std::string composeObject(const std::string& pPath, const fw::CacheAttrList& pAt
     uint64_t tAttrSize = 0;
     for (uint32_t i = 0; i < pAttributes.mCount; ++i) {
         const fw::KFSCacheAttr& tAttr = pAttributes.mAttrs[i];
-        tAttrSize += 8 + padded(stringLength(tAttr.mKey)) + padded(stringLength(tAttr.mValue));
+        tAttrSize += 8 + paddedLength(stringLength(tAttr.mKey)) + paddedLength(stringLength(tAttr.mValue));
     }
     const uint64_t tTotal = OBJECT_HEADER_SIZE + tAttrSize + pData.mSize;
     if (std::string tProblem = checkObjectSize(pPath, tTotal); !tProblem.empty()) return tProblem;
@@ -164,10 +131,15 @@ std::string parseAttributes(const uint8_t* pSpace, uint32_t pSize, uint32_t pCou
     // A count beyond this ends in one of the walk's refusals before the array is full.
     const uint32_t tRoom = std::min(pCount, mostAttributes(pSize));
     tList.mAttrs = static_cast<fw::KFSCacheAttr*>(komCalloc(tRoom, sizeof(fw::KFSCacheAttr)));
-    AttributeWalk tWalk(pSpace, pSize);
+    SpaceInMemory tSpace(pSpace, pSize);
+    AttributeWalk tWalk(tSpace);
     while (tList.mCount < pCount) {
         fw::KFSCacheAttr tAttr;
-        if (const char* tProblem = takeAttribute(tWalk, &tAttr); *tProblem) return tProblem;
+        const auto tCopyTo = [&tSpace](char*& pText) {
+            return [&](uint64_t pOffset, uint32_t pLength) { pText = tSpace.copy(pOffset, pLength); };
+        };
+        if (const char* tProblem = tWalk.take(tCopyTo(tAttr.mKey), tCopyTo(tAttr.mValue)); *tProblem)
+            return tProblem;
         auto* tNew = new (tList.mAttrs + tList.mCount) fw::KFSCacheAttr;
         ++tList.mCount;
         std::swap(tNew->mKey, tAttr.mKey);

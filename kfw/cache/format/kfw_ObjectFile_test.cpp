@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "kfw/cache/format/kfw_CacheId.h"
+#include "kfw/cache/format/kfw_ObjectReader.h"
+#include "kom/identity.h"
 #include "tests/support/LeakCheck.h"
 
 namespace vel::kos::kfw {
@@ -120,6 +122,116 @@ TEST_F(ObjectFileTest, composesNothingBeyondTheLargestSize)
         EXPECT_EQ(tImage.bytes, nullptr);
     }
     tBytes.mData = nullptr;
+}
+
+/// The one message of a read that failed.
+class OneProblem final : public ProblemLog {
+public:
+    void assertion(const char*, int) override {}
+    std::string text;
+
+private:
+    void writeDebug(const std::string& pMessage) override { text += pMessage; }
+};
+
+/// Bytes in memory that say how much was asked for at once, and cannot be read beyond a place.
+class WatchedBytes final : public ByteSource {
+public:
+    explicit WatchedBytes(const std::string& pBytes)
+        : mBytes(reinterpret_cast<const uint8_t*>(pBytes.data()), pBytes.size())
+    {
+    }
+    uint32_t getSize(uint64_t* pSize) override { return mBytes.getSize(pSize); }
+    uint32_t read(void* pBuffer, uint32_t pLength, uint32_t* pRead) override
+    {
+        return mBytes.read(pBuffer, pLength, pRead);
+    }
+    uint32_t readAt(uint64_t pOffset, void* pBuffer, uint32_t pLength, uint32_t* pRead) override
+    {
+        largest = std::max(largest, pLength);
+        const uint32_t tRes = mBytes.readAt(pOffset, pBuffer, pLength, pRead);
+        return pOffset + pLength > readable ? uint32_t{KPR_E_IO} : tRes;
+    }
+
+    uint32_t largest = 0;
+    uint64_t readable = UINT64_MAX;
+
+private:
+    MemoryBytes mBytes;
+};
+
+class CheckedAttributesTest : public ObjectFileTest {
+protected:
+    /// What the reader says of a file, keeping its attributes or only checking them: its report or "".
+    std::string read(ByteSource& pBytes, bool pKeeps)
+    {
+        OneProblem tLog;
+        const std::string tPath = "p";
+        ObjectReader tReader(pBytes, tPath, tLog);
+        uint32_t tRes = tReader.readObjectHeader();
+        fw::CacheAttrList tList;
+        if (!KFAILED(tRes)) tRes = pKeeps ? tReader.readAttributes(&tList) : tReader.checkAttributes();
+        EXPECT_EQ(KFAILED(tRes), !tLog.text.empty());
+        return tLog.text;
+    }
+};
+
+TEST_F(CheckedAttributesTest, saysWhatTheReaderSaysOfEveryFile)
+{
+    fw::CacheAttrList tList;
+    tList.add("key", "value");
+    tList.add("", "");
+    tList.add(std::string(70000, 'k').c_str(), std::string(3, 'v').c_str()); // more than one piece
+    tList.add("last", "one");
+    const std::string tWhole = compose(tList, "data");
+    const auto tCompare = [&](const std::string& pFile, std::size_t pWhere) {
+        WatchedBytes tBytes(pFile), tAgain(pFile);
+        EXPECT_EQ(read(tBytes, false), read(tAgain, true)) << pWhere;
+    };
+    tCompare(tWhole, 0);
+    EXPECT_EQ(read(*std::make_unique<WatchedBytes>(tWhole), false), "");
+    // Every byte of the small attributes, some of the long one.
+    std::size_t tStep = 1;
+    for (std::size_t i = 0; i < tWhole.size(); i += tStep) {
+        tStep = i < 100 || tWhole.size() - i <= 100 ? 1 : 997;
+        for (const char tByte : {'\0', '\1', '\5', '\x7F', '\xFF'}) {
+            std::string tFile = tWhole;
+            tFile[i] = tByte;
+            tCompare(tFile, i);
+        }
+    }
+}
+
+TEST_F(CheckedAttributesTest, readsPieceByPiece)
+{
+    fw::CacheAttrList tList;
+    tList.add("key", std::string(1000000, 'v').c_str());
+    const std::string tFile = compose(tList, "");
+    WatchedBytes tBytes(tFile);
+    EXPECT_EQ(read(tBytes, false), "");
+    EXPECT_LE(tBytes.largest, 65536u);
+    EXPECT_GT(tBytes.largest, 0u);
+}
+
+TEST_F(CheckedAttributesTest, reportsWhatCannotBeRead)
+{
+    fw::CacheAttrList tList;
+    tList.add("key", "value");
+    std::string tFile = compose(tList, "");
+    // A space that goes on behind its last attribute is read to its end.
+    tFile.resize(200000, 'x');
+    const auto tPut = [&tFile](std::size_t pAt, uint32_t pNumber) {
+        for (int i = 3; i >= 0; --i, pNumber >>= 8)
+            tFile[pAt + static_cast<std::size_t>(i)] = static_cast<char>(pNumber);
+    };
+    tPut(12, 200000 - 28);
+    tPut(20, 200000);
+    WatchedBytes tBytes(tFile);
+    EXPECT_EQ(read(tBytes, false), "");
+    WatchedBytes tUnreadable(tFile);
+    tUnreadable.readable = 150000;
+    EXPECT_EQ(read(tUnreadable, false),
+              std::string("FS cache: error reading attributes from p: ") + komStrError(KPR_E_IO));
 }
 
 TEST(CacheIdTest, namesAreUpperCaseDigits)

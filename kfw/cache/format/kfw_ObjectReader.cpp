@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "kfw/cache/format/kfw_AttributeWalk.h"
 #include "kom/identity.h"
 
 namespace vel::kos::kfw {
@@ -43,7 +44,8 @@ uint32_t ObjectReader::readObjectHeader()
     return tProblem.empty() ? 0 : refuse(tProblem);
 }
 
-uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength)
+uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength,
+                                 uint32_t pBefore)
 {
     if (pLength == 0) return 0; // and perhaps no buffer
     uint32_t tGot = 0;
@@ -60,7 +62,7 @@ uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* p
     }
     tGot += tRead;
     if (tGot == pLength) return 0;
-    mLog.debug("FS cache: incomplete read of %1 from %2 (got only %3 bytes).", pWhat, mPath, tGot);
+    mLog.debug("FS cache: incomplete read of %1 from %2 (got only %3 bytes).", pWhat, mPath, pBefore + tGot);
     return E_FAIL;
 }
 
@@ -80,6 +82,57 @@ uint32_t ObjectReader::readAttributes(fw::CacheAttrList* pList)
     }
     const std::string tProblem = parseAttributes(tSpace, tSize, mHeader.attrCount, pList);
     return tProblem.empty() ? 0 : refuse(tProblem);
+}
+
+/// The attribute space as it lies in the file, in a window that moves forward over it.
+class ObjectReader::SpaceInFile {
+public:
+    explicit SpaceInFile(ObjectReader& pReader) : mReader(pReader) {}
+
+    uint64_t size() const { return mReader.mHeader.attrSize; }
+    /// 0 where it cannot be read; offsets do not decrease.
+    uint8_t at(uint64_t pOffset)
+    {
+        moveTo(pOffset);
+        return KFAILED(mRes) ? 0 : mWindow[pOffset - mStart];
+    }
+    /// The first failure to read.
+    uint32_t result() const { return mRes; }
+    /// Reads what is left; the first failure of all.
+    uint32_t finish()
+    {
+        if (size() > 0) moveTo(size() - 1);
+        return mRes;
+    }
+
+private:
+    void moveTo(uint64_t pOffset)
+    {
+        while (!KFAILED(mRes) && pOffset >= mStart + mLength) {
+            mStart += mLength;
+            mLength = static_cast<uint32_t>(std::min<uint64_t>(WINDOW, size() - mStart));
+            mRes = mReader.readRange("attributes", static_cast<uint32_t>(mReader.mHeader.attrOffset + mStart),
+                                     mWindow.get(), mLength, static_cast<uint32_t>(mStart));
+        }
+    }
+
+    static constexpr uint32_t WINDOW = 65536;
+    ObjectReader& mReader;
+    std::unique_ptr<uint8_t[]> mWindow{new uint8_t[WINDOW]};
+    uint64_t mStart = 0;  ///< where in the space the window begins
+    uint32_t mLength = 0; ///< how much of the space it shows
+    uint32_t mRes = 0;
+};
+
+uint32_t ObjectReader::checkAttributes()
+{
+    SpaceInFile tSpace(*this);
+    AttributeWalk tWalk(tSpace);
+    const auto tNothing = [](uint64_t, uint32_t) {};
+    for (uint32_t i = 0; i < mHeader.attrCount; ++i)
+        if (const char* tProblem = tWalk.take(tNothing, tNothing); *tProblem)
+            return KFAILED(tSpace.result()) ? tSpace.result() : refuse(tProblem);
+    return tSpace.finish();
 }
 
 uint32_t ObjectReader::readData(fw::CacheBytes* pBytes)

@@ -26,15 +26,21 @@ public:
     /// Reads and checks the header; first of all.
     uint32_t readObjectHeader();
     uint32_t readAttributes(fw::CacheAttrList* pList);
+    /// Reads and checks the attributes as readAttributes does, with the same reports, but keeps none: piece
+    /// by piece, in memory of a fixed size.
+    uint32_t checkAttributes();
     uint32_t readData(fw::CacheBytes* pBytes);
 
     /// The header, once it was read.
     const ObjectFileHeader& header() const noexcept { return mHeader; }
 
 private:
+    class SpaceInFile;
+
     /// Reads a range that the header check found inside the file. Why the bytes are not all there is
-    /// reported; pWhat is "attributes" or "data".
-    uint32_t readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength);
+    /// reported; pWhat is "attributes" or "data", of which pBefore bytes were read before.
+    uint32_t readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength,
+                       uint32_t pBefore = 0);
     uint32_t refuse(const std::string& pProblem);
 
     ByteSource& mSource;

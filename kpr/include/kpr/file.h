@@ -34,7 +34,10 @@ enum KprOpenMode : uint32_t {
     KPR_OPEN_ANY = 0x200,
     /// Refuse a file that belongs to another user than this one and the system's administrator, or that
     /// others may change (KPR_E_NOT_TRUSTED). On a Windows volume that knows no rights everything passes.
-    KPR_OPEN_TRUSTED = 0x400
+    KPR_OPEN_TRUSTED = 0x400,
+    /// Refuse a file that belongs to another user, as TRUSTED, but not one of the user's own that others may
+    /// change: for a file that is only written.
+    KPR_OPEN_OWN = 0x800
 };
 
 enum KprFileKind : uint32_t {

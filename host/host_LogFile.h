@@ -1,0 +1,41 @@
+// A log's file: lines are added at its end, and it is renamed before it grows too large.
+#pragma once
+
+// Before ours: on Windows it brings the system's headers, whose macros ours undo.
+#include <spdlog/sinks/base_sink.h>
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "kpr/file.h"
+
+namespace vel::kos::host {
+
+/// Made for its user only. What is no regular file of the user or the administrator is not written to.
+class LogFile : public spdlog::sinks::base_sink<std::mutex> {
+public:
+    /// Renamed to <name>.1<extension> when it would grow past pBytes, and pOldFiles of those are kept.
+    LogFile(std::string pPath, uint64_t pBytes, uint32_t pOldFiles);
+    ~LogFile() override;
+
+    /// Opens the file; nothing may be logged before or after a failure. KPR_E_NOT_REGULAR for a link, a FIFO
+    /// or a device, KPR_E_NOT_TRUSTED for a file of somebody else, and as kprOpenFile.
+    uint32_t open();
+
+protected:
+    void sink_it_(const spdlog::details::log_msg& pMessage) override;
+    void flush_() override {}
+
+private:
+    std::string oldName(uint32_t pNumber) const;
+    void rotate();
+
+    const std::string mPath;
+    const uint64_t mBytes;
+    const uint32_t mOldFiles;
+    KprFile mFile = KPR_NO_FILE;
+    uint64_t mSize = 0; ///< what the file holds, since the last attempt to rename it
+};
+
+} // namespace vel::kos::host

@@ -72,6 +72,7 @@ if(WIN32)
     target_include_directories(kpr_modulelist_test PRIVATE include)
     target_compile_definitions(kpr_modulelist_test PRIVATE KPR_BUILD)
     target_sources(kpr_file_test PRIVATE kpr_trust_win_test.cpp)
+    target_sources(kpr_lock_test PRIVATE kpr_lock_win_test.cpp)
     target_link_libraries(kpr_file_test PRIVATE advapi32)
 else()
     # With kpr's own sources, so that its system calls can be made to fail.

@@ -2,7 +2,8 @@
 // tests run on let pass what Windows refuses; a test that links kpr_strict gets its own calls of kpr wrapped:
 //
 // - reading or writing a range that another handle of this process has locked gives KPR_E_LOCKED (reading:
-//   exclusively; writing: at all, also when the handle's own lock is a shared one);
+//   exclusively; writing: at all, also when the handle's own lock is a shared one); a lock of the whole file
+//   is one byte past all content and refuses nothing;
 // - so does opening with KPR_OPEN_TRUNCATE a file that another handle has locked;
 // - a handle that locks a range that it has locked already would wait for itself: E_INTERNAL;
 // - a file that is removed while a handle is open keeps its name until the last handle is closed: opening it,
@@ -45,12 +46,15 @@ struct Lock {
     uint64_t length; // 0: to the end
     bool exclusive;
 
+    bool isWhole() const { return offset == 0 && length == 0; }
+    // Where it lies: a lock of the whole file is one byte past all content.
+    uint64_t start() const { return isWhole() ? INT64_MAX - 1 : offset; }
+    uint64_t end() const { return length ? offset + length : INT64_MAX; }
+
+    bool overlaps(const Lock& pOther) const { return start() < pOther.end() && pOther.start() < end(); }
     bool overlaps(uint64_t pOffset, uint64_t pLength) const
     {
-        const auto tEnd = [](uint64_t pStart, uint64_t pCount) {
-            return pCount ? pStart + pCount : UINT64_MAX;
-        };
-        return offset < tEnd(pOffset, pLength) && pOffset < tEnd(offset, length);
+        return start() < pOffset + pLength && pOffset < end();
     }
 };
 
@@ -195,7 +199,7 @@ uint32_t __wrap_kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uin
         const auto tSelf = gFiles.find(pFile);
         if (tSelf != gFiles.end())
             for (const Lock& tLock : tSelf->second.locks)
-                if (tLock.overlaps(pOffset, pLength)) return E_INTERNAL;
+                if (tLock.overlaps({pOffset, pLength, false})) return E_INTERNAL;
     }
     const uint32_t tRes = __real_kprLockFile(pFile, pMode, pOffset, pLength);
     if (!KFAILED(tRes)) {

@@ -128,18 +128,20 @@ enum KprLockMode : uint32_t {
     KPR_LOCK_NO_WAIT = 2 ///< or-ed in: KPR_E_LOCKED at once when somebody else holds a conflicting lock
 };
 
-/// Locks a range of an open file; offset 0 with length 0 is the whole file whatever it grows to. Locks
-/// belong to the handle: two handles exclude each other also within one process, and closing another
-/// handle of the same file drops nothing. Without NO_WAIT it blocks; a signal does not end the wait.
-/// On Windows the range cannot be read or written through other handles while it is locked, and a handle that
-/// locks a range again without unlocking it waits for itself. A shared lock needs a handle that reads, an
-/// exclusive one a handle that writes (KPR_E_BAD_HANDLE on Linux).
+/// Locks a range of an open file, length 0 up to its end however far it grows; offset 0 with length 0 is the
+/// whole file. Locks belong to the handle: two handles exclude each other also within one process, and
+/// closing another handle of the same file drops nothing. Without NO_WAIT it blocks; a signal does not end
+/// the wait. On Windows a range cannot be read or written through other handles while it is locked, and a
+/// handle that locks a range again without unlocking it waits for itself. The whole file is there the one
+/// byte at offset INT64_MAX - 1: others read and write the file all the same, and a range that does not reach
+/// that byte is no conflict, so lock one file always whole or always in ranges. A shared lock needs a handle
+/// that reads, an exclusive one a handle that writes (KPR_E_BAD_HANDLE on Linux).
 KPR_API uint32_t kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength);
 /// Gives back the lock of exactly that range; where nothing is locked it does nothing. Closing does the same.
 KPR_API uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength);
-/// Whether some handle, in any process, holds a lock on the file that conflicts with an exclusive one:
-/// *pLocked is 1 or 0. On Linux it only looks. Windows cannot tell without locking: there one byte past all
-/// content is locked for a moment, so that a NO_WAIT lock of somebody else may fail meanwhile.
+/// Whether some handle, in any process, holds a lock that conflicts with an exclusive one of the whole file:
+/// *pLocked is 1 or 0. On Linux it only looks. Windows cannot tell without locking: there the file is locked
+/// for a moment, so that a NO_WAIT lock of somebody else may fail meanwhile.
 KPR_API uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked);
 
 } // extern "C"

@@ -9,6 +9,7 @@
 #include "kpr/dir.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_kind_win.h"
+#include "kpr/kpr_retry_win.h"
 #include "kpr/kpr_wide_win.h"
 
 namespace {
@@ -115,7 +116,12 @@ uint32_t kprMakeDir(const char* pPath)
     if (!pPath) return E_INVALIDARG;
     std::wstring tPath;
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
-    return CreateDirectoryW(tPath.c_str(), nullptr) ? K_SUCCESS : kpr::lastError();
+    const uint32_t tError = kpr::retried([&] {
+        if (CreateDirectoryW(tPath.c_str(), nullptr)) return true;
+        kpr::waitIfDying(tPath);
+        return false;
+    });
+    return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
 }
 
 uint32_t kprRemoveDir(const char* pPath)

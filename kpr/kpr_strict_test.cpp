@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
 #include "kpr/testing/kpr_testing.h"
+#include "kpr/time.h"
 
 namespace {
 
@@ -110,14 +112,23 @@ TEST_F(KprStrictTest, ARemovedNameStaysTakenWhileTheFileIsOpen)
     KprFileInfo tInfo;
     kprtest::writeFile(mDir / "other", "");
     EXPECT_EQ(kprRemoveFile(mPath.c_str()), 0u);
-    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE, &tFile), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE, &tFile), KPR_E_IN_USE);
     EXPECT_EQ(tFile, KPR_NO_FILE);
-    EXPECT_EQ(kprGetFileInfo(mPath.c_str(), KPR_INFO_ALL, &tInfo), KPR_E_ACCESS_DENIED);
-    EXPECT_EQ(kprMoveFile((mDir / "other").c_str(), mPath.c_str()), KPR_E_ACCESS_DENIED);
-    EXPECT_EQ(kprRemoveFile(mPath.c_str()), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_READ, &tFile), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprGetFileInfo(mPath.c_str(), KPR_INFO_ALL, &tInfo), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprMoveFile((mDir / "other").c_str(), mPath.c_str()), KPR_E_IN_USE);
+    EXPECT_EQ(kprMoveFile(mPath.c_str(), (mDir / "renamed").c_str()), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprRemoveFile(mPath.c_str()), KPR_E_NOT_FOUND);
     EXPECT_EQ(read(mTwo), 0u);
     EXPECT_EQ(kprCloseFile(mOne), 0u);
-    EXPECT_EQ(kprCloseFile(mTwo), 0u);
+    std::thread tHolder([&] {
+        kprSleep(50);
+        EXPECT_EQ(kprCloseFile(mTwo), 0u);
+    });
+    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE, &tFile), 0u) << "waited for";
+    tHolder.join();
+    EXPECT_EQ(kprCloseFile(tFile), 0u);
+    EXPECT_EQ(kprRemoveFile(mPath.c_str()), 0u);
     EXPECT_EQ(kprGetFileInfo(mPath.c_str(), KPR_INFO_ALL, &tInfo), KPR_E_NOT_FOUND);
     EXPECT_EQ(kprMoveFile((mDir / "other").c_str(), mPath.c_str()), 0u);
     ASSERT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_READ, &mOne), 0u);

@@ -6,8 +6,9 @@
 //   is one byte past all content and refuses nothing;
 // - so does opening with KPR_OPEN_TRUNCATE a file that another handle has locked;
 // - a handle that locks a range that it has locked already would wait for itself: E_INTERNAL;
-// - a file that is removed while a handle is open keeps its name until the last handle is closed: opening it,
-//   asking about it and renaming onto it give KPR_E_ACCESS_DENIED;
+// - a file that is removed while a handle is open keeps its name until the last handle is closed (a volume
+//   without POSIX semantics): nobody finds it, but creating it and renaming onto it wait for the name, a
+//   quarter of a second, and then give KPR_E_IN_USE;
 // - replacing a file that is open gives KPR_E_ACCESS_DENIED.
 //
 // Only handles of this process count, and only what goes through kprOpenFile.
@@ -20,6 +21,7 @@
 #include "kpr/codes.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/time.h"
 
 extern "C" {
 
@@ -96,6 +98,16 @@ bool isDying(const char* pPath)
     return anyOther(realPath(pPath), KPR_NO_FILE, [](const OpenFile& pOpen) { return pOpen.removed; });
 }
 
+// For who makes a name: whether it stays taken although its file was removed.
+bool staysTaken(const char* pPath)
+{
+    for (uint32_t tWaited = 0; isDying(pPath); tWaited += 5) {
+        if (tWaited >= 250) return true;
+        kprSleep(5);
+    }
+    return false;
+}
+
 bool refuses(KprFile pFile, uint64_t pOffset, uint64_t pLength, bool pWrites)
 {
     std::lock_guard tGuard(gMutex);
@@ -124,9 +136,9 @@ extern "C" {
 
 uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
 {
-    if (pPath && pFile && isDying(pPath)) {
+    if (pPath && pFile && (pMode & KPR_OPEN_CREATE ? staysTaken(pPath) : isDying(pPath))) {
         *pFile = KPR_NO_FILE;
-        return KPR_E_ACCESS_DENIED;
+        return pMode & KPR_OPEN_CREATE ? KPR_E_IN_USE : KPR_E_NOT_FOUND;
     }
     if (pPath && pFile && (pMode & KPR_OPEN_TRUNCATE)) {
         std::lock_guard tGuard(gMutex);
@@ -224,7 +236,7 @@ uint32_t __wrap_kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
 
 uint32_t __wrap_kprRemoveFile(const char* pPath)
 {
-    if (isDying(pPath)) return KPR_E_ACCESS_DENIED;
+    if (isDying(pPath)) return KPR_E_NOT_FOUND;
     const std::string tPath = realPath(pPath);
     const uint32_t tRes = __real_kprRemoveFile(pPath);
     if (!KFAILED(tRes)) {
@@ -237,7 +249,8 @@ uint32_t __wrap_kprRemoveFile(const char* pPath)
 
 uint32_t __wrap_kprMoveFile(const char* pFrom, const char* pTo)
 {
-    if (isDying(pFrom) || isDying(pTo)) return KPR_E_ACCESS_DENIED;
+    if (isDying(pFrom)) return KPR_E_NOT_FOUND;
+    if (staysTaken(pTo)) return KPR_E_IN_USE;
     const std::string tFrom = realPath(pFrom);
     const uint32_t tRes = __real_kprMoveFile(pFrom, pTo);
     if (!KFAILED(tRes)) {
@@ -267,7 +280,7 @@ uint32_t __wrap_kprReplaceFile(const char* pFrom, const char* pTo)
 
 uint32_t __wrap_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo)
 {
-    if (pPath && isDying(pPath)) return KPR_E_ACCESS_DENIED;
+    if (pPath && isDying(pPath)) return KPR_E_NOT_FOUND;
     return __real_kprGetFileInfo(pPath, pMask, pInfo);
 }
 }

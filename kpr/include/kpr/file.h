@@ -65,8 +65,11 @@ enum KprSeekOrigin : uint32_t { KPR_SEEK_START = 0, KPR_SEEK_CURRENT = 1, KPR_SE
 
 /// Opens a file. On failure *pFile is KPR_NO_FILE. A directory gives KPR_E_NOT_REGULAR, with ANY
 /// KPR_E_IS_DIRECTORY. CREATE, TRUNCATE and
-/// APPEND need WRITE. On Windows a file that somebody else holds without sharing it, as virus scanners do for
-/// a moment, is tried again for a quarter of a second; so it is when it is renamed, replaced or removed.
+/// APPEND need WRITE. On Windows a file that somebody else holds without sharing it or has mapped, as virus
+/// scanners do for a moment, is tried again for a quarter of a second and then KPR_E_IN_USE; so it is when it
+/// is renamed, replaced or removed. A name whose file was removed while it is open somewhere may stay taken
+/// there: nobody finds it (KPR_E_NOT_FOUND), and whoever makes a file, a folder or a name waits for it as
+/// long.
 KPR_API uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile);
 KPR_API uint32_t kprCloseFile(KprFile pFile);
 /// Reads at most pLength bytes from the current position; *pRead is less only at the end of the file, which
@@ -102,6 +105,8 @@ KPR_API uint32_t kprMoveFile(const char* pFrom, const char* pTo);
 /// Renames pFrom to pTo, replacing a file that stands there. Atomic. Who has the replaced file open keeps it
 /// (Windows: where the volume supports that, else KPR_E_ACCESS_DENIED).
 KPR_API uint32_t kprReplaceFile(const char* pFrom, const char* pTo);
+/// Removes a file or a link, also while somebody has it open. The name is free at once, except on Windows
+/// volumes that cannot do that. A read-only file stays on Windows (KPR_E_ACCESS_DENIED).
 KPR_API uint32_t kprRemoveFile(const char* pPath);
 /// Creates a new empty file with a unique name that starts with pPrefix (may be null) in pDir, and puts its
 /// path into pBuffer of pSize bytes. pFlags is 0. KPR_E_BUFFER_TOO_SMALL leaves no file behind.

@@ -112,7 +112,8 @@ K_SYSTEM(BOOL, FALSE, SetEndOfFile, (HANDLE pFile), (pFile))
 
 extern "C" {
 
-extern BOOL(WINAPI* __real___imp_SetFileInformationByHandle)(HANDLE, FILE_INFO_BY_HANDLE_CLASS, LPVOID, DWORD);
+extern BOOL(WINAPI* __real___imp_SetFileInformationByHandle)(HANDLE, FILE_INFO_BY_HANDLE_CLASS, LPVOID,
+                                                             DWORD);
 static BOOL WINAPI fakeSetInformation(HANDLE pFile, FILE_INFO_BY_HANDLE_CLASS pClass, LPVOID pInfo,
                                       DWORD pSize)
 {

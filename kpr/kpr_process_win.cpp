@@ -1,14 +1,12 @@
 #include <windows.h>
-// after windows.h
-#include <shellapi.h>
 
 #include <fcntl.h>
 #include <io.h>
 
 #include <cstdio>
-#include <memory>
 
 #include "kpr/kpr_block.h"
+#include "kpr/kpr_commandline_win.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_wide_win.h"
 #include "kpr/process.h"
@@ -17,13 +15,10 @@ uint32_t kprGetArguments(KprArgumentList** pList)
 {
     if (!pList) return E_INVALIDARG;
     *pList = nullptr;
-    int tCount = 0;
-    const std::unique_ptr<LPWSTR, HLOCAL(WINAPI*)(HLOCAL)> tWide(
-        CommandLineToArgvW(GetCommandLineW(), &tCount), LocalFree);
-    if (!tWide) return kpr::lastError();
-    std::vector<std::string> tArguments(static_cast<size_t>(tCount));
+    const std::vector<std::wstring> tWide = kpr::splitCommandLine(GetCommandLineW());
+    std::vector<std::string> tArguments(tWide.size());
     for (size_t i = 0; i < tArguments.size(); ++i)
-        if (auto tRes = kpr::toUtf8(tWide.get()[i], &tArguments[i]); KFAILED(tRes)) return tRes;
+        if (auto tRes = kpr::toUtf8(tWide[i], &tArguments[i]); KFAILED(tRes)) return tRes;
     return kpr::makeArgumentList(tArguments, pList);
 }
 

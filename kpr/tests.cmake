@@ -81,6 +81,8 @@ if(WIN32)
     endforeach()
     target_sources(kpr_file_test PRIVATE kpr_trust_win_test.cpp)
     target_sources(kpr_lock_test PRIVATE kpr_lock_win_test.cpp)
+    target_sources(kpr_dir_test PRIVATE kpr_dir_win_test.cpp)
+    k_test(kpr_commandline_test SOURCES kpr_commandline_win_test.cpp kpr_commandline_win.cpp LIBRARIES shell32)
     target_link_libraries(kpr_file_test PRIVATE advapi32)
 else()
     # With kpr's own sources, so that its system calls can be made to fail.

@@ -2,8 +2,11 @@
 #include "host/CloseSignals.h"
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <windows.h>
+
+#include "host/host_SessionWindow_win.h"
 
 namespace vel::kos::host {
 
@@ -14,20 +17,27 @@ std::atomic<bool> gPending{false};
 std::mutex gMutex;
 Waker* gWaker = nullptr;
 HANDLE gDone = nullptr;
+std::unique_ptr<SessionWindow> gSession;
 
 BOOL WINAPI onControl(DWORD pEvent) { return handleControlEvent(pEvent); }
+
+/// Notes a request, wakes who is to work, and returns what is set when the work is done.
+HANDLE note()
+{
+    gPending.store(true);
+    const std::lock_guard tLock(gMutex);
+    if (gWaker) gWaker->wake();
+    return gDone;
+}
+
+void onSessionEnd() { WaitForSingleObject(note(), INFINITE); }
 
 } // namespace
 
 bool handleControlEvent(unsigned long pEvent)
 {
     if (gPending.exchange(true)) return false;
-    HANDLE tDone = nullptr;
-    {
-        const std::lock_guard tLock(gMutex);
-        if (gWaker) gWaker->wake();
-        tDone = gDone;
-    }
+    const HANDLE tDone = note();
     const bool tEndsProcess =
         pEvent == CTRL_CLOSE_EVENT || pEvent == CTRL_LOGOFF_EVENT || pEvent == CTRL_SHUTDOWN_EVENT;
     if (tEndsProcess && tDone) WaitForSingleObject(tDone, INFINITE);
@@ -45,14 +55,18 @@ CloseSignals::CloseSignals(Waker& pWaker)
         ResetEvent(gDone);
     }
     SetConsoleCtrlHandler(onControl, TRUE);
+    gSession = std::make_unique<SessionWindow>(onSessionEnd);
 }
 
 CloseSignals::~CloseSignals()
 {
     SetConsoleCtrlHandler(onControl, FALSE);
-    const std::lock_guard tLock(gMutex);
-    gWaker = nullptr;
-    SetEvent(gDone);
+    {
+        const std::lock_guard tLock(gMutex);
+        gWaker = nullptr;
+        SetEvent(gDone);
+    }
+    gSession.reset(); // not before the work is known to be done: it waits for that
 }
 
 bool CloseSignals::isPending() noexcept { return gPending.load(); }

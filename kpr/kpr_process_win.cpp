@@ -1,10 +1,5 @@
 #include <windows.h>
 
-#include <fcntl.h>
-#include <io.h>
-
-#include <cstdio>
-
 #include "kpr/kpr_block.h"
 #include "kpr/kpr_commandline_win.h"
 #include "kpr/kpr_error.h"
@@ -37,22 +32,6 @@ uint32_t kprGetEnvironment(const char* pName, char* pBuffer, uint32_t pSize)
         tValue.resize(tLength);
         if (tFits) return kpr::copyOutWide(tValue, pBuffer, pSize);
     }
-}
-
-uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal)
-{
-    if (!pTerminal || pStream > KPR_STDERR) return E_INVALIDARG;
-    constexpr DWORD tStreams[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
-    DWORD tMode; // only a console has one; the C library takes every device for a terminal
-    *pTerminal = GetConsoleMode(GetStdHandle(tStreams[pStream]), &tMode) ? 1 : 0;
-    return K_SUCCESS;
-}
-
-uint32_t kprSetBinaryStdio(void)
-{
-    for (FILE* tStream : {stdin, stdout})
-        if (_setmode(_fileno(tStream), _O_BINARY) == -1) return KPR_E_BAD_HANDLE;
-    return K_SUCCESS;
 }
 
 // The system knows it by itself.

@@ -75,7 +75,9 @@ if(WIN32)
     list(TRANSFORM tCalls PREPEND __imp_)
     k_test(kpr_faults_test SOURCES kpr_faults_win_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP ${tCalls})
-    foreach(tTest kpr_modulelist_test kpr_faults_test)
+    k_test(kpr_stream_test SOURCES kpr_stream_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
+        WRAP __imp_GetConsoleMode __imp_WriteConsoleW)
+    foreach(tTest kpr_modulelist_test kpr_faults_test kpr_stream_test)
         target_include_directories(${tTest} PRIVATE include)
         target_compile_definitions(${tTest} PRIVATE KPR_BUILD)
     endforeach()

@@ -2,8 +2,10 @@
 #include "host/CloseSignals.h"
 
 #include <atomic>
+#include <memory>
 #include <windows.h>
 
+#include "host/host_SessionWindow_win.h"
 #include "kpr/mutex.h"
 
 namespace vel::kos::host {
@@ -15,20 +17,27 @@ std::atomic<bool> gPending{false};
 kpr::Mutex gMutex;
 Waker* gWaker K_GUARDED_BY(gMutex) = nullptr;
 HANDLE gDone K_GUARDED_BY(gMutex) = nullptr;
+std::unique_ptr<SessionWindow> gSession;
 
 BOOL WINAPI onControl(DWORD pEvent) { return handleControlEvent(pEvent); }
+
+/// Notes a request, wakes who is to work, and returns what is set when the work is done.
+HANDLE note()
+{
+    gPending.store(true);
+    const kpr::Lock tLock(gMutex);
+    if (gWaker) gWaker->wake();
+    return gDone;
+}
+
+void onSessionEnd() { WaitForSingleObject(note(), INFINITE); }
 
 } // namespace
 
 bool handleControlEvent(unsigned long pEvent)
 {
     if (gPending.exchange(true)) return false;
-    HANDLE tDone = nullptr;
-    {
-        const kpr::Lock tLock(gMutex);
-        if (gWaker) gWaker->wake();
-        tDone = gDone;
-    }
+    const HANDLE tDone = note();
     const bool tEndsProcess =
         pEvent == CTRL_CLOSE_EVENT || pEvent == CTRL_LOGOFF_EVENT || pEvent == CTRL_SHUTDOWN_EVENT;
     if (tEndsProcess && tDone) WaitForSingleObject(tDone, INFINITE);
@@ -46,14 +55,18 @@ CloseSignals::CloseSignals(Waker& pWaker)
         ResetEvent(gDone);
     }
     SetConsoleCtrlHandler(onControl, TRUE);
+    gSession = std::make_unique<SessionWindow>(onSessionEnd);
 }
 
 CloseSignals::~CloseSignals()
 {
     SetConsoleCtrlHandler(onControl, FALSE);
-    const kpr::Lock tLock(gMutex);
-    gWaker = nullptr;
-    SetEvent(gDone);
+    {
+        const kpr::Lock tLock(gMutex);
+        gWaker = nullptr;
+        SetEvent(gDone);
+    }
+    gSession.reset(); // not before the work is known to be done: it waits for that
 }
 
 bool CloseSignals::isPending() noexcept { return gPending.load(); }

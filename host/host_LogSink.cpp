@@ -1,7 +1,7 @@
 // The library's headers come first: on Windows they bring the system's, whose macros ours undo.
 #include <spdlog/logger.h>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/sinks/base_sink.h>
 
 #include "host/LogSink.h"
 
@@ -14,6 +14,7 @@
 #include "host/Escape.h"
 #include "host/host_LogFile.h"
 #include "kfw/IApplication.h"
+#include "kpr/process.h"
 
 namespace vel::kos::host {
 
@@ -34,6 +35,17 @@ std::unique_ptr<spdlog::formatter> linePattern(const char* pPattern)
 {
     return std::make_unique<spdlog::pattern_formatter>(pPattern, spdlog::pattern_time_type::local, "\n");
 }
+
+/// Standard error, a line at a time.
+class StandardError final : public spdlog::sinks::base_sink<std::mutex> {
+    void sink_it_(const spdlog::details::log_msg& pMessage) override
+    {
+        spdlog::memory_buf_t tLine;
+        formatter_->format(pMessage, tLine);
+        kprWriteStream(KPR_STDERR, tLine.data(), static_cast<uint32_t>(tLine.size()));
+    }
+    void flush_() override {}
+};
 
 std::shared_ptr<spdlog::logger> makeLogger(std::vector<spdlog::sink_ptr> pSinks)
 {
@@ -60,7 +72,7 @@ uint32_t LogSink::open(const Options& pOptions, std::string* pProblem)
 {
     std::vector<spdlog::sink_ptr> tSinks;
     if (pOptions.console) {
-        tSinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+        tSinks.push_back(std::make_shared<StandardError>());
         tSinks.back()->set_formatter(linePattern("%v"));
     }
     uint32_t tRes = 0;

@@ -39,10 +39,12 @@ std::vector<std::pair<std::string, std::string>> environmentVariables()
 
 std::string userLanguage()
 {
-    wchar_t tName[LOCALE_NAME_MAX_LENGTH];
-    const int tLength = GetUserDefaultLocaleName(tName, LOCALE_NAME_MAX_LENGTH);
-    if (tLength <= 1) return {};
-    std::string tLanguage = toUtf8(tName, static_cast<std::size_t>(tLength - 1));
+    // The language that Windows shows its own texts in; the regional format is another setting.
+    ULONG tCount = 0, tLength = 0;
+    if (!GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &tCount, nullptr, &tLength)) return {};
+    std::wstring tNames(tLength, L'\0'); // each ends in a NUL; the one that is liked best comes first
+    if (!GetUserPreferredUILanguages(MUI_LANGUAGE_NAME, &tCount, tNames.data(), &tLength)) return {};
+    std::string tLanguage = toUtf8(tNames.c_str(), std::wcslen(tNames.c_str()));
     std::replace(tLanguage.begin(), tLanguage.end(), '-', '_');
     return tLanguage;
 }

@@ -4,6 +4,7 @@
 
 #include "kpr/child.h"
 #include "kpr/codes.h"
+#include "kpr/kpr_commandline_win.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_wide_win.h"
 #include "kpr/mutex.h"
@@ -27,20 +28,6 @@ kpr::Mutex& starting()
 
 // The exit status of a process that is stopped: what the system itself gives one that ends by Ctrl-C.
 constexpr UINT STOPPED = 0xC000013A;
-
-// Text of a command line that the child's start takes for one argument: backslashes count only in front of a
-// quotation mark.
-std::string quoted(const std::string& pArgument)
-{
-    std::string tQuoted = "\"";
-    size_t tBackslashes = 0;
-    for (const char tChar : pArgument) {
-        if (tChar == '"') tQuoted.append(tBackslashes + 1, '\\');
-        tBackslashes = tChar == '\\' ? tBackslashes + 1 : 0;
-        tQuoted += tChar;
-    }
-    return tQuoted.append(tBackslashes, '\\') + '"';
-}
 
 // A file that a child inherits.
 class Inheritable {
@@ -76,9 +63,9 @@ uint32_t kprStartChild(const KprChildStart* pStart, KprChild* pChild)
     *pChild = 0;
     if (!pStart || !pStart->program || (pStart->count && !pStart->arguments)) return E_INVALIDARG;
     if (!pStart->quiet != !pStart->output) return E_INVALIDARG;
-    std::string tLine = quoted(pStart->program);
+    std::string tLine = kpr::quoteArgument(pStart->program);
     for (uint32_t i = 0; i < pStart->count; ++i)
-        tLine += ' ' + quoted(pStart->arguments[i]);
+        tLine += ' ' + kpr::quoteArgument(pStart->arguments[i]);
     std::wstring tProgram, tWideLine, tOutputPath;
     if (auto tRes = kpr::toWidePath(pStart->program, &tProgram); KFAILED(tRes)) return tRes;
     if (auto tRes = kpr::toWide(tLine, &tWideLine); KFAILED(tRes)) return tRes;

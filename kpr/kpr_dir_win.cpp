@@ -1,7 +1,4 @@
 #include <windows.h>
-// after windows.h
-#include <objbase.h>
-#include <shlobj.h>
 
 #include <memory>
 #include <string>
@@ -9,6 +6,7 @@
 #include "kpr/dir.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_kind_win.h"
+#include "kpr/kpr_retry_win.h"
 #include "kpr/kpr_wide_win.h"
 
 namespace {
@@ -42,6 +40,36 @@ std::wstring environment(const wchar_t* pName)
     if (!tValue.empty())
         tValue.resize(GetEnvironmentVariableW(pName, tValue.data(), static_cast<DWORD>(tValue.size())));
     return tValue;
+}
+
+template <class TFunction>
+TFunction* functionOf(HMODULE pLibrary, const char* pName)
+{
+    void* tAddress = pLibrary ? reinterpret_cast<void*>(GetProcAddress(pLibrary, pName)) : nullptr;
+    return reinterpret_cast<TFunction*>(tAddress);
+}
+
+// The shell knows the folder also without an environment. It brings the window system into the process, after
+// which a console program hears nothing of logoff and shutdown any more: so it is loaded last of all.
+std::wstring knownLocalAppData()
+{
+    constexpr GUID tLocalAppData = {
+        0xF1B32785, 0x6FBA, 0x4FCF, {0x9D, 0x55, 0x7B, 0x8E, 0x7F, 0x15, 0x70, 0x91}};
+    constexpr DWORD tDontVerify = 0x4000; // KF_FLAG_DONT_VERIFY
+    const HMODULE tShell = LoadLibraryExW(L"shell32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    const HMODULE tOle = LoadLibraryExW(L"ole32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    const auto tGet =
+        functionOf<HRESULT WINAPI(const GUID&, DWORD, HANDLE, PWSTR*)>(tShell, "SHGetKnownFolderPath");
+    const auto tFree = functionOf<void WINAPI(void*)>(tOle, "CoTaskMemFree");
+    PWSTR tKnown = nullptr;
+    std::wstring tDir;
+    if (tGet && tFree) {
+        if (SUCCEEDED(tGet(tLocalAppData, tDontVerify, nullptr, &tKnown))) tDir = tKnown;
+        tFree(tKnown);
+    }
+    for (const HMODULE tLibrary : {tShell, tOle})
+        if (tLibrary) FreeLibrary(tLibrary);
+    return tDir;
 }
 
 bool isAbsolute(const std::wstring& pPath)
@@ -115,7 +143,12 @@ uint32_t kprMakeDir(const char* pPath)
     if (!pPath) return E_INVALIDARG;
     std::wstring tPath;
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
-    return CreateDirectoryW(tPath.c_str(), nullptr) ? K_SUCCESS : kpr::lastError();
+    const uint32_t tError = kpr::retried([&] {
+        if (CreateDirectoryW(tPath.c_str(), nullptr)) return true;
+        kpr::waitIfDying(tPath);
+        return false;
+    });
+    return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
 }
 
 uint32_t kprRemoveDir(const char* pPath)
@@ -131,12 +164,8 @@ uint32_t kprGetUserDataDir(char* pBuffer, uint32_t pSize)
 {
     if (const std::wstring tDir = environment(L"LOCALAPPDATA"); isAbsolute(tDir))
         return kpr::copyOutWide(trimmed(tDir), pBuffer, pSize);
-    PWSTR tKnown = nullptr;
-    const bool tFound =
-        SUCCEEDED(SHGetKnownFolderPath(FOLDERID_LocalAppData, KF_FLAG_DONT_VERIFY, nullptr, &tKnown));
-    const std::wstring tDir = tFound ? tKnown : L"";
-    CoTaskMemFree(tKnown);
-    return tFound ? kpr::copyOutWide(trimmed(tDir), pBuffer, pSize) : uint32_t{KPR_E_NOT_FOUND};
+    const std::wstring tDir = knownLocalAppData();
+    return tDir.empty() ? uint32_t{KPR_E_NOT_FOUND} : kpr::copyOutWide(trimmed(tDir), pBuffer, pSize);
 }
 
 uint32_t kprGetTempDir(char* pBuffer, uint32_t pSize)

@@ -44,6 +44,7 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     case ERROR_INVALID_DRIVE:
     case ERROR_BAD_NETPATH:
     case ERROR_BAD_NET_NAME:
+    case ERROR_DELETE_PENDING: // the name is there until the last handle goes, but nobody gets at the file
     case ERROR_ENVVAR_NOT_FOUND:
     case ERROR_MOD_NOT_FOUND:
         return KPR_E_NOT_FOUND;

@@ -6,6 +6,7 @@
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_filetime_win.h"
 #include "kpr/kpr_kind_win.h"
+#include "kpr/kpr_retry_win.h"
 #include "kpr/kpr_trust_win.h"
 #include "kpr/kpr_wide_win.h"
 
@@ -39,7 +40,9 @@ uint32_t openHandle(const std::wstring& pPath, uint32_t pMode, DWORD pFlags, HAN
     const uint32_t tError = kpr::retried([&] {
         *pHandle = CreateFileW(pPath.c_str(), toAccess(pMode), SHARE_ALL, nullptr, toDisposition(pMode),
                                FILE_ATTRIBUTE_NORMAL | pFlags, nullptr);
-        return *pHandle != INVALID_HANDLE_VALUE;
+        if (*pHandle != INVALID_HANDLE_VALUE) return true;
+        if (pMode & KPR_OPEN_CREATE) kpr::waitIfDying(pPath);
+        return false;
     });
     if (tError == 0) return K_SUCCESS;
     if (tError == ERROR_ACCESS_DENIED && kpr::isDirectory(pPath))
@@ -103,6 +106,12 @@ uint32_t writePiece(KprFile pFile, const void* pBuffer, uint32_t pLength, OVERLA
     return tDone ? K_SUCCESS : kpr::lastError();
 }
 
+uint32_t truncate(HANDLE pHandle)
+{
+    const uint32_t tError = kpr::retried([&] { return SetEndOfFile(pHandle) != FALSE; });
+    return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
+}
+
 OVERLAPPED toOverlapped(uint64_t pOffset)
 {
     OVERLAPPED tWhere{};
@@ -134,7 +143,7 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
         tRes = KPR_E_NOT_REGULAR;
     if (!KFAILED(tRes) && (pMode & (KPR_OPEN_TRUSTED | KPR_OPEN_OWN)))
         tRes = kpr::checkTrusted(tHandle, pMode & KPR_OPEN_TRUSTED);
-    if (!KFAILED(tRes) && (pMode & KPR_OPEN_TRUNCATE) && !SetEndOfFile(tHandle)) tRes = kpr::lastError();
+    if (!KFAILED(tRes) && (pMode & KPR_OPEN_TRUNCATE)) tRes = truncate(tHandle);
     if (KFAILED(tRes)) {
         CloseHandle(tHandle);
         return tRes;

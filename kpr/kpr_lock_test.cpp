@@ -123,9 +123,14 @@ TEST_F(KprLockTest, ClosingGivesTheLockBackAndOtherHandlesKeepTheirs)
 TEST_F(KprLockTest, TheWholeFileIsLockedHoweverItGrows)
 {
     Handle tOne(mPath), tTwo(mPath);
+    uint32_t tWritten = 0;
     ASSERT_EQ(tOne.lock(TRY_EXCLUSIVE), 0u);
-    EXPECT_EQ(tTwo.lock(TRY_SHARED, 0, 1), KPR_E_LOCKED);
-    EXPECT_EQ(tTwo.lock(TRY_SHARED, uint64_t{1} << 40, 1), KPR_E_LOCKED);
+    ASSERT_EQ(kprSeekAndWrite(tOne.get(), uint64_t{1} << 20, "x", 1, &tWritten), 0u);
+    EXPECT_EQ(tTwo.lock(TRY_SHARED), KPR_E_LOCKED);
+    EXPECT_EQ(tTwo.lock(TRY_SHARED, 0, INT64_MAX), KPR_E_LOCKED);
+    EXPECT_EQ(tOne.unlock(), 0u);
+    EXPECT_EQ(tTwo.lock(TRY_EXCLUSIVE, 0, INT64_MAX), 0u);
+    EXPECT_EQ(tOne.lock(TRY_SHARED), KPR_E_LOCKED);
 }
 
 TEST_F(KprLockTest, RangesThatDoNotOverlapAreIndependent)

@@ -1,4 +1,5 @@
-// Byte-range locks of Windows. They are mandatory and belong to the handle.
+// Byte-range locks of Windows. They are mandatory and belong to the handle, so the lock of a whole file is
+// one byte that no file reaches: whoever locks all bytes meets it, and nobody who reads or writes does.
 #include <windows.h>
 
 #include "kpr/file.h"
@@ -13,15 +14,20 @@ struct Range {
     DWORD high;
 };
 
+constexpr uint64_t WHOLE_FILE_BYTE = INT64_MAX - 1;
+
 Range toRange(uint64_t pOffset, uint64_t pLength)
 {
     Range tRange{};
+    if (pOffset == 0 && pLength == 0) {
+        pOffset = WHOLE_FILE_BYTE;
+        pLength = 1;
+    } else if (pLength == 0)
+        pLength = UINT64_MAX - pOffset;
     tRange.where.Offset = static_cast<DWORD>(pOffset & 0xFFFFFFFFu);
     tRange.where.OffsetHigh = static_cast<DWORD>(pOffset >> 32);
-    // To the end of any file: the whole of it, also what is yet to be written.
-    const uint64_t tLength = pLength ? pLength : UINT64_MAX - pOffset;
-    tRange.low = static_cast<DWORD>(tLength & 0xFFFFFFFFu);
-    tRange.high = static_cast<DWORD>(tLength >> 32);
+    tRange.low = static_cast<DWORD>(pLength & 0xFFFFFFFFu);
+    tRange.high = static_cast<DWORD>(pLength >> 32);
     return tRange;
 }
 
@@ -59,8 +65,7 @@ uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked)
     *pLocked = 0;
     KprFile tFile;
     if (auto tRes = kprOpenFile(pPath, KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
-    // One byte that lies in every whole-file lock and past everything else.
-    uint32_t tRes = kprLockFile(tFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, INT64_MAX - 1, 1);
+    uint32_t tRes = kprLockFile(tFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
     if (tRes == KPR_E_LOCKED) {
         *pLocked = 1;
         tRes = K_SUCCESS;

@@ -58,6 +58,20 @@ uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal)
     return K_SUCCESS;
 }
 
+uint32_t kprWriteStream(uint32_t pStream, const void* pBytes, uint32_t pLength)
+{
+    if ((pStream != KPR_STDOUT && pStream != KPR_STDERR) || (!pBytes && pLength)) return E_INVALIDARG;
+    const int tDescriptor = pStream == KPR_STDOUT ? STDOUT_FILENO : STDERR_FILENO;
+    for (uint32_t tDone = 0; tDone < pLength;) {
+        const ssize_t tWritten =
+            write(tDescriptor, static_cast<const char*>(pBytes) + tDone, pLength - tDone);
+        if (tWritten < 0 && errno == EINTR) continue;
+        if (tWritten < 0) return kpr::lastError();
+        tDone += static_cast<uint32_t>(tWritten);
+    }
+    return K_SUCCESS;
+}
+
 uint32_t kprSetBinaryStdio(void) { return K_SUCCESS; } // they are
 
 // Handlers run in the reverse order of their registration, destructors of static objects among them.

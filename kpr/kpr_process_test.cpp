@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "kpr/child.h"
 #include "kpr/codes.h"
 #include "kpr/dso.h"
 #include "kpr/testing/kpr_testing.h"
@@ -28,6 +29,14 @@ int writeBinary(const std::string& pPath)
     if (!std::freopen(pPath.c_str(), "w", stdout) || KFAILED(kprSetBinaryStdio())) return 1;
     std::fputs("a\nb\r\n", stdout);
     return std::fclose(stdout) == 0 ? 0 : 2;
+}
+
+int writeStreams()
+{
+    const std::string tLong(300000, 'x');
+    return KFAILED(kprWriteStream(KPR_STDOUT, "out\n\xFF\0\r\n", 8)) ||
+           KFAILED(kprWriteStream(KPR_STDERR, "error \xC3", 7)) ||
+           KFAILED(kprWriteStream(KPR_STDOUT, tLong.data(), static_cast<uint32_t>(tLong.size())));
 }
 
 void setVariable(const char* pName, const char* pValue)
@@ -103,6 +112,27 @@ TEST(KprProcess, AFileIsNoTerminal)
     EXPECT_EQ(kprIsTerminal(KPR_STDOUT, nullptr), E_INVALIDARG);
 }
 
+TEST(KprProcess, WritesBytesToAStreamAsTheyAre)
+{
+    kprtest::TemporaryDirectory tDir;
+    const std::string tFile = tDir / "output";
+    kprtest::writeFile(tFile, "");
+    const std::string tProgram = kprGetProgramPath();
+    const char* tArguments[] = {"--stream"};
+    const KprChildStart tStart = {tProgram.c_str(), tArguments, 1, 1, tFile.c_str()};
+    KprChild tChild;
+    KprChildEnd tEnd;
+    ASSERT_EQ(kprStartChild(&tStart, &tChild), 0u);
+    ASSERT_EQ(kprWaitForChild(tChild, KPR_WAIT_FOREVER, &tEnd), 0u);
+    EXPECT_EQ(tEnd.code, 0u);
+    EXPECT_EQ(kprtest::readFile(tFile),
+              std::string("out\n\xFF\0\r\nerror \xC3", 15) + std::string(300000, 'x'));
+    for (const uint32_t tStream : {0u, 3u})
+        EXPECT_EQ(kprWriteStream(tStream, "", 0), E_INVALIDARG);
+    EXPECT_EQ(kprWriteStream(KPR_STDOUT, nullptr, 1), E_INVALIDARG);
+    EXPECT_EQ(kprWriteStream(KPR_STDOUT, nullptr, 0), 0u);
+}
+
 TEST(KprProcess, BinaryOutputKeepsItsLineEnds)
 {
     kprtest::TemporaryDirectory tDir;
@@ -117,6 +147,7 @@ int main(int pCount, char** pArguments)
     const std::vector<std::string> tArguments = kprtest::arguments();
     if (tArguments.size() > 1 && tArguments[0] == "--arguments") return writeArguments(tArguments);
     if (tArguments.size() == 2 && tArguments[0] == "--binary") return writeBinary(tArguments[1]);
+    if (tArguments.size() == 1 && tArguments[0] == "--stream") return writeStreams();
     testing::InitGoogleMock(&pCount, pArguments);
     return RUN_ALL_TESTS();
 }

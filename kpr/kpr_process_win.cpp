@@ -1,14 +1,7 @@
 #include <windows.h>
-// after windows.h
-#include <shellapi.h>
-
-#include <fcntl.h>
-#include <io.h>
-
-#include <cstdio>
-#include <memory>
 
 #include "kpr/kpr_block.h"
+#include "kpr/kpr_commandline_win.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_wide_win.h"
 #include "kpr/process.h"
@@ -17,13 +10,10 @@ uint32_t kprGetArguments(KprArgumentList** pList)
 {
     if (!pList) return E_INVALIDARG;
     *pList = nullptr;
-    int tCount = 0;
-    const std::unique_ptr<LPWSTR, HLOCAL(WINAPI*)(HLOCAL)> tWide(
-        CommandLineToArgvW(GetCommandLineW(), &tCount), LocalFree);
-    if (!tWide) return kpr::lastError();
-    std::vector<std::string> tArguments(static_cast<size_t>(tCount));
+    const std::vector<std::wstring> tWide = kpr::splitCommandLine(GetCommandLineW());
+    std::vector<std::string> tArguments(tWide.size());
     for (size_t i = 0; i < tArguments.size(); ++i)
-        if (auto tRes = kpr::toUtf8(tWide.get()[i], &tArguments[i]); KFAILED(tRes)) return tRes;
+        if (auto tRes = kpr::toUtf8(tWide[i], &tArguments[i]); KFAILED(tRes)) return tRes;
     return kpr::makeArgumentList(tArguments, pList);
 }
 
@@ -42,22 +32,6 @@ uint32_t kprGetEnvironment(const char* pName, char* pBuffer, uint32_t pSize)
         tValue.resize(tLength);
         if (tFits) return kpr::copyOutWide(tValue, pBuffer, pSize);
     }
-}
-
-uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal)
-{
-    if (!pTerminal || pStream > KPR_STDERR) return E_INVALIDARG;
-    constexpr DWORD tStreams[] = {STD_INPUT_HANDLE, STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
-    DWORD tMode; // only a console has one; the C library takes every device for a terminal
-    *pTerminal = GetConsoleMode(GetStdHandle(tStreams[pStream]), &tMode) ? 1 : 0;
-    return K_SUCCESS;
-}
-
-uint32_t kprSetBinaryStdio(void)
-{
-    for (FILE* tStream : {stdin, stdout})
-        if (_setmode(_fileno(tStream), _O_BINARY) == -1) return KPR_E_BAD_HANDLE;
-    return K_SUCCESS;
 }
 
 // The system knows it by itself.

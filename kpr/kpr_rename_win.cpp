@@ -6,6 +6,7 @@
 
 #include "kpr/file.h"
 #include "kpr/kpr_error.h"
+#include "kpr/kpr_retry_win.h"
 #include "kpr/kpr_wide_win.h"
 
 namespace {
@@ -38,6 +39,29 @@ bool replaceOpenTarget(const std::wstring& pFrom, const std::wstring& pTo)
     return tDone;
 }
 
+// On a volume that does not know what it was asked for.
+bool isUnsupported(DWORD pError)
+{
+    return pError == ERROR_INVALID_PARAMETER || pError == ERROR_NOT_SUPPORTED ||
+           pError == ERROR_INVALID_FUNCTION || pError == ERROR_CALL_NOT_IMPLEMENTED;
+}
+
+// With POSIX semantics the name is free at once, whoever has the file open; without, the system keeps it
+// until the last handle goes. No directories.
+bool removeName(const std::wstring& pPath)
+{
+    constexpr auto tInfoClass = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21); // FileDispositionInfoEx
+    DWORD tFlags = 0x1 | 0x2;                                               // delete, POSIX semantics
+    const HANDLE tHandle =
+        CreateFileW(pPath.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (tHandle == INVALID_HANDLE_VALUE) return false;
+    const bool tDone = SetFileInformationByHandle(tHandle, tInfoClass, &tFlags, sizeof tFlags);
+    const bool tUnsupported = !tDone && isUnsupported(GetLastError());
+    CloseHandle(tHandle); // which leaves the last error alone
+    return tDone || (tUnsupported && DeleteFileW(pPath.c_str()));
+}
+
 uint32_t toWidePaths(const char* pFrom, const char* pTo, std::wstring* pWideFrom, std::wstring* pWideTo)
 {
     if (!pFrom || !pTo) return E_INVALIDARG;
@@ -51,7 +75,11 @@ uint32_t kprMoveFile(const char* pFrom, const char* pTo)
 {
     std::wstring tFrom, tTo;
     if (auto tRes = toWidePaths(pFrom, pTo, &tFrom, &tTo); KFAILED(tRes)) return tRes;
-    const uint32_t tError = kpr::retried([&] { return MoveFileExW(tFrom.c_str(), tTo.c_str(), 0) != FALSE; });
+    const uint32_t tError = kpr::retried([&] {
+        if (MoveFileExW(tFrom.c_str(), tTo.c_str(), 0)) return true;
+        if (kpr::systemError() != ERROR_DELETE_PENDING) kpr::waitIfDying(tTo); // else it is the source
+        return false;
+    });
     return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
 }
 
@@ -62,8 +90,11 @@ uint32_t kprReplaceFile(const char* pFrom, const char* pTo)
     if (kpr::isDirectory(tTo)) return KPR_E_IS_DIRECTORY;
     const uint32_t tError = kpr::retried(
         [&] {
-            return replaceOpenTarget(tFrom, tTo) ||
-                   MoveFileExW(tFrom.c_str(), tTo.c_str(), MOVEFILE_REPLACE_EXISTING) != FALSE;
+            if (replaceOpenTarget(tFrom, tTo) ||
+                MoveFileExW(tFrom.c_str(), tTo.c_str(), MOVEFILE_REPLACE_EXISTING))
+                return true;
+            kpr::waitIfDying(tTo);
+            return false;
         },
         true);
     return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
@@ -74,7 +105,11 @@ uint32_t kprRemoveFile(const char* pPath)
     if (!pPath) return E_INVALIDARG;
     std::wstring tPath;
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
-    const uint32_t tError = kpr::retried([&] { return DeleteFileW(tPath.c_str()) != FALSE; });
+    const uint32_t tError = kpr::retried([&] {
+        if (removeName(tPath)) return true;
+        kpr::waitIfMapped(tPath);
+        return false;
+    });
     if (tError == ERROR_ACCESS_DENIED && kpr::isDirectory(tPath)) return KPR_E_IS_DIRECTORY;
     return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
 }

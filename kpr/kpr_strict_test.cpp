@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
 #include "kpr/testing/kpr_testing.h"
+#include "kpr/time.h"
 
 namespace {
 
@@ -38,7 +40,7 @@ protected:
 
 TEST_F(KprStrictTest, AnExclusiveLockShutsOthersOut)
 {
-    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_EXCLUSIVE, 0, 100), 0u);
     EXPECT_EQ(read(mOne), 0u);
     EXPECT_EQ(write(mOne), 0u);
     EXPECT_EQ(read(mTwo), KPR_E_LOCKED);
@@ -46,14 +48,26 @@ TEST_F(KprStrictTest, AnExclusiveLockShutsOthersOut)
     EXPECT_EQ(write(mTwo), KPR_E_LOCKED);
     EXPECT_EQ(kprRead(mTwo, mBytes, 8, &mCount), KPR_E_LOCKED);
     EXPECT_EQ(kprWrite(mTwo, mBytes, 8, &mCount), KPR_E_LOCKED);
-    EXPECT_EQ(kprUnlockFile(mOne, 0, 0), 0u);
+    EXPECT_EQ(kprUnlockFile(mOne, 0, 100), 0u);
     EXPECT_EQ(read(mTwo), 0u);
     EXPECT_EQ(write(mTwo), 0u);
 }
 
+TEST_F(KprStrictTest, ALockOfTheWholeFileLeavesItsBytesToOthers)
+{
+    for (const uint32_t tMode : {uint32_t{KPR_LOCK_EXCLUSIVE}, uint32_t{KPR_LOCK_SHARED}}) {
+        ASSERT_EQ(kprLockFile(mOne, tMode, 0, 0), 0u);
+        EXPECT_EQ(read(mTwo), 0u);
+        EXPECT_EQ(mCount, 8u);
+        EXPECT_EQ(kprRead(mTwo, mBytes, 4, &mCount), 0u);
+        EXPECT_EQ(write(mOne), 0u);
+        EXPECT_EQ(kprUnlockFile(mOne, 0, 0), 0u);
+    }
+}
+
 TEST_F(KprStrictTest, ASharedLockLetsEverybodyReadAndNobodyWrite)
 {
-    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_SHARED, 0, 0), 0u);
+    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_SHARED, 0, 100), 0u);
     EXPECT_EQ(read(mOne), 0u);
     EXPECT_EQ(read(mTwo), 0u);
     EXPECT_EQ(write(mOne), KPR_E_LOCKED);
@@ -69,7 +83,8 @@ TEST_F(KprStrictTest, OnlyTheLockedRangeCounts)
 
 TEST_F(KprStrictTest, ClosingOpensTheFileAgain)
 {
-    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_EXCLUSIVE, 0, 8), 0u);
+    EXPECT_EQ(read(mTwo), KPR_E_LOCKED);
     ASSERT_EQ(kprCloseFile(mOne), 0u);
     EXPECT_EQ(read(mTwo), 0u);
     ASSERT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_READ, &mOne), 0u);
@@ -97,14 +112,23 @@ TEST_F(KprStrictTest, ARemovedNameStaysTakenWhileTheFileIsOpen)
     KprFileInfo tInfo;
     kprtest::writeFile(mDir / "other", "");
     EXPECT_EQ(kprRemoveFile(mPath.c_str()), 0u);
-    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE, &tFile), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE, &tFile), KPR_E_IN_USE);
     EXPECT_EQ(tFile, KPR_NO_FILE);
-    EXPECT_EQ(kprGetFileInfo(mPath.c_str(), KPR_INFO_ALL, &tInfo), KPR_E_ACCESS_DENIED);
-    EXPECT_EQ(kprMoveFile((mDir / "other").c_str(), mPath.c_str()), KPR_E_ACCESS_DENIED);
-    EXPECT_EQ(kprRemoveFile(mPath.c_str()), KPR_E_ACCESS_DENIED);
+    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_READ, &tFile), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprGetFileInfo(mPath.c_str(), KPR_INFO_ALL, &tInfo), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprMoveFile((mDir / "other").c_str(), mPath.c_str()), KPR_E_IN_USE);
+    EXPECT_EQ(kprMoveFile(mPath.c_str(), (mDir / "renamed").c_str()), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprRemoveFile(mPath.c_str()), KPR_E_NOT_FOUND);
     EXPECT_EQ(read(mTwo), 0u);
     EXPECT_EQ(kprCloseFile(mOne), 0u);
-    EXPECT_EQ(kprCloseFile(mTwo), 0u);
+    std::thread tHolder([&] {
+        kprSleep(50);
+        EXPECT_EQ(kprCloseFile(mTwo), 0u);
+    });
+    EXPECT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE, &tFile), 0u) << "waited for";
+    tHolder.join();
+    EXPECT_EQ(kprCloseFile(tFile), 0u);
+    EXPECT_EQ(kprRemoveFile(mPath.c_str()), 0u);
     EXPECT_EQ(kprGetFileInfo(mPath.c_str(), KPR_INFO_ALL, &tInfo), KPR_E_NOT_FOUND);
     EXPECT_EQ(kprMoveFile((mDir / "other").c_str(), mPath.c_str()), 0u);
     ASSERT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_READ, &mOne), 0u);
@@ -117,7 +141,7 @@ TEST_F(KprStrictTest, AnOpenFileIsNotReplaced)
     EXPECT_EQ(kprReplaceFile((mDir / "other").c_str(), mPath.c_str()), KPR_E_ACCESS_DENIED);
     EXPECT_EQ(kprMoveFile(mPath.c_str(), (mDir / "renamed").c_str()), 0u); // but it may be renamed,
     EXPECT_EQ(kprReplaceFile((mDir / "other").c_str(), mPath.c_str()), 0u);
-    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_EXCLUSIVE, 0, 0), 0u); // and is the same file under its new name
+    ASSERT_EQ(kprLockFile(mOne, KPR_LOCK_EXCLUSIVE, 0, 8), 0u); // and is the same file under its new name
     EXPECT_EQ(read(mTwo), KPR_E_LOCKED);
     EXPECT_EQ(kprReplaceFile(mPath.c_str(), (mDir / "renamed").c_str()), KPR_E_ACCESS_DENIED);
 }

@@ -107,21 +107,4 @@ bool isDirectory(const std::wstring& pPath)
            !(tAttributes & FILE_ATTRIBUTE_REPARSE_POINT);
 }
 
-bool isPassingError(uint32_t pError, bool pDenied)
-{
-    if (pError == ERROR_SHARING_VIOLATION) return true;
-    if (pError != ERROR_ACCESS_DENIED) return false;
-    if (pDenied) return true;
-    // A file on its way out is reported as denied; only the status beneath tells.
-    using LastStatus = LONG(WINAPI*)();
-    static const auto tLastStatus = reinterpret_cast<LastStatus>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetLastNtStatus")));
-    constexpr LONG tDeletePending = static_cast<LONG>(0xC0000056);
-    return tLastStatus && tLastStatus() == tDeletePending;
-}
-
-void pauseBeforeRetry(uint32_t pAttempt) { Sleep(1u << pAttempt); }
-
-uint32_t systemError() { return GetLastError(); }
-
 } // namespace kpr

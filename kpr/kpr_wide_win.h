@@ -27,28 +27,4 @@ std::wstring withoutLongPrefix(std::wstring pPath);
 /// Whether the path names a directory (not a link to one).
 bool isDirectory(const std::wstring& pPath);
 
-/// Calls pOperation (true on success, else GetLastError tells) again for a bounded time, about a quarter of
-/// a second, while it fails because somebody else, a virus scanner most likely, has the file open or it is
-/// just being deleted; with pDenied also while access is denied, which is how replacing an open file fails.
-/// Returns the system's error, 0 on success.
-template <typename TOperation>
-uint32_t retried(TOperation pOperation, bool pDenied = false);
-
-/// Whether the last error of this thread passes by itself.
-bool isPassingError(uint32_t pError, bool pDenied);
-void pauseBeforeRetry(uint32_t pAttempt);
-uint32_t systemError();
-
-template <typename TOperation>
-uint32_t retried(TOperation pOperation, bool pDenied)
-{
-    constexpr uint32_t tAttempts = 9;
-    for (uint32_t tAttempt = 0;; ++tAttempt) {
-        if (pOperation()) return 0;
-        const uint32_t tError = systemError();
-        if (tAttempt + 1 == tAttempts || !isPassingError(tError, pDenied)) return tError;
-        pauseBeforeRetry(tAttempt);
-    }
-}
-
 } // namespace kpr

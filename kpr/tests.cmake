@@ -69,9 +69,22 @@ if(WIN32)
     # With kpr's own sources, so that its calls of the system can be made to fail.
     k_test(kpr_modulelist_test SOURCES kpr_modulelist_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
         WRAP K32EnumProcessModules)
-    target_include_directories(kpr_modulelist_test PRIVATE include)
-    target_compile_definitions(kpr_modulelist_test PRIVATE KPR_BUILD)
+    # These are imported through pointers, and the pointers are what is wrapped.
+    set(tCalls CreateFileW DeleteFileW MoveFileExW SetFileInformationByHandle LockFileEx CreateDirectoryW
+        RemoveDirectoryW GetFileAttributesW GetFileAttributesExW SetEndOfFile Sleep)
+    list(TRANSFORM tCalls PREPEND __imp_)
+    k_test(kpr_faults_test SOURCES kpr_faults_win_test.cpp testing/kpr_testing.cpp ${tSources}
+        LIBRARIES ${tLibraries} WRAP ${tCalls})
+    k_test(kpr_stream_test SOURCES kpr_stream_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
+        WRAP __imp_GetConsoleMode __imp_WriteConsoleW)
+    foreach(tTest kpr_modulelist_test kpr_faults_test kpr_stream_test)
+        target_include_directories(${tTest} PRIVATE include)
+        target_compile_definitions(${tTest} PRIVATE KPR_BUILD)
+    endforeach()
     target_sources(kpr_file_test PRIVATE kpr_trust_win_test.cpp)
+    target_sources(kpr_lock_test PRIVATE kpr_lock_win_test.cpp)
+    target_sources(kpr_dir_test PRIVATE kpr_dir_win_test.cpp)
+    k_test(kpr_commandline_test SOURCES kpr_commandline_win_test.cpp kpr_commandline_win.cpp LIBRARIES shell32)
     target_link_libraries(kpr_file_test PRIVATE advapi32)
 else()
     # With kpr's own sources, so that its system calls can be made to fail.

@@ -1,10 +1,10 @@
 #include "kutil/log.h"
 
 #include <atomic>
-#include <cstdio>
 
 #include "kgen/text.h"
 #include "kom/identity.h"
+#include "kpr/process.h"
 
 namespace vel::kos::util {
 
@@ -16,8 +16,7 @@ void writeToStandardError(uint32_t pLevel, const char* pDomain, const char* pMes
     // One call per line, so that lines of several threads do not mix.
     const std::string tLine =
         message("%1 %2: %3\n", pLevel == fw::LOG_LEVEL_ERROR ? "ERROR" : "WARNING", pDomain, pMessage);
-    std::fwrite(tLine.data(), 1, tLine.size(), stderr);
-    std::fflush(stderr);
+    kprWriteStream(KPR_STDERR, tLine.data(), static_cast<uint32_t>(tLine.size()));
 }
 
 std::atomic<FallbackLog> gFallbackLog{writeToStandardError};

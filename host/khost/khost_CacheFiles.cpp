@@ -9,7 +9,6 @@
 #include "kom/identity.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
-#include "kpr/map.h"
 
 namespace vel::kos::host {
 
@@ -109,21 +108,15 @@ uint32_t CacheFiles::readCounters(CacheCounters* pCounters)
     return readCounter(kfw::CLEANED_COUNTER, &pCounters->cleanedKb);
 }
 
-// A mapping shows a file's bytes also where another process has them locked.
+// Without a lock: those who hold one let others read.
 uint32_t CacheFiles::readCounter(const char* pName, uint64_t* pValue)
 {
     mFailedPath = joinPath(mDir, pName);
-    KprFile tFile = KPR_NO_FILE;
-    if (auto tRes = kprOpenFile(mFailedPath.c_str(), KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
-    KprMapping tMapping;
-    const uint32_t tMapped = kprMapFile(tFile, &tMapping);
-    kprCloseFile(tFile);
-    if (KFAILED(tMapped)) return tMapped;
+    kfw::OpenFile tFile;
+    if (auto tRes = tFile.open(mFailedPath, KPR_OPEN_READ); KFAILED(tRes)) return tRes;
     FirstProblem tLog; // the code says enough
-    kfw::MemoryBytes tBytes(tMapping.data, tMapping.size);
-    const uint32_t tRes = kfw::CounterFile("khost", mFailedPath, tLog).read(tBytes, pValue);
-    kprUnmapFile(&tMapping);
-    return tRes;
+    kfw::FileBytes tBytes(tFile.get(), tLog);
+    return kfw::CounterFile("khost", mFailedPath, tLog).read(tBytes, pValue);
 }
 
 uint32_t CacheFiles::isCleanerAtWork(bool* pAtWork)

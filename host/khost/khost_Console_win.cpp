@@ -43,24 +43,13 @@ int64_t readTerminal(char* pBuffer, std::size_t pSize)
 
 } // namespace
 
-void prepareConsole() { SetConsoleOutputCP(CP_UTF8); }
+void prepareConsole() {}
 
 unsigned terminalWidth()
 {
     CONSOLE_SCREEN_BUFFER_INFO tInfo;
     if (!GetConsoleScreenBufferInfo(handle(Stream::ERRORS), &tInfo)) return 80;
     return static_cast<unsigned>(std::max(1, tInfo.srWindow.Right - tInfo.srWindow.Left + 1));
-}
-
-bool writeStream(Stream pStream, std::string_view pBytes)
-{
-    while (!pBytes.empty()) {
-        const DWORD tPart = static_cast<DWORD>(std::min<std::size_t>(pBytes.size(), 1u << 20));
-        DWORD tWritten = 0;
-        if (!WriteFile(handle(pStream), pBytes.data(), tPart, &tWritten, nullptr)) return false;
-        pBytes.remove_prefix(tWritten);
-    }
-    return true;
 }
 
 int64_t readInput(char* pBuffer, std::size_t pSize)

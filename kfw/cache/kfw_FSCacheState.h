@@ -48,13 +48,12 @@ struct FSCacheState {
     bool mInserterLocked K_GUARDED_BY(*mInserterMutex) = false;
 
     /// The kilobytes ever inserted: 8 bytes, big-endian. Locking the file is the half of the insert lock that
-    /// works between processes, and between caches of one process. Only this handle may be used to read or
-    /// write it: where locks are mandatory, others are refused while this one holds the lock.
+    /// works between processes, and between caches of one process.
     std::string mInsertedPath;
     KprFile mInsertedFile = KPR_NO_FILE;
 
-    /// The kilobytes ever removed, in the same form; its lock elects the cleaner, and only its handle may be
-    /// used as well. Once the thread runs, the handle is the thread's.
+    /// The kilobytes ever removed, in the same form; its lock elects the cleaner. Once the thread runs, the
+    /// handle is the thread's.
     std::string mCleanedPath;
     KprFile mCleanedFile = KPR_NO_FILE;
     KprThread mCleanerThread = 0;

@@ -2,11 +2,13 @@
 // tests run on let pass what Windows refuses; a test that links kpr_strict gets its own calls of kpr wrapped:
 //
 // - reading or writing a range that another handle of this process has locked gives KPR_E_LOCKED (reading:
-//   exclusively; writing: at all, also when the handle's own lock is a shared one);
+//   exclusively; writing: at all, also when the handle's own lock is a shared one); a lock of the whole file
+//   is one byte past all content and refuses nothing;
 // - so does opening with KPR_OPEN_TRUNCATE a file that another handle has locked;
 // - a handle that locks a range that it has locked already would wait for itself: E_INTERNAL;
-// - a file that is removed while a handle is open keeps its name until the last handle is closed: opening it,
-//   asking about it and renaming onto it give KPR_E_ACCESS_DENIED;
+// - a file that is removed while a handle is open keeps its name until the last handle is closed (a volume
+//   without POSIX semantics): nobody finds it, but creating it and renaming onto it wait for the name, a
+//   quarter of a second, and then give KPR_E_IN_USE;
 // - replacing a file that is open gives KPR_E_ACCESS_DENIED.
 //
 // Only handles of this process count, and only what goes through kprOpenFile.
@@ -19,6 +21,7 @@
 #include "kpr/file.h"
 #include "kpr/mutex.h"
 #include "kpr/path.h"
+#include "kpr/time.h"
 
 extern "C" {
 
@@ -45,12 +48,15 @@ struct Lock {
     uint64_t length; // 0: to the end
     bool exclusive;
 
+    bool isWhole() const { return offset == 0 && length == 0; }
+    // Where it lies: a lock of the whole file is one byte past all content.
+    uint64_t start() const { return isWhole() ? INT64_MAX - 1 : offset; }
+    uint64_t end() const { return length ? offset + length : INT64_MAX; }
+
+    bool overlaps(const Lock& pOther) const { return start() < pOther.end() && pOther.start() < end(); }
     bool overlaps(uint64_t pOffset, uint64_t pLength) const
     {
-        const auto tEnd = [](uint64_t pStart, uint64_t pCount) {
-            return pCount ? pStart + pCount : UINT64_MAX;
-        };
-        return offset < tEnd(pOffset, pLength) && pOffset < tEnd(offset, length);
+        return start() < pOffset + pLength && pOffset < end();
     }
 };
 
@@ -92,6 +98,16 @@ bool isDying(const char* pPath)
     return anyOther(realPath(pPath), KPR_NO_FILE, [](const OpenFile& pOpen) { return pOpen.removed; });
 }
 
+// For who makes a name: whether it stays taken although its file was removed.
+bool staysTaken(const char* pPath)
+{
+    for (uint32_t tWaited = 0; isDying(pPath); tWaited += 5) {
+        if (tWaited >= 250) return true;
+        kprSleep(5);
+    }
+    return false;
+}
+
 bool refuses(KprFile pFile, uint64_t pOffset, uint64_t pLength, bool pWrites)
 {
     const kpr::Lock tGuard(gMutex);
@@ -120,9 +136,9 @@ extern "C" {
 
 uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
 {
-    if (pPath && pFile && isDying(pPath)) {
+    if (pPath && pFile && (pMode & KPR_OPEN_CREATE ? staysTaken(pPath) : isDying(pPath))) {
         *pFile = KPR_NO_FILE;
-        return KPR_E_ACCESS_DENIED;
+        return pMode & KPR_OPEN_CREATE ? KPR_E_IN_USE : KPR_E_NOT_FOUND;
     }
     if (pPath && pFile && (pMode & KPR_OPEN_TRUNCATE)) {
         const kpr::Lock tGuard(gMutex);
@@ -195,7 +211,7 @@ uint32_t __wrap_kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uin
         const auto tSelf = gFiles.find(pFile);
         if (tSelf != gFiles.end())
             for (const Lock& tLock : tSelf->second.locks)
-                if (tLock.overlaps(pOffset, pLength)) return E_INTERNAL;
+                if (tLock.overlaps({pOffset, pLength, false})) return E_INTERNAL;
     }
     const uint32_t tRes = __real_kprLockFile(pFile, pMode, pOffset, pLength);
     if (!KFAILED(tRes)) {
@@ -220,7 +236,7 @@ uint32_t __wrap_kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
 
 uint32_t __wrap_kprRemoveFile(const char* pPath)
 {
-    if (isDying(pPath)) return KPR_E_ACCESS_DENIED;
+    if (isDying(pPath)) return KPR_E_NOT_FOUND;
     const std::string tPath = realPath(pPath);
     const uint32_t tRes = __real_kprRemoveFile(pPath);
     if (!KFAILED(tRes)) {
@@ -233,7 +249,8 @@ uint32_t __wrap_kprRemoveFile(const char* pPath)
 
 uint32_t __wrap_kprMoveFile(const char* pFrom, const char* pTo)
 {
-    if (isDying(pFrom) || isDying(pTo)) return KPR_E_ACCESS_DENIED;
+    if (isDying(pFrom)) return KPR_E_NOT_FOUND;
+    if (staysTaken(pTo)) return KPR_E_IN_USE;
     const std::string tFrom = realPath(pFrom);
     const uint32_t tRes = __real_kprMoveFile(pFrom, pTo);
     if (!KFAILED(tRes)) {
@@ -263,7 +280,7 @@ uint32_t __wrap_kprReplaceFile(const char* pFrom, const char* pTo)
 
 uint32_t __wrap_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo)
 {
-    if (pPath && isDying(pPath)) return KPR_E_ACCESS_DENIED;
+    if (pPath && isDying(pPath)) return KPR_E_NOT_FOUND;
     return __real_kprGetFileInfo(pPath, pMask, pInfo);
 }
 }

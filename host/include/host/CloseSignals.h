@@ -1,5 +1,5 @@
 // The operating system's ways to ask a program to end: Ctrl-C, SIGTERM and hang-up (Linux), Ctrl-C,
-// Ctrl-Break and the closing of the console (Windows).
+// Ctrl-Break, the closing of the console, logoff and shutdown (Windows).
 #pragma once
 
 #include "host/Waker.h"
@@ -10,8 +10,10 @@ namespace vel::kos::host {
 /// The second request of a process ends it as if nothing had been installed, so that a program that hangs can
 /// still be stopped. One object at a time.
 ///
-/// When a console closes, Windows ends the process as soon as the handler returns: there it waits, as long as
-/// Windows lets it, for the object's destruction.
+/// When a console closes or the session ends, Windows ends the process as soon as the handler returns: there
+/// it waits, as long as Windows lets it, for the object's destruction. The end of the session comes to a
+/// hidden window, for which user32 is loaded: a program that has it is not told otherwise, and some library
+/// that it loads may bring it any time.
 class CloseSignals {
 public:
     explicit CloseSignals(Waker& pWaker);

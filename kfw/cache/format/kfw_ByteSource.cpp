@@ -1,8 +1,5 @@
 #include "kfw/cache/format/kfw_ByteSource.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "kom/identity.h"
 
 namespace vel::kos::kfw {
@@ -45,27 +42,6 @@ uint32_t FileBytes::seekTo(uint64_t pOffs)
         mLog.assertion("pOffs == tNewOffs", __LINE__);
         return E_INVALIDARG;
     }
-    return 0;
-}
-
-uint32_t MemoryBytes::getSize(uint64_t* pSize)
-{
-    *pSize = mSize;
-    return 0;
-}
-
-uint32_t MemoryBytes::read(void* pBuffer, uint32_t pLength, uint32_t* pRead)
-{
-    const uint32_t tRes = readAt(mPosition, pBuffer, pLength, pRead);
-    mPosition += *pRead;
-    return tRes;
-}
-
-uint32_t MemoryBytes::readAt(uint64_t pOffset, void* pBuffer, uint32_t pLength, uint32_t* pRead)
-{
-    const uint64_t tLeft = pOffset < mSize ? mSize - pOffset : 0;
-    *pRead = static_cast<uint32_t>(std::min<uint64_t>(pLength, tLeft));
-    if (*pRead > 0) std::memcpy(pBuffer, mBytes + pOffset, *pRead);
     return 0;
 }
 

@@ -1,4 +1,4 @@
-// Bytes to read from: an open file, or memory.
+// Bytes to read from: an open file.
 #pragma once
 
 #include <cstdint>
@@ -42,21 +42,6 @@ private:
 
     KprFile mFile;
     ProblemLog& mLog;
-};
-
-/// Bytes in memory, which stay their owner's.
-class MemoryBytes final : public ByteSource {
-public:
-    MemoryBytes(const uint8_t* pBytes, uint64_t pSize) : mBytes(pBytes), mSize(pSize) {}
-
-    uint32_t getSize(uint64_t* pSize) override;
-    uint32_t read(void* pBuffer, uint32_t pLength, uint32_t* pRead) override;
-    uint32_t readAt(uint64_t pOffset, void* pBuffer, uint32_t pLength, uint32_t* pRead) override;
-
-private:
-    const uint8_t* mBytes;
-    uint64_t mSize;
-    uint64_t mPosition = 0;
 };
 
 /// An open file that is closed when it goes out of scope, unless it was closed before or is to stay open.

@@ -68,8 +68,11 @@ enum KprSeekOrigin : uint32_t { KPR_SEEK_START = 0, KPR_SEEK_CURRENT = 1, KPR_SE
 
 /// Opens a file. On failure *pFile is KPR_NO_FILE. A directory gives KPR_E_NOT_REGULAR, with ANY
 /// KPR_E_IS_DIRECTORY. CREATE, TRUNCATE and
-/// APPEND need WRITE. On Windows a file that somebody else holds without sharing it, as virus scanners do for
-/// a moment, is tried again for a quarter of a second; so it is when it is renamed, replaced or removed.
+/// APPEND need WRITE. On Windows a file that somebody else holds without sharing it or has mapped, as virus
+/// scanners do for a moment, is tried again for a quarter of a second and then KPR_E_IN_USE; so it is when it
+/// is renamed, replaced or removed. A name whose file was removed while it is open somewhere may stay taken
+/// there: nobody finds it (KPR_E_NOT_FOUND), and whoever makes a file, a folder or a name waits for it as
+/// long.
 KPR_API uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile);
 KPR_API uint32_t kprCloseFile(KprFile pFile);
 /// Reads at most pLength bytes from the current position; *pRead is less only at the end of the file, which
@@ -105,6 +108,8 @@ KPR_API uint32_t kprMoveFile(const char* pFrom, const char* pTo);
 /// Renames pFrom to pTo, replacing a file that stands there. Atomic. Who has the replaced file open keeps it
 /// (Windows: where the volume supports that, else KPR_E_ACCESS_DENIED).
 KPR_API uint32_t kprReplaceFile(const char* pFrom, const char* pTo);
+/// Removes a file or a link, also while somebody has it open. The name is free at once, except on Windows
+/// volumes that cannot do that. A read-only file stays on Windows (KPR_E_ACCESS_DENIED).
 KPR_API uint32_t kprRemoveFile(const char* pPath);
 /// Creates a new empty file with a unique name that starts with pPrefix (may be null) in pDir, and puts its
 /// path into pBuffer of pSize bytes. pFlags is 0. KPR_E_BUFFER_TOO_SMALL leaves no file behind.
@@ -131,18 +136,20 @@ enum KprLockMode : uint32_t {
     KPR_LOCK_NO_WAIT = 2 ///< or-ed in: KPR_E_LOCKED at once when somebody else holds a conflicting lock
 };
 
-/// Locks a range of an open file; offset 0 with length 0 is the whole file whatever it grows to. Locks
-/// belong to the handle: two handles exclude each other also within one process, and closing another
-/// handle of the same file drops nothing. Without NO_WAIT it blocks; a signal does not end the wait.
-/// On Windows the range cannot be read or written through other handles while it is locked, and a handle that
-/// locks a range again without unlocking it waits for itself. A shared lock needs a handle that reads, an
-/// exclusive one a handle that writes (KPR_E_BAD_HANDLE on Linux).
+/// Locks a range of an open file, length 0 up to its end however far it grows; offset 0 with length 0 is the
+/// whole file. Locks belong to the handle: two handles exclude each other also within one process, and
+/// closing another handle of the same file drops nothing. Without NO_WAIT it blocks; a signal does not end
+/// the wait. On Windows a range cannot be read or written through other handles while it is locked, and a
+/// handle that locks a range again without unlocking it waits for itself. The whole file is there the one
+/// byte at offset INT64_MAX - 1: others read and write the file all the same, and a range that does not reach
+/// that byte is no conflict, so lock one file always whole or always in ranges. A shared lock needs a handle
+/// that reads, an exclusive one a handle that writes (KPR_E_BAD_HANDLE on Linux).
 KPR_API uint32_t kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength);
 /// Gives back the lock of exactly that range; where nothing is locked it does nothing. Closing does the same.
 KPR_API uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength);
-/// Whether some handle, in any process, holds a lock on the file that conflicts with an exclusive one:
-/// *pLocked is 1 or 0. On Linux it only looks. Windows cannot tell without locking: there one byte past all
-/// content is locked for a moment, so that a NO_WAIT lock of somebody else may fail meanwhile.
+/// Whether some handle, in any process, holds a lock that conflicts with an exclusive one of the whole file:
+/// *pLocked is 1 or 0. On Linux it only looks. Windows cannot tell without locking: there the file is locked
+/// for a moment, so that a NO_WAIT lock of somebody else may fail meanwhile.
 KPR_API uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked);
 
 } // extern "C"

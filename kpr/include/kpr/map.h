@@ -14,10 +14,10 @@ struct KprMapping {
     uint64_t size;
 };
 
-/// Maps a whole file that is open for reading, at the size it has now. It shows the bytes also where another
-/// handle has them locked (on Windows a read would fail). The mapping outlives the handle and is given back
-/// with kprUnmapFile. Reading what somebody has cut off the file meanwhile ends the process: map only files
-/// that keep their size. On failure the mapping is empty.
+/// Maps a whole file that is open for reading, at the size it has now. The mapping outlives the handle and is
+/// given back with kprUnmapFile. Reading what somebody has cut off the file meanwhile ends the process, and
+/// so may, on a Windows file server, reading a range that another handle has locked: map only files that keep
+/// their size and that nobody locks in parts. On failure the mapping is empty.
 KPR_API uint32_t kprMapFile(KprFile pFile, KprMapping* pMapping);
 /// Gives a mapping back and empties it; an empty one is nothing.
 KPR_API uint32_t kprUnmapFile(KprMapping* pMapping);

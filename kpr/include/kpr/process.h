@@ -24,6 +24,12 @@ KPR_API uint32_t kprGetArguments(KprArgumentList** pList);
 KPR_API uint32_t kprGetEnvironment(const char* pName, char* pBuffer, uint32_t pSize);
 /// Whether a KprStandardStream is a terminal: *pTerminal is 1 or 0.
 KPR_API uint32_t kprIsTerminal(uint32_t pStream, uint32_t* pTerminal);
+/// Writes all bytes to a KprStandardStream, with no buffer in between. A terminal on Windows shows them as
+/// the UTF-8 text that they are, whatever its code page is; a character may come in parts, with several
+/// calls, and what is no UTF-8 is shown as U+FFFD. Elsewhere the bytes are passed as they are. Any thread;
+/// the bytes of one call stay together on a terminal. A failure may come after some of the bytes were
+/// written.
+KPR_API uint32_t kprWriteStream(uint32_t pStream, const void* pBytes, uint32_t pLength);
 /// Makes standard input and output pass bytes unchanged (no line-end conversion). Call it before either is
 /// used.
 KPR_API uint32_t kprSetBinaryStdio(void);

@@ -10,7 +10,6 @@
 #include "kpr/byteorder.h"
 #include "kpr/codes.h"
 #include "kpr/dso.h"
-#include "kpr/map.h"
 #include "tests/reliability/storm/storm_Values.h"
 
 namespace vel::kos::storm {
@@ -55,16 +54,11 @@ private:
 std::optional<uint64_t> readCounter(const std::filesystem::path& pPath)
 {
     const File tFile(pPath, KPR_OPEN_READ);
-    KprMapping tMapping;
-    require(kprMapFile(tFile.get(), &tMapping), pPath.string());
-    std::optional<uint64_t> tValue;
-    if (tMapping.size == 8) {
-        tValue = 0;
-        for (int i = 0; i < 8; ++i)
-            tValue = *tValue << 8 | tMapping.data[i];
-    }
-    kprUnmapFile(&tMapping);
-    return tValue;
+    uint64_t tBytes[2] = {};
+    uint32_t tRead = 0;
+    require(kprRead(tFile.get(), tBytes, sizeof tBytes, &tRead), pPath.string());
+    if (tRead != 8) return std::nullopt;
+    return kprBE2Host64(tBytes[0]);
 }
 
 std::string bigEndian(uint64_t pValue)

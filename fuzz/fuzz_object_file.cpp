@@ -4,6 +4,7 @@
 
 #include "fuzz/fuzz_object_support.h"
 #include "kfw/cache/format/kfw_ObjectReader.h"
+#include "kfw/cache/testing/kfw_MemoryBytes.h"
 #include "kom/identity.h"
 
 using namespace vel::kos;

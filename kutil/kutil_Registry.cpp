@@ -10,8 +10,6 @@ namespace vel::kos::util {
 
 namespace {
 
-constexpr char DOMAIN_NAME[] = "kos:kutil";
-
 /// Such names mean the same in every store.
 bool isValidName(const char* pName)
 {

@@ -12,13 +12,13 @@
 #include "kom/identity.h"
 #include "kpr/file.h"
 #include "kutil/kutil_DamagedCopy_posix.h"
+#include "kutil/kutil_RegistryStore.h"
 #include "kutil/log.h"
 
 namespace vel::kos::util {
 
 namespace {
 
-constexpr char DOMAIN_NAME[] = "kos:kutil";
 /// How long an operation waits for other processes' transactions, in milliseconds.
 constexpr int BUSY_TIMEOUT = 10000;
 constexpr int LAYOUT_VERSION = 1;

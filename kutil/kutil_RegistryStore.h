@@ -8,6 +8,9 @@
 
 namespace vel::kos::util {
 
+/// Who says what the settings log.
+inline constexpr char DOMAIN_NAME[] = "kos:kutil";
+
 /// An open node.
 class StoreNode {
 public:

@@ -17,14 +17,14 @@ namespace {
 constexpr std::size_t MAX_WAITING_BYTES = 1u << 20;
 constexpr std::size_t MAX_WAITING_LINES = 4096;
 
-struct Line {
-    std::string text;
-    bool whole;
-};
-
 } // namespace
 
 struct LineReader::State {
+    struct Line {
+        std::string text;
+        bool whole;
+    };
+
     std::function<void()> wake; ///< called with the mutex held
     kpr::Mutex mutex;
     std::condition_variable_any taken;

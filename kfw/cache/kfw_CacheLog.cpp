@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kpr/thread.h"
 #include "kutil/log.h"
 
@@ -91,11 +92,11 @@ void CacheLog::deliver(fw::IApplication* pApp, const Line& pLine)
 {
     switch (pLine.kind) {
     case Line::DEBUG:
-        return util::kDebug(pApp, "kos:kfw", pLine.text);
+        return util::kDebug(pApp, LOG_DOMAIN, pLine.text);
     case Line::ERROR_LINE:
-        return util::kError(pApp, "kos:kfw", pLine.text);
+        return util::kError(pApp, LOG_DOMAIN, pLine.text);
     case Line::ASSERTION:
-        return util::_kAssert(pApp, "kos:kfw", pLine.text.c_str(), "kfw_FSCache", pLine.line);
+        return util::_kAssert(pApp, LOG_DOMAIN, pLine.text.c_str(), "kfw_FSCache", pLine.line);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "kfw/cache/format/kfw_CacheLayout.h"
 #include "kfw/cache/kfw_FSCache_Cleaner.h"
 #include "kfw/cache/kfw_FSCache_Files.h"
+#include "kfw/kfw_LogDomain.h"
 #include "kgen/directory.h"
 #include "kgen/path.h"
 #include "kom/identity.h"
@@ -48,7 +49,7 @@ uint32_t FSCache::setUpDirectories()
     kom::Ref<fw::IApplication2> tApp2;
     uint32_t tRes = kom::queryInterface(tApp, tApp2);
     if (KFAILED(tRes) || !tApp2) {
-        util::_queryInterfaceError(tApp, "kos:kfw", tApp, fw::IApplication2::IID, tRes);
+        util::_queryInterfaceError(tApp, LOG_DOMAIN, tApp, fw::IApplication2::IID, tRes);
         mState->mLog.assertion("!KFAILED(tRes) && tApp2 != 0", __LINE__);
         return KFAILED(tRes) ? tRes : E_FAIL;
     }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kutil/log.h"
 #include "kutil/message.h"
 
@@ -11,8 +12,6 @@ using util::kDebug;
 using util::message;
 
 namespace {
-
-constexpr char DOMAIN_NAME[] = "kos:kfw";
 
 std::string_view nameOf(const char* pType) { return pType ? pType : ""; }
 
@@ -165,19 +164,19 @@ void EventDispatcher::deliver(EventConsumerTable::List& pList, fw::IEvent* pEven
 
 void EventDispatcher::logUnknownType(uint32_t pCode)
 {
-    kDebug(mApp.get(), DOMAIN_NAME,
+    kDebug(mApp.get(), LOG_DOMAIN,
            message("Event dispatcher failed to get event type: %1", komStrError(pCode)));
 }
 
 void EventDispatcher::logUnknownState(uint32_t pCode)
 {
-    kDebug(mApp.get(), DOMAIN_NAME,
+    kDebug(mApp.get(), LOG_DOMAIN,
            message("Event dispatcher got an error result from isConsumed(): %1", komStrError(pCode)));
 }
 
 void EventDispatcher::logFailedDelivery(const std::string& pName, uint32_t pCode)
 {
-    kDebug(mApp.get(), DOMAIN_NAME,
+    kDebug(mApp.get(), LOG_DOMAIN,
            message("Event dispatcher failed to deliver event of type %1: %2", pName.empty() ? "ANY" : pName,
                    komStrError(pCode)));
 }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kutil/log.h"
 #include "kutil/message.h"
 
@@ -12,7 +13,6 @@ using util::message;
 
 namespace {
 
-constexpr char DOMAIN_NAME[] = "kos:kfw";
 constexpr char SOURCE_NAME[] = "kfw_FeatureSet";
 
 std::string_view textOf(const char* pText) { return pText ? pText : ""; }
@@ -32,8 +32,8 @@ uint32_t FeatureSet::init(IApplication* pApp, uint32_t pFlags)
     if (!(pFlags & FEATURE_NOT_ASKED)) {
         const uint32_t tRes = kom::queryInterface(pApp, tApp5);
         if (KFAILED(tRes) || !tApp5) {
-            util::_queryInterfaceError(pApp, DOMAIN_NAME, pApp, IApplication5::IID, tRes);
-            util::_kAssert(pApp, DOMAIN_NAME, "!KFAILED(tRes) && tApp5 != 0", SOURCE_NAME, __LINE__);
+            util::_queryInterfaceError(pApp, LOG_DOMAIN, pApp, IApplication5::IID, tRes);
+            util::_kAssert(pApp, LOG_DOMAIN, "!KFAILED(tRes) && tApp5 != 0", SOURCE_NAME, __LINE__);
             return KFAILED(tRes) ? tRes : E_INTERNAL;
         }
     }
@@ -112,8 +112,7 @@ uint32_t FeatureSet::learn(std::string_view pName, bool& pEnabled)
     if (tProperty.empty()) {
         pEnabled = false;
         if (mUnknownNames.insert(tName).second)
-            util::kDebug(mApp.get(), DOMAIN_NAME,
-                         message("Unknown feature '%1' considered disabled.", tName));
+            util::kDebug(mApp.get(), LOG_DOMAIN, message("Unknown feature '%1' considered disabled.", tName));
         return 0;
     }
     const std::string_view tValue = tProperty.c_str();
@@ -136,7 +135,7 @@ uint32_t FeatureSet::checkApp5()
 
 void FeatureSet::assertion(const char* pExpression, int pLine)
 {
-    util::_kAssert(mApp.get(), DOMAIN_NAME, pExpression, SOURCE_NAME, pLine);
+    util::_kAssert(mApp.get(), LOG_DOMAIN, pExpression, SOURCE_NAME, pLine);
 }
 
 } // namespace vel::kos::kfw

@@ -1,5 +1,6 @@
 #include "kfw/settings/kfw_Settings.h"
 
+#include "kfw/kfw_LogDomain.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {
@@ -8,7 +9,7 @@ void openSettingsNode(fw::IApplication* pApp, const char* pChild, util::RegNode&
 {
     util::RegNode tModule = util::Registry::openCurrentUserKOSModule(pApp, "KFW", false);
     if (!tModule.isOpen()) {
-        util::kDebug(pApp, "kos:kfw", "Failed to open user registry node for KOS/KFW");
+        util::kDebug(pApp, LOG_DOMAIN, "Failed to open user registry node for KOS/KFW");
         return;
     }
     pNode = tModule.create(pChild, &pReadOnly, false);

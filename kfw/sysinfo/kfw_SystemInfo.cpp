@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kfw/sysinfo/kfw_SystemInfo_Attributes.h"
 #include "kutil/log.h"
 
@@ -111,7 +112,7 @@ uint32_t SystemInfo::getProductVersionRange(const char* pProduct, char** pMinVer
         if (!tText) continue;
         Version tVersion;
         if (!parse(tText, tVersion)) {
-            kDebug(mApp.get(), "kos:kfw",
+            kDebug(mApp.get(), LOG_DOMAIN,
                    message("Invalid product version '%1' in '%2'", tText, tModule->getPathName()));
             continue;
         }

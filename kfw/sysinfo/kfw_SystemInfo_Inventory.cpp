@@ -4,6 +4,7 @@
 #include <set>
 #include <span>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kgen/directory.h"
 #include "kgen/path.h"
 #include "kgen/text.h"
@@ -125,7 +126,7 @@ ModuleInventory::Module ModuleInventory::addModule(fw::IApplication* pApp, const
     }
     const char* tPresent = tPlace->second->getPathName();
     if (util::KSysInfoModule::addConflict(tPresent, tModule->getPathName()))
-        kDebug(pApp, "kos:kfw",
+        kDebug(pApp, LOG_DOMAIN,
                message("Conflicting modules with internal name '%1':\n    %2\n    %3", tInternalName,
                        tPresent, tModule->getPathName()));
     return nullptr;
@@ -137,11 +138,11 @@ ModuleInventory::Module ModuleInventory::describe(fw::IApplication* pApp, const 
     KprDSO tOpened = 0;
     if (!pHandle) {
         if (pPath.find(kprGetPathSeparator()) == std::string::npos) {
-            kDebug(pApp, "kos:kfw", message("Skipping '%1' in SystemInfo::addModule().", pPath));
+            kDebug(pApp, LOG_DOMAIN, message("Skipping '%1' in SystemInfo::addModule().", pPath));
             return nullptr;
         }
         if (KFAILED(kprOpenDSO(pPath.c_str(), 0, &tOpened))) {
-            kDebug(pApp, "kos:kfw",
+            kDebug(pApp, LOG_DOMAIN,
                    message("DSO '%1' has been returned from kprListLoadedModules() but can't be opened.",
                            pPath));
             return nullptr;
@@ -151,7 +152,7 @@ ModuleInventory::Module ModuleInventory::describe(fw::IApplication* pApp, const 
     Module tModule;
     KprAttributeList* tList = nullptr;
     if (KFAILED(kprGetDSOAttributes(pHandle, &tList))) {
-        kDebug(pApp, "kos:kfw", message("Failed to get attributes from DSO '%1'.", pPath));
+        kDebug(pApp, LOG_DOMAIN, message("Failed to get attributes from DSO '%1'.", pPath));
     } else {
         const AttributeListPtr tAttrs(tList);
         tModule = std::make_shared<const util::KSysInfoModule>(kgen::fromNativePath(pPath).c_str(),

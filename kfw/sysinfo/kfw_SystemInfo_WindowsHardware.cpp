@@ -4,6 +4,7 @@
 #include <iterator>
 #include <string_view>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
 #include "kutil/log.h"
 
@@ -45,7 +46,7 @@ void WindowsFacts::detect(fw::IApplication* pApp, SystemFacts& pFacts)
 {
     mKernel32 = mCalls.loadLibrary("kernel32.dll");
     if (!mKernel32)
-        kDebug(pApp, "kos:kfw", message("Failed to load kernel32.dll (error %1)", mCalls.getLastError()));
+        kDebug(pApp, LOG_DOMAIN, message("Failed to load kernel32.dll (error %1)", mCalls.getLastError()));
     detectOs(pApp, pFacts);
     detectCpu(pApp, pFacts);
 }
@@ -63,11 +64,11 @@ void WindowsFacts::detectCpu(fw::IApplication* pApp, SystemFacts& pFacts)
     if (tRow != std::end(ARCHITECTURES))
         pFacts.architecture = tRow->name;
     else if (tNumber != ARCHITECTURE_UNKNOWN)
-        kDebug(pApp, "kos:kfw", message("Unknown processor architecture %1", tNumber));
+        kDebug(pApp, LOG_DOMAIN, message("Unknown processor architecture %1", tNumber));
 
     SystemHandle tKey = nullptr;
     if (const int32_t tError = mCalls.regOpenKey(PROCESSOR_KEY, KEY_ACCESS_QUERY_VALUE, &tKey)) {
-        kDebug(pApp, "kos:kfw",
+        kDebug(pApp, LOG_DOMAIN,
                message("Failed to open HKEY_LOCAL_MACHINE\\%1 (error %2)", PROCESSOR_KEY, tError));
         return;
     }
@@ -89,10 +90,10 @@ void WindowsFacts::readProcessorValue(fw::IApplication* pApp, SystemHandle pKey,
     uint32_t tSize = sizeof tText;
     uint32_t tType = 0;
     if (const int32_t tError = mCalls.regQueryValue(pKey, pName, &tType, tText, &tSize))
-        kDebug(pApp, "kos:kfw",
+        kDebug(pApp, LOG_DOMAIN,
                message("Failed to read HKEY_LOCAL_MACHINE\\%1\\%2 (error %3)", PROCESSOR_KEY, pName, tError));
     else if (tType != REGISTRY_TEXT)
-        kDebug(pApp, "kos:kfw",
+        kDebug(pApp, LOG_DOMAIN,
                message("HKEY_LOCAL_MACHINE\\%1\\%2 has wrong value type (%3)", PROCESSOR_KEY, pName, tType));
     else // the registry may hold texts without a terminator
         pValue.assign(tText, strnlen(tText, std::min<std::size_t>(tSize, sizeof tText)));
@@ -107,7 +108,7 @@ std::optional<MemoryFacts> WindowsFacts::readMemory(fw::IApplication* pApp)
         if (tStatusEx(&tRecord))
             return MemoryFacts{tRecord.load, tRecord.totalPhysical, tRecord.availPhysical,
                                tRecord.totalPageFile, tRecord.availPageFile};
-        kDebug(pApp, "kos:kfw", message("GlobalMemoryStatusEx failed: %1", mCalls.getLastError()));
+        kDebug(pApp, LOG_DOMAIN, message("GlobalMemoryStatusEx failed: %1", mCalls.getLastError()));
     }
     MemoryRecord tRecord{};
     tRecord.length = sizeof tRecord;
@@ -121,12 +122,12 @@ std::vector<FrequencyFacts> WindowsFacts::readFrequencies(fw::IApplication* pApp
     if (pCount == 0) return {};
     if (!mPowrProf) mPowrProf = mCalls.loadLibrary("powrprof.dll");
     if (!mPowrProf) {
-        kDebug(pApp, "kos:kfw", message("Failed to load powrprof.dll (error %1)", mCalls.getLastError()));
+        kDebug(pApp, LOG_DOMAIN, message("Failed to load powrprof.dll (error %1)", mCalls.getLastError()));
         return {};
     }
     const auto tPowerInformation = entry<CallNtPowerInformationEntry>(mPowrProf, "CallNtPowerInformation");
     if (!tPowerInformation) {
-        kDebug(pApp, "kos:kfw", "No CallNtPowerInformation entry point found in powrprof.dll");
+        kDebug(pApp, LOG_DOMAIN, "No CallNtPowerInformation entry point found in powrprof.dll");
         return {};
     }
 
@@ -138,7 +139,7 @@ std::vector<FrequencyFacts> WindowsFacts::readFrequencies(fw::IApplication* pApp
     const auto tSize = static_cast<uint32_t>(tRecords.size() * sizeof(PowerRecord));
     if (const int32_t tStatus =
             tPowerInformation(POWER_LEVEL_PROCESSORS, nullptr, 0, tRecords.data(), tSize)) {
-        kDebug(pApp, "kos:kfw",
+        kDebug(pApp, LOG_DOMAIN,
                message("Call to CallNtPowerInformation with information level ProcessorInformation failed "
                        "(error %1)",
                        tStatus));

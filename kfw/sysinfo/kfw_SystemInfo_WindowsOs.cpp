@@ -1,6 +1,7 @@
 // Which Windows it is.
 #include <cstddef>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kfw/sysinfo/kfw_SystemInfo_WindowsFacts.h"
 #include "kfw/sysinfo/kfw_SystemInfo_WindowsNames.h"
 #include "kutil/log.h"
@@ -18,12 +19,12 @@ bool WindowsFacts::readVersion(fw::IApplication* pApp, OsVersionRecord& pRecord,
         tGetVersion = entry<RtlGetVersionEntry>(tNtDll, "RtlGetVersion");
         if (!tGetVersion)
             kDebug(
-                pApp, "kos:kfw",
+                pApp, LOG_DOMAIN,
                 message("GetProcAddress(<ntdll.dll>, \"RtlGetVersion\") failed (error %1), falling back to "
                         "GetVersionExW()",
                         mCalls.getLastError()));
     } else {
-        kDebug(pApp, "kos:kfw",
+        kDebug(pApp, LOG_DOMAIN,
                message("GetModuleHandle(\"ntdll.dll\") failed (error %1)", mCalls.getLastError()));
     }
 
@@ -33,14 +34,14 @@ bool WindowsFacts::readVersion(fw::IApplication* pApp, OsVersionRecord& pRecord,
     if (tGetVersion) {
         const int32_t tStatus = tGetVersion(&pRecord);
         if (tStatus == 0) return true;
-        kDebug(pApp, "kos:kfw",
+        kDebug(pApp, LOG_DOMAIN,
                message("RtlGetVersion() failed (status %1), falling back to GetVersionExW()", tStatus));
     }
     if (mCalls.getVersionEx(&pRecord)) return true;
     pExtended = false;
     pRecord.size = OsVersionRecord::PLAIN_SIZE;
     if (mCalls.getVersionEx(&pRecord)) return true;
-    kDebug(pApp, "kos:kfw", message("GetVersionExW failed (error %1)", mCalls.getLastError()));
+    kDebug(pApp, LOG_DOMAIN, message("GetVersionExW failed (error %1)", mCalls.getLastError()));
     return false;
 }
 

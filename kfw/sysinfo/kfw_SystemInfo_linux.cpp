@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 
+#include "kfw/kfw_LogDomain.h"
 #include "kfw/sysinfo/kfw_SystemInfo_LinuxFacts.h"
 #include "kpr/text.h"
 #include "kutil/log.h"
@@ -92,31 +93,31 @@ bool hasDenormalsAreZero()
     return tMask & 0x40;
 }
 
-struct Feature {
+struct FlagName {
     const char* flag; ///< of /proc/cpuinfo
     const char* name;
 };
 
-constexpr Feature DAZ = {"fxsr", "DAZ"};
+constexpr FlagName DAZ = {"fxsr", "DAZ"};
 /// In the order in which they are listed. "CMP8XCHG16" belongs to no processor that Linux calls x86.
-constexpr Feature FEATURES[] = {{"fdiv_bug", "FDIVBug"},
-                                {"mmx", "MMX"},
-                                {"3dnow", "3DNOW"},
-                                {"sse", "XMMI"},
-                                {"sse2", "XMMI64"},
-                                {"pni", "SSE3"},
-                                DAZ,
-                                {"tsc", "RDTSC"},
-                                {"cx8", "CMPXCHG"},
-                                {"cx16", "CMPXCHG16B"},
-                                {"xsave", "XSAVE"},
-                                {"pae", "PAE"},
-                                {"nx", "NX"}};
+constexpr FlagName FLAG_NAMES[] = {{"fdiv_bug", "FDIVBug"},
+                                   {"mmx", "MMX"},
+                                   {"3dnow", "3DNOW"},
+                                   {"sse", "XMMI"},
+                                   {"sse2", "XMMI64"},
+                                   {"pni", "SSE3"},
+                                   DAZ,
+                                   {"tsc", "RDTSC"},
+                                   {"cx8", "CMPXCHG"},
+                                   {"cx16", "CMPXCHG16B"},
+                                   {"xsave", "XSAVE"},
+                                   {"pae", "PAE"},
+                                   {"nx", "NX"}};
 
 std::string featureNames(const std::set<std::string, std::less<>>& pFlags)
 {
     std::string tNames;
-    for (const Feature& tFeature : FEATURES) {
+    for (const FlagName& tFeature : FLAG_NAMES) {
         if (!pFlags.contains(tFeature.flag)) continue;
         if (tFeature.flag == DAZ.flag && !hasDenormalsAreZero()) continue;
         if (!tNames.empty()) tNames += ' ';
@@ -137,7 +138,7 @@ std::string LinuxFacts::read(fw::IApplication* pApp, const std::string& pPath) c
 {
     std::string tText;
     static_cast<void>(tryRead(pPath, tText));
-    if (tText.empty()) kDebug(pApp, "kos:kfw", message("Failed to read %1", pPath));
+    if (tText.empty()) kDebug(pApp, LOG_DOMAIN, message("Failed to read %1", pPath));
     return tText;
 }
 

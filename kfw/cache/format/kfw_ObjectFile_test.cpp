@@ -5,6 +5,7 @@
 
 #include "kfw/cache/format/kfw_CacheId.h"
 #include "kfw/cache/format/kfw_ObjectReader.h"
+#include "kfw/cache/testing/kfw_MemoryBytes.h"
 #include "kom/identity.h"
 #include "tests/support/LeakCheck.h"
 

@@ -112,12 +112,23 @@ if(WIN32)
     endforeach()
 endif()
 
-# k_manifest(<program>): tells Windows which systems the program knows. Elsewhere nothing.
-set(K_MANIFEST ${CMAKE_CURRENT_LIST_DIR}/supported-systems)
-function(k_manifest pName)
-    if(WIN32)
-        target_sources(${pName} PRIVATE ${K_MANIFEST}.rc)
-        set_source_files_properties(${K_MANIFEST}.rc PROPERTIES OBJECT_DEPENDS ${K_MANIFEST}.manifest
-            COMPILE_OPTIONS "-I${CMAKE_SOURCE_DIR}/cmake")
-    endif()
-endfunction()
+if(WIN32)
+    # Nothing is started on a system older than Windows 10 (hosts check more: host_System_win.cpp).
+    add_link_options(-Wl,--major-os-version,10,--minor-os-version,0
+        -Wl,--major-subsystem-version,10,--minor-subsystem-version,0)
+    # Every program carries the manifest (resource type 24, the program's own: number 1), whose text goes into
+    # the resource script, so that a change of it is seen.
+    enable_language(RC)
+    set(tManifest ${CMAKE_CURRENT_LIST_DIR}/program.manifest)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${tManifest})
+    file(STRINGS ${tManifest} tLines ENCODING UTF-8)
+    set(tScript "1 24\nBEGIN\n")
+    foreach(tLine IN LISTS tLines)
+        string(REPLACE "\"" "\"\"" tLine "${tLine}")
+        string(APPEND tScript "    \"${tLine}\\n\"\n")
+    endforeach()
+    set(K_MANIFEST ${CMAKE_BINARY_DIR}/manifest.rc)
+    file(CONFIGURE OUTPUT ${K_MANIFEST} CONTENT "${tScript}END\n" @ONLY)
+    target_sources(kfw_flags INTERFACE
+        $<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${K_MANIFEST}>)
+endif()

@@ -7,10 +7,6 @@ function(k_knows_version pTarget)
         PROPERTIES COMPILE_DEFINITIONS KFW_PROJECT_VERSION="${PROJECT_VERSION}")
 endfunction()
 
-if(WIN32)
-    enable_language(RC)
-endif()
-
 set(K_VERSION_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
 # k_version(<target> <description>): gives a library or program a version resource (Windows) or a note (Linux) with

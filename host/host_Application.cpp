@@ -77,6 +77,7 @@ Application::~Application() = default;
 
 uint32_t Application::open(std::string* pProblem)
 {
+    if (*pProblem = systemProblem(); !pProblem->empty()) return E_NOT_SUPPORTED;
     mLog.setLevel(mOptions.logLevel);
     if (auto tRes = mLog.open(mOptions.log, pProblem); KFAILED(tRes)) return tRes;
     if (auto tRes = openUserAppDir(pProblem); KFAILED(tRes)) return tRes;

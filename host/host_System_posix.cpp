@@ -20,6 +20,8 @@ std::vector<std::pair<std::string, std::string>> environmentVariables()
     return tVariables;
 }
 
+std::string systemProblem() { return {}; }
+
 std::string userLanguage()
 {
     for (const char* tName : {"LC_ALL", "LC_MESSAGES", "LANG"}) {

@@ -4,6 +4,9 @@
 #include <cwchar>
 #include <windows.h>
 
+#include "host/host_System_win.h"
+#include "kutil/message.h"
+
 namespace vel::kos::host {
 
 namespace {
@@ -35,6 +38,28 @@ std::vector<std::pair<std::string, std::string>> environmentVariables()
     }
     if (tBlock) FreeEnvironmentStringsW(tBlock);
     return tVariables;
+}
+
+std::string windowsProblem(unsigned long pMajor, unsigned long pBuild)
+{
+    // The first with long paths and with removal by POSIX rules. What is older than 10 has not started the
+    // program: its header says so. (Wine may call itself anything, and does.)
+    constexpr unsigned long tOldest = 14393;
+    if (pMajor != 10 || pBuild >= tOldest) return {};
+    return util::message("this needs Windows 10 version 1607 (build %1) or later, and runs on build %2",
+                         tOldest, pBuild);
+}
+
+std::string systemProblem()
+{
+    // The one function that tells the truth to every program, and it is only to be had this way.
+    using RtlGetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
+    const auto tGetVersion = reinterpret_cast<RtlGetVersion>(
+        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")));
+    OSVERSIONINFOW tVersion{};
+    tVersion.dwOSVersionInfoSize = sizeof tVersion;
+    if (!tGetVersion || tGetVersion(&tVersion) != 0) return {};
+    return windowsProblem(tVersion.dwMajorVersion, tVersion.dwBuildNumber);
 }
 
 std::string userLanguage()

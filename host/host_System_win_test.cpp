@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include "host/host_System_win.h"
+
 using namespace vel::kos::host;
 
 namespace {
@@ -38,6 +40,19 @@ int WINAPI regionalFormat(LPWSTR pName, int)
 extern "C" {
 BOOL(WINAPI* __wrap___imp_GetUserPreferredUILanguages)(DWORD, PULONG, PZZWSTR, PULONG) = preferredLanguages;
 int(WINAPI* __wrap___imp_GetUserDefaultLocaleName)(LPWSTR, int) = regionalFormat;
+}
+
+TEST(System, SaysWhatItNeedsWhereItIsTooOld)
+{
+    EXPECT_EQ(windowsProblem(10, 14393), "");
+    EXPECT_EQ(windowsProblem(10, 26100), "");
+    EXPECT_EQ(windowsProblem(11, 1), "");
+    for (const unsigned long tBuild : {10240ul, 10586ul, 14392ul})
+        EXPECT_EQ(windowsProblem(10, tBuild),
+                  "this needs Windows 10 version 1607 (build 14393) or later, and runs on build " +
+                      std::to_string(tBuild));
+    EXPECT_EQ(windowsProblem(6, 7601), "") << "does not start the program, so it is no Windows";
+    EXPECT_EQ(systemProblem(), "") << "here";
 }
 
 TEST(System, TheLanguageIsThatOfTheSystemsTextsAndNotTheRegionalFormat)

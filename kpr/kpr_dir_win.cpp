@@ -142,6 +142,7 @@ uint32_t kprMakeDir(const char* pPath)
 {
     if (!pPath) return E_INVALIDARG;
     std::wstring tPath;
+    if (auto tRes = kpr::checkNewName(pPath); KFAILED(tRes)) return tRes;
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
     const uint32_t tError = kpr::retried([&] {
         if (CreateDirectoryW(tPath.c_str(), nullptr)) return true;

@@ -128,6 +128,8 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     *pFile = KPR_NO_FILE;
     if (!pPath || !kpr::isValidOpenMode(pMode)) return E_INVALIDARG;
     std::wstring tPath;
+    if ((pMode & (KPR_OPEN_CREATE | KPR_OPEN_ANY)) == KPR_OPEN_CREATE)
+        if (auto tRes = kpr::checkNewName(pPath); KFAILED(tRes)) return tRes;
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
 
     // A server of a named pipe must not act in our name.

@@ -65,6 +65,7 @@ bool removeName(const std::wstring& pPath)
 uint32_t toWidePaths(const char* pFrom, const char* pTo, std::wstring* pWideFrom, std::wstring* pWideTo)
 {
     if (!pFrom || !pTo) return E_INVALIDARG;
+    if (auto tRes = kpr::checkNewName(pTo); KFAILED(tRes)) return tRes;
     const uint32_t tRes = kpr::toWidePath(pFrom, pWideFrom);
     return KFAILED(tRes) ? tRes : kpr::toWidePath(pTo, pWideTo);
 }

@@ -2,6 +2,9 @@
 
 #include "kpr/kpr_wide_win.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "kpr/kpr_error.h"
 
 namespace {
@@ -19,6 +22,55 @@ bool hasDevicePrefix(std::wstring_view pPath)
 bool isFullyQualified(std::wstring_view pPath)
 {
     return pPath.starts_with(L"\\\\") || (pPath.size() > 2 && pPath[1] == L':' && isSeparator(pPath[2]));
+}
+
+// The components of a path, empty ones left out.
+std::vector<std::wstring_view> components(std::wstring_view pPath)
+{
+    std::vector<std::wstring_view> tComponents;
+    while (!pPath.empty()) {
+        const size_t tEnd = std::min(pPath.find(L'\\'), pPath.size());
+        if (tEnd > 0) tComponents.push_back(pPath.substr(0, tEnd));
+        pPath.remove_prefix(std::min(tEnd + 1, pPath.size()));
+    }
+    return tComponents;
+}
+
+// The system takes what follows "\\?\" as it stands, where a doubled separator or a "." is no path.
+std::wstring tidied(std::wstring_view pLongForm)
+{
+    std::wstring tPath(pLongForm.substr(0, 4));
+    const std::vector<std::wstring_view> tAll = components(pLongForm.substr(4));
+    // Drive, volume, or "UNC", server and share stay.
+    const size_t tRoot = std::min<size_t>(!tAll.empty() && tAll[0] == L"UNC" ? 3 : 1, tAll.size());
+    std::vector<std::wstring_view> tKept(tAll.begin(), tAll.begin() + static_cast<ptrdiff_t>(tRoot));
+    for (size_t i = tRoot; i < tAll.size(); ++i) {
+        if (tAll[i] == L"..") {
+            if (tKept.size() > tRoot) tKept.pop_back();
+        } else if (tAll[i] != L".")
+            tKept.push_back(tAll[i]);
+    }
+    for (size_t i = 0; i < tKept.size(); ++i)
+        (i == 0 ? tPath : tPath += L'\\') += tKept[i];
+    if (tKept.size() == tRoot) tPath += L'\\'; // a root without it is the device
+    return tPath;
+}
+
+bool isDevice(std::wstring_view pName)
+{
+    pName = pName.substr(0, pName.find(L'.'));
+    while (!pName.empty() && pName.back() == L' ')
+        pName.remove_suffix(1);
+    const auto tIs = [&](std::wstring_view pDevice) {
+        return CompareStringOrdinal(pName.data(), static_cast<int>(pName.size()), pDevice.data(),
+                                    static_cast<int>(pDevice.size()), TRUE) == CSTR_EQUAL;
+    };
+    for (const wchar_t* tDevice : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"})
+        if (tIs(tDevice)) return true;
+    if (pName.size() != 4) return false;
+    const bool tNumbered = std::wstring_view(L"123456789\u00B9\u00B2\u00B3").find(pName[3]) != pName.npos;
+    pName.remove_suffix(1);
+    return tNumbered && (tIs(L"COM") || tIs(L"LPT"));
 }
 
 } // namespace
@@ -76,6 +128,10 @@ uint32_t toWidePath(const char* pPath, std::wstring* pWide)
     if (auto tRes = toWide(pPath, pWide); KFAILED(tRes)) return tRes;
     for (wchar_t& tChar : *pWide)
         if (tChar == L'/') tChar = L'\\';
+    if (pWide->starts_with(L"\\\\?\\")) {
+        *pWide = tidied(*pWide);
+        return K_SUCCESS;
+    }
     if (hasDevicePrefix(*pWide) || (isFullyQualified(*pWide) && pWide->size() < PLAIN_LIMIT))
         return K_SUCCESS;
 
@@ -90,6 +146,22 @@ uint32_t toWidePath(const char* pPath, std::wstring* pWide)
     else
         *pWide = L"\\\\?\\" + tFull;
     return K_SUCCESS;
+}
+
+uint32_t checkNewName(const char* pPath)
+{
+    std::wstring tWide;
+    if (auto tRes = toWide(pPath, &tWide); KFAILED(tRes)) return tRes;
+    std::replace(tWide.begin(), tWide.end(), L'/', L'\\');
+    if (hasDevicePrefix(tWide)) return K_SUCCESS; // as it is asked for
+    std::wstring_view tPath = tWide;
+    if (tPath.size() > 1 && tPath[1] == L':') tPath.remove_prefix(2);
+    const std::vector<std::wstring_view> tNames = components(tPath);
+    for (const std::wstring_view tName : tNames)
+        if (tName != L"." && tName != L".." &&
+            (tName.back() == L'.' || tName.back() == L' ' || tName.find(L':') != tName.npos))
+            return KPR_E_BAD_NAME;
+    return !tNames.empty() && isDevice(tNames.back()) ? uint32_t{KPR_E_BAD_NAME} : uint32_t{K_SUCCESS};
 }
 
 std::wstring withoutLongPrefix(std::wstring pPath)

@@ -77,7 +77,9 @@ if(WIN32)
         LIBRARIES ${tLibraries} WRAP ${tCalls})
     k_test(kpr_stream_test SOURCES kpr_stream_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
         WRAP __imp_GetConsoleMode __imp_WriteConsoleW)
-    foreach(tTest kpr_modulelist_test kpr_faults_test kpr_stream_test)
+    k_test(kpr_names_test SOURCES kpr_names_win_test.cpp testing/kpr_testing.cpp ${tSources}
+        LIBRARIES ${tLibraries})
+    foreach(tTest kpr_modulelist_test kpr_faults_test kpr_names_test kpr_stream_test)
         target_include_directories(${tTest} PRIVATE include)
         target_compile_definitions(${tTest} PRIVATE KPR_BUILD)
     endforeach()

@@ -1,10 +1,12 @@
 // Files, whole-file locks and temporary files.
 //
-// Paths are UTF-8; on Windows both "/" and "\" separate, and paths of more than 260 characters work.
-// No handle is inherited by child processes. Files are created for the current user only (0600; on Windows
-// the folder's inherited rights count). Every file is opened so that others may rename or remove it.
-// E_INVALIDARG for a null pointer (unless it may be null) and for numbers that make no sense.
-// Every function returns a result code; failures of the operating system come as KPR_E_*.
+// Paths are UTF-8; on Windows both "/" and "\" separate, and paths of more than 260 characters work, with
+// "\\?\" in front or without. Names that end in a dot or a blank, that are a device's (NUL, COM1.txt) or have
+// a colon are not made there (KPR_E_BAD_NAME): Windows would make something else. No handle is inherited by
+// child processes. Files are created for the current user only (0600; on Windows the folder's inherited
+// rights count). Every file is opened so that others may rename or remove it. E_INVALIDARG for a null pointer
+// (unless it may be null) and for numbers that make no sense. Every function returns a result code; failures
+// of the operating system come as KPR_E_*.
 #pragma once
 
 #include <cstdint>

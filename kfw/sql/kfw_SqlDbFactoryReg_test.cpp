@@ -299,6 +299,18 @@ TEST_F(SqlDbFactoryRegTest, takesTheEntryAsItIsAfterTheComparison)
     EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), E_FAIL) << "another one has its place";
     EXPECT_EQ(types(), Strings{"a"});
     EXPECT_EQ(tNext->count(), 2u);
+
+    // An entry in another place is one, too.
+    EXPECT_EQ(mRegistry->unregisterFactory(tNext.get()), 0u);
+    EXPECT_EQ(mRegistry->registerFactory(tFactory.get()), 0u);
+    const auto tOther = makeFactory("b");
+    tFactory->mOnQuery = [&] {
+        EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), 0u);
+        EXPECT_EQ(mRegistry->registerFactory(tOther.get()), 0u);
+        EXPECT_EQ(mRegistry->registerFactory(tFactory.get()), 0u);
+    };
+    EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), 0u);
+    EXPECT_EQ(types(), Strings{"b"});
 }
 
 TEST_F(SqlDbFactoryRegTest, createsNothingWithoutFactories)

@@ -42,6 +42,32 @@ function(k_test pName)
     set_tests_properties(${pName} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST})
 endfunction()
 
+# k_test_module(<target> SOURCES ... [LIBRARIES ...] [DEFINES ...] [FOLDER <folder>] [FILE <name>] [LINKABLE])
+# A module that tests load: in bin, or in that folder of it; FILE is the name of its file, otherwise it is that of a
+# library called <target>. It sees the headers of kpr and links what LIBRARIES name. LINKABLE: others may link it.
+function(k_test_module pName)
+    cmake_parse_arguments(ARG "LINKABLE" "FOLDER;FILE" "SOURCES;LIBRARIES;DEFINES" ${ARGN})
+    set(tKind MODULE)
+    if(ARG_LINKABLE)
+        set(tKind SHARED)
+    endif()
+    add_library(${pName} ${tKind} ${ARG_SOURCES})
+    target_compile_definitions(${pName} PRIVATE ${ARG_DEFINES})
+    target_include_directories(${pName} PRIVATE ${PROJECT_SOURCE_DIR}/kpr/include)
+    target_link_libraries(${pName} PRIVATE ${ARG_LIBRARIES} kfw_flags)
+    set(tFolder ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${ARG_FOLDER})
+    set_target_properties(${pName} PROPERTIES PREFIX "${CMAKE_SHARED_LIBRARY_PREFIX}"
+        LIBRARY_OUTPUT_DIRECTORY ${tFolder} RUNTIME_OUTPUT_DIRECTORY ${tFolder})
+    if(WIN32)
+        set_target_properties(${pName} PROPERTIES PREFIX "")
+    endif()
+    if(ARG_FILE)
+        get_filename_component(tName ${ARG_FILE} NAME_WLE)
+        get_filename_component(tSuffix ${ARG_FILE} LAST_EXT)
+        set_target_properties(${pName} PROPERTIES PREFIX "" OUTPUT_NAME ${tName} SUFFIX "${tSuffix}")
+    endif()
+endfunction()
+
 # k_exports_test(<target> <list>): the built library exports exactly the functions of abi/exports/<list>.txt.
 function(k_exports_test pTarget pList)
     add_test(NAME ${pTarget}_exports_test COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:${pTarget}>

@@ -7,6 +7,7 @@ import os
 import pathlib
 import re
 import resource
+import shlex
 import shutil
 import signal
 import subprocess
@@ -120,7 +121,7 @@ class Tree:
         found = {}
         for entry in self.commands:
             if self.product_path(entry["file"], component):
-                found.setdefault(entry["file"], mutants.parse_arguments(entry["command"].split()))
+                found.setdefault(entry["file"], mutants.parse_arguments(shlex.split(entry["command"])))
         return sorted(found.items())
 
     def test_targets(self, component):

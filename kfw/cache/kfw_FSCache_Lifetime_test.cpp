@@ -94,6 +94,22 @@ TEST_F(LifetimeTest, theLastReferenceMayGoWhileThePinsAreRefreshed)
     }
 }
 
+TEST_F(LifetimeTest, theThreadsHandleGoesWithTheLastOfBoth)
+{
+    test::TestDirectory tDir;
+    const auto tApp = test::TestApplication::make();
+    const auto waitForDetach = [] {
+        for (int i = 0; i < 5000 && FaultTable::calls("kprThreadDetach") == 0; ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        return FaultTable::calls("kprThreadDetach");
+    };
+    auto tCache = start(tDir.path(), tApp);
+    tCache.reset();
+    EXPECT_EQ(FaultTable::calls("kprThreadDetach"), 0u) << "the thread has the state";
+    gStop = true;
+    EXPECT_EQ(waitForDetach(), 1u) << "by the thread";
+}
+
 TEST_F(LifetimeTest, oneOfManyCleanersWorks)
 {
     test::TestDirectory tDir;

@@ -85,6 +85,21 @@ TEST_F(CleanerMemoryTest, endsTheThreadAndNothingElse)
     EXPECT_GT(tNth, 20u);
 }
 
+TEST_F(CleanerMemoryTest, unlocksNothingThatItHasClosed)
+{
+    bool tFailed = true;
+    for (uint64_t tNth = 1; tFailed; ++tNth) {
+        SCOPED_TRACE(tNth);
+        arrange();
+        FaultTable::fail("kprLockFile", KPR_E_STALE);
+        FaultTable::fail("kprCloseFile", KPR_E_IO);
+        uint32_t tUnlocks = UINT32_MAX; // that came before it was closed
+        FaultTable::before("kprCloseFile", [&] { tUnlocks = FaultTable::calls("kprUnlockFile"); });
+        tFailed = cleanWithout(tNth);
+        EXPECT_EQ(FaultTable::calls("kprUnlockFile"), tUnlocks);
+    }
+}
+
 TEST_F(CleanerMemoryTest, aCacheThatCouldNotBeSetUpGoesInOrder)
 {
     bool tFailed = true;

@@ -68,6 +68,7 @@ public:
 
     uint32_t queryInterface(const char* pIid, kom::IUnknown** pOut) override
     {
+        if (mOnQuery) std::exchange(mOnQuery, nullptr)();
         if (mQueryCode) return *pOut = nullptr, mQueryCode;
         return Implements::queryInterface(pIid, pOut);
     }
@@ -100,7 +101,7 @@ public:
     bool mMakes = false;
     ISqlDatabase* mMade = nullptr; ///< the last one made; not counted
     uint32_t mCreateCode = 0;
-    std::function<void()> mOnCreate, mOnDestroy;
+    std::function<void()> mOnCreate, mOnDestroy, mOnQuery;
     std::vector<const char*> mDescriptions;
     bool mOutWasNull = false;
 
@@ -280,6 +281,36 @@ TEST_F(SqlDbFactoryRegTest, unregistersTheObjectItself)
     EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), 0u);
     EXPECT_EQ(tFactory->count(), 1u);
     EXPECT_EQ(types(), Strings{});
+}
+
+TEST_F(SqlDbFactoryRegTest, takesTheEntryAsItIsAfterTheComparison)
+{
+    const auto tFactory = enter("a");
+    tFactory->mOnQuery = [&] { EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), 0u); };
+    EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), E_FAIL) << "it went while it was compared";
+    EXPECT_EQ(types(), Strings{});
+
+    EXPECT_EQ(mRegistry->registerFactory(tFactory.get()), 0u);
+    const auto tNext = makeFactory("a");
+    tFactory->mOnQuery = [&] {
+        EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), 0u);
+        EXPECT_EQ(mRegistry->registerFactory(tNext.get()), 0u);
+    };
+    EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), E_FAIL) << "another one has its place";
+    EXPECT_EQ(types(), Strings{"a"});
+    EXPECT_EQ(tNext->count(), 2u);
+
+    // An entry in another place is one, too.
+    EXPECT_EQ(mRegistry->unregisterFactory(tNext.get()), 0u);
+    EXPECT_EQ(mRegistry->registerFactory(tFactory.get()), 0u);
+    const auto tOther = makeFactory("b");
+    tFactory->mOnQuery = [&] {
+        EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), 0u);
+        EXPECT_EQ(mRegistry->registerFactory(tOther.get()), 0u);
+        EXPECT_EQ(mRegistry->registerFactory(tFactory.get()), 0u);
+    };
+    EXPECT_EQ(mRegistry->unregisterFactory(tFactory.get()), 0u);
+    EXPECT_EQ(types(), Strings{"b"});
 }
 
 TEST_F(SqlDbFactoryRegTest, createsNothingWithoutFactories)

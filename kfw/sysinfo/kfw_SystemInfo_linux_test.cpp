@@ -10,6 +10,23 @@
 #include "kfw/sysinfo/testing/kfw_SystemInfo_TestFixture.h"
 #include "tests/support/TestDirectory.h"
 
+namespace {
+
+/// The kernel's word for the architecture; null: the real one.
+const char* gMachineName = nullptr;
+
+} // namespace
+
+extern "C" {
+int __real_uname(utsname*);
+int __wrap_uname(utsname* pName)
+{
+    const int tRes = __real_uname(pName);
+    if (gMachineName) std::snprintf(pName->machine, sizeof pName->machine, "%s", gMachineName);
+    return tRes;
+}
+}
+
 namespace vel::kos::kfw::test {
 
 namespace {
@@ -90,6 +107,19 @@ TEST_F(LinuxFactsTest, describesProcessorsAsWindowsDoes)
                      {"hw.cpu.cores", "2"},
                      {"hw.cpu.0.currentFrequency", "2500"},
                      {"hw.cpu.1.currentFrequency", "2500"}}));
+}
+
+TEST_F(LinuxFactsTest, namesArchitecturesAsWindowsDoes)
+{
+    const std::pair<const char*, const char*> tNames[] = {
+        {"x86_64", "amd64"}, {"i686", "i386"},   {"i386", "i386"},     {"ppc", "ppc"},
+        {"mips", "mips"},    {"alpha", "alpha"}, {"ia64", "ia64"},     {"i6866", "(none)"},
+        {"x686", "(none)"},  {"i687", "(none)"}, {"mips64", "(none)"}, {"aarch64", "(none)"}};
+    for (const auto& [tMachine, tName] : tNames) {
+        gMachineName = tMachine;
+        EXPECT_EQ(valueOf(attributesOf(HW), "hw.architecture"), tName) << tMachine;
+    }
+    gMachineName = nullptr;
 }
 
 TEST_F(LinuxFactsTest, knowsOtherMakers)

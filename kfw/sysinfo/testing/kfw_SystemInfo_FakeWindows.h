@@ -155,11 +155,11 @@ inline int32_t callNtPowerInformation(uint32_t pLevel, void* pInput, uint32_t pI
     gMachine.trace.push_back("CallNtPowerInformation " + std::to_string(pLevel));
     gMachine.powerBufferSize = pOutputSize;
     if (pInput || pInputSize) return -1;
-    if (gMachine.powerStatus) return gMachine.powerStatus;
+    // What a call that fails has written counts for nothing.
     const std::size_t tRoom = pOutputSize / sizeof(PowerRecord);
     std::copy_n(gMachine.power.begin(), std::min(gMachine.power.size(), tRoom),
                 static_cast<PowerRecord*>(pOutput));
-    return 0;
+    return gMachine.powerStatus;
 }
 
 inline SystemEntry getProcAddress(SystemHandle pModule, const char* pName)

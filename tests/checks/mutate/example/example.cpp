@@ -33,7 +33,7 @@ int count(const char* pText)
 
 void greet(bool pLoud)
 {
-    std::puts("1 == 1");
+    std::puts(GREETING);
     ++gCalls;
     if (pLoud && gCalls) std::puts("!");
 }

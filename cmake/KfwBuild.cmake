@@ -32,8 +32,11 @@ add_library(kfw_flags INTERFACE)
 target_include_directories(kfw_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
 target_compile_options(kfw_flags INTERFACE
     -Wall -Wextra -Wpedantic $<$<BOOL:${KFW_WERROR}>:-Werror> -Wshadow -Wold-style-cast -Wnon-virtual-dtor -Wcast-align
-    -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion -Wnull-dereference -Wformat=2
-    -fno-omit-frame-pointer)
+    -Wunused -Woverloaded-virtual -Wconversion -Wsign-conversion -Wformat=2 -fno-omit-frame-pointer)
+# It sees ghosts where much is inlined or instrumented.
+if(NOT KFW_SANITIZE)
+    target_compile_options(kfw_flags INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wnull-dereference>)
+endif()
 # Against attacks, in everything but the tests themselves (tests/security reads it from the built files).
 set(tShipped $<NOT:$<BOOL:$<TARGET_PROPERTY:K_IS_TEST>>>)
 if(WIN32)
@@ -65,8 +68,7 @@ if(KFW_BENCH AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VER
     target_compile_options(kfw_flags INTERFACE -Wno-restrict)
 endif()
 if(KFW_SANITIZE)
-    # -Wnull-dereference sees ghosts in instrumented code.
-    add_compile_options(-fsanitize=${KFW_SANITIZE} -fno-sanitize-recover=all -Wno-null-dereference)
+    add_compile_options(-fsanitize=${KFW_SANITIZE} -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${KFW_SANITIZE})
 endif()
 if(KFW_FUZZ)

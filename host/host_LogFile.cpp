@@ -7,24 +7,29 @@
 namespace vel::kos::host {
 
 LogFile::LogFile(std::string pPath, uint64_t pBytes, uint32_t pOldFiles)
-    : mPath(std::move(pPath)), mBytes(pBytes), mOldFiles(pOldFiles)
+    : mPath(std::move(pPath)), mBytes(pBytes), mOldFiles(pOldFiles), mLimit(pBytes)
 {
 }
 
 LogFile::~LogFile()
 {
-    if (mFile != KPR_NO_FILE) kprCloseFile(mFile);
+    for (const KprFile tFile : {mFile, mLock})
+        if (tFile != KPR_NO_FILE) kprCloseFile(tFile);
 }
 
 uint32_t LogFile::open()
 {
-    if (auto tRes = kprOpenFile(mPath.c_str(),
-                                KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_APPEND | KPR_OPEN_OWN, &mFile);
-        KFAILED(tRes))
-        return tRes;
-    KprFileInfo tInfo;
-    mSize = KFAILED(kprGetOpenFileInfo(mFile, KPR_INFO_SIZE, &tInfo)) ? 0 : tInfo.size;
+    if (auto tRes = openLog(); KFAILED(tRes)) return tRes;
+    static_cast<void>(
+        kprOpenFile((mPath + ".lock").c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE | KPR_OPEN_OWN, &mLock));
     return 0;
+}
+
+uint32_t LogFile::openLog()
+{
+    if (mFile != KPR_NO_FILE) kprCloseFile(mFile);
+    return kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_APPEND | KPR_OPEN_OWN,
+                       &mFile);
 }
 
 std::string LogFile::oldName(uint32_t pNumber) const
@@ -36,26 +41,59 @@ std::string LogFile::oldName(uint32_t pNumber) const
     return tName.insert(tName.size() - tExtension.size(), "." + std::to_string(pNumber));
 }
 
-void LogFile::rotate()
+uint64_t LogFile::renamings()
 {
-    kprCloseFile(mFile);
-    mFile = KPR_NO_FILE;
-    for (uint32_t i = mOldFiles; i > 0; --i)
-        kprReplaceFile(oldName(i - 1).c_str(), oldName(i).c_str());
-    if (mOldFiles == 0) kprRemoveFile(mPath.c_str());
-    if (KFAILED(open())) return;
-    // Where it could not be renamed it is added to, and tried again after as much more.
-    if (mSize >= mBytes) mSize = 0;
+    uint64_t tCount = 0;
+    uint32_t tRead = 0;
+    const uint32_t tRes = kprSeekAndRead(mLock, 0, &tCount, sizeof tCount, &tRead);
+    return KFAILED(tRes) || tRead < sizeof tCount ? 0 : tCount;
+}
+
+// Others may still have the old files open: an open file can be renamed on every volume, but not always be
+// replaced, and its name may outlive its removal. Stops where a name is taken, so that no line is lost.
+uint32_t LogFile::rename()
+{
+    const uint64_t tCount = mRenamings + 1;
+    uint32_t tWritten = 0;
+    // Counted first: a process that ends in between has the others open the same file again, and no worse.
+    if (mLock != KPR_NO_FILE) kprSeekAndWrite(mLock, 0, &tCount, sizeof tCount, &tWritten);
+    const std::string tOldest = oldName(mOldFiles), tGone = tOldest + ".gone-" + std::to_string(tCount);
+    KprFileInfo tInfo;
+    if (!KFAILED(kprGetFileInfo(tOldest.c_str(), KPR_INFO_KIND, &tInfo)) && tInfo.kind == KPR_KIND_FILE &&
+        !KFAILED(kprMoveFile(tOldest.c_str(), tGone.c_str())))
+        kprRemoveFile(tGone.c_str());
+    uint32_t tRes = K_SUCCESS;
+    for (uint32_t i = mOldFiles; i > 0 && (!KFAILED(tRes) || tRes == KPR_E_NOT_FOUND); --i)
+        tRes = kprMoveFile(oldName(i - 1).c_str(), oldName(i).c_str());
+    return tRes;
+}
+
+void LogFile::writeLine(const char* pLine, uint32_t pLength)
+{
+    if (const uint64_t tCount = renamings(); tCount != mRenamings) {
+        mRenamings = tCount;
+        mLimit = mBytes;
+        openLog();
+    }
+    KprFileInfo tInfo;
+    const uint64_t tSize = KFAILED(kprGetOpenFileInfo(mFile, KPR_INFO_SIZE, &tInfo)) ? 0 : tInfo.size;
+    if (tSize > 0 && tSize + pLength > mLimit) {
+        // Where it could not be renamed it is added to, and tried again after as much more.
+        mLimit = KFAILED(rename()) ? tSize + mBytes : mBytes;
+        mRenamings = renamings();
+        openLog();
+    }
+    uint32_t tWritten = 0;
+    kprWrite(mFile, pLine, pLength, &tWritten);
 }
 
 void LogFile::sink_it_(const spdlog::details::log_msg& pMessage)
 {
     spdlog::memory_buf_t tLine;
     formatter_->format(pMessage, tLine);
-    if (mSize > 0 && mSize + tLine.size() > mBytes) rotate();
-    uint32_t tWritten = 0;
-    kprWrite(mFile, tLine.data(), static_cast<uint32_t>(tLine.size()), &tWritten);
-    mSize += tWritten;
+    const bool tLocked = mLock != KPR_NO_FILE && !KFAILED(kprLockFile(mLock, KPR_LOCK_EXCLUSIVE, 0, 0));
+    writeLine(tLine.data(), static_cast<uint32_t>(tLine.size()));
+    if (tLocked) kprUnlockFile(mLock, 0, 0);
 }
 
 } // namespace vel::kos::host

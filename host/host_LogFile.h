@@ -5,15 +5,19 @@
 #include <spdlog/sinks/base_sink.h>
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "kpr/file.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::host {
 
 /// Made for its user only. What is no regular file of the user or the administrator is not written to.
-class LogFile : public spdlog::sinks::base_sink<std::mutex> {
+///
+/// Several processes may write to one file. They take turns by a lock on a file beside it, "<name>.lock",
+/// which also counts how often the log was renamed: whoever finds the number changed opens the new log before
+/// it writes. Where that file cannot be made, a process writes as if it were alone.
+class LogFile : public spdlog::sinks::base_sink<kpr::Mutex> {
 public:
     /// Renamed to <name>.1<extension> when it would grow past pBytes, and pOldFiles of those are kept.
     LogFile(std::string pPath, uint64_t pBytes, uint32_t pOldFiles);
@@ -29,13 +33,18 @@ protected:
 
 private:
     std::string oldName(uint32_t pNumber) const;
-    void rotate();
+    uint32_t openLog();
+    void writeLine(const char* pLine, uint32_t pLength);
+    uint64_t renamings();
+    uint32_t rename();
 
     const std::string mPath;
     const uint64_t mBytes;
     const uint32_t mOldFiles;
     KprFile mFile = KPR_NO_FILE;
-    uint64_t mSize = 0; ///< what the file holds, since the last attempt to rename it
+    KprFile mLock = KPR_NO_FILE;
+    uint64_t mRenamings = 0; ///< as counted when mFile was opened
+    uint64_t mLimit;         ///< the size from which on renaming is tried
 };
 
 } // namespace vel::kos::host

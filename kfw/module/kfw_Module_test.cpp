@@ -148,7 +148,7 @@ TEST_F(ModuleTest, stopsRegisteringAtTheFirstFailure)
     }
 }
 
-TEST_F(ModuleTest, unregistersEveryClassAndAnswersTheFirstFailure)
+TEST_F(ModuleTest, unregistersEveryClassAndReturnsTheFirstFailure)
 {
     int tContext = 0;
     EXPECT_EQ(dsoUnregisterServer(7, &tContext), 0u);
@@ -195,7 +195,7 @@ TEST_F(ModuleTest, registersUpToTheSecondAndUnregistersPastIt)
     EXPECT_EQ(gCalls.size(), 7u);
 }
 
-TEST_F(ModuleTest, takesAnAnswerThatIsNoFailureForSuccess)
+TEST_F(ModuleTest, takesACodeThatIsNoFailureForSuccess)
 {
     gAnswers = {{classAt(1), 1}, {classAt(4), 0x7FFFFFFFu}};
     EXPECT_EQ(dsoRegisterServer(0, nullptr), 0u);

@@ -42,8 +42,8 @@ CODE = re.compile(r'X\((\w+), (0x[0-9A-F]{8})u,\s*"([^"]*)"\)')
 EXPORTED = re.compile(r'^K(?:PR|OM)_API [^;{(]*?(\w+)\(', re.MULTILINE)
 CODES_PAGE = """# Result codes
 
-Every operation answers an unsigned 32-bit number: 0 is success, a code with the top bit set is a failure, a positive code is a
-success that carries an answer. Operations that take an answer's sign as yes or no say so. `khost errors` prints this table,
+Every operation returns an unsigned 32-bit number: 0 is success, a code with the top bit set is a failure, a positive code is a
+success that tells something. Operations that take the sign of a result as yes or no say so. `khost errors` prints this table,
 `komStrError` gives a code's text, `komGetResultName` its name. This page is made from `kpr/include/kpr/codes.h` by
 `abi/check.py --update`.
 

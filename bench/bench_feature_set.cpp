@@ -1,4 +1,4 @@
-// A cached answer of the feature set beside a bare look-up of the same name in an ordered map.
+// A cached result of the feature set beside a bare look-up of the same name in an ordered map.
 #include <functional>
 #include <map>
 #include <string>

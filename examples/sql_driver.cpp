@@ -1,5 +1,5 @@
 // A database driver module in one file, to start from: its databases hold one text, given in the description,
-// and every query answers a row for each of its words.
+// and every query gives a row for each of its words.
 //
 //     khost sql query --driver libexample_sql_driver.so "type=words;text=one two" "any statement"
 #include <cstring>

@@ -109,7 +109,7 @@ protected:
     kom::Ref<Application> mApp;
 };
 
-TEST_F(ApplicationTest, AnswersEveryRevision)
+TEST_F(ApplicationTest, ReturnsEveryRevision)
 {
     start();
     for (const char* tIid : {fw::IApplication::IID, fw::IApplication2::IID, fw::IApplication3::IID,

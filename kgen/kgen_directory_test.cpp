@@ -63,7 +63,7 @@ TEST_F(Directory, IsTheUsersAlone)
 #endif
 }
 
-TEST_F(Directory, AnswersForRootsAndTheCurrentDirectory)
+TEST_F(Directory, KnowsRootsAndTheCurrentDirectory)
 {
     EXPECT_EQ(createDirectories(fs::temp_directory_path().root_path().string()), 0u);
     EXPECT_EQ(createDirectories("."), 0u);

@@ -70,7 +70,7 @@ TEST(ResultCodeTest, knowsTheCodesByValue)
     EXPECT_STREQ(komStrError(0x80070057u), "invalid argument");
 }
 
-TEST(ResultCodeTest, hasAnAnswerForUnknownCodes)
+TEST(ResultCodeTest, hasATextForUnknownCodes)
 {
     for (const uint32_t tCode : {1u, 0x80000000u, 0x80000104u, 0x96230000u, 0xFFFFFFFFu}) {
         EXPECT_STREQ(komStrError(tCode), "unknown result code") << tCode;
@@ -131,7 +131,7 @@ TEST(SameObjectTest, tellsObjectsApartAcrossFaces)
     EXPECT_EQ(tFirst->release(), 1u);
 }
 
-TEST(SameObjectTest, answersWhatAFaceAnswers)
+TEST(SameObjectTest, returnsWhatAnInterfaceReturns)
 {
     const auto tObject = retain(new Both);
     IOne* tFace = tObject.get();

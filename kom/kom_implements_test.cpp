@@ -121,7 +121,7 @@ uint64_t liveObjects()
     return tStats.liveObjects;
 }
 
-TEST(ImplementsTest, answersItsIdentitiesWithOneReference)
+TEST(ImplementsTest, returnsItsIdentitiesWithOneReference)
 {
     const auto tObject = retain(new Plain);
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:test/IOld:1.0"}) {
@@ -147,7 +147,7 @@ TEST(ImplementsTest, refusesEveryOtherIdentity)
     }
 }
 
-TEST(ImplementsTest, answersEachFaceAndWhatItExtends)
+TEST(ImplementsTest, returnsEachInterfaceAndWhatItExtends)
 {
     const auto tObject = retain(new Rich);
     auto* tNew = static_cast<INew*>(tObject.get());

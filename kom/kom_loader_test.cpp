@@ -258,7 +258,7 @@ TEST_F(LoaderTest, refusesWhatIsNoModule)
     EXPECT_EQ(countClasses(), 7u);
 }
 
-TEST_F(LoaderTest, answersWhyThereIsNoFactory)
+TEST_F(LoaderTest, returnsWhyThereIsNoFactory)
 {
     const std::string tText = mFolder / "text";
     kprtest::writeFile(tText, "not a module");

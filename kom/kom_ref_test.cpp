@@ -173,7 +173,7 @@ TEST_F(RefTest, isEmptyWhenTheObjectGoes)
     EXPECT_EQ(gEvents, Events{"empty"});
 }
 
-TEST_F(RefTest, lendsItsPointerToAnAnswer)
+TEST_F(RefTest, lendsItsPointerToAResult)
 {
     const auto tObject = retain(new Object("a"));
     Ref<IUnknown> tFace = Ref<IBase>(retain(new Object("old")));
@@ -242,7 +242,7 @@ uint32_t answer(const char* pText, char** pOut)
     return 0;
 }
 
-TEST(HeapStringTest, ownsWhatItIsAnswered)
+TEST(HeapStringTest, ownsWhatItIsGiven)
 {
     const uint64_t tBefore = liveBlocks();
     {

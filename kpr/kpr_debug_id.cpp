@@ -64,7 +64,7 @@ std::string readDebugId(std::span<const uint8_t> pImage)
 
     const uint64_t tDirectories = tOptional + (tMagic == tWide ? 112 : 96);
     if (read32(pImage, tDirectories - 4) > tDebug) {
-        const uint64_t tPlace = tDirectories + tDebug * tDirectory;
+        const uint64_t tPlace = tDirectories + uint64_t{tDebug} * tDirectory;
         const Bytes tEntries = part(pImage, read32(pImage, tPlace), read32(pImage, tPlace + 4));
         for (size_t tPos = 0; tPos + tEntry <= tEntries.size(); tPos += tEntry) {
             if (read32(tEntries, tPos + 12) != tCodeView) continue;

@@ -38,7 +38,8 @@ constexpr bool isValidOpenMode(uint32_t pMode) noexcept
 constexpr bool isValidDSOName(std::string_view pText, uint32_t pFlags) noexcept
 {
     if (pFlags & ~uint32_t{KPR_DSO_BY_NAME}) return false;
-    return !(pFlags & KPR_DSO_BY_NAME) || (!pText.empty() && pText.find_first_of("/\\:") == pText.npos);
+    return !(pFlags & KPR_DSO_BY_NAME) ||
+           (!pText.empty() && pText.find_first_of("/\\:") == std::string_view::npos);
 }
 
 /// Whether a range can be passed to the system, whose offsets are signed.

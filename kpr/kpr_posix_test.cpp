@@ -310,7 +310,7 @@ TEST_F(KprPosixTest, TheFallbackHasOneWinnerAsWell)
     EXPECT_EQ(tLosers, tThreads - 1);
 }
 
-TEST_F(KprPosixTest, TheFallbackSurvivesALostAnswerAndUndoesHalfAMove)
+TEST_F(KprPosixTest, TheFallbackSurvivesALostReplyAndUndoesHalfAMove)
 {
     kprtest::writeFile(mPath, "content");
     gRename.set(EINVAL, 1);

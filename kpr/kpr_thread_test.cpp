@@ -12,7 +12,7 @@
 #include "kpr/codes.h"
 #include "kpr/time.h"
 
-TEST(KprThread, RunsAndAnswersItsStatus)
+TEST(KprThread, RunsAndReturnsItsStatus)
 {
     struct Work {
         uint64_t thread = 0;

@@ -107,7 +107,7 @@ TEST_F(CloseHook, MayBeResetAfterItRan)
     EXPECT_THAT(mCalls, ElementsAre(1));
 }
 
-TEST_F(CloseHook, AnswersItsIdentities)
+TEST_F(CloseHook, ReturnsItsIdentities)
 {
     const auto tHook = make(1);
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IAppCloseHook:1.0"}) {
@@ -149,7 +149,7 @@ TEST_F(CloseHook, ReportsAnApplicationThatHasNoHooks)
     EXPECT_THAT(mCalls, IsEmpty());
 }
 
-TEST_F(CloseHook, ReportsAnApplicationThatAnswersNoFace)
+TEST_F(CloseHook, ReportsAnApplicationThatReturnsNoInterface)
 {
     mApp->refuseInterface(fw::IApplication3::IID, 0);
     const auto tHook = make(1);

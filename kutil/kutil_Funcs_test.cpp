@@ -27,7 +27,7 @@ TEST(Funcs, AsksTheApplicationsProperties)
     EXPECT_EQ(tApp->references(), 1u);
 }
 
-TEST(Funcs, AnswersNoWhenTheApplicationCannotBeAsked)
+TEST(Funcs, ReturnsNoWhenTheApplicationCannotBeAsked)
 {
     const auto tApp = TestApplication::make();
     tApp->setProperty("on", "true");

@@ -59,7 +59,7 @@ protected:
     std::string mDir;
 };
 
-TEST_F(Catalogue, AnswersTheTextItselfWithoutATranslation)
+TEST_F(Catalogue, ReturnsTheTextItselfWithoutATranslation)
 {
     const char* tText = "Text";
     EXPECT_EQ(kGetText("kfw", tText), tText);
@@ -105,7 +105,7 @@ TEST_F(Catalogue, LooksForTheTerritoryFirst)
     EXPECT_STREQ(kGetText("d", "January"), "Januar");
 }
 
-TEST_F(Catalogue, AnswersTheSameTextEachTimeWithoutReadingAgain)
+TEST_F(Catalogue, ReturnsTheSameTextEachTimeWithoutReadingAgain)
 {
     write("de", "d", buildMo({{"Text", "Worte"}}));
     kSetCatalogues(mDir.c_str(), "de");
@@ -175,7 +175,7 @@ TEST_F(Catalogue, MayBeAskedByTheLogItWarnsThrough)
     EXPECT_THAT(gWarnings, ElementsAre("Text", HasSubstr("shorter than a catalogue's header")));
 }
 
-TEST_F(Catalogue, AnswersAnyThread)
+TEST_F(Catalogue, ServesAnyThread)
 {
     write("de", "d", buildMo({{"Text", "Worte"}}));
     write("fr", "d", buildMo({{"Text", "Texte"}}));

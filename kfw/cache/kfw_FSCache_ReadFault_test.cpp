@@ -19,7 +19,7 @@ TEST_F(FSCacheFaultTest, reportsReadsThatFail)
         std::function<void()> arrange;
         uint32_t code;
         std::string message;
-        bool attributesToo; ///< getAttributes answers the same
+        bool attributesToo; ///< getAttributes returns the same
     };
     for (const Case& tCase : std::vector<Case>{
              {[] { FaultTable::fail("kprOpenFile", CODE); }, CODE,

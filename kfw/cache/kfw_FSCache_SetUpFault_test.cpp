@@ -205,7 +205,7 @@ TEST_F(FSCacheFaultTest, laterPinsComposeThePathAsWell)
     EXPECT_EQ(mCache->unpinObjectById(&tId), 0x80070057u);
 }
 
-TEST_F(FSCacheFaultTest, digestFailuresAreAnswered)
+TEST_F(FSCacheFaultTest, digestFailuresAreReturned)
 {
     init();
     for (const char* tFunction : {"kprMD5Init", "kprMD5Update", "kprMD5Final"}) {

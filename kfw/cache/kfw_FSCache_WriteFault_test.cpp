@@ -55,7 +55,7 @@ TEST_F(FSCacheFaultTest, aFailedWriteLeavesItsTemporaryFile)
     EXPECT_EQ(get(), KPR_E_NOT_FOUND);
 }
 
-TEST_F(FSCacheFaultTest, aShortWriteAnswersSuccess)
+TEST_F(FSCacheFaultTest, aShortWriteReturnsSuccess)
 {
     init();
     FaultTable::cutShort("kprWrite", 11);

@@ -17,7 +17,7 @@ class FSCacheTest : public FSCacheFixture {};
 
 const char* const NEXT_VERSION_IID = "IDL:vel/kos/fw/IFileSystemCache:1.1";
 
-TEST_F(FSCacheTest, answersItsIdentities)
+TEST_F(FSCacheTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IFileSystemCache:1.0"}) {
         kom::IUnknown* tFace = nullptr;
@@ -46,7 +46,7 @@ TEST_F(FSCacheTest, hasARowInTheClassTable)
     EXPECT_EQ(tSecond->release(), 0u);
 }
 
-TEST_F(FSCacheTest, answersWrongStateBeforeInit)
+TEST_F(FSCacheTest, returnsWrongStateBeforeInit)
 {
     for (const auto& [tOperation, tAnswer] : callEverything(*mCache))
         EXPECT_EQ(tAnswer, 0x80000100u) << tOperation;
@@ -55,7 +55,7 @@ TEST_F(FSCacheTest, answersWrongStateBeforeInit)
     EXPECT_EQ(mCache->computeCacheId("", &tId), 0x80000100u) << "the state comes before the URI";
 }
 
-TEST_F(FSCacheTest, answersInvalidArgumentForNullPointersBeforeAnythingElse)
+TEST_F(FSCacheTest, returnsInvalidArgumentForNullPointersBeforeAnythingElse)
 {
     const fw::CacheId tId{};
     fw::CacheAttrList tList;
@@ -203,7 +203,7 @@ TEST_F(FSCacheTest, theInsertedCounterHas64Bits)
     EXPECT_EQ(counter("inserted"), 0x100000000u);
 }
 
-TEST_F(FSCacheTest, answersAMissingObjectWithItsCode)
+TEST_F(FSCacheTest, returnsAMissingObjectWithItsCode)
 {
     init();
     fw::CacheAttrList tList = makeList({{"left", "over"}});

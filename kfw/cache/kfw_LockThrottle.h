@@ -11,11 +11,10 @@ namespace vel::kos::kfw {
 ///
 /// For the time that the lock was held, SHARE times as much is owed in rests. Sleeps are made of whole
 /// milliseconds, so short turns are added up. What is owed is bounded both ways:
-/// - No rest is longer than LONGEST, so that a pass comes to its end. On a slow file server, where one
-/// removal
-///   takes more than LONGEST / SHARE (11 ms), the others therefore get less than their share: with removals
-///   of one second each the lock is free for a tenth of a second in between, which is long enough for
-///   whoever waits to be woken and to take it.
+/// - No rest is longer than LONGEST, so that a pass comes to its end. Where one removal takes more than
+///   LONGEST / SHARE (11 ms), as on a slow file server, the others get less than their share. With removals
+///   of one second each the lock is free for a tenth of a second in between: long enough for whoever waits
+///   to wake up and take it.
 /// - A sleep that took longer than it should counts for later rests, but for CREDIT at most: what a coarse
 ///   timer adds makes up for the next turns, a machine that stood still does not.
 ///

@@ -32,7 +32,7 @@ constexpr uint32_t EVENTS = std::size(EVENT_TYPES);
 
 std::string nameOf(const char* pType) { return pType ? pType : ""; }
 
-/// Told of each delivery; answers for the consumer.
+/// Told of each delivery; what it returns, the consumer returns.
 class Listener {
 public:
     virtual uint32_t delivered(uint32_t pConsumer, uint32_t pEvent) = 0;

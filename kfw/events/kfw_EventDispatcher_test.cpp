@@ -64,7 +64,7 @@ protected:
     Strings mServed;
 };
 
-TEST_F(EventDispatcherTest, answersItsIdentities)
+TEST_F(EventDispatcherTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IEventDispatcher:1.0"}) {
         kom::IUnknown* tFace = nullptr;
@@ -262,7 +262,7 @@ TEST_F(EventDispatcherTest, servesNobodyAnEventConsumedBefore)
     EXPECT_TRUE(mServed.empty());
 }
 
-TEST_F(EventDispatcherTest, takesAnyPositiveAnswerForNotConsumed)
+TEST_F(EventDispatcherTest, takesAnyPositiveCodeForNotConsumed)
 {
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
@@ -306,7 +306,7 @@ TEST_F(EventDispatcherTest, failsWhenTheTypeCannotBeRead)
     EXPECT_EQ(mApp->logLines().size(), 1u);
 }
 
-TEST_F(EventDispatcherTest, readsTheTypeWithAPositiveAnswerToo)
+TEST_F(EventDispatcherTest, readsTheTypeWithAPositiveCodeToo)
 {
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
@@ -331,7 +331,7 @@ TEST_F(EventDispatcherTest, skipsARegistrationWhenItCannotTellWhetherTheEventIsC
     EXPECT_EQ(mApp->logLines().size(), 3u);
 }
 
-TEST_F(EventDispatcherTest, goesOnWhenTheQuestionCanBeAnsweredAgain)
+TEST_F(EventDispatcherTest, goesOnWhenTheStateCanBeReadAgain)
 {
     const auto tFirst = TestConsumer::make([](TestEvent* pEvent) {
         pEvent->answers.consumedCode = E_FAIL;
@@ -475,7 +475,7 @@ TEST_F(EventDispatcherTest, releasesUndeliveredEventsWhenItGoes)
     EXPECT_TRUE(mApp->logLines().empty());
 }
 
-TEST_F(EventDispatcherTest, answersTheCalloutsIdentities)
+TEST_F(EventDispatcherTest, returnsTheCalloutsIdentities)
 {
     const auto tDispatcher = kom::retain(new EventDispatcher);
     const auto tCallout = kom::retain(new EventDispatcher::IdleCallout(tDispatcher.get()));

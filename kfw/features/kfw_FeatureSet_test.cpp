@@ -73,7 +73,7 @@ protected:
     kom::Ref<IFeatureSet> mSet;
 };
 
-TEST_F(FeatureSetTest, answersItsIdentities)
+TEST_F(FeatureSetTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IFeatureSet:1.0"}) {
         kom::IUnknown* tFace = nullptr;
@@ -131,7 +131,7 @@ TEST_F(FeatureSetTest, reportsAnApplicationThatRefusesIApplication5)
     expectAssertion("!KFAILED(tRes) && tApp5 != 0");
 }
 
-TEST_F(FeatureSetTest, reportsAnApplicationThatAnswersANullIApplication5)
+TEST_F(FeatureSetTest, reportsAnApplicationThatReturnsANullIApplication5)
 {
     mApp->refuseInterface(IApplication5::IID, 0);
     EXPECT_EQ(mSet->init(mApp.get(), 0), 0x80000103u);

@@ -53,7 +53,7 @@ protected:
 using Factories = testing::Types<ObjectFactory<Thing>, SingletonObjectFactory<Thing>>;
 TYPED_TEST_SUITE(FactoryTest, Factories);
 
-TYPED_TEST(FactoryTest, answersItsIdentities)
+TYPED_TEST(FactoryTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:kom/IObjectFactory:1.0"}) {
         kom::IUnknown* tFace = nullptr;

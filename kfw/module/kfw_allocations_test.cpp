@@ -52,7 +52,7 @@ TEST(AllocationsTest, aRemovalMakesNone)
     EXPECT_EQ(tConsumer->references(), 1u);
 }
 
-TEST(AllocationsTest, aCachedAnswerMakesNone)
+TEST(AllocationsTest, aCachedResultMakesNone)
 {
     const auto tApp = test::TestApplication::make();
     tApp->setProperty("a.learnt.feature.with.a.name.that.is.long", "true");

@@ -115,7 +115,7 @@ protected:
     kom::Ref<RegDbSendMailConfig> mConfig;
 };
 
-TEST_F(SendMailConfigTest, answersItsIdentities)
+TEST_F(SendMailConfigTest, returnsItsIdentities)
 {
     const struct {
         const char* asked;
@@ -142,7 +142,7 @@ TEST_F(SendMailConfigTest, answersItsIdentities)
     }
 }
 
-TEST_F(SendMailConfigTest, answersNothingBeforeInit)
+TEST_F(SendMailConfigTest, returnsNothingBeforeInit)
 {
     expectRefused();
     for (const auto& tField : TEXTS) {

@@ -84,7 +84,7 @@ protected:
     kom::Ref<fw::IAddressData2> mAddress;
 };
 
-TEST_F(UserDataTest, answersItsIdentities)
+TEST_F(UserDataTest, returnsItsIdentities)
 {
     const struct {
         const char* asked;
@@ -123,7 +123,7 @@ TEST_F(UserDataTest, answersItsIdentities)
     }
 }
 
-TEST_F(UserDataTest, answersNothingBeforeInit)
+TEST_F(UserDataTest, returnsNothingBeforeInit)
 {
     EXPECT_FALSE(isModifiable());
     uint32_t tInitialized = 7;

@@ -55,7 +55,7 @@ private:
     std::string mType;
 };
 
-/// A factory whose every answer the test sets.
+/// A factory whose every result the test sets.
 class Factory : public kom::Implements<Factory, ISqlDatabaseFactory> {
     friend Implements;
 
@@ -342,7 +342,7 @@ TEST_F(SqlDbFactoryRegTest, asksTheFactoriesInOrderUntilOneMakesADatabase)
     EXPECT_TRUE(tD->mDescriptions.empty());
 }
 
-TEST_F(SqlDbFactoryRegTest, answersTheFirstFailureWhenNoneMakesADatabase)
+TEST_F(SqlDbFactoryRegTest, returnsTheFirstFailureWhenNoneMakesADatabase)
 {
     const auto tA = enter("a"), tB = enter("b"), tC = enter("c");
     tB->mCreateCode = KPR_E_IO;

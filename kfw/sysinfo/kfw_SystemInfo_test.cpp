@@ -28,7 +28,7 @@ using SystemInfoTest = FakeWindowsTest;
 
 // The object.
 
-TEST_F(SystemInfoTest, answersItsIdentities)
+TEST_F(SystemInfoTest, returnsItsIdentities)
 {
     start();
     EXPECT_STREQ(mInfo->getInterfaceId(), "IDL:vel/kos/fw/ISystemInfo:1.0");

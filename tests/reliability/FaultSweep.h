@@ -11,7 +11,7 @@
 
 namespace vel::kos::kfw {
 
-/// What a platform call does instead of its work: it answers a code, or (code 0) moves at most so many bytes.
+/// What a platform call does instead of its work: it returns a code, or (code 0) moves at most so many bytes.
 struct Fault {
     uint32_t code = 0;
     uint32_t limit = 0;
@@ -42,14 +42,14 @@ struct SweptOperation {
     std::function<uint32_t()> run;
     /// Looks at the outcome; every fault has been taken away. Without a point after two faults in one run.
     std::function<void(uint32_t pAnswer, const FaultPoint* pPoint)> check;
-    /// Calls whose failure does not change the answer.
+    /// Calls whose failure does not change the result.
     std::set<std::string> tolerated;
-    /// What it answers to a fault in any other call, where that is not the fault's code (E_FAIL for a
+    /// What it returns after a fault in any other call, where that is not the fault's code (E_FAIL for a
     /// transfer that was cut short).
     std::function<std::optional<uint32_t>(const FaultPoint&)> otherAnswer;
     /// Calls that the platform refuses anyway, so that they cannot be cut short.
     std::set<std::string> refused;
-    /// What it answers when nothing fails.
+    /// What it returns when nothing fails.
     uint32_t answer = 0;
     /// How many calls the two failures of a pair may lie apart. What a failure leads to comes soon after it.
     uint32_t pairSpan = UINT32_MAX;

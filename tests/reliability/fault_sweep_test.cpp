@@ -1,5 +1,5 @@
 // Every operation of the cache with every platform call of it failing: nothing leaks, no wrong byte is
-// answered, what was stored stays, and the next call works.
+// returned, what was stored stays, and the next call works.
 #include <algorithm>
 
 #include "tests/reliability/Counter.h"

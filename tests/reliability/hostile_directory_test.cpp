@@ -1,5 +1,5 @@
 // A cache directory that somebody has filled with directories, strange counters, huge and read-only files:
-// nothing but what the names say is touched, the answers are failures or harmless, and other objects go on
+// nothing but what the names say is touched, the results are failures or harmless, and other objects go on
 // working.
 #include "tests/reliability/HostileDirectory.h"
 
@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 class HostileDirectoryTest : public HostileDirectory {
 protected:
-    /// A cache that cannot be set up, and that answers all the same.
+    /// A cache that cannot be set up, and that takes calls all the same.
     void expectNoSetUp(uint32_t pCode)
     {
         EXPECT_EQ(mCache->init(mApp.get()), pCode);

@@ -24,7 +24,7 @@ public:
     /// Forgets every rule, count and clock.
     static void reset();
 
-    /// The pNth call from now (1 is the next), and pTimes - 1 more after it, answer pCode. Closing and
+    /// The pNth call from now (1 is the next), and pTimes - 1 more after it, return pCode. Closing and
     /// unlocking are done all the same, so that nothing is left behind; nothing else is.
     static void fail(const std::string& pFunction, uint32_t pCode, uint32_t pNth = 1, uint32_t pTimes = 1);
     /// The pNth call of a read or write succeeds with at most pBytes bytes.
@@ -46,7 +46,7 @@ public:
 
     /// The files and listings that were opened and not closed since reset().
     static uint32_t openHandles();
-    /// Closes the files with pPathPart in their path that were opened and not closed since reset(); answers
+    /// Closes the files with pPathPart in their path that were opened and not closed since reset(); returns
     /// how many there were.
     static uint32_t closeLeftOpen(const std::string& pPathPart);
 
@@ -62,11 +62,11 @@ public:
         void* argument;
         uint32_t stackSize;
     };
-    /// From now on kprThreadCreate starts nothing and answers success; the test may run the bodies itself.
+    /// From now on kprThreadCreate starts nothing and returns success; the test may run the bodies itself.
     static void captureThreads();
     static std::vector<Thread> capturedThreads();
 
-    /// kprGetCurrentTime answers this time from now on, and kprGetMonotonicTime stands still.
+    /// kprGetCurrentTime gives this time from now on, and kprGetMonotonicTime stands still.
     static void setClock(KprTime pNow);
     /// Moves a monotonic clock that stands still.
     static void advanceMonotonicClock(uint64_t pMicroseconds);
@@ -79,7 +79,7 @@ public:
     static void setFileTimeStep(int64_t pSeconds);
     /// kprSleep calls this instead of sleeping. Null: it sleeps.
     static void setSleeper(std::function<uint32_t(uint32_t pMilliseconds)> pSleeper);
-    /// The file times that kprGetFileInfo and kprGetOpenFileInfo answer are this much later than the real
+    /// The file times that kprGetFileInfo and kprGetOpenFileInfo give are this much later than the real
     /// ones, and kprSetFileTime takes it off again: a file server whose clock differs.
     static void setServerClockOffset(int64_t pMicroseconds);
 };

@@ -45,7 +45,7 @@ struct Table {
 /// Never destroyed: threads may call until the process ends.
 Table& table();
 
-/// What a call is to do: answer a code, move less, land elsewhere.
+/// What a call is to do: return a code, move less, land elsewhere.
 struct Verdict {
     uint32_t code = 0;
     std::optional<uint32_t> limit;

@@ -46,12 +46,12 @@ public:
     /// isPropertyTrue holds for "true", "yes", "on" and "1", isPropertyFalse for "false", "no", "off" and
     /// "0".
     void setProperty(const std::string& pName, const std::string& pValue);
-    /// Has one operation, by its name ("getUserAppDir"), answer a code instead of doing its work; 0 ends it.
-    /// Operations that answer a text or a number leave it null or 0.
+    /// Has one operation, by its name ("getUserAppDir"), return a code instead of doing its work; 0 ends it.
+    /// The text or number that it would give is null or 0 then.
     void failOperation(const std::string& pName, uint32_t pCode);
     /// Is called with the name of every operation, before it does anything.
     void setObserver(void (*pObserver)(const char* pOperation)) { mObserver = pObserver; }
-    /// Has queryInterface answer pCode and a null face for an identity; also with the success code 0.
+    /// Has queryInterface return pCode and a null pointer for an identity; also with the success code 0.
     void refuseInterface(const std::string& pIid, uint32_t pCode);
 
     // What it recorded.
@@ -71,7 +71,7 @@ public:
 
     // The application's own doings.
 
-    /// Calls every idle callout once, as an application does when it is idle; answers how many were called.
+    /// Calls every idle callout once, as an application does when it is idle; returns how many were called.
     uint32_t idle();
     std::size_t calloutCount() const;
     /// Calls the close hooks in the order of their numbers, once each, and drops them.

@@ -1,7 +1,7 @@
 // Names made-up Windows systems for a stream of requests on standard input, for sysinfo_oracle.py.
 //
 // A request is one line "MAJOR MINOR PLATFORM PRODUCTTYPE EXTENDED MASK..."; EXTENDED is 0 or 1, the masks
-// are suite masks in decimal, or the one word "all" for every mask there is. The answer is a line for each
+// are suite masks in decimal, or the one word "all" for every mask there is. The output is a line for each
 // mask, "VERSION<TAB>NAME", as the whole detection finds them.
 #include <iostream>
 #include <sstream>

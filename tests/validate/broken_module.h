@@ -24,11 +24,11 @@ enum class Defect {
     SINGLETON_PER_FACTORY, ///< has as many singletons as factories
     LETS_SINGLETON_GO,     ///< does not keep its singleton when nobody uses it
     AGGREGATES,            ///< takes an outer object and ignores it
-    HIDES_INTERFACE,       ///< says it is an interface that it does not answer
-    TEARS_OFF,             ///< answers an interface with an object of its own
-    ANY_VERSION,           ///< answers every version of its interfaces
+    HIDES_INTERFACE,       ///< says it is an interface that queryInterface does not know
+    TEARS_OFF,             ///< returns an object of its own for an interface
+    ANY_VERSION,           ///< knows every version of its interfaces
     KEEPS_OUT,             ///< leaves the out pointer as it is when it refuses an outer object
-    ANSWERS_COM,           ///< answers the COM QueryInterface
+    ANSWERS_COM,           ///< returns something from the COM QueryInterface
     RACES,                 ///< counts references without atomic operations
     FORGIVES,              ///< takes a release too many
     LEAKS_REFUSED,         ///< forgets the object that lacks the interface asked for

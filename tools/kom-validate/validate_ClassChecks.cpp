@@ -82,7 +82,7 @@ void checkUnregister(Trial& pTrial)
     pTrial.expect(tAll.classes == tClasses, "dsoUnregisterServer visits " + classesText(tAll.classes) +
                                                 " instead of the registered classes in their order");
     pTrial.expect(tAll.argumentsArrived, "dsoUnregisterServer does not pass on both arguments");
-    // The last class refused and every other before it: the answer is the first refusal.
+    // The last class refused and every other before it: the result is the first refusal.
     for (size_t i = 0; i < tClasses.size(); ++i) {
         const Visit tVisit =
             visitClasses(tServer, {{tClasses.size() - 1, KPR_E_IO}, {i, KPR_E_ACCESS_DENIED}});

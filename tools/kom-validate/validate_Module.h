@@ -1,4 +1,4 @@
-// A component module under test: its entry points, the classes it registers, and what its calls answer.
+// A component module under test: its entry points, the classes it registers, and what its calls return.
 #pragma once
 
 #include <cstdint>
@@ -45,7 +45,7 @@ private:
 };
 
 /// What a module's dsoRegisterServer (dsoUnregisterServer) did: the classes that it named, in order, and its
-/// answer.
+/// result.
 struct Visit {
     uint32_t code = 0;
     std::vector<std::string> classes;

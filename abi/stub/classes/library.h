@@ -130,6 +130,8 @@ shared_ptr<T> make_shared(TArgs&&... pArgs);
 
 template <class T>
 class optional : public StubPointer<T> {
+public:
+    T& operator*();
 };
 template <class T>
 class atomic {
@@ -140,7 +142,18 @@ private:
     T mValue;
 };
 class mutex {
+public:
+    void lock();
+    bool try_lock();
+    void unlock();
+
+private:
     void* mHandle;
+};
+class shared_mutex : public mutex {
+public:
+    void lock_shared();
+    void unlock_shared();
 };
 
 } // namespace std

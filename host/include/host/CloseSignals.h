@@ -6,7 +6,7 @@
 
 namespace vel::kos::host {
 
-/// While an object lives, such a request is noted and wakes the waker; the work is done by whoever looks.
+/// While an object lives, such a request wakes the waker, and isPending() tells of it; nothing else is done.
 /// The second request of a process ends it as if nothing had been installed, so that a program that hangs can
 /// still be stopped. One object at a time.
 ///

@@ -2,7 +2,7 @@
 //
 //     kfw_FSCache_Worker USER-DIR SEED ROUNDS
 //
-// Status 0 when every answer was as it must be: an object is missing or whole, and says of itself what it is.
+// Status 0 when every result was as it must be: an object is missing or whole, and says of itself what it is.
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>

@@ -13,13 +13,13 @@
 
 namespace vel::kos::test {
 
-/// What an event answers.
+/// What an event returns.
 struct EventAnswers {
     uint32_t typeCode = 0;
     uint32_t consumedCode = 1;
 };
 
-/// An event that answers what a test tells it to.
+/// An event that returns what a test tells it to.
 class TestEvent : public kom::Implements<TestEvent, fw::IEvent> {
     friend Implements;
 

@@ -11,7 +11,7 @@ public:
     static constexpr char IID[] = "IDL:vel/kos/fw/IAppCloseHook:1.0";
 
     /// Called once, when the application closes, on its main thread; hooks with a lower order number are
-    /// called first. The answer is logged and stops nothing.
+    /// called first. A failure is logged and stops nothing.
     virtual uint32_t onAppClose() = 0;
 
 protected:

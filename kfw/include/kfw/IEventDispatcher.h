@@ -74,9 +74,9 @@ public:
 
     /// Binds the dispatcher to the application, once; a second call returns E_WRONG_STATE.
     virtual uint32_t init(IApplication* pApp) = 0;
-    /// Delivers an event now, until it is consumed. The event is borrowed for the call. 0 whatever the
-    /// consumers answer; E_FAIL when its type cannot be read, by which time the consumers of all types have
-    /// been served.
+    /// Delivers an event now, until it is consumed. The event is borrowed for the call. Returns 0
+    /// whatever the consumers return, but E_FAIL when the event's type cannot be read: the consumers of all
+    /// types have been served by then.
     virtual uint32_t sendEvent(IEvent* pEvent) = 0;
     /// Queues an event for delivery when the application is idle, oldest first, and holds it until then. The
     /// first one asks the application for an idle callout, which delivers the whole queue in one run.

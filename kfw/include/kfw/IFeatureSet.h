@@ -15,10 +15,10 @@ enum FeatureFlags : uint32_t {
 };
 
 /// Tells whether features are enabled: features declared beforehand, and others, which are learnt from the
-/// application property of the same name. An answer is worked out once and kept for the life of the object;
+/// application property of the same name. Each result is worked out once and kept for the life of the object;
 /// a failure is not kept, and an unset property is asked for again. For the application's main thread.
 ///
-/// Names are compared byte by byte. Before init all operations answer E_WRONG_STATE.
+/// Names are compared byte by byte. Before init all operations return E_WRONG_STATE.
 class IFeatureSet : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

@@ -126,9 +126,12 @@ public:
     virtual uint32_t getObjectFile(const CacheId* pId, CacheBytes* pFile) = 0;
     /// Reads an object's attributes only.
     virtual uint32_t getAttributes(const char* pUri, CacheAttrList* pAttributes) = 0;
-    /// Whether the cache has an object (1 or 0); asking keeps it young for the cleaner.
+    /// Whether the cache has an object (1 or 0). When it was last used more than 15 minutes ago, its time is
+    /// refreshed, so that the cleaner keeps it.
     virtual uint32_t hasObject(const char* pUri, uint32_t* pExists) = 0;
-    /// Keeps an object from being cleaned while this process lives and has not unpinned it as often.
+    /// Keeps the cleaner from removing an object until it was unpinned as often as it was pinned, or the
+    /// cache object or the process goes. Fails, and pins nothing, when the object's time cannot be refreshed
+    /// (KPR_E_NOT_FOUND: the cache has no such object).
     virtual uint32_t pinObject(const char* pUri) = 0;
     virtual uint32_t pinObjectById(const CacheId* pId) = 0;
     /// Takes one pin back; E_INVALIDARG when the object has none of this cache's.

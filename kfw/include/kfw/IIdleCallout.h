@@ -11,8 +11,8 @@ public:
     static constexpr char IID[] = "IDL:vel/kos/fw/IIdleCallout:1.0";
 
     /// Does one piece of idle work. Writes 0 to *pAgain when the application is not to call it again; the
-    /// application sets *pAgain to 1 before the call, and drops the callout when it is 0 afterwards or the
-    /// answer is a failure. Called on the thread that runs the application's idle loop.
+    /// application sets *pAgain to 1 before the call, and drops the callout when it is 0 afterwards or a
+    /// failure is returned. Called on the thread that runs the application's idle loop.
     virtual uint32_t onIdle(unsigned int* pAgain) = 0;
 
 protected:

@@ -109,7 +109,7 @@ protected:
 
 using IAddressData2_Adapter = kom::Adapter<IAddressData2>;
 
-/// The record as a whole; it answers "IDL:kom/IUnknown:1.0".
+/// The record as a whole. Of its class, queryInterface gives this one for "IDL:kom/IUnknown:1.0".
 class IUserData : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

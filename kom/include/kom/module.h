@@ -81,9 +81,10 @@ KOM_LOCAL inline ModuleEntry gModule;
 
 } // namespace detail
 
-/// Tells kom of an object of this module that goes when another one of the module goes (1), and that this is
-/// no longer so, because the object was given up or destroyed (-1). Such an object alone does not keep the
-/// module's singletons: they let go at the unloading, and the module goes when the object went with them.
+/// Tells kom that an object of this module is owned by another object of the module, and goes with it (1), or
+/// that it no longer is, because it was given up or destroyed (-1). Owned objects alone do not keep a module
+/// loaded: komUnloadModules has the module's singletons released, and closes the module when the objects that
+/// they owned went with them. Any thread.
 KOM_LOCAL inline void countOwned(int32_t pChange) { komCountOwned(detail::gModule.record, pChange); }
 
 /// The counted reference that a module itself keeps to the one object of a singleton class (a class over

@@ -75,8 +75,8 @@ KOM_API uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::
 /// Then the modules without a live object are closed. The others stay and are tried again at the next call;
 /// so does a module that kom has no record of (kom/module.h). *pUnloaded (may be null) gets the number of
 /// modules that were closed. Another thread that asks for a class of a module waits while that module's
-/// holders release. For a moment when no other thread is about to return from the last release of a module's
-/// object.
+/// holders release. Call it only when no other thread can be inside a release of a module's last object: the
+/// code that it returns to would be gone.
 KOM_API uint32_t komUnloadModules(uint32_t* pUnloaded);
 
 } // extern "C"

@@ -41,9 +41,8 @@ struct KprModuleList {
 };
 
 enum KprDSOFlags : uint32_t {
-    /// The text is a library's name and no path: it is looked for beside the program and where the system
-    /// keeps
-    /// its libraries. A name with a separator is refused (E_INVALIDARG).
+    /// The text is a library's name and no path: the library is looked for beside the program and where the
+    /// system keeps its libraries. A name with a separator is refused (E_INVALIDARG).
     KPR_DSO_BY_NAME = 0x1
 };
 
@@ -63,13 +62,15 @@ KPR_API void kprRestrictLibrarySearch(void);
 /// What the operating system said when the calling thread's last kprOpenDSO failed; "" when nothing.
 KPR_API const char* kprGetDSOErrorText(void);
 
-/// The attributes of an open module: from its dsoGetAttributes where it has one, else from the file itself
-/// (Windows: the strings of the version resource in its order; Linux: keys and values of the note with owner
-/// "KOS" and type 1, then, if they are not among them, "InternalName", the soname, and "FileVersion", the
-/// version in the real file name, each where there is one). What symbols are found by
-/// comes last where the module does not give it itself: "BuildId", the build id in lower-case hexadecimal
-/// (Linux); "DebugId", GUID and age of the debug information or else time stamp and size of the image
-/// (Windows). The list may be empty. The failure of a module's dsoGetAttributes is passed on.
+/// The attributes of an open module: those of its dsoGetAttributes where it has one, else those of its file.
+/// - Of the file on Windows: the strings of the version resource, in its order.
+/// - On Linux: the keys and values of the note with owner "KOS" and type 1; then, where the note has none,
+///   "InternalName" (the soname) and "FileVersion" (the version in the real file name), if there are such.
+/// - Last, where nothing above gave it, what debuggers find symbols by: "BuildId" on Linux (the build id in
+///   lower-case hexadecimal), "DebugId" on Windows (GUID and age of the debug information, else time stamp
+///   and size of the image).
+///
+/// The list may be empty. A failure of the module's dsoGetAttributes is returned.
 KPR_API uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList);
 /// The modules loaded in this process, the program first. No file is opened or read. On Windows the system's
 /// list may fail or be wrong while other threads load: it is read again until two readings agree, up to fifty

@@ -57,8 +57,8 @@ private:
     std::unique_ptr<StoreNode> mNode;
 };
 
-/// Makes the operations of a scope one, on a node and on those that came from it or that it came from. Scopes
-/// do not nest. The node outlives the scope.
+/// While it lives, the operations on a node, on those that came from it and on those that it came from belong
+/// together: a scope. Scopes do not nest. The node outlives the scope.
 ///
 /// Where the store is a file, a READ scope sees the values of one moment, and the writes of a WRITE scope
 /// take effect all together when it is committed, or not at all. The Windows registry has no such thing: each

@@ -1,4 +1,4 @@
-// The work that a worker's threads do on a cache, with every answer checked.
+// The work that a worker's threads do on a cache, with every result checked.
 #pragma once
 
 #include <atomic>
@@ -22,7 +22,7 @@ struct Tally {
 /// One thread's work: stores, reads, questions and pins at random over the addresses that all workers share,
 /// and stores of its own. What is wrong goes to the log at once: "wrong" (a wrong byte), "lost" (an object
 /// that is pinned is gone), "late" (the same, but this process was held up for so long that pins cannot hold)
-/// or "failed" (an answer that should not be).
+/// or "failed" (a result that should not be).
 ///
 /// WorkerOptions: seed; objects: how many addresses are shared; limit: bytes of data at most; hold: pins that
 /// the thread holds at most; keep: microseconds that it keeps a pin at least; pause: microseconds between two
@@ -52,7 +52,7 @@ private:
     void readPinned(const std::string& pUri, const char* pWhen);
 
     void report(const char* pKind, const std::string& pUri, const std::string& pWhat);
-    /// Reports an answer that is not success; whether it is.
+    /// Reports a result that is not success; whether it is.
     bool succeeded(uint32_t pResult, const char* pWhat, const std::string& pUri);
 
     fw::IFileSystemCache& mCache;

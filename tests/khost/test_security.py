@@ -53,6 +53,29 @@ class LogFile(HostTest):
         self.assertEqual(self.read("planted.log"), b"")
 
 
+class Folder(HostTest):
+    """The user application directory decides what is cached, set and loaded."""
+
+    def assert_told(self):
+        result = self.khost("cache", "has", "http://h/")
+        self.assertEqual((result.status, result.text), (1, "no\n"))
+        self.assertEqual(result.errors.count("\n"), 1, result.errors)
+        self.assertRegex(result.errors, r"\AWARNING khost: [^\n]*app: others may change what lies there\n\Z")
+
+    def test_that_others_may_change_is_told_of(self):
+        os.mkdir(self.app_dir, 0o700)
+        self.assertEqual(self.khost("cache", "has", "http://h/").errors, "")
+        os.chmod(self.app_dir, 0o777)
+        self.assert_told()
+
+    @unittest.skipIf(host.WINDOWS, "Wine maps every owner to the user")
+    @unittest.skipIf(not hasattr(os, "geteuid") or os.geteuid() != 0, "only root can make a folder of somebody else")
+    def test_of_somebody_else_is_told_of(self):
+        os.mkdir(self.app_dir)
+        os.chown(self.app_dir, NOBODY, NOBODY)
+        self.assert_told()
+
+
 class Passwords(HostTest):
     """A password in the description of a database is repeated nowhere: not on the standard streams, not in the log
     file at its finest level, not in anything that is left in the folders."""

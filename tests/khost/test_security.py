@@ -1,13 +1,81 @@
 """What khost does where somebody else may write: see SECURITY.md."""
 
 import os
+import shutil
 import stat
+import subprocess
 import unittest
 
 import host
 from host import HostTest, native
 
 NOBODY = 65534
+
+
+class CurrentFolder(HostTest):
+    """Libraries in the current folder, under the names of those that khost loads or needs."""
+
+    def planted(self):
+        suffix = ".dll" if host.WINDOWS else ".so"
+        return os.path.join(os.path.dirname(host.KHOST[-1]), "planted", "security_planted" + suffix)
+
+    def loaded(self):
+        """What is loaded at run time."""
+        if host.WINDOWS:
+            return ("sqlite3.dll", "libpq.dll", "sqldrv_sqlite.dll", "sqldrv_postgresql.dll", "kfw.dll")
+        return ("libsqlite3.so.0", "libsqlite3.so", "libpq.so.5", "libpq.so", "libsqldrv_sqlite.so",
+                "libsqldrv_postgresql.so", "libkfw.so")
+
+    def needed(self):
+        """What programs and libraries are linked to."""
+        if host.WINDOWS:
+            return ("kom.dll", "kpr.dll", "kutil.dll", "libgcc_s_seh-1.dll", "libstdc++-6.dll", "libwinpthread-1.dll",
+                    "bcrypt.dll", "psapi.dll", "version.dll", "wtsapi32.dll", "cryptbase.dll", "libssl-3-x64.dll",
+                    "libcrypto-3-x64.dll", "libintl-9.dll", "zlib1.dll")
+        return ("libkom.so", "libkpr.so", "libkutil.so", "libstdc++.so.6", "libgcc_s.so.1", "libmd.so.0", "libssl.so.3",
+                "libcrypto.so.3", "libz.so.1")
+
+    def executed(self, *arguments, env=None):
+        """Whether the planted library was executed by khost, started in its folder."""
+        subprocess.run(self.command(*arguments), cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                       stderr=subprocess.PIPE, timeout=host.TIMEOUT, env=env or self.environment())
+        done = os.path.exists(self.path("executed"))
+        if done:
+            os.remove(self.path("executed"))
+        return done
+
+    def plant(self, names):
+        if not os.path.exists(self.planted()):
+            self.skipTest("the library to plant is not built")
+        for folder in (self.folder, self.path("drivers")):
+            os.makedirs(folder, exist_ok=True)
+            for name in names:
+                shutil.copy(self.planted(), os.path.join(folder, name))
+
+    COMMANDS = (("sql", "query", "type=sqlite;file=:memory:", "select 1"),
+                ("sql", "query", "type=postgresql;host=127.0.0.1;port=1", "select 1"), ("cache", "has", "http://h/"),
+                ("sysinfo",), ("modules",), ("user", "get"))
+
+    def assert_none_executed(self, commands):
+        for arguments in commands:
+            with self.subTest(arguments=arguments):
+                self.assertFalse(self.executed(*arguments))
+
+    def test_the_planted_library_shows_itself(self):
+        """Loaded by its path it is executed: a host that loaded it by its name would be found out."""
+        self.plant(("any.dll",))
+        self.assertTrue(self.executed("sql", "types", "--driver", native(self.path("any.dll"))))
+
+    def test_what_is_loaded_is_not_looked_for_there(self):
+        for name in self.loaded():
+            with self.subTest(name=name):
+                self.plant((name,))
+                self.assert_none_executed(self.COMMANDS[:2])
+                os.remove(self.path(name))
+
+    def test_what_is_needed_is_not_looked_for_there(self):
+        self.plant(self.needed())
+        self.assert_none_executed(self.COMMANDS)
 
 
 class LogFile(HostTest):

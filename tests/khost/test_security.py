@@ -2,12 +2,14 @@
 
 import os
 import shutil
+import sqlite3
 import stat
 import subprocess
 import unittest
 
 import host
 from host import HostTest, native
+from test_sql import has_sqlite
 
 NOBODY = 65534
 
@@ -76,6 +78,43 @@ class CurrentFolder(HostTest):
     def test_what_is_needed_is_not_looked_for_there(self):
         self.plant(self.needed())
         self.assert_none_executed(self.COMMANDS)
+
+
+class DatabaseFile(HostTest):
+    """A database file that somebody else has made: what its schema says is not trusted."""
+
+    def setUp(self):
+        super().setUp()
+        if not has_sqlite():
+            self.skipTest("there is no sqlite3.dll in the Wine prefix (scripts/windows-sqlite makes one)")
+
+    def query(self, schema, statement):
+        database = sqlite3.connect(self.path("test.db"))
+        database.executescript(schema)
+        database.close()
+        return self.khost("sql", "query", "type=sqlite;file=" + native(self.path("test.db")), statement)
+
+    # What reads the outside world may be used by whoever asks, not by what the file says.
+    OUTSIDE = "select name from pragma_database_list"
+
+    def test_who_asks_may_use_everything(self):
+        self.assert_done(self.query("", self.OUTSIDE), "main\n")
+
+    def test_a_view_does_not_reach_outside(self):
+        result = self.query("create view v as " + self.OUTSIDE, "select * from v")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "unsafe use of")
+
+    def test_a_trigger_does_not_reach_outside(self):
+        result = self.query("create table t (a); create table u (a); create trigger r after insert on t begin "
+                            f"insert into u {self.OUTSIDE}; end", "insert into t values (1)")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "unsafe use of")
+
+    def test_the_schema_is_not_written_behind_its_back(self):
+        result = self.query("create table t (a)", "delete from sqlite_schema")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "may not be modified")
+        # Only the defensive mode keeps shadow tables of a full-text index from being written.
+        result = self.query("create virtual table f using fts5(a)", "delete from f_data")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "may not be modified")
 
 
 class LogFile(HostTest):

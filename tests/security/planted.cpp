@@ -1,5 +1,5 @@
-// A library that somebody plants where a program may look for another one: loaded, it leaves a file "executed" in
-// the current folder.
+// A library that somebody plants where a program may look for another one: loaded, it leaves a file
+// "executed" in the current folder.
 #include <cstdio>
 
 namespace {

@@ -5,15 +5,15 @@
 #include <spdlog/sinks/base_sink.h>
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "kpr/file.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::host {
 
 /// Made for its user only. What is no regular file of the user or the administrator is not written to.
-class LogFile : public spdlog::sinks::base_sink<std::mutex> {
+class LogFile : public spdlog::sinks::base_sink<kpr::Mutex> {
 public:
     /// Renamed to <name>.1<extension> when it would grow past pBytes, and pOldFiles of those are kept.
     LogFile(std::string pPath, uint64_t pBytes, uint32_t pOldFiles);

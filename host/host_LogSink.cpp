@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <mutex>
 #include <vector>
 
 #include "host/Escape.h"
 #include "host/host_LogFile.h"
 #include "kfw/IApplication.h"
+#include "kpr/mutex.h"
 #include "kpr/process.h"
 
 namespace vel::kos::host {
@@ -37,7 +37,7 @@ std::unique_ptr<spdlog::formatter> linePattern(const char* pPattern)
 }
 
 /// Standard error, a line at a time.
-class StandardError final : public spdlog::sinks::base_sink<std::mutex> {
+class StandardError final : public spdlog::sinks::base_sink<kpr::Mutex> {
     void sink_it_(const spdlog::details::log_msg& pMessage) override
     {
         spdlog::memory_buf_t tLine;

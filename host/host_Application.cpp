@@ -108,6 +108,10 @@ uint32_t Application::openUserAppDir(std::string* pProblem)
     *pProblem = tDir;
     if (mOptions.createUserAppDir)
         if (auto tRes = kgen::createDirectories(tDir); KFAILED(tRes)) return tRes;
+    // Not refused: on a volume of one's own everybody may be let in on purpose.
+    if (mOptions.createUserAppDir && kprCheckDir(tDir.c_str()) == KPR_E_NOT_TRUSTED)
+        util::kWarning(this, mOptions.name.c_str(),
+                       util::message("%1: others may change what lies there", tDir));
     pProblem->clear();
     if (mOptions.settingsFile.empty() && *settingsFileName() != '\0')
         return append(tDir, settingsFileName(), mOptions.settingsFile);

@@ -189,6 +189,44 @@ TEST_F(KprPosixTest, TrustedOpensRefuseWhatOthersMayChange)
     EXPECT_EQ(open(mPath, KPR_OPEN_READ | KPR_OPEN_OWN), KPR_E_NOT_TRUSTED);
 }
 
+TEST_F(KprPosixTest, LinksOfSomebodyElseAreToldFromOnesOwn)
+{
+    EXPECT_EQ(kprCheckLink(mLink.c_str()), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprCheckLink(nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprCheckLink(mDir.path().c_str()), 0u) << "no link";
+    ASSERT_EQ(symlink("/nowhere", mLink.c_str()), 0);
+    EXPECT_EQ(kprCheckLink(mLink.c_str()), 0u);
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+    ASSERT_EQ(lchown(mLink.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(kprCheckLink(mLink.c_str()), KPR_E_NOT_TRUSTED);
+    ASSERT_EQ(chown(mDir.path().c_str(), 65534, 65534), 0);
+    EXPECT_EQ(kprCheckLink(mDir.path().c_str()), 0u) << "no link";
+}
+
+TEST_F(KprPosixTest, DirectoriesThatOthersMayChangeAreKnown)
+{
+    const std::string tSub = mDir / "sub";
+    EXPECT_EQ(kprCheckDir(tSub.c_str()), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprCheckDir(nullptr), E_INVALIDARG);
+    kprtest::writeFile(mPath, "content");
+    EXPECT_EQ(kprCheckDir(mPath.c_str()), KPR_E_NOT_DIRECTORY);
+    ASSERT_EQ(kprMakeDir(tSub.c_str()), 0u);
+    for (const mode_t tRights : {0700u, 0755u, 0775u}) {
+        ASSERT_EQ(chmod(tSub.c_str(), tRights), 0);
+        EXPECT_EQ(kprCheckDir(tSub.c_str()), 0u) << tRights;
+    }
+    ASSERT_EQ(symlink(tSub.c_str(), mLink.c_str()), 0);
+    EXPECT_EQ(kprCheckDir(mLink.c_str()), 0u) << "links are followed";
+    for (const mode_t tRights : {0777u, 01777u, 0702u}) {
+        ASSERT_EQ(chmod(tSub.c_str(), tRights), 0);
+        EXPECT_EQ(kprCheckDir(mLink.c_str()), KPR_E_NOT_TRUSTED) << tRights;
+    }
+    ASSERT_EQ(chmod(tSub.c_str(), 0700), 0);
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a directory away";
+    ASSERT_EQ(chown(tSub.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(kprCheckDir(tSub.c_str()), KPR_E_NOT_TRUSTED);
+}
+
 TEST_F(KprPosixTest, AProgramWithMoreRightsTakesNothingFromTheEnvironment)
 {
     char tText[4096];

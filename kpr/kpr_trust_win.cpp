@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "kpr/codes.h"
+#include "kpr/dir.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_trust_win.h"
+#include "kpr/kpr_wide_win.h"
 
 namespace {
 
@@ -80,7 +82,46 @@ bool anybodyMayWrite(PACL pRights)
     return false;
 }
 
+using Handle = std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)>;
+
+/// Opens a file or directory to look at its rights. Nothing is followed with FILE_FLAG_OPEN_REPARSE_POINT.
+uint32_t openToLook(const char* pPath, DWORD pFlags, Handle* pHandle)
+{
+    std::wstring tPath;
+    if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
+    const HANDLE tHandle = CreateFileW(tPath.c_str(), READ_CONTROL | FILE_READ_ATTRIBUTES,
+                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | pFlags, nullptr);
+    if (tHandle == INVALID_HANDLE_VALUE) return kpr::lastError();
+    pHandle->reset(tHandle);
+    return K_SUCCESS;
+}
+
 } // namespace
+
+uint32_t kprCheckLink(const char* pPath)
+{
+    if (!pPath) return E_INVALIDARG;
+    Handle tHandle(nullptr, CloseHandle);
+    if (auto tRes = openToLook(pPath, FILE_FLAG_OPEN_REPARSE_POINT, &tHandle); KFAILED(tRes)) return tRes;
+    FILE_ATTRIBUTE_TAG_INFO tInfo{};
+    if (!GetFileInformationByHandleEx(tHandle.get(), FileAttributeTagInfo, &tInfo, sizeof tInfo))
+        return kpr::lastError();
+    const bool tLink =
+        (tInfo.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) && IsReparseTagNameSurrogate(tInfo.ReparseTag);
+    return tLink ? kpr::checkTrusted(tHandle.get(), false) : uint32_t{K_SUCCESS};
+}
+
+uint32_t kprCheckDir(const char* pPath)
+{
+    if (!pPath) return E_INVALIDARG;
+    Handle tHandle(nullptr, CloseHandle);
+    if (auto tRes = openToLook(pPath, 0, &tHandle); KFAILED(tRes)) return tRes;
+    BY_HANDLE_FILE_INFORMATION tInfo;
+    if (!GetFileInformationByHandle(tHandle.get(), &tInfo)) return kpr::lastError();
+    if (!(tInfo.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) return KPR_E_NOT_DIRECTORY;
+    return kpr::checkTrusted(tHandle.get(), true);
+}
 
 uint32_t kpr::checkTrusted(HANDLE pFile, bool pRights)
 {

@@ -64,7 +64,10 @@ if(WIN32)
         WRAP __imp_GetConsoleMode __imp_WriteConsoleW)
     k_test(kpr_names_test SOURCES kpr_names_win_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries})
-    foreach(tTest kpr_modulelist_test kpr_faults_test kpr_names_test kpr_stream_test)
+    k_test(kpr_links_test SOURCES kpr_links_win_test.cpp testing/kpr_testing.cpp ${tSources}
+        LIBRARIES ${tLibraries}
+        WRAP __imp_GetFileInformationByHandleEx __imp_GetFileInformationByHandle __imp_CreateFileW __imp_GetSecurityInfo)
+    foreach(tTest kpr_modulelist_test kpr_faults_test kpr_names_test kpr_stream_test kpr_links_test)
         target_include_directories(${tTest} PRIVATE include)
         target_compile_definitions(${tTest} PRIVATE KPR_BUILD)
     endforeach()

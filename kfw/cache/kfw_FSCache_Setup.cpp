@@ -9,6 +9,7 @@
 #include "kgen/directory.h"
 #include "kgen/path.h"
 #include "kom/identity.h"
+#include "kpr/dir.h"
 #include "kutil/catalogue.h"
 #include "kutil/log.h"
 
@@ -16,10 +17,16 @@ namespace vel::kos::kfw {
 
 namespace {
 
-/// Creates a directory with its parents; a failure is shown to the user.
+/// Creates a directory with its parents; a failure is shown to the user. A link in its place is followed
+/// unless it is somebody else's: the cleaner removes what lies where it leads.
 uint32_t makeDirectory(CacheLog& pLog, const std::string& pPath)
 {
-    if (!KFAILED(kgen::createDirectories(pPath))) return 0;
+    uint32_t tRes = kgen::createDirectories(pPath);
+    if (!KFAILED(tRes)) {
+        tRes = kprCheckLink(pPath.c_str());
+        if (!KFAILED(tRes)) return 0;
+        pLog.debug("FS cache: %1 is not used: %2", pPath, komStrError(tRes));
+    }
     pLog.error(util::message(util::kGetText("kfw", "Can't create directory %1."), pPath));
     return E_FAIL;
 }

@@ -176,8 +176,32 @@ def check_mutate():
     return done.stdout.splitlines() or [f"status {done.returncode}"] if done.returncode else []
 
 
+def check_security_table():
+    """Every row of SECURITY.md's table of attacks names a test, and the tests that it names are there."""
+    known = "\n".join(line for name in sources(r'(_test\.(cpp|h|py)|/test_\w+\.py|hardening\.py)$')
+                      for _, line in lines(name))
+    files = "\n".join(sources(r'(CMakeLists\.txt|\.cmake|_test\.cpp|test_\w+\.py|windows-sqlite)$')) + "".join(
+        line for name in sources(r'(CMakeLists\.txt|\.cmake)$') for _, line in lines(name))
+    broken = []
+    rows = [(number, line) for number, line in lines("SECURITY.md") if re.match(r'\|.*\|.*\|.*\|.*\|$', line)]
+    for number, line in rows[2:]:
+        cell = line.split("|")[-2]
+        programs = re.findall(r'`([^`]+)`', cell)
+        if not programs:
+            broken.append(f"SECURITY.md:{number}: no test")
+        for program in programs:
+            subject = re.sub(r'^(khost|kpr)_|_test$', '', program)
+            if subject.rstrip("/") not in files and not os.path.exists(os.path.join(ROOT, program)):
+                broken.append(f"SECURITY.md:{number}: there is no {program}")
+        for test in re.findall(r'\b\w*[a-z][A-Z]\w*|\b[A-Z][a-z]+\b', re.sub(r'`[^`]*`', '', cell)):
+            if not re.search(r'(TEST\w*\(\w+,\s*|class |struct |def )' + test + r'\b', known):
+                broken.append(f"SECURITY.md:{number}: there is no test {test}")
+    return broken if rows else ["SECURITY.md: there is no table"]
+
+
 CHECKS = [check_system_headers, check_public_headers, check_layers, check_components, check_private_includes,
-          check_assertion_sources, check_thread_locals, check_locks, check_waits, check_readme_example, check_formatting, check_mutate]
+          check_assertion_sources, check_thread_locals, check_locks, check_waits, check_readme_example,
+          check_security_table, check_formatting, check_mutate]
 
 
 def main():

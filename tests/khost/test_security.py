@@ -1,13 +1,120 @@
 """What khost does where somebody else may write: see SECURITY.md."""
 
 import os
+import shutil
+import sqlite3
 import stat
+import subprocess
 import unittest
 
 import host
 from host import HostTest, native
+from test_sql import has_sqlite
 
 NOBODY = 65534
+
+
+class CurrentFolder(HostTest):
+    """Libraries in the current folder, under the names of those that khost loads or needs."""
+
+    def planted(self):
+        suffix = ".dll" if host.WINDOWS else ".so"
+        return os.path.join(os.path.dirname(host.KHOST[-1]), "planted", "security_planted" + suffix)
+
+    def loaded(self):
+        """What is loaded at run time."""
+        if host.WINDOWS:
+            return ("sqlite3.dll", "libpq.dll", "sqldrv_sqlite.dll", "sqldrv_postgresql.dll", "kfw.dll")
+        return ("libsqlite3.so.0", "libsqlite3.so", "libpq.so.5", "libpq.so", "libsqldrv_sqlite.so",
+                "libsqldrv_postgresql.so", "libkfw.so")
+
+    def needed(self):
+        """What programs and libraries are linked to."""
+        if host.WINDOWS:
+            return ("kom.dll", "kpr.dll", "kutil.dll", "libgcc_s_seh-1.dll", "libstdc++-6.dll", "libwinpthread-1.dll",
+                    "bcrypt.dll", "psapi.dll", "version.dll", "wtsapi32.dll", "cryptbase.dll", "libssl-3-x64.dll",
+                    "libcrypto-3-x64.dll", "libintl-9.dll", "zlib1.dll")
+        return ("libkom.so", "libkpr.so", "libkutil.so", "libstdc++.so.6", "libgcc_s.so.1", "libmd.so.0", "libssl.so.3",
+                "libcrypto.so.3", "libz.so.1")
+
+    def executed(self, *arguments, env=None):
+        """Whether the planted library was executed by khost, started in its folder."""
+        subprocess.run(self.command(*arguments), cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                       stderr=subprocess.PIPE, timeout=host.TIMEOUT, env=env or self.environment())
+        done = os.path.exists(self.path("executed"))
+        if done:
+            os.remove(self.path("executed"))
+        return done
+
+    def plant(self, names):
+        if not os.path.exists(self.planted()):
+            self.skipTest("the library to plant is not built")
+        for folder in (self.folder, self.path("drivers")):
+            os.makedirs(folder, exist_ok=True)
+            for name in names:
+                shutil.copy(self.planted(), os.path.join(folder, name))
+
+    COMMANDS = (("sql", "query", "type=sqlite;file=:memory:", "select 1"),
+                ("sql", "query", "type=postgresql;host=127.0.0.1;port=1", "select 1"), ("cache", "has", "http://h/"),
+                ("sysinfo",), ("modules",), ("user", "get"))
+
+    def assert_none_executed(self, commands):
+        for arguments in commands:
+            with self.subTest(arguments=arguments):
+                self.assertFalse(self.executed(*arguments))
+
+    def test_the_planted_library_shows_itself(self):
+        """Loaded by its path it is executed: a host that loaded it by its name would be found out."""
+        self.plant(("any.dll",))
+        self.assertTrue(self.executed("sql", "types", "--driver", native(self.path("any.dll"))))
+
+    def test_what_is_loaded_is_not_looked_for_there(self):
+        for name in self.loaded():
+            with self.subTest(name=name):
+                self.plant((name,))
+                self.assert_none_executed(self.COMMANDS[:2])
+                os.remove(self.path(name))
+
+    def test_what_is_needed_is_not_looked_for_there(self):
+        self.plant(self.needed())
+        self.assert_none_executed(self.COMMANDS)
+
+
+class DatabaseFile(HostTest):
+    """A database file that somebody else has made: what its schema says is not trusted."""
+
+    def setUp(self):
+        super().setUp()
+        if not has_sqlite():
+            self.skipTest("there is no sqlite3.dll in the Wine prefix (scripts/windows-sqlite makes one)")
+
+    def query(self, schema, statement):
+        database = sqlite3.connect(self.path("test.db"))
+        database.executescript(schema)
+        database.close()
+        return self.khost("sql", "query", "type=sqlite;file=" + native(self.path("test.db")), statement)
+
+    # What reads the outside world may be used by whoever asks, not by what the file says.
+    OUTSIDE = "select name from pragma_database_list"
+
+    def test_who_asks_may_use_everything(self):
+        self.assert_done(self.query("", self.OUTSIDE), "main\n")
+
+    def test_a_view_does_not_reach_outside(self):
+        result = self.query("create view v as " + self.OUTSIDE, "select * from v")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "unsafe use of")
+
+    def test_a_trigger_does_not_reach_outside(self):
+        result = self.query("create table t (a); create table u (a); create trigger r after insert on t begin "
+                            f"insert into u {self.OUTSIDE}; end", "insert into t values (1)")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "unsafe use of")
+
+    def test_the_schema_is_not_written_behind_its_back(self):
+        result = self.query("create table t (a)", "delete from sqlite_schema")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "may not be modified")
+        # Only the defensive mode keeps shadow tables of a full-text index from being written.
+        result = self.query("create virtual table f using fts5(a)", "delete from f_data")
+        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "may not be modified")
 
 
 class LogFile(HostTest):
@@ -51,6 +158,29 @@ class LogFile(HostTest):
         os.chmod(path, 0o666)
         self.assert_fails(self.log(path), "cache get", "0x9623001C", "KPR_E_NOT_TRUSTED", "planted.log")
         self.assertEqual(self.read("planted.log"), b"")
+
+
+class Folder(HostTest):
+    """The user application directory decides what is cached, set and loaded."""
+
+    def assert_told(self):
+        result = self.khost("cache", "has", "http://h/")
+        self.assertEqual((result.status, result.text), (1, "no\n"))
+        self.assertEqual(result.errors.count("\n"), 1, result.errors)
+        self.assertRegex(result.errors, r"\AWARNING khost: [^\n]*app: others may change what lies there\n\Z")
+
+    def test_that_others_may_change_is_told_of(self):
+        os.mkdir(self.app_dir, 0o700)
+        self.assertEqual(self.khost("cache", "has", "http://h/").errors, "")
+        os.chmod(self.app_dir, 0o777)
+        self.assert_told()
+
+    @unittest.skipIf(host.WINDOWS, "Wine maps every owner to the user")
+    @unittest.skipIf(not hasattr(os, "geteuid") or os.geteuid() != 0, "only root can make a folder of somebody else")
+    def test_of_somebody_else_is_told_of(self):
+        os.mkdir(self.app_dir)
+        os.chown(self.app_dir, NOBODY, NOBODY)
+        self.assert_told()
 
 
 class Passwords(HostTest):

@@ -101,7 +101,8 @@ TEST_F(InitSweepTest, makesEverything)
         "kprGetTempFileName#3", "kprGetFileInfo#4", "kprRemoveFile",
         "kprGetCurrentTime",    "kprSyncFile"}; // what cannot be made durable is made all the same
     tOperation.otherAnswer = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
-        if (pPoint.isIn({"kprGetFileInfo#1", "kprMakeDir"})) return E_FAIL; // a directory is missing
+        // A directory is missing, or cannot be used.
+        if (pPoint.isIn({"kprGetFileInfo#1", "kprMakeDir", "kprCheckLink"})) return E_FAIL;
         // A short write is only reported; then the counter is missing.
         if (pPoint.function == "kprWrite" && pPoint.fault.code == 0) return KPR_E_NOT_FOUND;
         return {};
@@ -118,6 +119,7 @@ TEST_F(InitSweepTest, findsEverythingThere)
                             "kprGetTempFileName", "kprRemoveFile",    "kprGetCurrentTime"};
     tOperation.otherAnswer = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
         if (pPoint.function == "kprGetFileInfo" && pPoint.occurrence <= 3) return E_FAIL; // the directories
+        if (pPoint.function == "kprCheckLink") return E_FAIL;
         return {};
     };
     sweep(tOperation);

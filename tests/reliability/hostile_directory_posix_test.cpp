@@ -164,6 +164,27 @@ TEST_F(HostilePosixTest, aDirectoryLinkToNowhere)
     EXPECT_FALSE(fs::exists(mDir.path() / "nowhere"));
 }
 
+/// Whose cleaner would remove what lies where the link leads, with the rights of who sets the cache up.
+TEST_F(HostilePosixTest, aDirectoryLinkOfSomebodyElse)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+    fs::create_directory(mOutside);
+    test::writeFile(mOutside / "old", "stays");
+    for (const bool tObjects : {false, true}) {
+        startAnew();
+        fs::remove_all(cacheDir());
+        if (tObjects) fs::create_directory(cacheDir());
+        const fs::path tLink = tObjects ? objectsDir() : cacheDir();
+        fs::create_directory_symlink(mOutside, tLink);
+        EXPECT_EQ(lchown(tLink.c_str(), 65534, 65534), 0);
+        EXPECT_EQ(mCache->init(mApp.get()), E_FAIL);
+        EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_ERROR, "Can't create directory " + tLink.string() + "."),
+                  1u);
+        EXPECT_EQ(std::distance(fs::directory_iterator(mOutside), {}), 1);
+        EXPECT_EQ(test::readFile(mOutside / "old"), "stays");
+    }
+}
+
 TEST_F(HostilePosixTest, anObjectThatIsReplacedWhileItIsListed)
 {
     begin();

@@ -90,6 +90,7 @@ K_WRAP(kprSyncFile, (KprFile pFile), (pFile))
 K_WRAP(kprReplaceFile, (const char* pFrom, const char* pTo), (pFrom, pTo))
 K_WRAP(kprRemoveFile, (const char* pPath), (pPath))
 K_WRAP(kprMakeDir, (const char* pPath), (pPath))
+K_WRAP(kprCheckLink, (const char* pPath), (pPath))
 K_WRAP(kprGetDirname, (const char* pPath, char* pBuffer, uint32_t pSize), (pPath, pBuffer, pSize))
 K_WRAP(kprGetBasename, (const char* pPath, char* pBuffer, uint32_t pSize), (pPath, pBuffer, pSize))
 K_WRAP(kprAppendToPath, (const char* pPath, const char* pName, char* pBuffer, uint32_t pSize),

@@ -26,6 +26,15 @@ KPR_API uint32_t kprMakeDir(const char* pPath);
 /// Removes an empty directory.
 KPR_API uint32_t kprRemoveDir(const char* pPath);
 
+/// Whether a link that stands at the path may be followed: KPR_E_NOT_TRUSTED when it (on Windows also a
+/// junction) belongs to another user than this one and the system's administrator. What is no link passes,
+/// and so does everything on a Windows volume that knows no rights.
+KPR_API uint32_t kprCheckLink(const char* pPath);
+/// Whether others can change what lies in a directory: KPR_E_NOT_TRUSTED when it belongs to another user than
+/// this one and the administrator, or when anybody may write to it. Links are followed.
+/// KPR_E_NOT_DIRECTORY when it is none.
+KPR_API uint32_t kprCheckDir(const char* pPath);
+
 /// The folder for applications' per-user data, without a trailing separator: %LOCALAPPDATA% on Windows,
 /// $XDG_DATA_HOME or ~/.local/share on Linux. It need not exist. A Linux program that runs with rights its
 /// caller does not have takes neither this nor the next from the environment.

@@ -1,0 +1,156 @@
+// Links of somebody else on Windows. Calls of the system are wrapped: Wine can make neither a junction nor
+// another user.
+#include <windows.h>
+// after windows.h
+#include <aclapi.h>
+#include <sddl.h>
+
+#include <gtest/gtest.h>
+
+#include "kpr/codes.h"
+#include "kpr/dir.h"
+#include "kpr/file.h"
+#include "kpr/testing/kpr_testing.h"
+
+namespace {
+
+constexpr wchar_t SOMEBODY[] = L"S-1-5-21-1-2-3-1001";
+constexpr wchar_t ADMINISTRATORS[] = L"S-1-5-32-544";
+
+DWORD gTag = 0;                  ///< the reparse tag that everything has; 0 for what it really has
+const wchar_t* gOwner = nullptr; ///< whose everything is; null for whose it really is
+DWORD gFlags = 0;                ///< what the last open was made with
+
+} // namespace
+
+// What is imported from a library of the system is called through a pointer; these take its place.
+extern "C" {
+
+extern decltype(&GetFileInformationByHandleEx) __real___imp_GetFileInformationByHandleEx;
+extern decltype(&GetFileInformationByHandle) __real___imp_GetFileInformationByHandle;
+extern decltype(&CreateFileW) __real___imp_CreateFileW;
+extern decltype(&GetSecurityInfo) __real___imp_GetSecurityInfo;
+
+decltype(&GetFileInformationByHandleEx) __wrap___imp_GetFileInformationByHandleEx =
+    [](HANDLE pFile, FILE_INFO_BY_HANDLE_CLASS pClass, LPVOID pInfo, DWORD pSize) {
+        const BOOL tDone = __real___imp_GetFileInformationByHandleEx(pFile, pClass, pInfo, pSize);
+        if (tDone && gTag && pClass == FileAttributeTagInfo) {
+            auto* tInfo = static_cast<FILE_ATTRIBUTE_TAG_INFO*>(pInfo);
+            tInfo->FileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+            tInfo->ReparseTag = gTag;
+        }
+        return tDone;
+    };
+
+decltype(&GetFileInformationByHandle) __wrap___imp_GetFileInformationByHandle =
+    [](HANDLE pFile, LPBY_HANDLE_FILE_INFORMATION pInfo) {
+        const BOOL tDone = __real___imp_GetFileInformationByHandle(pFile, pInfo);
+        if (tDone && gTag) pInfo->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+        return tDone;
+    };
+
+decltype(&CreateFileW) __wrap___imp_CreateFileW = [](LPCWSTR pName, DWORD pAccess, DWORD pShare,
+                                                     LPSECURITY_ATTRIBUTES pRights, DWORD pDisposition,
+                                                     DWORD pFlags, HANDLE pTemplate) {
+    gFlags = pFlags;
+    return __real___imp_CreateFileW(pName, pAccess, pShare, pRights, pDisposition, pFlags, pTemplate);
+};
+
+decltype(&GetSecurityInfo) __wrap___imp_GetSecurityInfo =
+    [](HANDLE pHandle, SE_OBJECT_TYPE pType, SECURITY_INFORMATION pWhat, PSID* pOwner, PSID* pGroup,
+       PACL* pRights, PACL* pAudit, PSECURITY_DESCRIPTOR* pDescriptor) {
+        static PSID sOwner = nullptr;
+        LocalFree(sOwner);
+        sOwner = nullptr;
+        const DWORD tError =
+            __real___imp_GetSecurityInfo(pHandle, pType, pWhat, pOwner, pGroup, pRights, pAudit, pDescriptor);
+        if (tError == ERROR_SUCCESS && gOwner && ConvertStringSidToSidW(gOwner, &sOwner)) *pOwner = sOwner;
+        return tError;
+    };
+
+} // extern "C"
+
+namespace {
+
+struct KprLinksWindows : testing::Test {
+    ~KprLinksWindows() override
+    {
+        gTag = 0;
+        gOwner = nullptr;
+    }
+    uint32_t open(const std::string& pPath)
+    {
+        KprFile tFile;
+        const uint32_t tRes = kprOpenFile(pPath.c_str(), KPR_OPEN_READ, &tFile);
+        if (!KFAILED(tRes)) kprCloseFile(tFile);
+        return tRes;
+    }
+    const kprtest::TemporaryDirectory mDir;
+    const std::string mFile = mDir / "file";
+};
+
+TEST_F(KprLinksWindows, AreFollowedWhenTheyAreOnesOwn)
+{
+    EXPECT_EQ(kprCheckLink(nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprCheckLink(mFile.c_str()), KPR_E_NOT_FOUND);
+    for (const DWORD tTag : {IO_REPARSE_TAG_MOUNT_POINT, IO_REPARSE_TAG_SYMLINK}) {
+        gTag = tTag;
+        gOwner = nullptr;
+        EXPECT_EQ(kprCheckLink(mDir.path().c_str()), 0u);
+        EXPECT_TRUE(gFlags & FILE_FLAG_OPEN_REPARSE_POINT) << "the link itself is looked at";
+        gOwner = ADMINISTRATORS;
+        EXPECT_EQ(kprCheckLink(mDir.path().c_str()), 0u);
+        gOwner = SOMEBODY;
+        EXPECT_EQ(kprCheckLink(mDir.path().c_str()), KPR_E_NOT_TRUSTED) << tTag;
+    }
+}
+
+TEST_F(KprLinksWindows, WhatIsNoLinkIsNotLookedAt)
+{
+    gOwner = SOMEBODY;
+    EXPECT_EQ(kprCheckLink(mDir.path().c_str()), 0u);
+    gTag = IO_REPARSE_TAG_DEDUP; // a file system's own affair
+    EXPECT_EQ(kprCheckLink(mDir.path().c_str()), 0u);
+}
+
+TEST_F(KprLinksWindows, FilesAreNotOpenedThroughThem)
+{
+    kprtest::writeFile(mFile, "content");
+    EXPECT_EQ(open(mFile), 0u);
+    EXPECT_TRUE(gFlags & FILE_FLAG_OPEN_REPARSE_POINT);
+    for (const DWORD tTag : {IO_REPARSE_TAG_MOUNT_POINT, IO_REPARSE_TAG_SYMLINK}) {
+        gTag = tTag;
+        EXPECT_EQ(open(mFile), KPR_E_NOT_REGULAR) << tTag;
+    }
+    gTag = IO_REPARSE_TAG_DEDUP;
+    EXPECT_EQ(open(mFile), 0u) << "read through its reparse point";
+    EXPECT_FALSE(gFlags & FILE_FLAG_OPEN_REPARSE_POINT);
+}
+
+TEST_F(KprLinksWindows, DirectoriesOfSomebodyElseAreKnown)
+{
+    EXPECT_EQ(kprCheckDir(nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprCheckDir(mFile.c_str()), KPR_E_NOT_FOUND);
+    kprtest::writeFile(mFile, "content");
+    EXPECT_EQ(kprCheckDir(mFile.c_str()), KPR_E_NOT_DIRECTORY);
+    const std::string tSub = mDir / "sub";
+    ASSERT_EQ(kprMakeDir(tSub.c_str()), 0u);
+    const auto tSetRights = [&tSub](const wchar_t* pRights) {
+        PSECURITY_DESCRIPTOR tDescriptor = nullptr;
+        ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(pRights, SDDL_REVISION_1,
+                                                                         &tDescriptor, nullptr));
+        EXPECT_TRUE(SetFileSecurityW(std::wstring(tSub.begin(), tSub.end()).c_str(),
+                                     DACL_SECURITY_INFORMATION, tDescriptor));
+        LocalFree(tDescriptor);
+    };
+    tSetRights(L"D:P(A;;FA;;;OW)(A;;FA;;;BA)(A;;FA;;;SY)(A;;FRFX;;;WD)");
+    EXPECT_EQ(kprCheckDir(tSub.c_str()), 0u) << "who may read it does not matter";
+    EXPECT_FALSE(gFlags & FILE_FLAG_OPEN_REPARSE_POINT) << "links are followed";
+    gOwner = SOMEBODY;
+    EXPECT_EQ(kprCheckDir(tSub.c_str()), KPR_E_NOT_TRUSTED);
+    gOwner = nullptr;
+    tSetRights(L"D:P(A;;FA;;;WD)");
+    EXPECT_EQ(kprCheckDir(tSub.c_str()), KPR_E_NOT_TRUSTED);
+}
+
+} // namespace

@@ -5,8 +5,6 @@
 #include <sys/auxv.h>
 #include <unistd.h>
 
-extern char** environ;
-
 namespace vel::kos::host {
 
 std::vector<std::pair<std::string, std::string>> environmentVariables()

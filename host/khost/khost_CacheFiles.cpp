@@ -18,7 +18,7 @@ namespace {
 bool isObjectName(std::string_view pName)
 {
     return pName.size() == kfw::OBJECT_NAME_LENGTH &&
-           pName.find_first_not_of("0123456789ABCDEF") == pName.npos;
+           pName.find_first_not_of("0123456789ABCDEF") == std::string_view::npos;
 }
 
 /// Keeps the first message.

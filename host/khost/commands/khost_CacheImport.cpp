@@ -83,7 +83,8 @@ private:
         std::string tName(NAME_SIZE, '\0');
         uint32_t tRes;
         while (!KFAILED(tRes = kprReadDir(tDir, tName.data(), NAME_SIZE, nullptr))) {
-            const std::string tEntry = (pRelative.empty() ? "" : pRelative + "/") + tName.c_str();
+            const char* const tText = tName.c_str(); // it ends before the buffer does
+            const std::string tEntry = (pRelative.empty() ? "" : pRelative + "/") + tText;
             KprFileInfo tInfo = {};
             if (KFAILED(kprGetFileInfo(joinPath(mFolder, tEntry).c_str(), KPR_INFO_KIND, &tInfo))) continue;
             if (tInfo.kind == KPR_KIND_FILE) tFiles.push_back(tEntry);

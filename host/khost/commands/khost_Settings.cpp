@@ -193,6 +193,7 @@ template <class TRecord>
 std::vector<const char*> fieldNames()
 {
     std::vector<const char*> tNames;
+    tNames.reserve(std::size(TRecord::FIELDS));
     for (const auto& tField : TRecord::FIELDS)
         tNames.push_back(tField.name);
     return tNames;

@@ -339,7 +339,8 @@ void StressEnvironment::checkAccounts(const Counters& pStart)
     for (const Worker& tWorker : mWorkers) {
         tTruth.inserted += tWorker.storedKb;
         tTruth.cleaned += tWorker.removedKb;
-        mFigures.interrupted += tWorker.pendingStore.has_value() + tWorker.pendingRemoval.has_value();
+        for (const auto& tPending : {tWorker.pendingStore, tWorker.pendingRemoval})
+            if (tPending) ++mFigures.interrupted;
         if (tWorker.pendingStore && !tWorker.wasKilled)
             fail("worker " + std::to_string(tWorker.number) + " was not killed and did not count");
         tSlack.inserted += tWorker.pendingStore.value_or(0);

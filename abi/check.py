@@ -32,7 +32,9 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 RECORDS = ("ModuleAttributes", "KprAttribute", "vel::kos::fw::CacheId", "vel::kos::fw::KFSCacheAttr",
            "vel::kos::fw::CacheAttrList", "vel::kos::fw::CacheBytes", "vel::kos::fw::AttributeList",
            "vel::kos::fw::Attribute", "vel::kos::fw::SysInfoModule", "vel::kos::fw::ModuleList",
-           "vel::kos::sql::StringList", "vel::kos::sql::FactoryList", "vel::kos::sql::SqlParameters", "KomHeapStats",
+           "vel::kos::sql::StringList", "vel::kos::sql::FactoryList", "vel::kos::sql::SqlValue",
+           "vel::kos::sql::SqlValueList", "vel::kos::sql::SqlRowBlock", "vel::kos::sql::SqlColumn",
+           "vel::kos::sql::SqlColumnList", "vel::kos::sql::SqlError", "KomHeapStats",
            "KomRegistration", "KomRegistrar", "KomClass", "KomClassList", "KomResultCode")
 RUNTIME = ("kom/heap.h", "kom/identity.h", "kom/runtime.h")
 INTERFACE = re.compile(r'^class (I[A-Z]\w*)(?: : public [\w:]+)? \{\n.*?static constexpr char IID\[\] = "([^"]+)"',

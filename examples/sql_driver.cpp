@@ -1,5 +1,5 @@
 // A database driver module in one file, to start from: its databases hold one text, given in the description,
-// and every query gives a row for each of its words.
+// and every query returns a row for each of its words: the word, and how long it is.
 //
 //     khost sql query --driver libexample_sql_driver.so "type=words;text=one two" "any statement"
 #include <cstring>
@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "kfw/sql/Unsupported.h"
 #include "kfw/sql/driver.h"
 #include "kom/implements.h"
 #include "kpr/dso.h"
@@ -33,37 +34,47 @@ public:
     }
     virtual ~Rows() = default;
 
-    uint32_t getColumnCount(uint32_t* pCount) override { return pCount ? (*pCount = 1, 0) : E_INVALIDARG; }
-    uint32_t getColumnName(uint32_t pColumn, char** pName) override
+    uint32_t getColumns(sql::SqlColumnList* pColumns) override
     {
-        if (!pName) return E_INVALIDARG;
-        *pName = pColumn == 0 ? komStrDup("word") : nullptr;
-        return pColumn == 0 ? 0 : E_INVALIDARG;
-    }
-    uint32_t next(uint32_t* pRow) override
-    {
-        if (!pRow) return E_INVALIDARG;
-        if (mNext <= mWords.size()) ++mNext;
-        *pRow = mNext <= mWords.size() ? 1 : 0;
+        if (!pColumns) return E_INVALIDARG;
+        // The names are static; whatever is not has its place in the same block.
+        auto* const tColumns = static_cast<sql::SqlColumn*>(komCalloc(2, sizeof(sql::SqlColumn)));
+        tColumns[0] = {sql::SQL_VALUE_TEXT, sql::SQL_NULLS_REFUSED, "word", "text"};
+        tColumns[1] = {sql::SQL_VALUE_INTEGER, sql::SQL_NULLS_REFUSED, "length", "integer"};
+        *pColumns = {2, tColumns};
         return 0;
     }
-    uint32_t getText(uint32_t pColumn, char** pText) override
+    uint32_t next(sql::SqlValueList* pRow) override
     {
-        if (!pText) return E_INVALIDARG;
-        *pText = nullptr;
-        if (mNext == 0 || mNext > mWords.size()) return E_WRONG_STATE;
-        if (pColumn != 0) return E_INVALIDARG;
-        *pText = komStrDup(mWords[mNext - 1].c_str());
+        if (!pRow) return E_INVALIDARG;
+        *pRow = {};
+        if (mNext == mWords.size()) return 0;
+        const std::string& tWord = mWords[mNext++];
+        mRow[0] = sql::dataValue(sql::SQL_VALUE_TEXT, tWord.data(), tWord.size());
+        mRow[1] = sql::integerValue(static_cast<int64_t>(tWord.size()));
+        *pRow = {2, mRow};
+        return 0;
+    }
+    uint32_t fetch(uint32_t, sql::SqlRowBlock* pBlock) override
+    {
+        return pBlock ? (*pBlock = {}, E_NOT_SUPPORTED) : E_INVALIDARG;
+    }
+    uint32_t getChanged(uint64_t* pChanged) override { return pChanged ? (*pChanged = 0, 0) : E_INVALIDARG; }
+    uint32_t close() override
+    {
+        mNext = mWords.size();
         return 0;
     }
 
 private:
     kom::RefCount mRefCount;
     std::vector<std::string> mWords;
-    size_t mNext = 0; ///< the number of the current row, counted from 1
+    size_t mNext = 0;
+    sql::SqlValue mRow[2] = {};
 };
 
-class Database : public kom::Implements<Database, sql::ISqlDatabase> {
+/// What it does not override it does not support.
+class Database : public sql::Unsupported<kom::Implements<Database, sql::ISqlDatabase>> {
     friend Implements;
 
 public:
@@ -74,30 +85,39 @@ public:
     {
         return pType ? (*pType = komStrDup("words"), 0) : E_INVALIDARG;
     }
-    uint32_t execute(const char*, const sql::SqlParameters*, uint64_t*) override { return refuse(); }
-    uint32_t query(const char* pStatement, const sql::SqlParameters*, sql::ISqlRows** pRows) override
+    uint32_t execute(const char*, const sql::SqlValueList*, uint64_t*) override
+    {
+        return fail(E_READ_ONLY, "the words cannot be changed");
+    }
+    uint32_t query(const char* pStatement, const sql::SqlValueList* pValues, sql::ISqlRows** pRows) override
     {
         if (!pStatement || !pRows) return E_INVALIDARG;
+        *pRows = nullptr;
+        if (pValues && pValues->mCount > 0) return fail(SQL_E_PARAMETERS, "there are no parameters here");
         *pRows = kom::retain(new Rows(mText)).detach();
         return 0;
     }
-    uint32_t begin() override { return refuse(); }
-    uint32_t commit() override { return refuse(); }
-    uint32_t rollback() override { return refuse(); }
-    uint32_t getErrorText(char** pText) override
+    uint32_t check() override { return 0; }
+    uint32_t getError(sql::SqlError* pError) override
     {
-        return pText ? (*pText = komStrDup(mError), 0) : E_INVALIDARG;
+        if (!pError) return E_INVALIDARG;
+        *pError = {};
+        pError->mCode = mCode;
+        pError->mPosition = -1;
+        pError->mText = komStrDup(mError);
+        return 0;
     }
 
 private:
-    uint32_t refuse()
+    uint32_t fail(uint32_t pCode, const char* pError)
     {
-        mError = "the words cannot be changed";
-        return E_READ_ONLY;
+        mError = pError;
+        return mCode = pCode;
     }
 
     kom::RefCount mRefCount;
     std::string mText;
+    uint32_t mCode = 0;
     const char* mError = "";
 };
 
@@ -113,7 +133,7 @@ public:
     }
     uint32_t getDescriptionHelp(char** pText) override
     {
-        return pText ? (*pText = komStrDup("type=words;text=TEXT\n"), 0) : E_INVALIDARG;
+        return pText ? (*pText = komStrDup("type=words;text=TEXT  a text without \";\"\n"), 0) : E_INVALIDARG;
     }
     uint32_t createDatabase(const char* pDescription, sql::ISqlDatabase** pDatabase) override
     {
@@ -126,9 +146,10 @@ public:
         *pDatabase = kom::retain(new Database(pDescription + sizeof OURS - 1)).detach();
         return 0;
     }
-    uint32_t getCreateError(char** pText) override
+    /// It never fails to open one.
+    uint32_t getCreateError(sql::SqlError* pError) override
     {
-        return pText ? (*pText = komStrDup(""), 0) : E_INVALIDARG;
+        return pError ? (*pError = {}, 0) : E_INVALIDARG;
     }
 
 private:

@@ -1,28 +1,62 @@
-// Placeholders of the PostgreSQL driver: a statement grows by its parameters' numbers, and by nothing else.
+// Parameters in statements: a statement changes in its markers, and in nothing else; its parts are a whole.
 #include <algorithm>
 
-#include "drivers/postgresql/sql_Placeholders.h"
+#include "drivers/support/sql_Scanner.h"
 #include "fuzz/fuzz_support.h"
+
+using namespace vel::kos::drivers;
+
+namespace {
+
+void parse(std::string_view pText, const Dialect& pDialect, Markers pMarkers)
+{
+    const ParsedStatement tParsed = parseStatement(pText, pDialect, pMarkers);
+    if (!tParsed.problem.empty()) {
+        require(tParsed.problemAt < pText.size());
+        return;
+    }
+    require(tParsed.names.size() <= tParsed.places.size());
+    for (const uint32_t tPlace : tParsed.places)
+        require(tPlace < tParsed.names.size());
+    // What stands between two markers is what stood there.
+    size_t tText = 0, tSource = 0;
+    for (const auto& [tTextEnd, tSourceEnd] : tParsed.shifts) {
+        require(tText <= tTextEnd && tTextEnd <= tParsed.text.size());
+        require(tSource < tSourceEnd && tSourceEnd <= pText.size());
+        const auto tLength =
+            static_cast<size_t>(std::mismatch(tParsed.text.begin() + static_cast<std::ptrdiff_t>(tText),
+                                              tParsed.text.begin() + static_cast<std::ptrdiff_t>(tTextEnd),
+                                              pText.begin() + static_cast<std::ptrdiff_t>(tSource),
+                                              pText.begin() + static_cast<std::ptrdiff_t>(tSourceEnd))
+                                    .first -
+                                (tParsed.text.begin() + static_cast<std::ptrdiff_t>(tText)));
+        // The marker is all that differs, and has no more than ten digits.
+        require(tText + tLength + 12 >= tTextEnd);
+        require(tParsed.sourcePosition(tTextEnd) == tSourceEnd);
+        tText = tTextEnd;
+        tSource = tSourceEnd;
+    }
+    require(tParsed.text.substr(tText) == pText.substr(tSource));
+}
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t pSize)
 {
-    const auto tText = toText(pData, pSize);
-    uint32_t tCount = 0;
-    const std::string tNumbered = vel::kos::drivers::numberPlaceholders(tText, tCount);
-    require(tCount <= static_cast<uint32_t>(std::count(tText.begin(), tText.end(), '?')));
-    // Taking the numbers out again, in order, gives the statement back.
-    size_t tAt = 0;
-    uint32_t tNext = 1;
-    for (const char tChar : tText) {
-        const std::string tNumber = "$" + std::to_string(tNext);
-        if (tChar == '?' && tNumbered.compare(tAt, tNumber.size(), tNumber) == 0) {
-            tAt += tNumber.size();
-            ++tNext;
-        } else {
-            require(tAt < tNumbered.size() && tNumbered[tAt] == tChar);
-            ++tAt;
+    const std::string_view tText = toText(pData, pSize);
+    for (const Dialect& tDialect :
+         {Dialect{}, Dialect{.backticks = true, .brackets = true},
+          Dialect{
+              .nestedComments = true, .dollarQuotes = true, .escapeTexts = true, .questionOperator = true},
+          Dialect{.backslashes = true, .backticks = true, .hashComments = true}}) {
+        for (const Markers tMarkers : {Markers::DOLLAR, Markers::NUMBERED, Markers::PLAIN})
+            parse(tText, tDialect, tMarkers);
+        for (size_t tAt = 0; tAt < tText.size();) {
+            const size_t tLength = statementLength(tText.substr(tAt), tDialect);
+            require(tLength > 0 && tLength <= tText.size() - tAt);
+            tAt += tLength;
         }
+        static_cast<void>(isBlank(tText, tDialect));
     }
-    require(tAt == tNumbered.size() && tNext == tCount + 1);
     return 0;
 }

@@ -40,38 +40,86 @@ static const char* sDescription; ///< the one that the factory was given last, w
         (void)pThis;                                                                                         \
         *pOut = komStrDup("memory");                                                                         \
         return 0;                                                                                            \
-    }                                                                                                        \
-    static uint32_t pPrefix##Text(pInterface* pThis, char** pOut)                                            \
-    {                                                                                                        \
-        (void)pThis;                                                                                         \
-        *pOut = komStrDup("");                                                                               \
-        return 0;                                                                                            \
     }
 COMMON_OPERATIONS(ISqlDatabase, database, sDatabaseReferences)
 COMMON_OPERATIONS(ISqlDatabaseFactory, factory, sFactoryReferences)
 
-static uint32_t execute(ISqlDatabase* pThis, const char* pStatement, const SqlParameters* pParameters,
-                        uint64_t* pChanged)
+// Of the database the registry calls nothing but what makes it an object; it can do nothing else.
+static uint32_t getNumber(ISqlDatabase* pThis, uint32_t* pNumber)
 {
-    (void)pThis, (void)pStatement, (void)pParameters, (void)pChanged;
+    (void)pThis;
+    *pNumber = 0;
+    return 0;
+}
+static uint32_t prepare(ISqlDatabase* pThis, const char* pStatement, ISqlStatement** pPrepared)
+{
+    (void)pThis, (void)pStatement;
+    *pPrepared = NULL;
     return E_NOT_SUPPORTED;
 }
-static uint32_t query(ISqlDatabase* pThis, const char* pStatement, const SqlParameters* pParameters,
+static uint32_t execute(ISqlDatabase* pThis, const char* pStatement, const SqlValueList* pValues,
+                        uint64_t* pChanged)
+{
+    (void)pThis, (void)pStatement, (void)pValues, (void)pChanged;
+    return E_NOT_SUPPORTED;
+}
+static uint32_t query(ISqlDatabase* pThis, const char* pStatement, const SqlValueList* pValues,
                       ISqlRows** pRows)
 {
-    (void)pThis, (void)pStatement, (void)pParameters;
+    (void)pThis, (void)pStatement, (void)pValues;
     *pRows = NULL;
     return E_NOT_SUPPORTED;
 }
-static uint32_t transaction(ISqlDatabase* pThis)
+static uint32_t executeScript(ISqlDatabase* pThis, const char* pScript, uint64_t* pStatements)
+{
+    (void)pThis, (void)pScript, (void)pStatements;
+    return E_NOT_SUPPORTED;
+}
+static uint32_t beginAny(ISqlDatabase* pThis, uint32_t pMode, uint32_t pIsolation)
+{
+    (void)pThis, (void)pMode, (void)pIsolation;
+    return E_NOT_SUPPORTED;
+}
+static uint32_t refuse(ISqlDatabase* pThis)
 {
     (void)pThis;
     return E_NOT_SUPPORTED;
 }
+static uint32_t refuseName(ISqlDatabase* pThis, const char* pName)
+{
+    (void)pThis, (void)pName;
+    return E_NOT_SUPPORTED;
+}
+static uint32_t refuseNumber(ISqlDatabase* pThis, uint32_t pNumber)
+{
+    (void)pThis, (void)pNumber;
+    return E_NOT_SUPPORTED;
+}
+static uint32_t listTables(ISqlDatabase* pThis, ISqlRows** pRows) { return query(pThis, NULL, NULL, pRows); }
+static uint32_t describeTable(ISqlDatabase* pThis, const char* pTable, ISqlRows** pRows)
+{
+    return query(pThis, pTable, NULL, pRows);
+}
+static uint32_t getError(ISqlDatabase* pThis, SqlError* pError)
+{
+    (void)pThis;
+    memset(pError, 0, sizeof *pError);
+    return 0;
+}
 
 static ISqlDatabase sDatabase = {&(const struct ISqlDatabaseSlots){
     databaseComQuery, databaseAddRef, databaseRelease, databaseQuery, databaseAddRef, databaseRelease,
-    databaseIdentity, databaseType, execute, query, transaction, transaction, transaction, databaseText}};
+    databaseIdentity, databaseType,   getNumber,       prepare,       execute,        query,
+    executeScript,    beginAny,       refuse,          refuse,        refuseName,     refuseName,
+    refuseName,       getNumber,      refuseNumber,    refuse,        refuse,         listTables,
+    describeTable,    getError}};
+
+static uint32_t getCreateError(ISqlDatabaseFactory* pThis, SqlError* pError)
+{
+    (void)pThis;
+    memset(pError, 0, sizeof *pError);
+    return 0;
+}
 
 static uint32_t createDatabase(ISqlDatabaseFactory* pThis, const char* pDescription, ISqlDatabase** pDatabase)
 {
@@ -85,7 +133,7 @@ static uint32_t createDatabase(ISqlDatabaseFactory* pThis, const char* pDescript
 
 static ISqlDatabaseFactory sFactory = {&(const struct ISqlDatabaseFactorySlots){
     factoryComQuery, factoryAddRef, factoryRelease, factoryQuery, factoryAddRef, factoryRelease,
-    factoryIdentity, factoryType, factoryText, createDatabase, factoryText}};
+    factoryIdentity, factoryType, factoryType, createDatabase, getCreateError}};
 
 #define REGISTRY(pOperation) SLOT(ISqlDatabaseFactoryRegistry, tRegistry, pOperation)
 

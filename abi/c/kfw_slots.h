@@ -58,6 +58,20 @@
 #define KOM_E_CLASSNOTAVAILABLE 0x96240012u
 #define KFW_E_NO_MODULE 0x96260402u
 #define KFW_E_NO_PRODUCT 0x96260403u
+#define SQL_E_SYNTAX 0x96270001u
+#define SQL_E_CONSTRAINT 0x96270002u
+#define SQL_E_BUSY 0x96270003u
+#define SQL_E_CONFLICT 0x96270004u
+#define SQL_E_NO_OBJECT 0x96270005u
+#define SQL_E_OBJECT_EXISTS 0x96270006u
+#define SQL_E_PERMISSION 0x96270007u
+#define SQL_E_CONNECTION 0x96270008u
+#define SQL_E_TIMEOUT 0x96270009u
+#define SQL_E_CANCELLED 0x9627000Au
+#define SQL_E_TYPE 0x9627000Bu
+#define SQL_E_PARAMETERS 0x9627000Cu
+#define SQL_E_NOT_COMMITTED 0x9627000Du
+#define SQL_E_DAMAGED 0x9627000Eu
 #define KFAILED(pCode) ((int32_t)(pCode) < 0)
 
 #define LOG_LEVEL_ERROR 0u
@@ -71,6 +85,44 @@
 #define SYSTEM_INFO_MEMORY 1u
 #define SYSTEM_INFO_HARDWARE 2u
 #define SYSTEM_INFO_OS 4u
+#define SQL_FEATURE_MANY_RESULTS 1u
+#define SQL_FEATURE_STATEMENT_ROLLBACK 2u
+#define SQL_FEATURE_ROWS_ACROSS_COMMIT 4u
+#define SQL_FEATURE_TEXT_WITH_NUL 8u
+#define SQL_FEATURE_DECIMALS 16u
+#define SQL_FEATURE_DATES 32u
+#define SQL_FEATURE_POSITIONS 64u
+#define SQL_FEATURE_ISOLATION 128u
+#define SQL_FEATURE_NAN 256u
+#define SQL_FEATURE_TRANSACTIONAL_DDL 512u
+#define SQL_BEGIN_DEFERRED 0u
+#define SQL_BEGIN_IMMEDIATE 1u
+#define SQL_BEGIN_READ_ONLY 2u
+#define SQL_ISOLATION_DEFAULT 0u
+#define SQL_ISOLATION_READ_COMMITTED 1u
+#define SQL_ISOLATION_REPEATABLE_READ 2u
+#define SQL_ISOLATION_SERIALIZABLE 3u
+#define SQL_TRANSACTION_NONE 0u
+#define SQL_TRANSACTION_OPEN 1u
+#define SQL_TRANSACTION_FAILED 2u
+#define SQL_VALUE_NULL 0u
+#define SQL_VALUE_INTEGER 1u
+#define SQL_VALUE_DOUBLE 2u
+#define SQL_VALUE_TEXT 3u
+#define SQL_VALUE_BYTES 4u
+#define SQL_VALUE_DECIMAL 5u
+#define SQL_VALUE_DATE 6u
+#define SQL_VALUE_TIME 7u
+#define SQL_VALUE_TIMESTAMP 8u
+#define SQL_NULLS_REFUSED 0u
+#define SQL_NULLS_TAKEN 1u
+#define SQL_NULLS_UNKNOWN 2u
+#define SQL_CONSTRAINT_NONE 0u
+#define SQL_CONSTRAINT_UNIQUE 1u
+#define SQL_CONSTRAINT_NOT_NULL 2u
+#define SQL_CONSTRAINT_FOREIGN_KEY 3u
+#define SQL_CONSTRAINT_CHECK 4u
+#define SQL_CONSTRAINT_OTHER 5u
 
 #define CLASS_EVENT_DISPATCHER "a20d8cf0-c2f2-11d5-bfd3-0000e2430653"
 #define CLASS_USER_DATA "e3b9f51c-9ce5-11d6-9c21-00e029099a4b"
@@ -92,7 +144,12 @@ typedef struct SysInfoModule SysInfoModule;
 typedef struct ModuleList ModuleList;
 typedef struct StringList StringList;
 typedef struct FactoryList FactoryList;
-typedef struct SqlParameters SqlParameters;
+typedef struct SqlValue SqlValue;
+typedef struct SqlValueList SqlValueList;
+typedef struct SqlRowBlock SqlRowBlock;
+typedef struct SqlColumn SqlColumn;
+typedef struct SqlColumnList SqlColumnList;
+typedef struct SqlError SqlError;
 typedef struct KomHeapStats KomHeapStats;
 typedef struct KomRegistration KomRegistration;
 typedef struct KomRegistrar KomRegistrar;
@@ -124,6 +181,7 @@ typedef struct ISqlDatabase ISqlDatabase;
 typedef struct ISqlDatabaseFactory ISqlDatabaseFactory;
 typedef struct ISqlDatabaseFactoryRegistry ISqlDatabaseFactoryRegistry;
 typedef struct ISqlRows ISqlRows;
+typedef struct ISqlStatement ISqlStatement;
 
 struct ModuleAttributes {
     const KprAttribute* pairs;
@@ -223,13 +281,77 @@ _Static_assert(sizeof(FactoryList) == 16, "FactoryList");
 _Static_assert(offsetof(FactoryList, mCount) == 0, "FactoryList");
 _Static_assert(offsetof(FactoryList, mFactories) == 8, "FactoryList");
 
-struct SqlParameters {
-    uint32_t mCount;
-    const char* const* mValues;
+struct SqlValue {
+    uint32_t mType;
+    uint32_t mReserved;
+    int64_t mInteger;
+    double mDouble;
+    uint64_t mSize;
+    const char* mData;
 };
-_Static_assert(sizeof(SqlParameters) == 16, "SqlParameters");
-_Static_assert(offsetof(SqlParameters, mCount) == 0, "SqlParameters");
-_Static_assert(offsetof(SqlParameters, mValues) == 8, "SqlParameters");
+_Static_assert(sizeof(SqlValue) == 40, "SqlValue");
+_Static_assert(offsetof(SqlValue, mType) == 0, "SqlValue");
+_Static_assert(offsetof(SqlValue, mReserved) == 4, "SqlValue");
+_Static_assert(offsetof(SqlValue, mInteger) == 8, "SqlValue");
+_Static_assert(offsetof(SqlValue, mDouble) == 16, "SqlValue");
+_Static_assert(offsetof(SqlValue, mSize) == 24, "SqlValue");
+_Static_assert(offsetof(SqlValue, mData) == 32, "SqlValue");
+
+struct SqlValueList {
+    uint32_t mCount;
+    const SqlValue* mValues;
+};
+_Static_assert(sizeof(SqlValueList) == 16, "SqlValueList");
+_Static_assert(offsetof(SqlValueList, mCount) == 0, "SqlValueList");
+_Static_assert(offsetof(SqlValueList, mValues) == 8, "SqlValueList");
+
+struct SqlRowBlock {
+    uint32_t mRows;
+    uint32_t mColumns;
+    SqlValue* mValues;
+};
+_Static_assert(sizeof(SqlRowBlock) == 16, "SqlRowBlock");
+_Static_assert(offsetof(SqlRowBlock, mRows) == 0, "SqlRowBlock");
+_Static_assert(offsetof(SqlRowBlock, mColumns) == 4, "SqlRowBlock");
+_Static_assert(offsetof(SqlRowBlock, mValues) == 8, "SqlRowBlock");
+
+struct SqlColumn {
+    uint32_t mType;
+    uint32_t mNullable;
+    const char* mName;
+    const char* mDeclaredType;
+};
+_Static_assert(sizeof(SqlColumn) == 24, "SqlColumn");
+_Static_assert(offsetof(SqlColumn, mType) == 0, "SqlColumn");
+_Static_assert(offsetof(SqlColumn, mNullable) == 4, "SqlColumn");
+_Static_assert(offsetof(SqlColumn, mName) == 8, "SqlColumn");
+_Static_assert(offsetof(SqlColumn, mDeclaredType) == 16, "SqlColumn");
+
+struct SqlColumnList {
+    uint32_t mCount;
+    SqlColumn* mColumns;
+};
+_Static_assert(sizeof(SqlColumnList) == 16, "SqlColumnList");
+_Static_assert(offsetof(SqlColumnList, mCount) == 0, "SqlColumnList");
+_Static_assert(offsetof(SqlColumnList, mColumns) == 8, "SqlColumnList");
+
+struct SqlError {
+    uint32_t mCode;
+    uint32_t mConstraint;
+    uint32_t mRetry;
+    int32_t mNativeCode;
+    int64_t mPosition;
+    char mSqlState[8];
+    char* mText;
+};
+_Static_assert(sizeof(SqlError) == 40, "SqlError");
+_Static_assert(offsetof(SqlError, mCode) == 0, "SqlError");
+_Static_assert(offsetof(SqlError, mConstraint) == 4, "SqlError");
+_Static_assert(offsetof(SqlError, mRetry) == 8, "SqlError");
+_Static_assert(offsetof(SqlError, mNativeCode) == 12, "SqlError");
+_Static_assert(offsetof(SqlError, mPosition) == 16, "SqlError");
+_Static_assert(offsetof(SqlError, mSqlState) == 24, "SqlError");
+_Static_assert(offsetof(SqlError, mText) == 32, "SqlError");
 
 struct KomHeapStats {
     uint64_t liveBlocks;
@@ -884,17 +1006,29 @@ struct ISqlDatabaseSlots {
     uint32_t (*release)(ISqlDatabase* pThis);
     const char* (*getInterfaceId)(ISqlDatabase* pThis);
     uint32_t (*getDatabaseType)(ISqlDatabase* pThis, char**);
-    uint32_t (*execute)(ISqlDatabase* pThis, const char*, const SqlParameters*, uint64_t*);
-    uint32_t (*query)(ISqlDatabase* pThis, const char*, const SqlParameters*, ISqlRows**);
-    uint32_t (*begin)(ISqlDatabase* pThis);
+    uint32_t (*getFeatures)(ISqlDatabase* pThis, uint32_t*);
+    uint32_t (*prepare)(ISqlDatabase* pThis, const char*, ISqlStatement**);
+    uint32_t (*execute)(ISqlDatabase* pThis, const char*, const SqlValueList*, uint64_t*);
+    uint32_t (*query)(ISqlDatabase* pThis, const char*, const SqlValueList*, ISqlRows**);
+    uint32_t (*executeScript)(ISqlDatabase* pThis, const char*, uint64_t*);
+    uint32_t (*begin)(ISqlDatabase* pThis, uint32_t, uint32_t);
     uint32_t (*commit)(ISqlDatabase* pThis);
     uint32_t (*rollback)(ISqlDatabase* pThis);
-    uint32_t (*getErrorText)(ISqlDatabase* pThis, char**);
+    uint32_t (*savepoint)(ISqlDatabase* pThis, const char*);
+    uint32_t (*rollbackTo)(ISqlDatabase* pThis, const char*);
+    uint32_t (*releaseSavepoint)(ISqlDatabase* pThis, const char*);
+    uint32_t (*getTransactionState)(ISqlDatabase* pThis, uint32_t*);
+    uint32_t (*setTimeout)(ISqlDatabase* pThis, uint32_t);
+    uint32_t (*cancel)(ISqlDatabase* pThis);
+    uint32_t (*check)(ISqlDatabase* pThis);
+    uint32_t (*listTables)(ISqlDatabase* pThis, ISqlRows**);
+    uint32_t (*describeTable)(ISqlDatabase* pThis, const char*, ISqlRows**);
+    uint32_t (*getError)(ISqlDatabase* pThis, SqlError*);
 };
 struct ISqlDatabase {
     const struct ISqlDatabaseSlots* slots;
 };
-_Static_assert(sizeof(struct ISqlDatabaseSlots) == 112, "ISqlDatabase");
+_Static_assert(sizeof(struct ISqlDatabaseSlots) == 208, "ISqlDatabase");
 
 #define IID_ISqlDatabaseFactory "IDL:vel/kos/sql/ISqlDatabaseFactory:1.0"
 struct ISqlDatabaseFactorySlots {
@@ -908,7 +1042,7 @@ struct ISqlDatabaseFactorySlots {
     uint32_t (*getDatabaseType)(ISqlDatabaseFactory* pThis, char**);
     uint32_t (*getDescriptionHelp)(ISqlDatabaseFactory* pThis, char**);
     uint32_t (*createDatabase)(ISqlDatabaseFactory* pThis, const char*, ISqlDatabase**);
-    uint32_t (*getCreateError)(ISqlDatabaseFactory* pThis, char**);
+    uint32_t (*getCreateError)(ISqlDatabaseFactory* pThis, SqlError*);
 };
 struct ISqlDatabaseFactory {
     const struct ISqlDatabaseFactorySlots* slots;
@@ -945,15 +1079,40 @@ struct ISqlRowsSlots {
     uint32_t (*addRef)(ISqlRows* pThis);
     uint32_t (*release)(ISqlRows* pThis);
     const char* (*getInterfaceId)(ISqlRows* pThis);
-    uint32_t (*getColumnCount)(ISqlRows* pThis, uint32_t*);
-    uint32_t (*getColumnName)(ISqlRows* pThis, uint32_t, char**);
-    uint32_t (*next)(ISqlRows* pThis, uint32_t*);
-    uint32_t (*getText)(ISqlRows* pThis, uint32_t, char**);
+    uint32_t (*getColumns)(ISqlRows* pThis, SqlColumnList*);
+    uint32_t (*next)(ISqlRows* pThis, SqlValueList*);
+    uint32_t (*fetch)(ISqlRows* pThis, uint32_t, SqlRowBlock*);
+    uint32_t (*getChanged)(ISqlRows* pThis, uint64_t*);
+    uint32_t (*close)(ISqlRows* pThis);
 };
 struct ISqlRows {
     const struct ISqlRowsSlots* slots;
 };
-_Static_assert(sizeof(struct ISqlRowsSlots) == 88, "ISqlRows");
+_Static_assert(sizeof(struct ISqlRowsSlots) == 96, "ISqlRows");
+
+#define IID_ISqlStatement "IDL:vel/kos/sql/ISqlStatement:1.0"
+struct ISqlStatementSlots {
+    uint32_t (*QueryInterface)(ISqlStatement* pThis, const void*, void**);
+    uint32_t (*AddRef)(ISqlStatement* pThis);
+    uint32_t (*Release)(ISqlStatement* pThis);
+    uint32_t (*queryInterface)(ISqlStatement* pThis, const char*, IUnknown**);
+    uint32_t (*addRef)(ISqlStatement* pThis);
+    uint32_t (*release)(ISqlStatement* pThis);
+    const char* (*getInterfaceId)(ISqlStatement* pThis);
+    uint32_t (*getParameterCount)(ISqlStatement* pThis, uint32_t*);
+    uint32_t (*getParameterName)(ISqlStatement* pThis, uint32_t, char**);
+    uint32_t (*getColumns)(ISqlStatement* pThis, SqlColumnList*);
+    uint32_t (*bind)(ISqlStatement* pThis, uint32_t, const SqlValue*);
+    uint32_t (*bindName)(ISqlStatement* pThis, const char*, const SqlValue*);
+    uint32_t (*clear)(ISqlStatement* pThis);
+    uint32_t (*execute)(ISqlStatement* pThis, const SqlValueList*, uint64_t*);
+    uint32_t (*query)(ISqlStatement* pThis, const SqlValueList*, ISqlRows**);
+    uint32_t (*executeBatch)(ISqlStatement* pThis, uint32_t, const SqlValue*, uint64_t*, uint32_t*);
+};
+struct ISqlStatement {
+    const struct ISqlStatementSlots* slots;
+};
+_Static_assert(sizeof(struct ISqlStatementSlots) == 128, "ISqlStatement");
 
 // The component runtime (kom/heap.h, kom/identity.h, kom/runtime.h).
 char* komStrDup(const char* pText);

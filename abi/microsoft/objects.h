@@ -5,6 +5,7 @@
 #include "kfw/IApplication.h"
 #include "kfw/IEventDispatcher.h"
 #include "kfw/sql/ISqlDatabaseFactory.h"
+#include "kfw/sql/Unsupported.h"
 #include "kom/heap.h"
 #include "kom/identity.h"
 #include "kom/ref.h"
@@ -188,25 +189,11 @@ public:
     }
 };
 
-class Database final : public Resident<sql::ISqlDatabase> {
+class Database final : public sql::Unsupported<Resident<sql::ISqlDatabase>> {
 public:
     uint32_t getDatabaseType(char** pType) override
     {
         *pType = komStrDup("memory");
-        return 0;
-    }
-    uint32_t execute(const char*, const sql::SqlParameters*, uint64_t*) override { return E_NOT_SUPPORTED; }
-    uint32_t query(const char*, const sql::SqlParameters*, sql::ISqlRows** pRows) override
-    {
-        *pRows = nullptr;
-        return E_NOT_SUPPORTED;
-    }
-    uint32_t begin() override { return E_NOT_SUPPORTED; }
-    uint32_t commit() override { return E_NOT_SUPPORTED; }
-    uint32_t rollback() override { return E_NOT_SUPPORTED; }
-    uint32_t getErrorText(char** pText) override
-    {
-        *pText = komStrDup("");
         return 0;
     }
 };
@@ -216,14 +203,14 @@ public:
     Database database;
 
     uint32_t getDatabaseType(char** pType) override { return database.getDatabaseType(pType); }
-    uint32_t getDescriptionHelp(char** pText) override { return database.getErrorText(pText); }
+    uint32_t getDescriptionHelp(char** pText) override { return database.getDatabaseType(pText); }
     uint32_t createDatabase(const char* pDescription, sql::ISqlDatabase** pDatabase) override
     {
         *pDatabase = equal(pDescription, "type=memory") ? &database : nullptr;
         if (*pDatabase) database.addRef();
         return 0;
     }
-    uint32_t getCreateError(char** pText) override { return database.getErrorText(pText); }
+    uint32_t getCreateError(sql::SqlError* pError) override { return database.getError(pError); }
 };
 
 } // namespace client

@@ -9,20 +9,42 @@ namespace vel::kos::drivers {
 
 struct Libpq {
     Library library;
-    decltype(PQconnectdbParams)* connect = nullptr;
+    decltype(PQconnectStartParams)* connectStart = nullptr;
+    decltype(PQconnectPoll)* connectPoll = nullptr;
     decltype(PQfinish)* finish = nullptr;
     decltype(PQstatus)* status = nullptr;
+    decltype(PQsocket)* socket = nullptr;
+    decltype(PQserverVersion)* serverVersion = nullptr;
+    decltype(PQparameterStatus)* parameterStatus = nullptr;
     decltype(PQerrorMessage)* errorMessage = nullptr;
     decltype(PQsetNoticeProcessor)* setNoticeProcessor = nullptr;
-    decltype(PQsetClientEncoding)* setClientEncoding = nullptr;
-    decltype(PQexecParams)* exec = nullptr;
+    decltype(PQsetnonblocking)* setNonBlocking = nullptr;
+    decltype(PQsendQuery)* sendQuery = nullptr;
+    decltype(PQsendQueryParams)* sendQueryParams = nullptr;
+    decltype(PQsendPrepare)* sendPrepare = nullptr;
+    decltype(PQsendDescribePrepared)* sendDescribe = nullptr;
+    decltype(PQsendQueryPrepared)* sendPrepared = nullptr;
+    decltype(PQsetSingleRowMode)* setSingleRows = nullptr;
+    decltype(PQflush)* flush = nullptr;
+    decltype(PQconsumeInput)* consumeInput = nullptr;
+    decltype(PQisBusy)* isBusy = nullptr;
+    decltype(PQgetResult)* getResult = nullptr;
+    decltype(PQputCopyEnd)* endCopy = nullptr;
+    decltype(PQgetCopyData)* copyData = nullptr;
+    decltype(PQfreemem)* freeMemory = nullptr;
+    decltype(PQgetCancel)* getCancel = nullptr;
+    decltype(PQfreeCancel)* freeCancel = nullptr;
+    decltype(PQcancel)* cancel = nullptr;
     decltype(PQresultStatus)* resultStatus = nullptr;
-    decltype(PQresultErrorMessage)* resultErrorMessage = nullptr;
+    decltype(PQresultErrorField)* errorField = nullptr;
     decltype(PQcmdStatus)* commandStatus = nullptr;
     decltype(PQclear)* clear = nullptr;
-    decltype(PQntuples)* rows = nullptr;
     decltype(PQnfields)* columns = nullptr;
     decltype(PQfname)* columnName = nullptr;
+    decltype(PQftype)* columnType = nullptr;
+    decltype(PQfmod)* columnModifier = nullptr;
+    decltype(PQnparams)* parameters = nullptr;
+    decltype(PQparamtype)* parameterType = nullptr;
     decltype(PQgetvalue)* value = nullptr;
     decltype(PQgetlength)* length = nullptr;
     decltype(PQgetisnull)* isNull = nullptr;
@@ -32,5 +54,8 @@ struct Libpq {
     /// Loads the library and binds every function; false, and library.problem() tells why, when it cannot.
     bool load();
 };
+
+/// The one of the module; loaded by whoever opens a database first.
+extern Libpq gLibpq;
 
 } // namespace vel::kos::drivers

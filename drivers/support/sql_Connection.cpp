@@ -1,8 +1,32 @@
 #include "drivers/support/sql_Connection.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "drivers/support/sql_Statement.h"
+#include "kpr/time.h"
+
 namespace vel::kos::drivers {
+
+namespace {
+
+uint64_t now()
+{
+    uint64_t tNow = 0;
+    kprGetMonotonicTime(&tNow);
+    return tNow;
+}
+
+bool isPlainName(std::string_view pName)
+{
+    return !pName.empty() && !(pName[0] >= '0' && pName[0] <= '9') &&
+           std::all_of(pName.begin(), pName.end(), [](char pChar) {
+               return (pChar >= 'a' && pChar <= 'z') || (pChar >= 'A' && pChar <= 'Z') ||
+                      (pChar >= '0' && pChar <= '9') || pChar == '_';
+           });
+}
+
+} // namespace
 
 uint32_t Connection::getDatabaseType(char** pType)
 {
@@ -11,76 +35,297 @@ uint32_t Connection::getDatabaseType(char** pType)
     return 0;
 }
 
-uint32_t Connection::getErrorText(char** pText)
+uint32_t Connection::getFeatures(uint32_t* pFeatures)
 {
-    if (!pText) return E_INVALIDARG;
-    *pText = komStrDup(mError.c_str());
+    if (!pFeatures) return E_INVALIDARG;
+    *pFeatures = mFeatures;
     return 0;
+}
+
+uint32_t Connection::getError(sql::SqlError* pError)
+{
+    if (!pError) return E_INVALIDARG;
+    toRecord(mFailure, pError);
+    return 0;
+}
+
+uint32_t Connection::fail(Failure pFailure)
+{
+    for (const std::string& tSecret : mSecrets)
+        hideSecret(pFailure.text, tSecret);
+    mFailure = std::move(pFailure);
+    return mFailure.code;
 }
 
 uint32_t Connection::fail(uint32_t pCode, std::string pText)
 {
-    mError = std::move(pText);
-    return pCode;
+    Failure tFailure;
+    tFailure.code = pCode;
+    tFailure.text = std::move(pText);
+    return fail(std::move(tFailure));
 }
 
-uint32_t Connection::checkParameters(const sql::SqlParameters* pParameters, uint32_t pWanted)
+// --- Statements -------------------------------------------------------------------------------------------
+
+uint32_t Connection::make(std::string_view pText, bool pOnce, kom::Ref<Statement>& pStatement)
 {
-    const uint32_t tCount = pParameters ? pParameters->mCount : 0;
-    if (tCount > 0 && !pParameters->mValues) return fail(E_INVALIDARG, "the parameters have no values");
-    if (tCount != pWanted) return fail(E_INVALIDARG, "the number of parameters is not that of the statement");
+    const auto tWrong = [this](std::string pProblem, size_t pAt) {
+        Failure tFailure = failureOf("42601", std::move(pProblem));
+        tFailure.position = static_cast<int64_t>(pAt);
+        return fail(std::move(tFailure));
+    };
+    const size_t tLength = lengthOfStatement(pText);
+    if (tLength < pText.size() && !isBlank(pText.substr(tLength), dialect()))
+        return tWrong("there is more than one statement in the text", tLength);
+    if (isBlank(pText.substr(0, tLength), dialect())) return tWrong("there is no statement in the text", 0);
+    ParsedStatement tParsed = parseStatement(pText, dialect(), markers());
+    if (!tParsed.problem.empty()) return tWrong(tParsed.problem, tParsed.problemAt);
+    return makeStatement(std::move(tParsed), pOnce, pStatement);
+}
+
+uint32_t Connection::prepare(const char* pStatement, sql::ISqlStatement** pPrepared)
+{
+    if (!pStatement || !pPrepared) return E_INVALIDARG;
+    *pPrepared = nullptr;
+    kom::Ref<Statement> tStatement;
+    if (auto tRes = make(pStatement, false, tStatement); KFAILED(tRes)) return tRes;
+    *pPrepared = tStatement.detach();
     return 0;
 }
 
-uint32_t Connection::checkTransaction(bool pInside)
+uint32_t Connection::execute(const char* pStatement, const sql::SqlValueList* pValues, uint64_t* pChanged)
 {
-    const bool tInside = isInTransaction();
-    if (tInside == pInside) return 0;
-    return fail(E_WRONG_STATE, tInside ? "a transaction is open already" : "no transaction is open");
+    if (!pStatement) return E_INVALIDARG;
+    if (pChanged) *pChanged = 0;
+    kom::Ref<Statement> tStatement;
+    if (auto tRes = make(pStatement, true, tStatement); KFAILED(tRes)) return tRes;
+    return tStatement->execute(pValues, pChanged);
 }
 
-uint32_t Connection::begin()
+uint32_t Connection::query(const char* pStatement, const sql::SqlValueList* pValues, sql::ISqlRows** pRows)
 {
-    const uint32_t tRes = checkTransaction(false);
-    return KFAILED(tRes) ? tRes : execute("BEGIN", nullptr, nullptr);
+    if (!pStatement || !pRows) return E_INVALIDARG;
+    *pRows = nullptr;
+    kom::Ref<Statement> tStatement;
+    if (auto tRes = make(pStatement, true, tStatement); KFAILED(tRes)) return tRes;
+    return tStatement->query(pValues, pRows);
+}
+
+uint32_t Connection::executeScript(const char* pScript, uint64_t* pStatements)
+{
+    if (!pScript) return E_INVALIDARG;
+    if (pStatements) *pStatements = 0;
+    const std::string_view tScript = pScript;
+    for (size_t tAt = 0; tAt < tScript.size();) {
+        const auto tText = tScript.substr(tAt, lengthOfStatement(tScript.substr(tAt)));
+        if (!isBlank(tText, dialect())) {
+            kom::Ref<Statement> tStatement;
+            uint32_t tRes = make(tText, true, tStatement);
+            if (!KFAILED(tRes)) tRes = tStatement->execute(nullptr, nullptr);
+            if (KFAILED(tRes)) {
+                if (mFailure.position >= 0) mFailure.position += static_cast<int64_t>(tAt);
+                return tRes;
+            }
+            if (pStatements) ++*pStatements;
+        }
+        tAt += tText.size();
+    }
+    return 0;
+}
+
+uint32_t Connection::run(const std::string& pText)
+{
+    kom::Ref<Statement> tStatement;
+    if (auto tRes = make(pText, true, tStatement); KFAILED(tRes)) return tRes;
+    mControl = true;
+    const uint32_t tRes = tStatement->execute(nullptr, nullptr);
+    mControl = false;
+    return tRes;
+}
+
+uint32_t Connection::runBegins()
+{
+    if (auto tRes = checkLost(); KFAILED(tRes)) return tRes;
+    if (mOpenRuns > 0 && (mFeatures & sql::SQL_FEATURE_MANY_RESULTS) == 0)
+        return fail(E_WRONG_STATE, "the rows of another statement have not been read to their end or closed");
+    // What ran now would be kept at once, although a transaction is what was asked for.
+    if (!mControl && mBegun && transactionOfDatabase() == sql::SQL_TRANSACTION_NONE)
+        return fail(
+            failureOf("25P02", "the database has dropped the transaction, which waits for its rollback"));
+    if (!mControl && (mCancelled || isTimeOver())) return fail(stopped("the statement was stopped"));
+    ++mOpenRuns;
+    return 0;
+}
+
+// --- Transactions -----------------------------------------------------------------------------------------
+
+uint32_t Connection::transactionState()
+{
+    const uint32_t tState = transactionOfDatabase();
+    return tState == sql::SQL_TRANSACTION_NONE && mBegun ? uint32_t{sql::SQL_TRANSACTION_FAILED} : tState;
+}
+
+uint32_t Connection::getTransactionState(uint32_t* pState)
+{
+    if (!pState) return E_INVALIDARG;
+    *pState = transactionState();
+    return 0;
+}
+
+uint32_t Connection::begin(uint32_t pMode, uint32_t pIsolation)
+{
+    if (pMode > sql::SQL_BEGIN_READ_ONLY || pIsolation > sql::SQL_ISOLATION_SERIALIZABLE)
+        return fail(E_INVALIDARG, "there is no such mode or isolation");
+    if (transactionState() != sql::SQL_TRANSACTION_NONE)
+        return fail(failureOf("25001", "a transaction is open already"));
+    return runBegin(pMode, pIsolation);
 }
 
 uint32_t Connection::commit()
 {
-    const uint32_t tRes = checkTransaction(true);
-    return KFAILED(tRes) ? tRes : runCommit();
+    const uint32_t tState = transactionState();
+    if (tState == sql::SQL_TRANSACTION_NONE) return fail(failureOf("25P01", "no transaction is open"));
+    if (tState == sql::SQL_TRANSACTION_FAILED) {
+        if (auto tRes = rollback(); KFAILED(tRes)) return tRes;
+        Failure tFailure = failureOf("40000", "the transaction had failed, and was rolled back");
+        tFailure.code = SQL_E_NOT_COMMITTED;
+        return fail(std::move(tFailure));
+    }
+    const uint32_t tRes = runCommit();
+    if (transactionOfDatabase() == sql::SQL_TRANSACTION_NONE) {
+        mBegun = false;
+        if (KFAILED(tRes)) ++mEpoch;
+        transactionEnded();
+    }
+    return tRes;
 }
 
 uint32_t Connection::rollback()
 {
-    const uint32_t tRes = checkTransaction(true);
-    return KFAILED(tRes) ? tRes : execute("ROLLBACK", nullptr, nullptr);
-}
-
-uint32_t ResultRows::getColumnCount(uint32_t* pCount)
-{
-    if (!pCount) return E_INVALIDARG;
-    *pCount = static_cast<uint32_t>(columnCount());
+    if (transactionState() == sql::SQL_TRANSACTION_NONE)
+        return fail(failureOf("25P01", "no transaction is open"));
+    if (transactionOfDatabase() != sql::SQL_TRANSACTION_NONE)
+        if (auto tRes = run("ROLLBACK"); KFAILED(tRes)) return tRes;
+    mBegun = false;
+    ++mEpoch;
+    transactionEnded();
     return 0;
 }
 
-uint32_t ResultRows::getColumnName(uint32_t pColumn, char** pName)
+uint32_t Connection::runSavepoint(const char* pVerb, const char* pName, bool pFailedToo)
 {
     if (!pName) return E_INVALIDARG;
-    *pName = nullptr;
-    if (!has(pColumn)) return E_INVALIDARG;
-    *pName = komStrDup(columnName(static_cast<int>(pColumn)));
+    if (!isPlainName(pName))
+        return fail(E_INVALIDARG, "the name of a savepoint is letters, digits and \"_\"");
+    const uint32_t tState = transactionOfDatabase();
+    if (tState == sql::SQL_TRANSACTION_NONE || (tState == sql::SQL_TRANSACTION_FAILED && !pFailedToo))
+        return fail(tState == sql::SQL_TRANSACTION_NONE ? failureOf("25P01", "no transaction is open")
+                                                        : failureOf("25P02", "the transaction has failed"));
+    return run(std::string(pVerb) + " " + pName);
+}
+
+uint32_t Connection::savepoint(const char* pName) { return runSavepoint("SAVEPOINT", pName, false); }
+
+uint32_t Connection::rollbackTo(const char* pName)
+{
+    const uint32_t tRes = runSavepoint("ROLLBACK TO SAVEPOINT", pName, true);
+    if (!KFAILED(tRes)) ++mEpoch;
+    return tRes;
+}
+
+uint32_t Connection::releaseSavepoint(const char* pName)
+{
+    return runSavepoint("RELEASE SAVEPOINT", pName, false);
+}
+
+void Connection::takeBack(bool pOwn)
+{
+    const Failure tFailure = std::move(mFailure);
+    // Whether or not there is time left for it.
+    mDeadline = 0;
+    mCancelled = false;
+    if (!pOwn) {
+        if (!KFAILED(rollbackTo(BATCH))) static_cast<void>(releaseSavepoint(BATCH));
+    } else if (transactionState() != sql::SQL_TRANSACTION_NONE) {
+        static_cast<void>(rollback());
+    }
+    mFailure = tFailure;
+}
+
+// --- Time -------------------------------------------------------------------------------------------------
+
+uint32_t Connection::setTimeout(uint32_t pMilliseconds)
+{
+    mTimeout = pMilliseconds;
     return 0;
 }
 
-uint32_t ResultRows::getText(uint32_t pColumn, char** pText)
+void Connection::callBegins()
 {
-    if (!pText) return E_INVALIDARG;
-    *pText = nullptr;
-    if (!isOnRow()) return E_WRONG_STATE;
-    if (!has(pColumn)) return E_INVALIDARG;
-    if (const auto tText = text(static_cast<int>(pColumn))) *pText = komStrNDup(tText->data(), tText->size());
+    if (mCalls++ > 0) return;
+    mDeadline = mTimeout ? now() + uint64_t{mTimeout} * 1000 : 0;
+    mCancelled = false;
+}
+
+void Connection::callEnds()
+{
+    if (--mCalls > 0) return;
+    mDeadline = 0;
+    mCancelled = false;
+}
+
+Failure Connection::stopped(std::string pText) const
+{
+    Failure tFailure = failureOf("57014", std::move(pText));
+    if (mCancelled || !isTimeOver()) return tFailure;
+    tFailure.code = SQL_E_TIMEOUT;
+    tFailure.text += " (its time was over)";
+    return tFailure;
+}
+
+int64_t Connection::timeLeft() const
+{
+    if (!mDeadline) return -1;
+    const uint64_t tNow = now();
+    return tNow >= mDeadline ? 0 : static_cast<int64_t>((mDeadline - tNow + 999) / 1000);
+}
+
+uint32_t Connection::cancel()
+{
+    if (mCalls == 0) return 0;
+    mCancelled = true;
+    interrupt();
     return 0;
+}
+
+uint32_t Connection::check()
+{
+    const TimedCall tCall(*this);
+    return askForLife();
+}
+
+// --- What there is ----------------------------------------------------------------------------------------
+
+uint32_t Connection::listTables(sql::ISqlRows** pRows) { return query(tablesText(), nullptr, pRows); }
+
+uint32_t Connection::describeTable(const char* pTable, sql::ISqlRows** pRows)
+{
+    if (!pTable || !pRows) return E_INVALIDARG;
+    *pRows = nullptr;
+    const std::string_view tTable = pTable;
+    const auto tDot = tTable.find('.');
+    const auto tName = tDot == std::string_view::npos ? tTable : tTable.substr(tDot + 1);
+    const sql::SqlValue tValues[] = {
+        tDot == std::string_view::npos ? sql::nullValue() : sql::dataValue(sql::SQL_VALUE_TEXT, pTable, tDot),
+        sql::dataValue(sql::SQL_VALUE_TEXT, tName.data(), tName.size())};
+    const sql::SqlValueList tList{2, tValues};
+    kom::Ref<Statement> tStatement;
+    if (auto tRes = make(columnsText(), true, tStatement); KFAILED(tRes)) return tRes;
+    if (auto tRes = tStatement->query(&tList, pRows); KFAILED(tRes)) return tRes;
+    if (tStatement->isOnRow()) return 0;
+    (*pRows)->release();
+    *pRows = nullptr;
+    return fail(failureOf("42P01", "there is no table \"" + std::string(tTable) + "\""));
 }
 
 } // namespace vel::kos::drivers

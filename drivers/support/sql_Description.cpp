@@ -26,9 +26,9 @@ std::string lower(std::string_view pText)
 
 } // namespace
 
-bool Description::fail(std::string pProblem)
+bool Description::fail(size_t pAt, const char* pProblem)
 {
-    mProblem = std::move(pProblem);
+    mProblem = "the description is wrong at byte " + std::to_string(pAt) + ": " + pProblem;
     return false;
 }
 
@@ -36,16 +36,18 @@ bool Description::parse(std::string_view pText)
 {
     mValues.clear();
     mProblem.clear();
+    const char* const tStart = pText.data();
     while (!(pText = trim(pText)).empty()) {
         if (pText.front() == ';') {
             pText.remove_prefix(1);
             continue;
         }
+        const auto tAt = static_cast<size_t>(pText.data() - tStart);
         const auto tEquals = pText.find_first_of("=;\"");
         if (tEquals == std::string_view::npos || pText[tEquals] != '=')
-            return fail("\"" + std::string(trim(pText.substr(0, tEquals))) + "\" is not followed by \"=\"");
+            return fail(tAt, "a key is not followed by \"=\"");
         const std::string tKey = lower(trim(pText.substr(0, tEquals)));
-        if (tKey.empty()) return fail("a \"=\" without a key before it");
+        if (tKey.empty()) return fail(tAt, "there is no key before the \"=\"");
         pText = trim(pText.substr(tEquals + 1));
 
         std::string tValue;
@@ -53,8 +55,7 @@ bool Description::parse(std::string_view pText)
             pText.remove_prefix(1);
             for (;;) {
                 const auto tQuote = pText.find('"');
-                if (tQuote == std::string_view::npos)
-                    return fail("the quoted value of \"" + tKey + "\" has no end");
+                if (tQuote == std::string_view::npos) return fail(tAt, "a quoted value has no end");
                 tValue += pText.substr(0, tQuote);
                 pText.remove_prefix(tQuote + 1);
                 if (pText.empty() || pText.front() != '"') break;
@@ -63,19 +64,27 @@ bool Description::parse(std::string_view pText)
             }
             pText = trim(pText);
             if (!pText.empty() && pText.front() != ';')
-                return fail("something stands between the quoted value of \"" + tKey +
-                            "\" and the next \";\"");
+                return fail(tAt, "something stands between a quoted value and the next \";\"");
         } else {
             const auto tEnd = std::min(pText.find(';'), pText.size());
             const auto tPlain = trim(pText.substr(0, tEnd));
             if (tPlain.find('"') != std::string_view::npos)
-                return fail("the value of \"" + tKey + "\" holds a double quote but is not quoted");
+                return fail(tAt, "a value holds a double quote but is not quoted");
             tValue = tPlain;
             pText.remove_prefix(tEnd);
         }
-        if (!mValues.emplace(tKey, std::move(tValue)).second) return fail("\"" + tKey + "\" is given twice");
+        if (!mValues.emplace(tKey, std::move(tValue)).second) return fail(tAt, "a key is given twice");
     }
     return true;
+}
+
+std::vector<std::string> Description::secrets() const
+{
+    std::vector<std::string> tSecrets;
+    for (const auto& [tKey, tValue] : mValues)
+        for (const char* tPart : {"password", "passwd", "pwd", "secret"})
+            if (tKey.find(tPart) != std::string::npos && !tValue.empty()) tSecrets.push_back(tValue);
+    return tSecrets;
 }
 
 std::string Description::value(const std::string& pKey) const

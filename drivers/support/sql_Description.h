@@ -4,12 +4,14 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vel::kos::drivers {
 
 class Description {
 public:
-    /// Takes a description apart; false when it does not follow the grammar, and problem() tells where.
+    /// Takes a description apart; false when it does not follow the grammar, and problem() tells where. It
+    /// repeats nothing of the description, in which a password may have been cut in two.
     bool parse(std::string_view pText);
     const std::string& problem() const { return mProblem; }
 
@@ -18,11 +20,13 @@ public:
     bool has(const std::string& pKey) const { return mValues.contains(pKey); }
     /// A key's value as yes or no; false when it is neither, or pDefault when the key is missing.
     bool yes(const std::string& pKey, bool pDefault, bool& pAnswer) const;
+    /// The values that no text may hold: those of keys with "password", "passwd", "pwd" or "secret" in them.
+    std::vector<std::string> secrets() const;
     /// The pairs, in the order of their keys.
     const std::map<std::string, std::string>& values() const { return mValues; }
 
 private:
-    bool fail(std::string pProblem);
+    bool fail(size_t pAt, const char* pProblem);
 
     std::map<std::string, std::string> mValues;
     std::string mProblem;

@@ -9,17 +9,30 @@ namespace vel::kos::drivers {
 namespace {
 
 // Plain bytes: they need no destructor at a thread's end, when MinGW has given them back already.
-thread_local char gCreateError[1024];
+thread_local uint32_t gCode;
+thread_local uint32_t gRetry;
+thread_local int32_t gNativeCode;
+thread_local char gSqlState[8];
+thread_local char gText[1024];
 
-void keepCreateError(std::string_view pText)
+void keepText(std::string_view pText, char* pBuffer, size_t pSize)
 {
-    size_t tLength = std::min(pText.size(), sizeof gCreateError - 1);
+    size_t tLength = std::min(pText.size(), pSize - 1);
     // Not within a character of UTF-8.
     while (tLength < pText.size() && tLength > 0 &&
            (static_cast<unsigned char>(pText[tLength]) & 0xC0) == 0x80)
         --tLength;
-    if (tLength > 0) std::memcpy(gCreateError, pText.data(), tLength);
-    gCreateError[tLength] = '\0';
+    if (tLength > 0) std::memcpy(pBuffer, pText.data(), tLength);
+    pBuffer[tLength] = '\0';
+}
+
+void keep(const Failure& pFailure)
+{
+    gCode = pFailure.code;
+    gRetry = pFailure.retry ? 1 : 0;
+    gNativeCode = pFailure.nativeCode;
+    keepText(pFailure.sqlState, gSqlState, sizeof gSqlState);
+    keepText(pFailure.text, gText, sizeof gText);
 }
 
 } // namespace
@@ -42,24 +55,47 @@ uint32_t Factory::createDatabase(const char* pDescription, sql::ISqlDatabase** p
 {
     if (!pDatabase) return E_INVALIDARG;
     *pDatabase = nullptr;
-    keepCreateError({});
+    Failure tFailure;
     Description tDescription;
-    if (!tDescription.parse(pDescription ? pDescription : "") || tDescription.value("type") != mType)
-        return 0;
     kom::Ref<sql::ISqlDatabase> tDatabase;
-    std::string tError;
-    const uint32_t tRes = open(tDescription, tDatabase, tError);
-    keepCreateError(tError);
-    if (KFAILED(tRes)) return tRes;
-    *pDatabase = tDatabase.detach();
+    if (!tDescription.parse(pDescription ? pDescription : ""))
+        tFailure.text = tDescription.problem();
+    else if (tDescription.value("type") == mType)
+        tFailure = open(tDescription, tDatabase);
+    for (const std::string& tSecret : tDescription.secrets())
+        hideSecret(tFailure.text, tSecret);
+    keep(tFailure);
+    if (tDatabase) *pDatabase = tDatabase.detach();
+    return tFailure.code;
+}
+
+uint32_t Factory::getCreateError(sql::SqlError* pError)
+{
+    if (!pError) return E_INVALIDARG;
+    Failure tFailure;
+    tFailure.code = gCode;
+    tFailure.retry = gRetry != 0;
+    tFailure.nativeCode = gNativeCode;
+    tFailure.sqlState = gSqlState;
+    tFailure.text = gText;
+    toRecord(tFailure, pError);
     return 0;
 }
 
-uint32_t Factory::getCreateError(char** pText)
+Failure Factory::refused(std::string pText)
 {
-    if (!pText) return E_INVALIDARG;
-    *pText = komStrDup(gCreateError);
-    return 0;
+    Failure tFailure;
+    tFailure.code = E_INVALIDARG;
+    tFailure.text = std::move(pText);
+    return tFailure;
+}
+
+Failure Factory::noLibrary(std::string pText)
+{
+    Failure tFailure;
+    tFailure.code = KPR_E_NOT_FOUND;
+    tFailure.text = std::move(pText);
+    return tFailure;
 }
 
 } // namespace vel::kos::drivers

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "drivers/support/sql_Description.h"
+#include "drivers/support/sql_Failure.h"
 #include "kfw/sql/ISqlDatabaseFactory.h"
 #include "kom/implements.h"
 
@@ -20,14 +21,19 @@ public:
     uint32_t getDescriptionHelp(char** pText) override;
     /// Declines what does not follow the grammar or names another type.
     uint32_t createDatabase(const char* pDescription, sql::ISqlDatabase** pDatabase) override;
-    uint32_t getCreateError(char** pText) override;
+    uint32_t getCreateError(sql::SqlError* pError) override;
 
     virtual ~Factory() = default;
 
 protected:
-    /// Opens the database; on a failure pError tells why.
-    virtual uint32_t open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase,
-                          std::string& pError) = 0;
+    /// Opens the database; a failure, whose code is not 0, when it cannot. What the description calls a
+    /// password or a secret is taken out of its text.
+    virtual Failure open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase) = 0;
+
+    /// A description that says what the driver cannot take.
+    static Failure refused(std::string pText);
+    /// The client library is not there.
+    static Failure noLibrary(std::string pText);
 
 private:
     kom::RefCount mRefCount;

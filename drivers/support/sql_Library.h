@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "kpr/codes.h"
 #include "kpr/dso.h"
 
 namespace vel::kos::drivers {
@@ -21,6 +22,14 @@ public:
         if (!find(pName, &tAddress)) return false;
         pFunction = reinterpret_cast<TFunction*>(tAddress);
         return true;
+    }
+    /// The same for a function that older libraries lack: it stays null there.
+    template <class TFunction>
+    void bindIfThere(const char* pName, TFunction*& pFunction)
+    {
+        void* tAddress = nullptr;
+        if (!KFAILED(kprGetDSOSymbol(mHandle, pName, &tAddress)))
+            pFunction = reinterpret_cast<TFunction*>(tAddress);
     }
     const std::string& problem() const { return mProblem; }
 

@@ -20,7 +20,8 @@ constexpr char OUTPUT[] =
     "are not UTF-8 become U+FFFD.";
 constexpr char LOOKING[] =
     "Commands that only look (classes, info, errors, feature, the facts of the system and its modules, cache "
-    "id, ls, stat and verify, sql types) make no directory, write no class registry and no settings, and "
+    "id, ls, stat and verify, sql types, sql help) make no directory, write no class registry and no "
+    "settings, and "
     "start no "
     "cleaner. A cache that may be read but not written (another user's copy, a read-only volume) is read "
     "without taking part in it by cache get, attrs, has and get-file; a line on standard error says so.";

@@ -22,6 +22,7 @@ Json::Json(Number pNumber)
     : mValue(pNumber.isNegative ? new Value{static_cast<int64_t>(pNumber.bits)} : new Value{pNumber.bits})
 {
 }
+Json::Json(Real pNumber) : mValue(new Value{pNumber.number}) {}
 Json::Json(const Json& pOther) : mValue(new Value{pOther.mValue->json}) {}
 Json::Json(Json&& pOther) noexcept = default;
 Json& Json::operator=(Json pOther) noexcept

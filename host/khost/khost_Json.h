@@ -26,6 +26,11 @@ public:
     }
     template <std::integral T>
     requires(!std::same_as<T, bool>) Json(T pNumber) : Json(toNumber(pNumber)) {}
+    /// A finite number.
+    template <std::floating_point T>
+    Json(T pNumber) : Json(Real{pNumber})
+    {
+    }
     Json(const Json& pOther);
     Json(Json&& pOther) noexcept;
     Json& operator=(Json pOther) noexcept;
@@ -52,6 +57,9 @@ private:
     struct Flag {
         bool set;
     };
+    struct Real {
+        double number;
+    };
     struct Number {
         bool isNegative;
         uint64_t bits;
@@ -64,6 +72,7 @@ private:
 
     explicit Json(Flag pFlag);
     explicit Json(Number pNumber);
+    explicit Json(Real pNumber);
     explicit Json(std::unique_ptr<Value> pValue);
 
     std::unique_ptr<Value> mValue;

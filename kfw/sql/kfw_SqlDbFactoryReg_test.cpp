@@ -11,6 +11,7 @@
 #include "kfw/classes.h"
 #include "kfw/module/kfw_Module.h"
 #include "kfw/module/kfw_Singletons.h"
+#include "kfw/sql/Unsupported.h"
 
 namespace vel::kos::kfw {
 
@@ -35,7 +36,7 @@ uint64_t liveObjects()
 }
 
 /// A database that only tells its type.
-class Database : public kom::Implements<Database, ISqlDatabase> {
+class Database : public sql::Unsupported<kom::Implements<Database, ISqlDatabase>> {
     friend Implements;
 
 public:
@@ -43,12 +44,6 @@ public:
     virtual ~Database() = default;
 
     uint32_t getDatabaseType(char** pType) override { return *pType = komStrDup(mType.c_str()), 0; }
-    uint32_t execute(const char*, const sql::SqlParameters*, uint64_t*) override { return E_FAIL; }
-    uint32_t query(const char*, const sql::SqlParameters*, sql::ISqlRows**) override { return E_FAIL; }
-    uint32_t begin() override { return E_FAIL; }
-    uint32_t commit() override { return E_FAIL; }
-    uint32_t rollback() override { return E_FAIL; }
-    uint32_t getErrorText(char** pText) override { return *pText = komStrDup(""), 0; }
 
 private:
     kom::RefCount mRefCount;
@@ -90,7 +85,7 @@ public:
         if (mMakes) mMade = *pDatabase = kom::retain(new Database(mType)).detach();
         return mCreateCode;
     }
-    uint32_t getCreateError(char** pText) override { return *pText = komStrDup(""), 0; }
+    uint32_t getCreateError(sql::SqlError* pError) override { return *pError = {}, 0; }
 
     uint32_t count() const { return mRefCount.value(); }
 

@@ -102,19 +102,19 @@ class DatabaseFile(HostTest):
 
     def test_a_view_does_not_reach_outside(self):
         result = self.query("create view v as " + self.OUTSIDE, "select * from v")
-        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "unsafe use of")
+        self.assert_fails(result, "sql query", "0x96270007", "SQL_E_PERMISSION", "unsafe use of")
 
     def test_a_trigger_does_not_reach_outside(self):
         result = self.query("create table t (a); create table u (a); create trigger r after insert on t begin "
                             f"insert into u {self.OUTSIDE}; end", "insert into t values (1)")
-        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "unsafe use of")
+        self.assert_fails(result, "sql query", "0x96270007", "SQL_E_PERMISSION", "unsafe use of")
 
     def test_the_schema_is_not_written_behind_its_back(self):
         result = self.query("create table t (a)", "delete from sqlite_schema")
-        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "may not be modified")
+        self.assert_fails(result, "sql query", "0x96270007", "SQL_E_PERMISSION", "may not be modified")
         # Only the defensive mode keeps shadow tables of a full-text index from being written.
         result = self.query("create virtual table f using fts5(a)", "delete from f_data")
-        self.assert_fails(result, "sql query", "0x80004005", "E_FAIL", "may not be modified")
+        self.assert_fails(result, "sql query", "0x96270007", "SQL_E_PERMISSION", "may not be modified")
 
 
 class LogFile(HostTest):

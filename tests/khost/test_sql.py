@@ -2,6 +2,7 @@
 
 import json
 import os
+import shlex
 import shutil
 import socket
 import subprocess
@@ -54,7 +55,7 @@ class Drivers(SqlTest):
     def test_the_example_driver(self):
         folder = os.path.dirname(host.KHOST[-1])
         driver = native(os.path.join(folder, "example_sql_driver.dll" if host.WINDOWS else "libexample_sql_driver.so"))
-        self.assert_done(self.khost("sql", "query", "--driver", driver, "type=words;text=one  two", "any"), "one\ntwo\n")
+        self.assert_done(self.khost("sql", "query", "--driver", driver, "type=words;text=one  two", "any"), "one\t3\ntwo\t3\n")
         self.assert_fails(self.khost("sql", "query", "--driver", driver, "type=sqlite", "any"), "sql query", "0x80000101",
                           "E_NOT_SUPPORTED", "with one of: words")
 
@@ -66,9 +67,20 @@ class Drivers(SqlTest):
                           "KPR_E_NOT_A_DSO", "file")
 
     def test_a_description_that_nobody_takes(self):
-        for description in ("type=oracle;host=x", "file=x.db", "", "type=sqlite;type=sqlite", 'type="sqlite', "sqlite"):
+        for description in ("type=oracle;host=x", "file=x.db", ""):
             self.assert_fails(self.query(description, "select 1"), "sql query", "0x80000101", "E_NOT_SUPPORTED",
-                              "postgresql, sqlite")
+                              "no driver takes the description; it says type=NAME, with one of: postgresql, sqlite")
+        for description, problem in (("type=sqlite;type=sqlite", "at byte 12: a key is given twice"),
+                                     ('type="sqlite', "at byte 0: a quoted value has no end"),
+                                     ("sqlite", "at byte 0: a key is not followed by")):
+            self.assert_fails(self.query(description, "select 1"), "sql query", "0x80000101", "E_NOT_SUPPORTED", problem)
+
+    def test_help(self):
+        result = self.khost("sql", "help", "sqlite")
+        self.assert_done(result)
+        self.assertIn("file=PATH", result.text)
+        self.assertIn("host=NAME", json.loads(self.khost("sql", "help", "postgresql", "--json").text))
+        self.assert_fails(self.khost("sql", "help", "oracle"), "sql help", "0x80004005", "E_FAIL", '"oracle"')
 
     def test_no_client_library(self):
         if not host.WINDOWS:
@@ -93,13 +105,13 @@ class Sqlite(SqlTest):
         self.assert_done(self.query(self.file, "insert into t values (1, 'x\ty\nz\\'), (2, null), (3, 'ä')"), "")
         self.assert_done(self.query(self.file, "select * from t order by a"), "1\tx\\ty\\nz\\\\\n2\t\\N\n3\tä\n")
         result = self.query(self.file, "select a, b from t order by a", "--json")
-        self.assertEqual(json.loads(result.text), [{"a": "1", "b": "x\ty\nz\\"}, {"a": "2", "b": None},
-                                                   {"a": "3", "b": "ä"}])
+        self.assertEqual(json.loads(result.text), [{"a": 1, "b": "x\ty\nz\\"}, {"a": 2, "b": None},
+                                                   {"a": 3, "b": "ä"}])
 
     def test_json_keeps_columns_of_one_name(self):
         result = self.query(self.file, "select 1 as a, 2 as a, 3 as b, 4 as a, 5 as 'a:2'", "--json")
         self.assert_done(result)
-        self.assertEqual(json.loads(result.text), [{"a": "1", "a:2": "2", "b": "3", "a:3": "4", "a:2:2": "5"}])
+        self.assertEqual(json.loads(result.text), [{"a": 1, "a:2": 2, "b": 3, "a:3": 4, "a:2:2": 5}])
 
     def test_many_rows(self):
         # Each line of the shell opens the database anew; what one statement does is a transaction.
@@ -115,19 +127,26 @@ class Sqlite(SqlTest):
         self.assertFalse(os.path.exists(self.path(":memory:")))
 
     def test_errors(self):
-        self.assert_fails(self.query(self.file, "selec 1"), "sql query", "0x80004005", "E_FAIL", "syntax error")
-        self.assert_fails(self.query(self.file, "select * from missing"), "sql query", "0x80004005", "E_FAIL",
-                          "no such table: missing")
-        self.assert_fails(self.query(self.file, "select 1; select 2"), "sql query", "0x80070057", "E_INVALIDARG",
-                          "more than one statement")
-        self.assert_fails(self.query(self.file, "  "), "sql query", "0x80070057", "E_INVALIDARG", "no statement")
-        self.assert_fails(self.query(self.file, "select ?"), "sql query", "0x80070057", "E_INVALIDARG", "parameters")
+        self.assert_fails(self.query(self.file, "select * from missing"), "sql query", "0x96270005", "SQL_E_NO_OBJECT",
+                          "[42P01] no such table: missing")
+        self.assert_fails(self.query(self.file, "select ?"), "sql query", "0x9627000C", "SQL_E_PARAMETERS",
+                          "parameter 0 has no value")
+        # Where it is known: the line of the statement, and a mark.
+        for statement, problem, line, mark in (
+                ("selec 1", "[42601]", "selec 1", 0), ("select 1; select 2", "more than one statement", "select 1; select 2", 9),
+                ("  ", "no statement", "  ", 0), ("select 1,\n  ä, nothing from\n t", "[42601]", "  ä, nothing from", 5),
+                ("select 'ä',\t\x1b 1", "[42", "select 'ä',\\t\\x1b 1", 13)):
+            result = self.query(self.file, statement)
+            self.assertEqual(result.status, 1)
+            told, shown, marked = result.errors.split("\n")[:3]
+            self.assertIn(problem, told)
+            self.assertEqual((shown, marked), ("  " + line, "  " + " " * mark + "^"))
 
     def test_a_missing_file(self):
         missing = native(self.path("nowhere", "x.db"))
-        self.assert_fails(self.query(f"type=sqlite;file={missing}", "select 1"), "sql query", "0x80004005", "E_FAIL",
+        self.assert_fails(self.query(f"type=sqlite;file={missing}", "select 1"), "sql query", "0x96270008", "SQL_E_CONNECTION",
                           "unable to open database file")
-        self.assert_fails(self.query(self.file + ";create=no", "select 1"), "sql query", "0x80004005", "E_FAIL",
+        self.assert_fails(self.query(self.file + ";create=no", "select 1"), "sql query", "0x96270008", "SQL_E_CONNECTION",
                           "unable to open database file")
         self.assertFalse(os.path.exists(self.path("test.db")))
 
@@ -140,12 +159,92 @@ class Sqlite(SqlTest):
     def test_read_only(self):
         self.assert_done(self.query(self.file, "create table t (a)"), "")
         self.assert_fails(self.query(self.file + ";readonly=yes", "insert into t values (1)"), "sql query",
-                          "0x80004005", "E_FAIL", "readonly")
+                          "0x80000102", "E_READ_ONLY", "[25006]")
 
     def test_a_file_that_is_no_database(self):
         self.write("test.db", b"not a database at all, but long enough to be looked at" * 100)
-        self.assert_fails(self.query(self.file, "select * from t"), "sql query", "0x80004005", "E_FAIL",
-                          "not a database")
+        self.assert_fails(self.query(self.file, "select * from t"), "sql query", "0x9627000E",
+                          "SQL_E_DAMAGED", "not a database")
+
+    def test_exec(self):
+        def done(*arguments, changed):
+            result = self.khost("sql", "exec", self.file, *arguments)
+            self.assert_done(result)
+            self.assertRegex(result.text, "^" + changed + r", \d+\.\d{3} s\n$")
+        done("create table t (a, b)", changed="0 rows changed")
+        done("insert into t values (?, ?)", "--param", "5", "--param", "text:5", changed="1 row changed")
+        done("insert into t values (:a, :b), (null, null)", "-p", ":b=bytes:00FF", "-p", ":a=0.5", changed="2 rows changed")
+        self.assert_done(self.query(self.file, "select typeof(a), b from t"), "integer\t5\nreal\t\\x00ff\nnull\t\\N\n")
+        result = self.khost("sql", "exec", self.file, "delete from t where a = ?", "--param", "5", "--json")
+        self.assertEqual(json.loads(result.text)["changed"], 1)
+        for wrong, problem in (("int:x", "not a whole number"), ("bytes:0", "pairs"), (":a", ":NAME=VALUE"), ("null:x", "null:")):
+            self.assert_usage(self.khost("sql", "exec", self.file, "select ?", "--param", wrong), problem)
+        self.assert_usage(self.khost("sql", "exec", self.file), "either a statement or --script")
+        self.assert_fails(self.khost("sql", "exec", self.file, "select :a", "--param", ":b=1"), "sql exec", "0x9627000C",
+                          "SQL_E_PARAMETERS", '":b"')
+        self.assert_fails(self.khost("sql", "exec", self.file, "select ?", "-p", "1", "-p", "2"), "sql exec", "0x9627000C",
+                          "SQL_E_PARAMETERS")
+
+    def test_script(self):
+        good = self.write("good.sql", b"create table t (a);\ninsert into t values (1);\n-- done\n")
+        bad = self.write("bad.sql", b"insert into t values (2);\nselec 3;\n")
+        result = self.khost("sql", "exec", self.file, "--script", native(good))
+        self.assert_done(result)
+        self.assertRegex(result.text, r"^2 statements, ")
+        result = self.khost("sql", "exec", self.file, "--script", native(bad))
+        self.assertEqual(result.status, 1)
+        self.assertEqual(result.errors.splitlines()[1:], ["  selec 3;", "  ^"])
+        self.assert_done(self.query(self.file, "select a from t"), "1\n")
+        result = self.khost("sql", "exec", self.file, "--script", "-", stdin=b"insert into t values (3)")
+        self.assert_done(result)
+        self.assert_done(self.query(self.file, "select a from t"), "1\n3\n")
+
+    def test_forms(self):
+        select = "select 1 as n, 'a,\"b' as t, '' as e, null as z, x'00ff' as b, 0.5 as d"
+        self.assert_done(self.query(self.file, select, "--header"), "n\tt\te\tz\tb\td\n1\ta,\"b\t\t\\N\t\\x00ff\t0.5\n")
+        self.assert_done(self.query(self.file, select, "--csv"), 'n,t,e,z,b,d\r\n1,"a,""b","",,00ff,0.5\r\n')
+        self.assertEqual(json.loads(self.query(self.file, select, "--json").text),
+                         [{"n": 1, "t": 'a,"b', "e": "", "z": None, "b": {"bytes": "00ff"}, "d": 0.5}])
+        self.assertEqual(json.loads(self.query(self.file, "select 9223372036854775807 as n, 1e999 as i", "--json").text),
+                         [{"n": 9223372036854775807, "i": "inf"}])
+        self.assert_done(self.query(self.file, "select 1 where 0"), "")
+        self.assertEqual(json.loads(self.query(self.file, "select 1 where 0", "--json").text), [])
+
+    @host.posix_only("a terminal is made with a pseudo terminal")
+    def test_a_terminal(self):
+        terminal = host.Terminal(self.command("sql", "query", self.file, "select 1 as number, 'ä\x1b\n' as t union all select 23, null"),
+                                 self.environment())
+        shown = terminal.read().decode()
+        self.assertRegex(shown, r"^number  t\n------  -------\n     1  ä\\x1b\\n\n    23  NULL\n\(2 rows, \d\.\d{3} s\)\n$")
+
+    def test_tables(self):
+        self.assert_done(self.khost("sql", "tables", self.file), "")
+        self.assert_done(self.query(self.file, "create table t (a integer primary key, b text not null default 'x')"), "")
+        self.assert_done(self.khost("sql", "tables", self.file), "main\tt\ttable\n")
+        self.assertEqual(json.loads(self.khost("sql", "tables", self.file, "--json").text),
+                         [{"schema": "main", "name": "t", "kind": "table"}])
+        self.assert_done(self.khost("sql", "describe", self.file, "t"), "a\tINTEGER\t1\t\\N\t1\nb\tTEXT\t0\t'x'\t0\n")
+        self.assert_fails(self.khost("sql", "describe", self.file, "missing"), "sql describe", "0x96270005",
+                          "SQL_E_NO_OBJECT", '"missing"')
+
+    def test_descriptions_from_elsewhere(self):
+        file = self.write("description", self.file.encode() + b"\n")
+        self.assert_done(self.query("@" + native(file), "select 1"), "1\n")
+        self.assert_done(self.khost("sql", "query", "@-", "select 2", stdin=self.file.encode()), "2\n")
+        env = self.environment(ORDERS=self.file)
+        self.assert_done(self.khost("sql", "query", "env:ORDERS", "select 3", env=env), "3\n")
+        self.assert_fails(self.query("env:KHOST_MISSING", "select 1"), "sql query", "0x96230003", "KPR_E_NOT_FOUND",
+                          "KHOST_MISSING")
+        self.assert_fails(self.query("@" + native(self.path("missing")), "select 1"), "sql query", "0x96230003",
+                          "KPR_E_NOT_FOUND", "missing")
+        result = self.shell().run("sql query @- 'select 1'")
+        self.assertEqual((result.status, result.text), (2, ""))
+
+    def test_timeout(self):
+        self.assert_fails(self.query(self.file, "with recursive c(n) as (select 1 union all select n + 1 from c) "
+                                     "select count(*) from c", "--timeout", "100"), "sql query", "0x96270009",
+                          "SQL_E_TIMEOUT", "[57014]")
+        self.assert_usage(self.query(self.file, "select 1", "--timeout", "soon"), "milliseconds")
 
 
 def free_port():
@@ -187,7 +286,11 @@ class Postgresql(SqlTest):
     @classmethod
     def start(cls):
         cls.run_tool("pg_ctl", "-D", cls.data + "/db", "-w", "-s", "-l", cls.data + "/log", "-o",
-                     f"-p {cls.port} -c listen_addresses=127.0.0.1 -c unix_socket_directories='' -c fsync=off", "start")
+                     cls.options(), "start")
+
+    @classmethod
+    def options(cls):
+        return f"-p {cls.port} -c listen_addresses=127.0.0.1 -c unix_socket_directories='' -c fsync=off"
 
     @classmethod
     def stop(cls):
@@ -207,23 +310,52 @@ class Postgresql(SqlTest):
         rows = self.query(self.database, "select * from t order by a").text.splitlines()
         self.assertEqual(rows, [f"{n}\trow {n}" for n in range(1, 10001)])
         result = self.query(self.database, "select a, null as b from t where b = 'row 7' and '?' = '?'", "--json")
-        self.assertEqual(json.loads(result.text), [{"a": "7", "b": None}])
+        self.assertEqual(json.loads(result.text), [{"a": 7, "b": None}])
 
     def test_the_driver_through_its_interface(self):
         program = os.path.join(os.path.dirname(host.KHOST[-1]), "sql_drivers_test")
-        done = subprocess.run([program, "--gtest_filter=*postgresql*"], stdout=subprocess.PIPE, text=True, check=False,
-                              env=self.environment(KFW_TEST_POSTGRESQL=self.database), timeout=host.TIMEOUT)
+        restart = " ".join(shlex.quote(word) for word in
+                           [*self.user, os.path.join(POSTGRES, "pg_ctl"), "-D", self.data + "/db", "-m", "fast", "-w", "-s",
+                            "-l", self.data + "/log", "-o", self.options(), "restart"])
+        with socket.socket() as silent:
+            silent.bind(("127.0.0.1", 0))
+            silent.listen(1)
+            env = self.environment(KFW_TEST_POSTGRESQL=self.database,
+                                   KFW_TEST_POSTGRESQL_RESTART=f"cd {shlex.quote(self.data)} && {restart} >/dev/null 2>&1",
+                                   KFW_TEST_SILENT_PORT=str(silent.getsockname()[1]))
+            done = subprocess.run([program, "--gtest_filter=*postgresql*"], stdout=subprocess.PIPE, text=True,
+                                  check=False, env=env, timeout=host.TIMEOUT)
         self.assertEqual(done.returncode, 0, done.stdout)
-        self.assertIn("[  PASSED  ] 10 tests.", done.stdout)
+        self.assertNotIn("SKIPPED", done.stdout)
+        self.assertGreaterEqual(done.stdout.count("[       OK ]"), 42, done.stdout)
+
+    def test_passwords_stand_in_no_output(self):
+        """A password of a description is searched for in everything that khost says, with every kind of failure."""
+        marker = "pass-word-marker"
+        good = self.place + ";sslpassword=" + marker + ';password="se;cret"'
+        said = b""
+        for description in (self.place + ";password=" + marker, self.place + ";port=1;password=" + marker,
+                            self.place + ";colour=red;password=" + marker, f'password={marker};password={marker}',
+                            f'password="{marker}', f"{self.place};password=x;{marker}", f"{marker}", good + ";sslmode=" + marker):
+            result = self.khost("--log-level", "debug", "sql", "query", description, "select 1")
+            self.assertEqual(result.status, 1, description)
+            said += result.out + result.err
+        for statement in ("select 1", f'select * from "{marker}"', f"select '{marker}'::int", "selec"):
+            result = self.khost("--log-level", "debug", "sql", "query", good, statement)
+            # What the statement itself says is the user's own; the mark below it shows its line.
+            said += result.out + result.err.split(b"\n")[0]
+        self.assertNotIn(marker.encode(), said)
 
     def test_a_wrong_password(self):
-        self.assert_fails(self.query(self.place + ";password=wrong", "select 1"), "sql query", "0x80004005", "E_FAIL",
-                          "password authentication failed")
+        self.assert_fails(self.query(self.place + ";password=wrong", "select 1"), "sql query", "0x96270007",
+                          "SQL_E_PERMISSION", "password authentication failed")
 
     def test_errors(self):
-        self.assert_fails(self.query(self.database, "selec 1"), "sql query", "0x80004005", "E_FAIL", "syntax error")
-        self.assert_fails(self.query(self.database, ""), "sql query", "0x80004005", "E_FAIL", "no statement")
-        self.assert_fails(self.query(self.database + ";colour=red", "select 1"), "sql query", "0x80004005", "E_FAIL",
+        result = self.query(self.database, "select 'ä', 1 frm t")
+        self.assertEqual(result.errors.splitlines(), [
+            "khost: sql query: 0x96270001 SQL_E_SYNTAX the statement is not valid: [42601] syntax error at or near \"t\"",
+            "  select 'ä', 1 frm t", "                    ^"])
+        self.assert_fails(self.query(self.database + ";colour=red", "select 1"), "sql query", "0x80070057", "E_INVALIDARG",
                           "colour")
 
     def test_a_server_that_is_gone(self):

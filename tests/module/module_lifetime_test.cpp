@@ -117,7 +117,7 @@ public:
         *pDatabase = nullptr;
         return 0;
     }
-    uint32_t getCreateError(char** pText) override { return hand("", pText); }
+    uint32_t getCreateError(sql::SqlError* pError) override { return *pError = {}, 0; }
 
 private:
     static uint32_t hand(const char* pText, char** pOut)

@@ -1,241 +1,205 @@
-// sql types, sql query.
-#include <set>
+// sql exec, sql query, sql tables, sql describe, sql types, sql help.
+#include <charconv>
+#include <cstdio>
 
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Console.h"
+#include "host/khost/khost_Files.h"
 #include "host/khost/khost_Session.h"
-#include "kfw/classes.h"
-#include "kfw/sql/driver.h"
-#include "kpr/dir.h"
-#include "kpr/dso.h"
-#include "kpr/path.h"
+#include "host/khost/khost_SqlOutput.h"
+#include "host/khost/khost_SqlSession.h"
+#include "kpr/time.h"
 
 namespace vel::kos::host {
 
 namespace {
 
-using Registry = kom::Ref<sql::ISqlDatabaseFactoryRegistry>;
-
-/// Loads a driver module, for the rest of the process, and has it announce its factories, once: a module is
-/// the same by whatever path it was given.
-uint32_t loadDriver(sql::ISqlDatabaseFactoryRegistry* pRegistry, const std::string& pPath)
+uint64_t now()
 {
-    static std::set<KprDSO> sLoaded;
-    KprDSO tModule = 0;
-    if (auto tRes = kprOpenDSO(pPath.c_str(), 0, &tModule); KFAILED(tRes)) return tRes;
-    void* tAnnounce = nullptr;
-    uint32_t tRes = 0;
-    if (sLoaded.contains(tModule)) {
-        kprCloseDSO(tModule);
-    } else if (KFAILED(kprGetDSOSymbol(tModule, sql::ANNOUNCE_FACTORIES, &tAnnounce))) {
-        kprCloseDSO(tModule);
-        tRes = KOM_E_NOT_A_MODULE;
-    } else {
-        tRes = reinterpret_cast<sql::AnnounceFactories>(tAnnounce)(pRegistry);
-        if (!KFAILED(tRes)) sLoaded.insert(tModule);
-    }
-    return tRes;
+    uint64_t tNow = 0;
+    kprGetMonotonicTime(&tNow);
+    return tNow;
 }
 
-/// The modules in the folder "drivers" beside the module that provides the registry.
-std::vector<std::string> installedDrivers(Session& pSession)
+SqlForm formOf(const Session& pSession, const Arguments& pArguments)
 {
-    std::string tModule, tFolder;
-    KomClassList* tClasses = nullptr;
-    if (!KFAILED(komListClasses(&tClasses))) {
-        for (uint32_t i = 0; i < tClasses->count; ++i)
-            if (std::string_view(tClasses->classes[i].classId) == fw::CLASS_SQL_FACTORY_REGISTRY)
-                tModule = tClasses->classes[i].modulePath;
-        komFree(tClasses);
-    }
-    // Without a class registry the module is the one that would be registered.
-    if (tModule.empty() && !pSession.findModule("", tModule)) return {};
-    if (!KFAILED(fetchPath(tFolder, [&](char* pBuffer, uint32_t pSize) {
-            return kprGetDirname(tModule.c_str(), pBuffer, pSize);
-        })))
-        tFolder = joinPath(tFolder, "drivers");
-
-    std::set<std::string> tPaths;
-    KprDir tDir;
-    if (tFolder.empty() || KFAILED(kprOpenDir(tFolder.c_str(), &tDir))) return {};
-    char tName[1024];
-    while (!KFAILED(kprReadDir(tDir, tName, sizeof tName, nullptr)))
-        if (std::string_view(tName).ends_with(kprGetDSOSuffix())) tPaths.insert(joinPath(tFolder, tName));
-    kprCloseDir(tDir);
-    return {tPaths.begin(), tPaths.end()};
+    if (pSession.json()) return SqlForm::JSON;
+    if (pArguments.has("--csv")) return SqlForm::CSV;
+    return isTerminal(Stream::OUTPUT) ? SqlForm::TABLE : SqlForm::TABS;
 }
 
-/// The registry with every driver in it; empty after a failure, which has been told. A driver of the folder
-/// that does not load is told of and left out, one that was asked for is a failure.
-Registry openRegistry(Session& pSession, const Arguments& pArguments)
+/// "3 rows", "1 row".
+std::string counted(uint64_t pCount, const std::string& pWhat)
 {
-    auto tRegistry = pSession.create<sql::ISqlDatabaseFactoryRegistry>(fw::CLASS_SQL_FACTORY_REGISTRY);
-    if (!tRegistry) return {};
-    for (const std::string& tPath : pArguments.list("--driver"))
-        if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) {
-            pSession.fail(tRes, tPath);
-            return {};
-        }
-    if (pArguments.list("--driver").empty())
-        for (const std::string& tPath : installedDrivers(pSession))
-            if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) pSession.fail(tRes, tPath);
-    return tRegistry;
+    return std::to_string(pCount) + " " + pWhat + (pCount == 1 ? "" : "s");
 }
 
-std::vector<std::string> databaseTypes(sql::ISqlDatabaseFactoryRegistry* pRegistry)
-{
-    sql::StringList tList;
-    std::vector<std::string> tTypes;
-    pRegistry->getDatabaseTypes(&tList);
-    for (uint32_t i = 0; i < tList.mCount; ++i) {
-        tTypes.emplace_back(tList.mStrings[i]);
-        komFree(tList.mStrings[i]);
-    }
-    komFree(tList.mStrings);
-    return tTypes;
-}
+double secondsSince(uint64_t pBegan) { return static_cast<double>(now() - pBegan) / 1e6; }
 
-/// A driver's text on one line.
-std::string onOneLine(std::string_view pText)
+std::string secondsText(double pSeconds)
 {
-    std::string tLine;
-    for (const char tChar : pText) {
-        const bool tBlank = tChar == '\n' || tChar == '\r' || tChar == '\t' || tChar == ' ';
-        if (!tBlank)
-            tLine += tChar;
-        else if (!tLine.empty() && tLine.back() != ' ')
-            tLine += ' ';
-    }
-    return tLine;
-}
-
-/// Why the first factory that could not open the description could not, in its driver's words.
-std::string createError(sql::ISqlDatabaseFactoryRegistry* pRegistry)
-{
-    for (const std::string& tType : databaseTypes(pRegistry)) {
-        kom::Ref<sql::ISqlDatabaseFactory> tFactory;
-        kom::HeapString tText;
-        if (!KFAILED(pRegistry->getFactory(tType.c_str(), tFactory.out())) &&
-            !KFAILED(tFactory->getCreateError(tText.out())) && !tText.empty())
-            return tText.c_str();
-    }
-    return {};
+    char tText[32];
+    std::snprintf(tText, sizeof tText, "%.3f s", pSeconds);
+    return tText;
 }
 
 int types(Session& pSession, const Arguments& pArguments)
 {
-    const Registry tRegistry = openRegistry(pSession, pArguments);
+    const SqlRegistry tRegistry = openSqlRegistry(pSession, pArguments);
     if (!tRegistry) return STATUS_FAILED;
-    const auto tTypes = databaseTypes(tRegistry.get());
+    const auto tTypes = sqlTypes(tRegistry.get());
     if (pSession.json()) pSession.printJson(tTypes);
     for (const std::string& tType : tTypes)
         if (!pSession.json()) pSession.print(tType + "\n");
     return STATUS_DONE;
 }
 
-/// A value in a tab-separated line: "\N" for null, and tabs, line breaks and backslashes as \t, \n, \r and
-/// \\.
-std::string fieldText(const kom::HeapString& pValue)
+int help(Session& pSession, const Arguments& pArguments)
 {
-    if (pValue.isNull()) return "\\N";
-    std::string tText;
-    for (const char* tChar = pValue.c_str(); *tChar; ++tChar) {
-        switch (*tChar) {
-        case '\t':
-            tText += "\\t";
-            break;
-        case '\n':
-            tText += "\\n";
-            break;
-        case '\r':
-            tText += "\\r";
-            break;
-        case '\\':
-            tText += "\\\\";
-            break;
-        default:
-            tText += *tChar;
-        }
-    }
-    return tText;
-}
-
-/// Prints the current row, or adds it to the array.
-uint32_t takeRow(Session& pSession, sql::ISqlRows* pRows, const std::vector<std::string>& pColumns,
-                 Json& pJson)
-{
-    std::string tLine;
-    auto tObject = Json::object();
-    for (uint32_t i = 0; i < pColumns.size(); ++i) {
-        kom::HeapString tValue;
-        if (auto tRes = pRows->getText(i, tValue.out()); KFAILED(tRes)) return tRes;
-        if (pSession.json())
-            tObject.set(pColumns[i], tValue.isNull() ? Json() : Json(tValue.c_str()));
-        else
-            tLine += (i ? "\t" : "") + fieldText(tValue);
-    }
+    const SqlRegistry tRegistry = openSqlRegistry(pSession, pArguments);
+    if (!tRegistry) return STATUS_FAILED;
+    const std::string& tType = pArguments.text("TYPE");
+    kom::Ref<sql::ISqlDatabaseFactory> tFactory;
+    if (auto tRes = tRegistry->getFactory(tType.c_str(), tFactory.out()); KFAILED(tRes))
+        return pSession.fail(tRes, "no driver is loaded for the type \"" + tType + "\"");
+    kom::HeapString tText;
+    if (auto tRes = tFactory->getDescriptionHelp(tText.out()); KFAILED(tRes))
+        return pSession.fail(tRes, tType);
     if (pSession.json())
-        pJson.add(std::move(tObject));
+        pSession.printJson(Json(tText.c_str()));
     else
-        pSession.print(tLine + "\n");
-    return 0;
+        pSession.print(tText.c_str());
+    return STATUS_DONE;
 }
 
-/// Numbers names that occur again: "a", "a:2".
-void makeUnique(std::vector<std::string>& pNames)
+/// Prints the rows of a result, and on a terminal how many and how long.
+int finishRows(Session& pSession, const Arguments& pArguments, sql::ISqlDatabase* pDatabase,
+               sql::ISqlRows* pRows, const std::string& pStatement, uint64_t pBegan)
 {
-    std::set<std::string> tTaken;
-    for (std::string& tName : pNames) {
-        std::string tUnique = tName;
-        for (unsigned i = 2; !tTaken.insert(tUnique).second; ++i)
-            tUnique = tName + ":" + std::to_string(i);
-        tName = std::move(tUnique);
-    }
-}
-
-uint32_t printRows(Session& pSession, sql::ISqlRows* pRows)
-{
-    uint32_t tCount = 0, tRow = 0;
-    if (auto tRes = pRows->getColumnCount(&tCount); KFAILED(tRes)) return tRes;
-    std::vector<std::string> tColumns;
-    for (uint32_t i = 0; i < tCount; ++i) {
-        kom::HeapString tName;
-        if (auto tRes = pRows->getColumnName(i, tName.out()); KFAILED(tRes)) return tRes;
-        tColumns.emplace_back(tName.c_str());
-    }
-    if (pSession.json()) makeUnique(tColumns);
-    auto tJson = Json::array();
-    for (;;) {
-        if (auto tRes = pRows->next(&tRow); KFAILED(tRes)) return tRes;
-        if (!tRow) break;
-        if (auto tRes = takeRow(pSession, pRows, tColumns, tJson); KFAILED(tRes)) return tRes;
-    }
-    if (pSession.json()) pSession.printJson(tJson);
-    return 0;
+    uint64_t tCount = 0;
+    const SqlForm tForm = formOf(pSession, pArguments);
+    const uint32_t tRes = printSqlRows(pSession, pRows, tForm, pArguments.has("--header"), &tCount);
+    if (KFAILED(tRes)) return failSql(pSession, pDatabase, tRes, pStatement);
+    if (tForm == SqlForm::TABLE)
+        pSession.print("(" + counted(tCount, "row") + ", " + secondsText(secondsSince(pBegan)) + ")\n");
+    return STATUS_DONE;
 }
 
 int query(Session& pSession, const Arguments& pArguments)
 {
-    const Registry tRegistry = openRegistry(pSession, pArguments);
-    if (!tRegistry) return STATUS_FAILED;
-    kom::Ref<sql::ISqlDatabase> tDatabase;
-    if (auto tRes = tRegistry->createDatabase(pArguments.text("DESCRIPTION").c_str(), tDatabase.out());
-        KFAILED(tRes))
-        return pSession.fail(tRes, onOneLine(createError(tRegistry.get())));
-    if (!tDatabase) {
-        std::string tTypes;
-        for (const std::string& tType : databaseTypes(tRegistry.get()))
-            tTypes += (tTypes.empty() ? "" : ", ") + tType;
-        return pSession.fail(E_NOT_SUPPORTED,
-                             "no driver takes the description; it says type=NAME, with one of: " +
-                                 (tTypes.empty() ? std::string("(no driver is loaded)") : tTypes));
-    }
+    int tStatus = STATUS_FAILED;
+    const auto tDatabase = openSqlDatabase(pSession, pArguments, &tStatus);
+    if (!tDatabase) return tStatus;
+    const std::string& tText = pArguments.text("SQL");
+    const auto tBegan = now();
     kom::Ref<sql::ISqlRows> tRows;
-    uint32_t tRes = tDatabase->query(pArguments.text("SQL").c_str(), nullptr, tRows.out());
-    if (!KFAILED(tRes)) tRes = printRows(pSession, tRows.get());
-    if (!KFAILED(tRes)) return STATUS_DONE;
-    kom::HeapString tText;
-    tDatabase->getErrorText(tText.out());
-    return pSession.fail(tRes, onOneLine(tText.c_str()));
+    kom::Ref<sql::ISqlStatement> tStatement;
+    uint32_t tRes = 0;
+    if (pArguments.has("--param")) {
+        tRes = tDatabase->prepare(tText.c_str(), tStatement.out());
+        if (tStatement &&
+            !bindSqlParameters(pSession, pArguments, tDatabase.get(), tStatement.get(), tText, &tStatus))
+            return tStatus;
+        if (tStatement) tRes = tStatement->query(nullptr, tRows.out());
+    } else {
+        tRes = tDatabase->query(tText.c_str(), nullptr, tRows.out());
+    }
+    if (KFAILED(tRes)) return failSql(pSession, tDatabase.get(), tRes, tText);
+    return finishRows(pSession, pArguments, tDatabase.get(), tRows.get(), tText, tBegan);
+}
+
+int finishChange(Session& pSession, uint64_t pCount, const char* pWhat, const char* pName, double pSeconds)
+{
+    if (pSession.json()) {
+        pSession.printJson(Json::object({{pName, pCount}, {"seconds", pSeconds}}));
+    } else {
+        pSession.print(counted(pCount, pWhat) + (pName == std::string_view("changed") ? " changed, " : ", ") +
+                       secondsText(pSeconds) + "\n");
+    }
+    return STATUS_DONE;
+}
+
+/// The statements of a file, all or none of them.
+int script(Session& pSession, const Arguments& pArguments, sql::ISqlDatabase* pDatabase)
+{
+    const std::string& tFile = pArguments.text("--script");
+    if (tFile == "-" && pSession.inShell())
+        return pSession.usage("standard input holds the commands of the shell");
+    fw::CacheBytes tBytes{};
+    if (auto tRes = tFile == "-" ? readWholeInput(&tBytes) : readWholeFile(tFile, &tBytes); KFAILED(tRes))
+        return pSession.fail(tRes, tFile);
+    const std::string tScript(static_cast<const char*>(static_cast<const void*>(tBytes.mData)), tBytes.mSize);
+    if (tScript.find('\0') != std::string::npos) return pSession.fail(E_INVALIDARG, tFile + " holds a NUL");
+    const auto tBegan = now();
+    uint64_t tCount = 0;
+    uint32_t tRes = pDatabase->begin(sql::SQL_BEGIN_DEFERRED, sql::SQL_ISOLATION_DEFAULT);
+    if (!KFAILED(tRes)) tRes = pDatabase->executeScript(tScript.c_str(), &tCount);
+    if (!KFAILED(tRes)) tRes = pDatabase->commit();
+    // Without its commit the transaction goes with the connection.
+    if (KFAILED(tRes)) return failSql(pSession, pDatabase, tRes, tScript);
+    return finishChange(pSession, tCount, "statement", "statements", secondsSince(tBegan));
+}
+
+int exec(Session& pSession, const Arguments& pArguments)
+{
+    const bool tHasText = !pArguments.text("SQL").empty();
+    if (tHasText == pArguments.has("--script"))
+        return pSession.usage("either a statement or --script FILE is given");
+    if (pArguments.has("--script") && pArguments.has("--param"))
+        return pSession.usage("a script has no parameters");
+    int tStatus = STATUS_FAILED;
+    const auto tDatabase = openSqlDatabase(pSession, pArguments, &tStatus);
+    if (!tDatabase) return tStatus;
+    if (!tHasText) return script(pSession, pArguments, tDatabase.get());
+    const std::string& tText = pArguments.text("SQL");
+    const auto tBegan = now();
+    uint64_t tChanged = 0;
+    kom::Ref<sql::ISqlStatement> tStatement;
+    uint32_t tRes = 0;
+    if (pArguments.has("--param")) {
+        tRes = tDatabase->prepare(tText.c_str(), tStatement.out());
+        if (tStatement &&
+            !bindSqlParameters(pSession, pArguments, tDatabase.get(), tStatement.get(), tText, &tStatus))
+            return tStatus;
+        if (tStatement) tRes = tStatement->execute(nullptr, &tChanged);
+    } else {
+        tRes = tDatabase->execute(tText.c_str(), nullptr, &tChanged);
+    }
+    if (KFAILED(tRes)) return failSql(pSession, tDatabase.get(), tRes, tText);
+    return finishChange(pSession, tChanged, "row", "changed", secondsSince(tBegan));
+}
+
+int tables(Session& pSession, const Arguments& pArguments)
+{
+    int tStatus = STATUS_FAILED;
+    const auto tDatabase = openSqlDatabase(pSession, pArguments, &tStatus);
+    if (!tDatabase) return tStatus;
+    const auto tBegan = now();
+    kom::Ref<sql::ISqlRows> tRows;
+    if (auto tRes = tDatabase->listTables(tRows.out()); KFAILED(tRes))
+        return failSql(pSession, tDatabase.get(), tRes, {});
+    return finishRows(pSession, pArguments, tDatabase.get(), tRows.get(), {}, tBegan);
+}
+
+int describe(Session& pSession, const Arguments& pArguments)
+{
+    int tStatus = STATUS_FAILED;
+    const auto tDatabase = openSqlDatabase(pSession, pArguments, &tStatus);
+    if (!tDatabase) return tStatus;
+    const auto tBegan = now();
+    kom::Ref<sql::ISqlRows> tRows;
+    if (auto tRes = tDatabase->describeTable(pArguments.text("TABLE").c_str(), tRows.out()); KFAILED(tRes))
+        return failSql(pSession, tDatabase.get(), tRes, {});
+    return finishRows(pSession, pArguments, tDatabase.get(), tRows.get(), {}, tBegan);
+}
+
+std::string checkTimeout(const std::string& pValue)
+{
+    uint32_t tNumber = 0;
+    const auto tEnd = pValue.data() + pValue.size();
+    const auto tRead = std::from_chars(pValue.data(), tEnd, tNumber);
+    return !pValue.empty() && tRead.ec == std::errc() && tRead.ptr == tEnd ? ""
+                                                                           : "not a number of milliseconds";
 }
 
 } // namespace
@@ -247,6 +211,37 @@ void addSqlCommands(std::vector<Command>& pTable)
                             .help = "A driver module to use, instead of those in the folder \"drivers\"",
                             .repeatable = true,
                             .completes = Completes::FILES};
+    const Option tTimeout = {.names = "--timeout",
+                             .value = "MILLISECONDS",
+                             .help = "Stop a statement that takes longer",
+                             .check = checkTimeout};
+    const Option tParam = {.names = "--param,-p",
+                           .value = "VALUE",
+                           .help = "The value of the next \"?\", or :NAME=VALUE that of \":NAME\"",
+                           .repeatable = true,
+                           .check = checkSqlParameter};
+    const Option tCsv = {.names = "--csv", .help = "Print lines of comma-separated values, with a header"};
+    const Option tHeader = {.names = "--header", .help = "Print the names of the columns before the rows"};
+    const Positional tDescription = {.name = "DESCRIPTION",
+                                     .help = "Which database: type=sqlite;file=PATH; @FILE, @- or env:NAME "
+                                             "to read that from a file, from standard "
+                                             "input or from a variable, where others do not see a password"};
+    static constexpr char PARAMETERS[] =
+        "A value of --param is an integer or a number when it looks like one, and a text otherwise; or it "
+        "says what "
+        "it is: null:, int:5, double:0.5, text:5, bytes:00ff, decimal:12.50, date:2026-01-31, time:23:59:59, "
+        "timestamp:\"2026-01-31 23:59:59\". An error shows the line of the statement with a mark under the "
+        "place.";
+    static constexpr char ROWS[] =
+        "On a terminal rows are a table. In a pipe a line has a row's values, tab-separated: \\N for null; "
+        "\\x and "
+        "hexadecimal digits for bytes; tabs, line breaks and backslashes as \\t, \\n, \\r and \\\\.";
+    static constexpr char OBJECTS[] =
+        "an array of objects, one for each row: a member for each column, a number, a "
+        "string, null, or for bytes an "
+        "object whose member bytes has the hexadecimal digits; a name that occurs "
+        "again is numbered, as in a:2";
+    static const std::string QUERY_DETAILS = std::string(ROWS) + "\n" + PARAMETERS;
     pTable.insert(
         pTable.end(),
         {{.name = "sql", .summary = "Use databases through the registered drivers."},
@@ -256,20 +251,63 @@ void addSqlCommands(std::vector<Command>& pTable)
           .options = {tDriver},
           .json = {.shape = "an array of strings"},
           .effect = Command::LOOKS},
-         {.name = "sql query",
-          .summary = "Run one statement and print its rows, tab-separated.",
-          .run = query,
-          .positionals = {{.name = "DESCRIPTION", .help = "Which database, as type=sqlite;file=PATH"},
-                          {.name = "SQL", .help = "The statement"}},
+         {.name = "sql help",
+          .summary = "Show what the description of a database of a type may say.",
+          .run = help,
+          .positionals = {{.name = "TYPE", .help = "One of khost sql types"}},
           .options = {tDriver},
-          .details =
-              "A line has a row's values: \\N for null; tabs, line breaks and backslashes as \\t, \\n, \\r "
-              "and \\\\.",
-          .json = {.shape = "an array of objects, one for each row: a member for each column, a string or "
-                            "null; a name "
-                            "that occurs again is numbered, as in a:2"},
-          .examples = {
-              {"khost sql query 'type=sqlite;file=a.db' 'select * from t'", "the rows of a table"}}}});
+          .json = {.shape = "a string"},
+          .effect = Command::LOOKS},
+         {.name = "sql query",
+          .summary = "Run one statement and print its rows.",
+          .run = query,
+          .positionals = {tDescription, {.name = "SQL", .help = "The statement"}},
+          .options = {tParam, tCsv, tHeader, tTimeout, tDriver},
+          .details = QUERY_DETAILS.c_str(),
+          .json = {.shape = OBJECTS},
+          .examples = {{"khost sql query 'type=sqlite;file=a.db' 'select * from t'", "the rows of a table"},
+                       {"khost sql query @orders.txt 'select * from t where n > :n' --param :n=5 --csv",
+                        "some of them, from the database that a file describes"}}},
+         {.name = "sql exec",
+          .summary = "Run one statement, or a script, and tell what it has changed.",
+          .run = exec,
+          .positionals = {tDescription,
+                          {.name = "SQL", .help = "The statement", .count = Positional::OPTIONAL}},
+          .options =
+              {{.names = "--script",
+                .value = "FILE",
+                .help = "Run the statements of a file (- for standard input) in one transaction: all or none",
+                .completes = Completes::FILES},
+               tParam,
+               tTimeout,
+               tDriver},
+          .details = PARAMETERS,
+          .json = {.shape = "an object",
+                   .fields = {{"changed", "number", "the rows inserted, updated or deleted; not of a script"},
+                              {"statements", "number", "how many have run; only of a script"},
+                              {"seconds", "number", "how long it took"}}},
+          .examples = {{"khost sql exec env:ORDERS 'delete from t where n = ?' --param 5",
+                        "the database that a variable describes"}}},
+         {.name = "sql tables",
+          .summary = "List the tables and views of a database.",
+          .run = tables,
+          .positionals = {tDescription},
+          .options = {tCsv, tHeader, tTimeout, tDriver},
+          .json = {.shape = "an array of objects",
+                   .fields = {{"schema", "string", "where it lies"},
+                              {"name", "string", "its name"},
+                              {"kind", "string", "table or view"}}}},
+         {.name = "sql describe",
+          .summary = "List the columns of a table or view.",
+          .run = describe,
+          .positionals = {tDescription, {.name = "TABLE", .help = "Its name, or SCHEMA.NAME"}},
+          .options = {tCsv, tHeader, tTimeout, tDriver},
+          .json = {.shape = "an array of objects",
+                   .fields = {{"name", "string", "of the column"},
+                              {"type", "string", "as the database spells it"},
+                              {"nullable", "number", "1 when it may be null"},
+                              {"default", "string or null", "the expression"},
+                              {"key", "number", "its place in the primary key from 1, or 0"}}}}});
 }
 
 } // namespace vel::kos::host

@@ -57,7 +57,22 @@
     X(KOM_E_CLASSNOTAVAILABLE, 0x96240012u, "the module does not provide the class")                         \
     /* framework module */                                                                                   \
     X(KFW_E_NO_MODULE, 0x96260402u, "no loaded module of that name")                                         \
-    X(KFW_E_NO_PRODUCT, 0x96260403u, "no loaded module of that product")
+    X(KFW_E_NO_PRODUCT, 0x96260403u, "no loaded module of that product")                                     \
+    /* databases */                                                                                          \
+    X(SQL_E_SYNTAX, 0x96270001u, "the statement is not valid")                                               \
+    X(SQL_E_CONSTRAINT, 0x96270002u, "a constraint is violated")                                             \
+    X(SQL_E_BUSY, 0x96270003u, "the database is locked by somebody else")                                    \
+    X(SQL_E_CONFLICT, 0x96270004u, "the transaction is in conflict with another one")                        \
+    X(SQL_E_NO_OBJECT, 0x96270005u, "no such table, column or other object of the database")                 \
+    X(SQL_E_OBJECT_EXISTS, 0x96270006u, "the object of the database exists already")                         \
+    X(SQL_E_PERMISSION, 0x96270007u, "the database does not permit it")                                      \
+    X(SQL_E_CONNECTION, 0x96270008u, "there is no connection to the database")                               \
+    X(SQL_E_TIMEOUT, 0x96270009u, "the database has taken too long")                                         \
+    X(SQL_E_CANCELLED, 0x9627000Au, "the statement was cancelled")                                           \
+    X(SQL_E_TYPE, 0x9627000Bu, "the value does not fit the type")                                            \
+    X(SQL_E_PARAMETERS, 0x9627000Cu, "the parameters are not those of the statement")                        \
+    X(SQL_E_NOT_COMMITTED, 0x9627000Du, "the transaction was rolled back instead of committed")              \
+    X(SQL_E_DAMAGED, 0x9627000Eu, "the database is damaged, or is none")
 
 #define KPR_DECLARE_RESULT_CODE(pName, pValue, pText) inline constexpr uint32_t pName = pValue;
 // <winerror.h> defines some of the general names as macros; a source that needs it includes it before

@@ -25,8 +25,9 @@ public:
     /// Opens the database that is described. A description that is not this driver's is declined: 0 and null.
     /// One that is but cannot be opened is a failure, and getCreateError tells why.
     virtual uint32_t createDatabase(const char* pDescription, ISqlDatabase** pDatabase) = 0;
-    /// Why the calling thread's last createDatabase failed, in the driver's words; "" when it did not.
-    virtual uint32_t getCreateError(char** pText) = 0;
+    /// Why the calling thread's last createDatabase made nothing. Its code is 0 when the description was
+    /// declined; a text then tells where it does not follow the grammar, and is "" when it only was not ours.
+    virtual uint32_t getCreateError(SqlError* pError) = 0;
 
 protected:
     ~ISqlDatabaseFactory() = default;

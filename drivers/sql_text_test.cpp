@@ -1,0 +1,139 @@
+// What the drivers share that needs no database: descriptions, parameters in texts, errors.
+#include <map>
+
+#include <gtest/gtest.h>
+
+#include "drivers/support/sql_Description.h"
+#include "drivers/support/sql_Failure.h"
+#include "drivers/support/sql_Scanner.h"
+#include "kpr/codes.h"
+
+namespace vel::kos::drivers {
+
+namespace {
+
+constexpr Dialect POSTGRESQL = {
+    .nestedComments = true, .dollarQuotes = true, .escapeTexts = true, .questionOperator = true};
+constexpr Dialect MYSQL = {.backslashes = true, .backticks = true, .hashComments = true};
+
+TEST(DescriptionTest, takesPairsApart)
+{
+    Description tDescription;
+    ASSERT_TRUE(tDescription.parse(" Type = sqlite ;; FILE=a b.db;x=\"a;b \"\"c\"\" \" ; empty= ;"));
+    EXPECT_EQ(tDescription.values(),
+              (std::map<std::string, std::string>{
+                  {"type", "sqlite"}, {"file", "a b.db"}, {"x", "a;b \"c\" "}, {"empty", ""}}));
+    EXPECT_TRUE(tDescription.parse(""));
+    EXPECT_TRUE(tDescription.values().empty());
+}
+
+TEST(DescriptionTest, tellsWhatIsWrongAndRepeatsNothing)
+{
+    for (const char* tText : {"secret", "secret;b=c", "=secret", "a=\"secret", "a=\"x\"secret", "a=secret\"y",
+                              "secret=1;SECRET=2", "\"a\"=secret"}) {
+        Description tDescription;
+        EXPECT_FALSE(tDescription.parse(tText)) << tText;
+        EXPECT_EQ(tDescription.problem().find("the description is wrong at byte "), 0u) << tText;
+        EXPECT_EQ(tDescription.problem().find("secret"), std::string::npos) << tDescription.problem();
+    }
+    Description tDescription;
+    EXPECT_FALSE(tDescription.parse("a=1; b=2 ;c"));
+    EXPECT_EQ(tDescription.problem(), "the description is wrong at byte 10: a key is not followed by \"=\"");
+}
+
+TEST(DescriptionTest, knowsWhatIsSecret)
+{
+    Description tDescription;
+    ASSERT_TRUE(tDescription.parse("user=u;password=p;PWD=q;sslpassword=r;passfile=f;client_secret=s"));
+    EXPECT_EQ(tDescription.secrets(), (std::vector<std::string>{"s", "p", "q", "r"}));
+}
+
+TEST(ScannerTest, numbersParameters)
+{
+    const auto tParsed = parseStatement(
+        "? '?''?' \"?\" -- ?\n ? /* ? /* ? */ ? */ $$ ? $$ $t$ ? $$ $t$ ? a$1 $a ?? E'\\'?' e '?\\' x?",
+        POSTGRESQL, Markers::DOLLAR);
+    EXPECT_EQ(
+        tParsed.text,
+        "$1 '?''?' \"?\" -- ?\n $2 /* ? /* ? */ ? */ $$ ? $$ $t$ ? $$ $t$ $3 a$1 $a ? E'\\'?' e '?\\' x$4");
+    EXPECT_EQ(tParsed.problem, "");
+    EXPECT_EQ(tParsed.names.size(), 4u);
+    EXPECT_EQ(parseStatement("a '?", POSTGRESQL, Markers::DOLLAR).text, "a '?");
+    EXPECT_EQ(parseStatement("? ?", Dialect{}, Markers::NUMBERED).text, "?1 ?2");
+}
+
+TEST(ScannerTest, knowsNames)
+{
+    const auto tParsed = parseStatement("a::int :b ':c' :b, x[1:2] y := :_d1", POSTGRESQL, Markers::DOLLAR);
+    EXPECT_EQ(tParsed.text, "a::int $1 ':c' $1, x[1:2] y := $2");
+    EXPECT_EQ(tParsed.names, (std::vector<std::string>{"b", "_d1"}));
+    EXPECT_EQ(tParsed.places, (std::vector<uint32_t>{0, 0, 1}));
+    EXPECT_EQ(parseStatement(":b :a :b", Dialect{}, Markers::PLAIN).text, "? ? ?");
+}
+
+TEST(ScannerTest, followsTheDialect)
+{
+    EXPECT_EQ(parseStatement("'\\'?' `?` # ?\n?", MYSQL, Markers::PLAIN).places.size(), 1u);
+    EXPECT_EQ(
+        parseStatement("[?] `?` /* /* */ ? */", Dialect{.backticks = true, .brackets = true}, Markers::PLAIN)
+            .places.size(),
+        1u);
+    EXPECT_EQ(parseStatement("[?] $$?$$", Dialect{}, Markers::PLAIN).places.size(), 2u);
+}
+
+TEST(ScannerTest, tellsWhatItCannotTake)
+{
+    for (const auto& [tText, tAt] : {std::pair{"? :a", 2u}, {":a, ?", 4u}, {"x ?1", 2u}, {"x $1", 2u}}) {
+        const auto tParsed = parseStatement(tText, POSTGRESQL, Markers::DOLLAR);
+        EXPECT_NE(tParsed.problem, "") << tText;
+        EXPECT_EQ(tParsed.problemAt, tAt) << tText;
+    }
+    EXPECT_NE(parseStatement("a ?? b", Dialect{}, Markers::PLAIN).problem, "");
+}
+
+TEST(ScannerTest, findsPlacesAgain)
+{
+    const auto tParsed = parseStatement("ab ? cd ?? ef :long g", POSTGRESQL, Markers::DOLLAR);
+    ASSERT_EQ(tParsed.problem, "\"?\" and \":name\" do not go together in one statement");
+    const auto tOther = parseStatement("ab :x cd ?? ef :long g", POSTGRESQL, Markers::DOLLAR);
+    ASSERT_EQ(tOther.text, "ab $1 cd ? ef $2 g");
+    EXPECT_EQ(tOther.sourcePosition(0), 0u);
+    EXPECT_EQ(tOther.sourcePosition(6), 6u) << "cd";
+    EXPECT_EQ(tOther.sourcePosition(11), 12u) << "ef";
+    EXPECT_EQ(tOther.sourcePosition(17), 21u) << "g";
+}
+
+TEST(ScannerTest, dividesScripts)
+{
+    EXPECT_EQ(statementLength("a ';' /*;*/ --;\n $$;$$ ; b", POSTGRESQL), 24u);
+    EXPECT_EQ(statementLength("a", POSTGRESQL), 1u);
+    EXPECT_TRUE(isBlank(" ; -- x\n /* y */\t", POSTGRESQL));
+    EXPECT_FALSE(isBlank(" ''", POSTGRESQL));
+}
+
+TEST(FailureTest, knowsWhatAStateMeans)
+{
+    EXPECT_EQ(failureOf("23505", "").code, SQL_E_CONSTRAINT);
+    EXPECT_EQ(failureOf("23505", "").constraint, uint32_t{sql::SQL_CONSTRAINT_UNIQUE});
+    EXPECT_EQ(failureOf("40P01", "").code, SQL_E_CONFLICT);
+    EXPECT_TRUE(failureOf("40001", "").retry);
+    EXPECT_EQ(failureOf("42999", "").code, SQL_E_SYNTAX);
+    EXPECT_EQ(failureOf("42501", "").code, SQL_E_PERMISSION);
+    EXPECT_EQ(failureOf("99999", "").code, E_FAIL);
+    EXPECT_EQ(failureOf("", "x").text, "x");
+}
+
+TEST(FailureTest, hidesSecrets)
+{
+    std::string tText = "a secret, and a secret";
+    hideSecret(tText, "secret");
+    EXPECT_EQ(tText, "a ***, and a ***");
+    hideSecret(tText, "");
+    EXPECT_EQ(tText, "a ***, and a ***");
+    hideSecret(tText, "*");
+    EXPECT_EQ(tText, "a *********, and a *********");
+}
+
+} // namespace
+
+} // namespace vel::kos::drivers

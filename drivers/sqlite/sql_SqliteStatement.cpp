@@ -1,0 +1,163 @@
+#include "drivers/sqlite/sql_SqliteStatement.h"
+
+#include <cctype>
+
+namespace vel::kos::drivers {
+
+namespace {
+
+/// What a text is in a column that was declared so.
+uint32_t textType(const char* pDeclared)
+{
+    std::string tDeclared;
+    for (; pDeclared && *pDeclared && *pDeclared != '('; ++pDeclared)
+        tDeclared += static_cast<char>(std::toupper(static_cast<unsigned char>(*pDeclared)));
+    while (!tDeclared.empty() && tDeclared.back() == ' ')
+        tDeclared.pop_back();
+    if (tDeclared == "DATE") return sql::SQL_VALUE_DATE;
+    if (tDeclared == "TIME") return sql::SQL_VALUE_TIME;
+    if (tDeclared == "TIMESTAMP" || tDeclared == "DATETIME") return sql::SQL_VALUE_TIMESTAMP;
+    if (tDeclared == "DECIMAL" || tDeclared == "NUMERIC") return sql::SQL_VALUE_DECIMAL;
+    return sql::SQL_VALUE_TEXT;
+}
+
+/// Whether a text begins as a pattern says, in which "0" is any digit.
+bool fits(std::string_view pText, std::string_view pPattern)
+{
+    if (pText.size() < pPattern.size()) return false;
+    for (size_t i = 0; i < pPattern.size(); ++i)
+        if (pPattern[i] == '0' ? !std::isdigit(static_cast<unsigned char>(pText[i]))
+                               : pText[i] != pPattern[i])
+            return false;
+    return true;
+}
+
+/// A column holds whatever was put there: a text is of the declared type only if it looks like it.
+bool isOfType(uint32_t pType, std::string_view pText)
+{
+    switch (pType) {
+    case sql::SQL_VALUE_DATE:
+        return pText.size() == 10 && fits(pText, "0000-00-00");
+    case sql::SQL_VALUE_TIME:
+        return fits(pText, "00:00:00");
+    case sql::SQL_VALUE_TIMESTAMP:
+        return fits(pText, "0000-00-00 00:00:00");
+    case sql::SQL_VALUE_DECIMAL:
+        return pText.find_first_not_of("-.0123456789") == std::string_view::npos && !pText.empty();
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+SqliteStatement::~SqliteStatement() { gSqlite.finalize(mHandle); }
+
+int SqliteStatement::bindOne(int pNumber, const sql::SqlValue& pValue, sqlite3_destructor_type pKeep)
+{
+    const char* const tData = pValue.mData ? pValue.mData : "";
+    switch (pValue.mType) {
+    case sql::SQL_VALUE_NULL:
+        return gSqlite.bindNull(mHandle, pNumber);
+    case sql::SQL_VALUE_INTEGER:
+        return gSqlite.bindInteger(mHandle, pNumber, pValue.mInteger);
+    case sql::SQL_VALUE_DOUBLE:
+        return gSqlite.bindDouble(mHandle, pNumber, pValue.mDouble);
+    case sql::SQL_VALUE_BYTES:
+        return gSqlite.bindBytes(mHandle, pNumber, tData, pValue.mSize, pKeep);
+    default:
+        return gSqlite.bindText(mHandle, pNumber, tData, pValue.mSize, pKeep, SQLITE_UTF8);
+    }
+}
+
+uint32_t SqliteStatement::start(const sql::SqlValue* pValues, bool pBorrowed)
+{
+    const auto tCount = static_cast<int>(text().names.size());
+    mHasCopies = pBorrowed && tCount > 0;
+    for (int i = 0; i < tCount; ++i)
+        if (pValues[i].mType == sql::SQL_VALUE_DOUBLE && pValues[i].mDouble != pValues[i].mDouble)
+            return mDatabase->fail(failureOf("22003", "SQLite has no \"not a number\""));
+        else if (bindOne(i + 1, pValues[i], pBorrowed ? SQLITE_TRANSIENT : SQLITE_STATIC) != SQLITE_OK)
+            return mDatabase->fail(mDatabase->failed());
+    mChangesBefore = gSqlite.totalChanges(mDatabase->handle());
+    return step();
+}
+
+uint32_t SqliteStatement::step()
+{
+    const int tState = gSqlite.step(mHandle);
+    mOnRow = tState == SQLITE_ROW;
+    if (mOnRow) return 0;
+    if (tState != SQLITE_DONE) return mDatabase->fail(mDatabase->failed());
+    // A statement that changes no rows leaves the count of an earlier one standing.
+    if (gSqlite.totalChanges(mDatabase->handle()) != mChangesBefore)
+        mChanged = static_cast<uint64_t>(gSqlite.changes(mDatabase->handle()));
+    return 0;
+}
+
+uint32_t SqliteStatement::read(sql::SqlValue* pRow)
+{
+    const int tCount = gSqlite.columnCount(mHandle);
+    for (int i = 0; i < tCount; ++i) {
+        switch (gSqlite.columnType(mHandle, i)) {
+        case SQLITE_NULL:
+            pRow[i] = sql::nullValue();
+            break;
+        case SQLITE_INTEGER:
+            pRow[i] = sql::integerValue(gSqlite.columnInteger(mHandle, i));
+            break;
+        case SQLITE_FLOAT:
+            pRow[i] = sql::doubleValue(gSqlite.columnDouble(mHandle, i));
+            break;
+        case SQLITE_BLOB: {
+            const void* tData = gSqlite.columnBlob(mHandle, i);
+            pRow[i] = sql::dataValue(sql::SQL_VALUE_BYTES, tData ? tData : "",
+                                     static_cast<uint64_t>(gSqlite.columnBytes(mHandle, i)));
+            break;
+        }
+        default: {
+            const void* tData = gSqlite.columnText(mHandle, i);
+            if (!tData) return mDatabase->fail(E_OUTOFMEMORY, "there is no memory for a value");
+            const auto tSize = static_cast<uint64_t>(gSqlite.columnBytes(mHandle, i));
+            const uint32_t tType = mTextTypes[static_cast<size_t>(i)];
+            pRow[i] = sql::dataValue(sql::SQL_VALUE_TEXT, tData, tSize);
+            if (tType != sql::SQL_VALUE_TEXT && isOfType(tType, {pRow[i].mData, static_cast<size_t>(tSize)}))
+                pRow[i].mType = tType;
+        }
+        }
+    }
+    return 0;
+}
+
+void SqliteStatement::finish()
+{
+    gSqlite.reset(mHandle);
+    if (mHasCopies) gSqlite.clearBindings(mHandle);
+}
+
+uint32_t SqliteStatement::describe(std::shared_ptr<const Columns>& pColumns)
+{
+    const auto tColumns = std::make_shared<Columns>(static_cast<size_t>(gSqlite.columnCount(mHandle)));
+    mTextTypes.resize(tColumns->size());
+    for (size_t i = 0; i < tColumns->size(); ++i) {
+        const int tNumber = static_cast<int>(i);
+        Column& tColumn = (*tColumns)[i];
+        const char* const tName = gSqlite.columnName(mHandle, tNumber);
+        const char* const tDeclared = gSqlite.columnDeclared(mHandle, tNumber);
+        tColumn.name = tName ? tName : "";
+        tColumn.declaredType = tDeclared ? tDeclared : "";
+        mTextTypes[i] = textType(tDeclared);
+        if (!gSqlite.columnTable || !gSqlite.columnDatabase || !gSqlite.columnOrigin || !gSqlite.metadata)
+            continue;
+        const char* const tTable = gSqlite.columnTable(mHandle, tNumber);
+        int tNotNull = 0;
+        if (tTable && gSqlite.metadata(mDatabase->handle(), gSqlite.columnDatabase(mHandle, tNumber), tTable,
+                                       gSqlite.columnOrigin(mHandle, tNumber), nullptr, nullptr, &tNotNull,
+                                       nullptr, nullptr) == SQLITE_OK)
+            tColumn.nullable = tNotNull ? sql::SQL_NULLS_REFUSED : sql::SQL_NULLS_TAKEN;
+    }
+    pColumns = tColumns;
+    return 0;
+}
+
+} // namespace vel::kos::drivers

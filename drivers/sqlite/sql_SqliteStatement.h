@@ -1,0 +1,35 @@
+// A statement of a SQLite database.
+#pragma once
+
+#include "drivers/sqlite/sql_SqliteDatabase.h"
+#include "drivers/support/sql_Statement.h"
+
+namespace vel::kos::drivers {
+
+class SqliteStatement final : public Statement {
+public:
+    /// Takes over the handle.
+    SqliteStatement(SqliteDatabase* pDatabase, sqlite3_stmt* pHandle, ParsedStatement pText)
+        : Statement(pDatabase, std::move(pText)), mDatabase(pDatabase), mHandle(pHandle)
+    {
+    }
+    ~SqliteStatement() override;
+
+protected:
+    uint32_t start(const sql::SqlValue* pValues, bool pBorrowed) override;
+    uint32_t step() override;
+    uint32_t read(sql::SqlValue* pRow) override;
+    void finish() override;
+    uint32_t describe(std::shared_ptr<const Columns>& pColumns) override;
+
+private:
+    int bindOne(int pNumber, const sql::SqlValue& pValue, sqlite3_destructor_type pKeep);
+
+    SqliteDatabase* const mDatabase;
+    sqlite3_stmt* const mHandle;
+    std::vector<uint32_t> mTextTypes; ///< what a text in each column is, by its declared type
+    int mChangesBefore = 0;
+    bool mHasCopies = false;
+};
+
+} // namespace vel::kos::drivers

@@ -1,0 +1,230 @@
+#include "drivers/support/sql_Scanner.h"
+
+#include <algorithm>
+
+namespace vel::kos::drivers {
+
+namespace {
+
+bool isDigit(char pChar) { return pChar >= '0' && pChar <= '9'; }
+
+bool isNameStart(char pChar)
+{
+    return (pChar >= 'a' && pChar <= 'z') || (pChar >= 'A' && pChar <= 'Z') || pChar == '_' ||
+           static_cast<unsigned char>(pChar) >= 0x80;
+}
+
+size_t nameLength(std::string_view pText, bool pDollar)
+{
+    size_t tAt = 0;
+    while (tAt < pText.size() &&
+           (isNameStart(pText[tAt]) || isDigit(pText[tAt]) || (pDollar && pText[tAt] == '$')))
+        ++tAt;
+    return tAt;
+}
+
+/// The length of a piece of text up to the first pClose from pOpen on; to the end when there is none.
+size_t enclosed(std::string_view pText, size_t pOpen, std::string_view pClose)
+{
+    const auto tEnd = pText.find(pClose, std::min(pOpen, pText.size()));
+    return tEnd == std::string_view::npos ? pText.size() : tEnd + pClose.size();
+}
+
+/// A doubled quote counts as the end of one text and the start of another, which comes to the same.
+size_t quoted(std::string_view pText, bool pBackslashes)
+{
+    if (!pBackslashes) return enclosed(pText, 1, pText.substr(0, 1));
+    size_t tAt = 1;
+    while (tAt < pText.size() && pText[tAt] != pText[0])
+        tAt += pText[tAt] == '\\' ? 2u : 1u;
+    return std::min(tAt + 1, pText.size());
+}
+
+size_t comment(std::string_view pText, bool pNested)
+{
+    if (!pNested) return enclosed(pText, 2, "*/");
+    size_t tAt = 2;
+    for (int tDepth = 1; tDepth > 0 && tAt < pText.size();) {
+        if (pText.substr(tAt, 2) == "/*" || pText.substr(tAt, 2) == "*/") {
+            tDepth += pText[tAt] == '/' ? 1 : -1;
+            tAt += 2;
+        } else {
+            ++tAt;
+        }
+    }
+    return tAt;
+}
+
+/// The length of $tag$...$tag$; 0 when pText does not start with one.
+size_t dollarQuoted(std::string_view pText)
+{
+    if (pText.size() > 1 && isDigit(pText[1])) return 0;
+    const size_t tTag = 1 + nameLength(pText.substr(1), false);
+    if (tTag >= pText.size() || pText[tTag] != '$') return 0;
+    return enclosed(pText, tTag + 1, pText.substr(0, tTag + 1));
+}
+
+enum class Kind { OTHER, COMMENT, QUOTED, WORD };
+
+/// What stands at the start of a text (not empty), and its length.
+std::pair<Kind, size_t> token(std::string_view pText, const Dialect& pDialect)
+{
+    const char tChar = pText.front();
+    switch (tChar) {
+    case '\'':
+    case '"':
+        return {Kind::QUOTED, quoted(pText, pDialect.backslashes)};
+    case '`':
+        if (pDialect.backticks) return {Kind::QUOTED, quoted(pText, false)};
+        break;
+    case '[':
+        if (pDialect.brackets) return {Kind::QUOTED, enclosed(pText, 1, "]")};
+        break;
+    case '$':
+        if (pDialect.dollarQuotes)
+            if (const size_t tLength = dollarQuoted(pText)) return {Kind::QUOTED, tLength};
+        break;
+    case '-':
+        if (pText.substr(0, 2) == "--") return {Kind::COMMENT, enclosed(pText, 2, "\n")};
+        break;
+    case '#':
+        if (pDialect.hashComments) return {Kind::COMMENT, enclosed(pText, 1, "\n")};
+        break;
+    case '/':
+        if (pText.substr(0, 2) == "/*") return {Kind::COMMENT, comment(pText, pDialect.nestedComments)};
+        break;
+    default:
+        break;
+    }
+    if (!isNameStart(tChar) && !isDigit(tChar)) return {Kind::OTHER, 1};
+    const size_t tLength = nameLength(pText, pDialect.dollarQuotes);
+    if (pDialect.escapeTexts && tLength == 1 && (tChar == 'e' || tChar == 'E') && pText.size() > 1 &&
+        pText[1] == '\'')
+        return {Kind::QUOTED, 1 + quoted(pText.substr(1), true)};
+    return {Kind::WORD, tLength};
+}
+
+/// One run of parseStatement.
+class Parser {
+public:
+    Parser(std::string_view pSource, const Dialect& pDialect, Markers pMarkers)
+        : mSource(pSource), mDialect(pDialect), mMarkers(pMarkers)
+    {
+    }
+
+    ParsedStatement parse()
+    {
+        mResult.text.reserve(mSource.size() + 16);
+        while (mAt < mSource.size() && mResult.problem.empty()) {
+            const auto tRest = mSource.substr(mAt);
+            const auto [tKind, tLength] = token(tRest, mDialect);
+            if (tKind != Kind::OTHER)
+                copy(tLength);
+            else if (tRest[0] == '?')
+                question(tRest);
+            else if (tRest[0] == ':')
+                colon(tRest);
+            else if (tRest[0] == '$' && tRest.size() > 1 && isDigit(tRest[1]))
+                fail("parameters are written \"?\" or \":name\"");
+            else
+                copy(1);
+        }
+        return std::move(mResult);
+    }
+
+private:
+    void fail(const char* pProblem)
+    {
+        mResult.problem = pProblem;
+        mResult.problemAt = mAt;
+    }
+    void copy(size_t pLength)
+    {
+        mResult.text += mSource.substr(mAt, pLength);
+        mAt += std::min(pLength, mSource.size() - mAt);
+    }
+    void replace(size_t pLength, const std::string& pText)
+    {
+        mResult.text += pText;
+        mAt += pLength;
+        mResult.shifts.emplace_back(mResult.text.size(), mAt);
+    }
+
+    void question(std::string_view pRest)
+    {
+        const char tNext = pRest.size() > 1 ? pRest[1] : '\0';
+        if (tNext == '?') {
+            if (mDialect.questionOperator)
+                replace(2, "?");
+            else
+                fail("the database has no operator \"?\"");
+        } else if (isDigit(tNext)) {
+            fail("parameters are written \"?\" or \":name\"");
+        } else {
+            parameter(1, {});
+        }
+    }
+    void colon(std::string_view pRest)
+    {
+        if (pRest.size() > 1 && pRest[1] == ':') return copy(2);
+        if (pRest.size() < 2 || !isNameStart(pRest[1])) return copy(1);
+        const size_t tLength = nameLength(pRest.substr(1), false);
+        parameter(tLength + 1, std::string(pRest.substr(1, tLength)));
+    }
+    void parameter(size_t pLength, std::string pName)
+    {
+        auto& tNames = mResult.names;
+        if (!tNames.empty() && tNames.front().empty() != pName.empty())
+            return fail("\"?\" and \":name\" do not go together in one statement");
+        auto tFound = pName.empty() ? tNames.end() : std::find(tNames.begin(), tNames.end(), pName);
+        const auto tNumber = static_cast<uint32_t>(tFound - tNames.begin());
+        if (tFound == tNames.end()) tNames.push_back(std::move(pName));
+        mResult.places.push_back(tNumber);
+        std::string tMarker = mMarkers == Markers::DOLLAR ? "$" : "?";
+        if (mMarkers != Markers::PLAIN) tMarker += std::to_string(tNumber + 1);
+        replace(pLength, tMarker);
+    }
+
+    const std::string_view mSource;
+    const Dialect& mDialect;
+    const Markers mMarkers;
+    size_t mAt = 0;
+    ParsedStatement mResult;
+};
+
+} // namespace
+
+size_t ParsedStatement::sourcePosition(size_t pPosition) const
+{
+    auto tNext = std::upper_bound(shifts.begin(), shifts.end(), pPosition,
+                                  [](size_t pAt, const auto& pShift) { return pAt < pShift.first; });
+    const auto [tText, tSource] = tNext == shifts.begin() ? std::pair<size_t, size_t>() : *(tNext - 1);
+    return tSource + (pPosition - tText);
+}
+
+ParsedStatement parseStatement(std::string_view pSource, const Dialect& pDialect, Markers pMarkers)
+{
+    return Parser(pSource, pDialect, pMarkers).parse();
+}
+
+size_t statementLength(std::string_view pText, const Dialect& pDialect)
+{
+    for (size_t tAt = 0; tAt < pText.size();) {
+        if (pText[tAt] == ';') return tAt + 1;
+        tAt += token(pText.substr(tAt), pDialect).second;
+    }
+    return pText.size();
+}
+
+bool isBlank(std::string_view pText, const Dialect& pDialect)
+{
+    constexpr std::string_view BLANKS = " \t\r\n\f;";
+    while (!pText.empty()) {
+        const auto [tKind, tLength] = token(pText, pDialect);
+        if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) return false;
+        pText.remove_prefix(tLength);
+    }
+    return true;
+}
+
+} // namespace vel::kos::drivers

@@ -6,6 +6,7 @@ hardening.py [--sanitized] --readelf PROGRAM --objdump PROGRAM --nm PROGRAM --re
 
 import argparse
 import json
+import os
 import re
 import subprocess
 import sys
@@ -31,9 +32,18 @@ def check_elf(tools, path, sanitized):
         "stack protector": "__stack_chk_fail" in symbols,
     }
     if not sanitized and re.search(r" U (memcpy|memmove|memset|snprintf|read|realpath)(@|$)", symbols, re.M):
-        # A call whose buffer has no known size stays as it is, so only one of them need be checked.
-        wanted["checked calls of the C library (FORTIFY)"] = re.search(r" U __\w+_chk(@|$)", symbols, re.M)
+        # A call whose buffer has no known size stays as it is. Where all are such calls, the compiler's commands tell.
+        wanted["checked calls of the C library (FORTIFY)"] = re.search(r" U __\w+_chk(@|$)", symbols, re.M) or \
+            is_compiled_with(tools.commands, path, "-D_FORTIFY_SOURCE=2")
     return [what for what, there in wanted.items() if not there]
+
+
+def is_compiled_with(commands, path, option):
+    """Whether every source of the CMake target that a file is named after was compiled with an option."""
+    target = re.sub(r"^lib|\.so$", "", os.path.basename(path))
+    with open(commands, encoding="utf-8") as file:
+        own = [entry["command"] for entry in json.load(file) if f"/{target}.dir/" in entry["command"]]
+    return own and all(option in command for command in own)
 
 
 def check_pe(tools, path):
@@ -53,7 +63,7 @@ def check_pe(tools, path):
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--sanitized", action="store_true")
-    for tool in ("readelf", "objdump", "nm", "report"):
+    for tool in ("readelf", "objdump", "nm", "commands", "report"):
         parser.add_argument("--" + tool, required=True)
     parser.add_argument("files", nargs="+")
     options = parser.parse_args()

@@ -36,10 +36,11 @@ void onSessionEnd() { WaitForSingleObject(note(), INFINITE); }
 
 bool handleControlEvent(unsigned long pEvent)
 {
-    if (gPending.exchange(true)) return false;
-    const HANDLE tDone = note();
     const bool tEndsProcess =
         pEvent == CTRL_CLOSE_EVENT || pEvent == CTRL_LOGOFF_EVENT || pEvent == CTRL_SHUTDOWN_EVENT;
+    // Windows ends a process that hangs by itself then, and the default handler would do so at once.
+    if (gPending.exchange(true) && !tEndsProcess) return false;
+    const HANDLE tDone = note();
     if (tEndsProcess && tDone) WaitForSingleObject(tDone, INFINITE);
     return true;
 }
@@ -60,13 +61,13 @@ CloseSignals::CloseSignals(Waker& pWaker)
 
 CloseSignals::~CloseSignals()
 {
-    SetConsoleCtrlHandler(onControl, FALSE);
     {
         const kpr::Lock tLock(gMutex);
         gWaker = nullptr;
         SetEvent(gDone);
     }
-    gSession.reset(); // not before the work is known to be done: it waits for that
+    SetConsoleCtrlHandler(onControl, FALSE); // waits for a handler that runs, and that one for the work
+    gSession.reset();                        // not before the work is known to be done: it waits for that
 }
 
 bool CloseSignals::isPending() noexcept { return gPending.load(); }

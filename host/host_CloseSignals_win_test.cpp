@@ -57,4 +57,22 @@ TEST(CloseSignals, TheClosingConsoleIsHeldUpUntilTheWorkIsDone)
     EXPECT_TRUE(tReturned);
 }
 
+TEST(CloseSignals, TheClosingConsoleIsHeldUpAlsoWhenAnotherRequestCameFirst)
+{
+    Waker tWaker;
+    std::atomic<bool> tReturned{false};
+    std::thread tSystem;
+    {
+        CloseSignals tSignals(tWaker);
+        EXPECT_TRUE(handleControlEvent(CTRL_C_EVENT));
+        tSystem = std::thread([&] {
+            EXPECT_TRUE(handleControlEvent(CTRL_CLOSE_EVENT));
+            tReturned = true;
+        });
+        Sleep(50);
+        EXPECT_FALSE(tReturned) << "the default handler would end the process in the middle of its work";
+    }
+    tSystem.join();
+}
+
 } // namespace

@@ -3,8 +3,41 @@
 #include <filesystem>
 
 #include "kpr/codes.h"
+#include "kpr/thread.h"
 
 namespace vel::kos::host {
+
+namespace {
+
+/// This process's turn to write. A process that was stopped within its turn holds nobody up for long.
+class Turn {
+public:
+    explicit Turn(KprFile pLock) : mLock(pLock)
+    {
+        if (mLock == KPR_NO_FILE) return;
+        constexpr uint32_t tPause = 5, tPatience = 1000; // milliseconds
+        for (uint32_t tWaited = 0;; tWaited += tPause) {
+            const uint32_t tRes = kprLockFile(mLock, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
+            mTaken = !KFAILED(tRes);
+            if (tRes != KPR_E_LOCKED || tWaited >= tPatience) return;
+            kprSleep(tPause);
+        }
+    }
+    ~Turn()
+    {
+        if (mTaken) kprUnlockFile(mLock, 0, 0);
+    }
+    Turn(const Turn&) = delete;
+    Turn& operator=(const Turn&) = delete;
+
+    bool isTaken() const { return mTaken; }
+
+private:
+    KprFile mLock;
+    bool mTaken = false;
+};
+
+} // namespace
 
 LogFile::LogFile(std::string pPath, uint64_t pBytes, uint32_t pOldFiles)
     : mPath(std::move(pPath)), mBytes(pBytes), mOldFiles(pOldFiles), mLimit(pBytes)
@@ -27,9 +60,15 @@ uint32_t LogFile::open()
 
 uint32_t LogFile::openLog()
 {
+    KprFile tFile;
+    // The one that is open is better than none.
+    if (auto tRes = kprOpenFile(mPath.c_str(),
+                                KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_APPEND | KPR_OPEN_OWN, &tFile);
+        KFAILED(tRes))
+        return tRes;
     if (mFile != KPR_NO_FILE) kprCloseFile(mFile);
-    return kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_APPEND | KPR_OPEN_OWN,
-                       &mFile);
+    mFile = tFile;
+    return K_SUCCESS;
 }
 
 std::string LogFile::oldName(uint32_t pNumber) const
@@ -68,16 +107,15 @@ uint32_t LogFile::rename()
     return tRes;
 }
 
-void LogFile::writeLine(const char* pLine, uint32_t pLength)
+void LogFile::writeLine(const char* pLine, uint32_t pLength, bool pMayRename)
 {
-    if (const uint64_t tCount = renamings(); tCount != mRenamings) {
+    if (const uint64_t tCount = renamings(); tCount != mRenamings && !KFAILED(openLog())) {
         mRenamings = tCount;
         mLimit = mBytes;
-        openLog();
     }
     KprFileInfo tInfo;
     const uint64_t tSize = KFAILED(kprGetOpenFileInfo(mFile, KPR_INFO_SIZE, &tInfo)) ? 0 : tInfo.size;
-    if (tSize > 0 && tSize + pLength > mLimit) {
+    if (pMayRename && tSize > 0 && tSize + pLength > mLimit) {
         // Where it could not be renamed it is added to, and tried again after as much more.
         mLimit = KFAILED(rename()) ? tSize + mBytes : mBytes;
         mRenamings = renamings();
@@ -91,9 +129,9 @@ void LogFile::sink_it_(const spdlog::details::log_msg& pMessage)
 {
     spdlog::memory_buf_t tLine;
     formatter_->format(pMessage, tLine);
-    const bool tLocked = mLock != KPR_NO_FILE && !KFAILED(kprLockFile(mLock, KPR_LOCK_EXCLUSIVE, 0, 0));
-    writeLine(tLine.data(), static_cast<uint32_t>(tLine.size()));
-    if (tLocked) kprUnlockFile(mLock, 0, 0);
+    const Turn tTurn(mLock);
+    // Without a turn the line is added all the same; only renaming waits for one.
+    writeLine(tLine.data(), static_cast<uint32_t>(tLine.size()), tTurn.isTaken() || mLock == KPR_NO_FILE);
 }
 
 } // namespace vel::kos::host

@@ -16,7 +16,8 @@ namespace vel::kos::host {
 ///
 /// Several processes may write to one file. They take turns by a lock on a file beside it, "<name>.lock",
 /// which also counts how often the log was renamed: whoever finds the number changed opens the new log before
-/// it writes. Where that file cannot be made, a process writes as if it were alone.
+/// it writes. Where that file cannot be made, a process writes as if it were alone; where no turn comes
+/// within a second, because somebody was stopped in theirs, it writes without one and renames nothing.
 class LogFile : public spdlog::sinks::base_sink<kpr::Mutex> {
 public:
     /// Renamed to <name>.1<extension> when it would grow past pBytes, and pOldFiles of those are kept.
@@ -34,7 +35,7 @@ protected:
 private:
     std::string oldName(uint32_t pNumber) const;
     uint32_t openLog();
-    void writeLine(const char* pLine, uint32_t pLength);
+    void writeLine(const char* pLine, uint32_t pLength, bool pMayRename);
     uint64_t renamings();
     uint32_t rename();
 

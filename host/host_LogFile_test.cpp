@@ -113,6 +113,24 @@ TEST_F(SharedLog, ALogThatIsQuietFindsTheNewFileWhenItSpeaks)
     EXPECT_NE(kprtest::readFile(mFile).find("ERROR d: last\n"), std::string::npos);
 }
 
+TEST_F(SharedLog, AProcessThatWasStoppedInItsTurnHoldsNobodyUp)
+{
+    LogSink tSink;
+    std::string tProblem;
+    ASSERT_EQ(tSink.open(options(mFile, LINE, 3), &tProblem), 0u);
+    tSink.write(fw::LOG_LEVEL_ERROR, "d", "first");
+    KprFile tTurn;
+    ASSERT_EQ(kprOpenFile((mFile + ".lock").c_str(), KPR_OPEN_READ_WRITE, &tTurn), 0u);
+    ASSERT_EQ(kprLockFile(tTurn, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    tSink.write(fw::LOG_LEVEL_ERROR, "d", "second");
+    const std::string tText = kprtest::readFile(mFile);
+    EXPECT_NE(tText.find("first\n"), std::string::npos) << "renamed out of turn";
+    EXPECT_NE(tText.find("second\n"), std::string::npos);
+    kprCloseFile(tTurn);
+    tSink.write(fw::LOG_LEVEL_ERROR, "d", "third");
+    EXPECT_EQ(kprtest::readFile(mFile).find("first\n"), std::string::npos);
+}
+
 TEST_F(SharedLog, AFileThatStandsInTheWayCostsNoLine)
 {
     ASSERT_EQ(kprMakeDir((mFile + ".3").c_str()), 0u);

@@ -1,5 +1,7 @@
 #include "host/host_SessionWindow_win.h"
 
+#include <system_error>
+
 #include <windows.h>
 
 namespace vel::kos::host {
@@ -39,6 +41,10 @@ struct Windowing {
 
 Windowing gWindowing;
 
+/// Has the window leave. WM_CLOSE, which anybody sends to windows they want to be gone, leaves it where it
+/// is.
+constexpr UINT LEAVE = WM_APP;
+
 LRESULT CALLBACK onMessage(HWND pWindow, UINT pMessage, WPARAM pFirst, LPARAM pSecond)
 {
     switch (pMessage) {
@@ -48,6 +54,8 @@ LRESULT CALLBACK onMessage(HWND pWindow, UINT pMessage, WPARAM pFirst, LPARAM pS
         if (pFirst) reinterpret_cast<SessionWindow::OnEnd>(gWindowing.getData(pWindow, GWLP_USERDATA))();
         return 0;
     case WM_CLOSE:
+        return 0;
+    case LEAVE:
         gWindowing.destroy(pWindow);
         return 0;
     case WM_DESTROY:
@@ -82,14 +90,18 @@ SessionWindow::SessionWindow(OnEnd pOnEnd) : mOnEnd(pOnEnd)
 {
     const HANDLE tReady = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     if (!tReady) return;
-    mThread = std::thread(&SessionWindow::run, this, tReady);
-    WaitForSingleObject(tReady, INFINITE);
+    try {
+        mThread = std::thread(&SessionWindow::run, this, tReady);
+        WaitForSingleObject(tReady, INFINITE);
+    } catch (const std::system_error&) {
+        // No thread is to be had, so there is no window.
+    }
     CloseHandle(tReady);
 }
 
 SessionWindow::~SessionWindow()
 {
-    if (mWindow) gWindowing.post(static_cast<HWND>(mWindow), WM_CLOSE, 0, 0);
+    if (mWindow) gWindowing.post(static_cast<HWND>(mWindow), LEAVE, 0, 0);
     if (mThread.joinable()) mThread.join();
 }
 

@@ -51,6 +51,14 @@ TEST(SessionWindow, IsAnOrdinaryOneThatIsNotShown)
     EXPECT_EQ(gEnds, 0);
 }
 
+TEST(SessionWindow, StaysWhenSomebodyWantsWindowsClosed)
+{
+    const SessionWindow tSession([] { ++gEnds; });
+    ASSERT_TRUE(tSession.isThere());
+    EXPECT_EQ(SendMessageW(findWindow(), WM_CLOSE, 0, 0), 0);
+    EXPECT_NE(findWindow(), nullptr);
+}
+
 TEST(SessionWindow, TellsWhenTheSessionEndsAndNotBefore)
 {
     gEnds = 0;

@@ -93,7 +93,7 @@ uint32_t kprOpenDir(const char* pPath, KprDir* pDir)
     tListing->find = FindFirstFileExW(tPath.c_str(), FindExInfoBasic, &tListing->entry, FindExSearchNameMatch,
                                       nullptr, FIND_FIRST_EX_LARGE_FETCH);
     if (tListing->find == INVALID_HANDLE_VALUE) {
-        const DWORD tError = GetLastError();
+        const DWORD tError = kpr::systemError();
         std::wstring tSelf;
         if (auto tRes = kpr::toWidePath(pPath, &tSelf); KFAILED(tRes)) return tRes;
         const DWORD tAttributes = GetFileAttributesW(tSelf.c_str());

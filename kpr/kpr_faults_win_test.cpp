@@ -332,9 +332,13 @@ TEST_F(Faults, AReplacementFallsBackAndWaits)
     clear();
     fail("SetFileInformationByHandle", ERROR_ACCESS_DENIED, ALWAYS, PENDING);
     fail("MoveFileExW", ERROR_ACCESS_DENIED, ALWAYS, PENDING);
-    fail("GetFileAttributesW", ERROR_ACCESS_DENIED, ALWAYS, PENDING);
+    kprtest::writeFile(mPath, "content");
     EXPECT_EQ(replace(), KPR_E_IN_USE) << "onto a dying name";
     EXPECT_EQ(gCalls["MoveFileExW"], TRIES);
+    gCalls.clear();
+    fail("GetFileAttributesW", ERROR_ACCESS_DENIED, ALWAYS, PENDING);
+    EXPECT_EQ(replace(), KPR_E_NOT_FOUND) << "it is the source that goes away";
+    EXPECT_EQ(gCalls["MoveFileExW"], 1);
 }
 
 TEST_F(Faults, FoldersAreMadeAndRemovedWithTheSamePatience)

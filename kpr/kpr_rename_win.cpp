@@ -94,7 +94,12 @@ uint32_t kprReplaceFile(const char* pFrom, const char* pTo)
             if (replaceOpenTarget(tFrom, tTo) ||
                 MoveFileExW(tFrom.c_str(), tTo.c_str(), MOVEFILE_REPLACE_EXISTING))
                 return true;
-            kpr::waitIfDying(tTo);
+            if (kpr::systemError() == ERROR_DELETE_PENDING) {
+                // One of the two names is about to vanish: the one that is not found any more.
+                const bool tSource = GetFileAttributesW(tFrom.c_str()) == INVALID_FILE_ATTRIBUTES;
+                SetLastError(tSource ? ERROR_FILE_NOT_FOUND : ERROR_SHARING_VIOLATION);
+            } else
+                kpr::waitIfDying(tTo);
             return false;
         },
         true);

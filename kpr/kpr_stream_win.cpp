@@ -102,6 +102,7 @@ uint32_t kprWriteStream(uint32_t pStream, const void* pBytes, uint32_t pLength)
         DWORD tWritten = 0;
         if (!WriteFile(tHandle, tBytes.data(), static_cast<DWORD>(tBytes.size()), &tWritten, nullptr))
             return kpr::lastError();
+        if (tWritten == 0) return KPR_E_IO; // a full pipe that does not wait
         tBytes.remove_prefix(tWritten);
     }
     return K_SUCCESS;

@@ -9,6 +9,7 @@
 #include "kpr/codes.h"
 #include "kpr/dir.h"
 #include "kpr/kpr_error.h"
+#include "kpr/kpr_retry_win.h"
 #include "kpr/kpr_trust_win.h"
 #include "kpr/kpr_wide_win.h"
 
@@ -65,8 +66,8 @@ bool isAnybody(PSID pSid)
 bool anybodyMayWrite(PACL pRights)
 {
     if (!pRights) return true; // no list at all lets everybody do everything
-    constexpr ACCESS_MASK tWrites =
-        FILE_WRITE_DATA | FILE_APPEND_DATA | WRITE_DAC | WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+    constexpr ACCESS_MASK tWrites = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_DELETE_CHILD | WRITE_DAC |
+                                    WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
     for (DWORD i = 0; i < pRights->AceCount; ++i) {
         void* tFound = nullptr;
         if (!GetAce(pRights, i, &tFound)) return true;
@@ -92,7 +93,7 @@ uint32_t openToLook(const char* pPath, DWORD pFlags, Handle* pHandle)
     const HANDLE tHandle = CreateFileW(tPath.c_str(), READ_CONTROL | FILE_READ_ATTRIBUTES,
                                        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | pFlags, nullptr);
-    if (tHandle == INVALID_HANDLE_VALUE) return kpr::lastError();
+    if (tHandle == INVALID_HANDLE_VALUE) return kpr::errorFromSystem(kpr::systemError());
     pHandle->reset(tHandle);
     return K_SUCCESS;
 }

@@ -90,7 +90,7 @@ class Output:
         with self.mutex:
             for report in variant.reports:
                 if os.path.exists(report):
-                    subprocess.run([*REPORT, "--line", variant.name, ", ".join(variant.seconds), report], check=True)
+                    subprocess.run([*REPORT, "--line", variant.name, ", ".join(variant.seconds), report], check=False)
                 else:
                     print(f"{variant.name}: did not run", flush=True)
 
@@ -132,8 +132,13 @@ def all_variants():
 def prepare_all(variants, output):
     """The lane that builds; variants without tests end here."""
     for variant in variants:
-        variant.run(variant.prepare, BUILD_PRIORITY, output)
-        variant.is_prepared.set()
+        try:
+            variant.run(variant.prepare, BUILD_PRIORITY, output)
+        except OSError as error:
+            variant.is_whole = False
+            print(f"test: {variant.name}: {error}", file=sys.stderr, flush=True)
+        finally:
+            variant.is_prepared.set()
         if not variant.test:
             output.tell_counts(variant)
 

@@ -8,7 +8,8 @@ namespace vel::kos::host {
 
 /// While an object lives, such a request wakes the waker, and isPending() tells of it; nothing else is done.
 /// The second request of a process ends it as if nothing had been installed, so that a program that hangs can
-/// still be stopped. One object at a time.
+/// still be stopped; but when Windows is about to end the process anyway, it only waits for the work of the
+/// first. One object at a time.
 ///
 /// When a console closes or the session ends, Windows ends the process as soon as the handler returns: there
 /// it waits, as long as Windows lets it, for the object's destruction. The end of the session comes to a

@@ -45,6 +45,11 @@ TEST(MoFile, TakesAnEmptyCatalogue)
     std::string tProblem;
     ASSERT_TRUE(tFile.parse(buildMo({}), tProblem));
     EXPECT_EQ(tFile.find("One"), nullptr);
+    std::string tHeader; // the least there is: no texts, so no tables either
+    for (const uint32_t tNumber : {0x950412DEu, 0u, 0u, 20u, 20u})
+        appendNumber(tHeader, tNumber, false);
+    ASSERT_TRUE(tFile.parse(tHeader, tProblem)) << tProblem;
+    EXPECT_EQ(tFile.find("One"), nullptr);
 }
 
 void expectRefused(const std::string& pBytes, const char* pProblem)

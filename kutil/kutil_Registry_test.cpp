@@ -112,6 +112,16 @@ TEST_F(RegistryTest, refusesBadNames)
     EXPECT_EQ(tNode.get("Text", static_cast<bool*>(nullptr)), E_INVALIDARG);
 }
 
+TEST_F(RegistryTest, takesNamesWithBlanks)
+{
+    RegNode tNode = openModule(true);
+    EXPECT_EQ(tNode.put("a name", "text"), 0u);
+    std::string tText;
+    EXPECT_EQ(tNode.get("a name", &tText), 0u);
+    EXPECT_EQ(tText, "text");
+    EXPECT_EQ(tNode.get("aname", &tText), KPR_E_NOT_FOUND);
+}
+
 TEST_F(RegistryTest, makesChildren)
 {
     RegNode tModule = openModule(true);

@@ -76,14 +76,23 @@ struct LineReader::State {
 LineReader::LineReader(std::function<void()> pWake) : mState(std::make_shared<State>())
 {
     mState->wake = std::move(pWake);
-    std::thread([tState = mState] { tState->read(); }).detach();
+    mThread = std::thread([tState = mState] { tState->read(); });
 }
 
 LineReader::~LineReader()
 {
-    const kpr::Lock tLock(mState->mutex);
-    mState->gone = true;
-    mState->taken.notify_all();
+    bool tEnded = false;
+    {
+        const kpr::Lock tLock(mState->mutex);
+        mState->gone = true;
+        mState->taken.notify_all();
+        tEnded = mState->ended;
+    }
+    // A thread that still reads may do so for ever; one that is done leaves before the process ends.
+    if (tEnded)
+        mThread.join();
+    else
+        mThread.detach();
 }
 
 bool LineReader::isReady() const

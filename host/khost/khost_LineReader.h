@@ -5,14 +5,15 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 
 namespace vel::kos::host {
 
 /// It reads ahead so far that some lines are there, and no further: input without end takes bounded memory.
 ///
 /// Reads on a thread of its own, since a read of a terminal or a pipe cannot be given up: when the process is
-/// done with the reader, the thread stays in its read until the process ends, and touches nothing but what
-/// it shares with this object.
+/// done with the reader before the input has ended, the thread stays in its read until the process ends, and
+/// touches nothing but what it shares with this object.
 class LineReader {
 public:
     /// No longer line is kept: the rest is dropped.
@@ -33,6 +34,7 @@ public:
 private:
     struct State;
     std::shared_ptr<State> mState;
+    std::thread mThread;
 };
 
 } // namespace vel::kos::host

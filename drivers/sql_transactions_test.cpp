@@ -152,6 +152,55 @@ TEST_P(TransactionsTest, aConstraintThatFailsAtTheCommitIsAFailure)
     ASSERT_EQ(mDatabase->executeScript("drop table late_child; drop table late_test", nullptr), 0u);
 }
 
+TEST_P(TransactionsTest, aStatementThatKeptNothingIsAFailure)
+{
+    ASSERT_EQ(mDatabase->executeScript("drop table if exists late_child; drop table if exists late_test;"
+                                       "create table late_test (a integer primary key);"
+                                       "create table late_child (a integer references late_test deferrable "
+                                       "initially deferred)",
+                                       nullptr),
+              0u)
+        << error().text;
+    // Without a transaction the constraint fails where the statement ends.
+    const auto tOther = open();
+    ASSERT_TRUE(tOther);
+    uint64_t tChanged = 7;
+    EXPECT_EQ(execute("insert into late_child values (99)", {}, &tChanged), SQL_E_CONSTRAINT);
+    EXPECT_EQ(tChanged, 0u);
+    EXPECT_EQ(error().constraint, uint32_t{sql::SQL_CONSTRAINT_FOREIGN_KEY});
+    EXPECT_EQ(run(prepare("insert into late_child values (?)").get(), {99}), SQL_E_CONSTRAINT);
+    auto tRows = query("insert into late_child values (99) returning a");
+    ASSERT_TRUE(tRows);
+    EXPECT_EQ(next(tRows.get()), Row{99});
+    uint32_t tRes = 0;
+    EXPECT_EQ(next(tRows.get(), &tRes), Row{});
+    EXPECT_EQ(tRes, SQL_E_CONSTRAINT) << "never a clean end";
+    EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
+    EXPECT_EQ(tChanged, 0u);
+    tRows.reset();
+    EXPECT_EQ(state(), NONE);
+    ASSERT_EQ(tOther->query("select count(*) from late_child", nullptr, tRows.out()), 0u);
+    EXPECT_EQ(next(tRows.get()), Row{0});
+    tRows.reset();
+    ASSERT_EQ(mDatabase->executeScript("drop table late_child; drop table late_test", nullptr), 0u);
+}
+
+TEST_P(TransactionsTest, aCommitInAStatementThatKeptNothingIsAFailure)
+{
+    for (const char* tCommit : {"commit", "/* all */ -- of it\n END"}) {
+        ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+        EXPECT_EQ(execute("insert into missing_table values (1)"), SQL_E_NO_OBJECT);
+        EXPECT_EQ(execute(tCommit), can(sql::SQL_FEATURE_STATEMENT_ROLLBACK) ? 0u : SQL_E_NOT_COMMITTED);
+        EXPECT_EQ(state(), NONE);
+    }
+    for (const char* tRollback : {"rollback", "-- not this\n Rollback"}) {
+        ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+        EXPECT_EQ(execute("insert into missing_table values (1)"), SQL_E_NO_OBJECT);
+        EXPECT_EQ(execute(tRollback), 0u) << error().text;
+        EXPECT_EQ(state(), NONE);
+    }
+}
+
 using DroppedTransactionTest = DriverTest;
 
 // PostgreSQL keeps a transaction until it is ended.

@@ -51,6 +51,24 @@ TEST(DescriptionTest, knowsWhatIsSecret)
     EXPECT_EQ(tDescription.secrets(), (std::vector<std::string>{"s", "p", "q", "r"}));
 }
 
+TEST(DescriptionTest, tellsTheLongestSecretFirst)
+{
+    Description tDescription;
+    ASSERT_TRUE(tDescription.parse("password=abc;sslpassword=abcdef"));
+    EXPECT_EQ(tDescription.secrets(), (std::vector<std::string>{"abcdef", "abc"}));
+}
+
+TEST(DescriptionTest, takesNoLineBreakWithoutQuotes)
+{
+    for (const char* tText : {"host=a\npassword=secret", "host=a\rpassword=secret", "a\nb=secret"}) {
+        Description tDescription;
+        EXPECT_FALSE(tDescription.parse(tText)) << tText;
+        EXPECT_EQ(tDescription.problem().find("secret"), std::string::npos) << tDescription.problem();
+    }
+    Description tDescription;
+    EXPECT_TRUE(tDescription.parse("a=b;\n c=\"d\ne\"\n;\r\nf=g\n"));
+}
+
 TEST(ScannerTest, numbersParameters)
 {
     const auto tParsed = parseStatement(

@@ -217,6 +217,32 @@ TEST_P(DroppedTransactionTest, waitsForItsRollback)
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
 }
 
+TEST_P(DroppedTransactionTest, isNotForgottenOverOpenRows)
+{
+    ASSERT_EQ(execute("insert into driver_test values (1, 'x'), (2, 'y')"), 0u);
+    ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+    const auto tRows = query("select n from driver_test order by n");
+    EXPECT_EQ(next(tRows.get()), Row{1});
+    EXPECT_EQ(execute("insert or rollback into driver_test values (1, 'again')"), SQL_E_CONSTRAINT);
+    EXPECT_EQ(state(), FAILED);
+    for (uint32_t i = 0, tRes = 0; i < 4; ++i)
+        static_cast<void>(next(tRows.get(), &tRes));
+    EXPECT_EQ(state(), FAILED);
+    EXPECT_EQ(execute("insert into driver_test values (3, 'outside of it')"), E_WRONG_STATE);
+    EXPECT_EQ(mDatabase->rollback(), 0u);
+    EXPECT_EQ(state(), NONE);
+}
+
+TEST_P(TransactionsTest, readOnlyEndsWithAStatementToo)
+{
+    for (const char* tEnd : {"commit", "rollback"}) {
+        ASSERT_EQ(mDatabase->begin(sql::SQL_BEGIN_READ_ONLY, 0), 0u);
+        EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
+        ASSERT_EQ(execute(tEnd), 0u) << error().text;
+        EXPECT_EQ(execute("delete from driver_test"), 0u) << tEnd << ": " << error().text;
+    }
+}
+
 TEST_P(TransactionsTest, rowsOutliveACommitOrKeepItFromHappening)
 {
     for (int i = 1; i <= 3; ++i)
@@ -235,6 +261,12 @@ TEST_P(TransactionsTest, rowsOutliveACommitOrKeepItFromHappening)
         uint32_t tNext = 0;
         EXPECT_EQ(next(tRows.get(), &tNext), Row{});
         EXPECT_EQ(tNext, E_WRONG_STATE) << "they are not called ended";
+        ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+        tRows = query("select n from driver_test order by n");
+        EXPECT_EQ(next(tRows.get()), Row{1});
+        ASSERT_EQ(execute("rollback"), 0u);
+        EXPECT_EQ(next(tRows.get(), &tNext), Row{});
+        EXPECT_EQ(tNext, E_WRONG_STATE) << "nor by a statement";
     } else {
         EXPECT_EQ(tRes, E_WRONG_STATE);
         EXPECT_EQ(state(), OPEN);

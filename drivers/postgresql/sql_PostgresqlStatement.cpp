@@ -129,7 +129,7 @@ uint32_t PostgresqlStatement::step()
     mIsOver = true;
     if (!KFAILED(tRes)) tRes = mDatabase->lostNow();
     if (!KFAILED(tRes) && mDatabase->isLostCommit(tTag, text())) {
-        mDatabase->statementSucceeded();
+        mDatabase->statementSucceeded(text());
         tRes = mDatabase->fail(SQL_E_NOT_COMMITTED, "the server has rolled the transaction back");
     }
     if (KFAILED(tRes)) mChanged = 0;

@@ -195,7 +195,7 @@ uint32_t Statement::runWith(const sql::SqlValue* pValues, bool pBorrowed)
         return tRes;
     }
     mFirst = mOnRow;
-    if (!mOnRow) mConnection->statementSucceeded();
+    if (!mOnRow) mConnection->statementSucceeded(mText);
     return 0;
 }
 
@@ -206,7 +206,7 @@ uint32_t Statement::readOn()
         endRun();
         return tRes;
     }
-    if (!mOnRow) mConnection->statementSucceeded();
+    if (!mOnRow) mConnection->statementSucceeded(mText);
     return 0;
 }
 
@@ -229,7 +229,7 @@ void Statement::endRun()
 uint32_t Statement::nextRow(const sql::SqlValue** pRow)
 {
     *pRow = nullptr;
-    if (mEpoch != mConnection->epoch())
+    if (mEpoch != mConnection->epoch() || mConnection->isDropped())
         return mConnection->fail(
             failureOf("24000", "the transaction in which the rows were read has been rolled back"));
     if (!std::exchange(mFirst, false))

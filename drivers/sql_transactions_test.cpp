@@ -388,6 +388,28 @@ TEST_P(TransactionsTest, whatIsCancelledIsStopped)
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
 }
 
+TEST_P(TransactionsTest, aCancelEndsWithItsCall)
+{
+    ASSERT_EQ(execute("insert into driver_test values (1, 'x'), (2, 'y')"), 0u);
+    auto tRows = query("select n from driver_test order by n");
+    EXPECT_EQ(next(tRows.get()), Row{1});
+    if (!can(sql::SQL_FEATURE_MANY_RESULTS)) tRows.reset();
+    std::atomic<bool> tDone{false};
+    std::thread tCanceller([&] {
+        while (!tDone) {
+            std::this_thread::sleep_for(20ms);
+            mDatabase->cancel();
+        }
+    });
+    EXPECT_EQ(execute(words().slow), SQL_E_CANCELLED) << error().text;
+    tDone = true;
+    tCanceller.join();
+    EXPECT_EQ(execute("insert into driver_test values (3, 'z')"), 0u) << error().text;
+    if (tRows) {
+        EXPECT_EQ(next(tRows.get()), Row{2});
+    }
+}
+
 TEST_P(TransactionsTest, waitingForALockCanBeCancelled)
 {
     const auto tOther = open(isSqlite() ? ";timeout=60000" : "");

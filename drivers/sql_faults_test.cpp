@@ -145,6 +145,19 @@ TEST_P(ServerTest, aServerThatDoesNotReactIsGivenUp)
     EXPECT_EQ(tRes, SQL_E_TIMEOUT) << createError();
 }
 
+TEST_P(ServerTest, housekeepingHarmsNoTransaction)
+{
+    ASSERT_TRUE(prepare("select 1")); // and dropped again
+    ASSERT_EQ(execute("deallocate all"), 0u);
+    ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+    const auto tInsert = prepare("insert into driver_test values (?, 'x')");
+    ASSERT_TRUE(tInsert);
+    EXPECT_EQ(run(tInsert.get(), {1}), 0u) << error().text;
+    EXPECT_EQ(mDatabase->commit(), 0u) << error().text;
+    EXPECT_EQ(cell("select count(*) from driver_test"), Cell(1));
+    EXPECT_TRUE(prepare("select 2"));
+}
+
 TEST_P(ServerTest, noticesOfTheServerStayInside)
 {
     // From the first word on: with this the server tells of its own start.

@@ -12,8 +12,11 @@ namespace vel::kos::drivers {
 
 namespace {
 
-constexpr Dialect POSTGRESQL = {
-    .nestedComments = true, .dollarQuotes = true, .escapeTexts = true, .questionOperator = true};
+constexpr Dialect POSTGRESQL = {.nestedComments = true,
+                                .dollarQuotes = true,
+                                .escapeTexts = true,
+                                .questionOperator = true,
+                                .returnEndsLine = true};
 constexpr Dialect MYSQL = {.backslashes = true, .backticks = true, .hashComments = true};
 
 TEST(DescriptionTest, takesPairsApart)
@@ -48,6 +51,24 @@ TEST(DescriptionTest, knowsWhatIsSecret)
     EXPECT_EQ(tDescription.secrets(), (std::vector<std::string>{"s", "p", "q", "r"}));
 }
 
+TEST(DescriptionTest, tellsTheLongestSecretFirst)
+{
+    Description tDescription;
+    ASSERT_TRUE(tDescription.parse("password=abc;sslpassword=abcdef"));
+    EXPECT_EQ(tDescription.secrets(), (std::vector<std::string>{"abcdef", "abc"}));
+}
+
+TEST(DescriptionTest, takesNoLineBreakWithoutQuotes)
+{
+    for (const char* tText : {"host=a\npassword=secret", "host=a\rpassword=secret", "a\nb=secret"}) {
+        Description tDescription;
+        EXPECT_FALSE(tDescription.parse(tText)) << tText;
+        EXPECT_EQ(tDescription.problem().find("secret"), std::string::npos) << tDescription.problem();
+    }
+    Description tDescription;
+    EXPECT_TRUE(tDescription.parse("a=b;\n c=\"d\ne\"\n;\r\nf=g\n"));
+}
+
 TEST(ScannerTest, numbersParameters)
 {
     const auto tParsed = parseStatement(
@@ -79,6 +100,28 @@ TEST(ScannerTest, followsTheDialect)
             .places.size(),
         1u);
     EXPECT_EQ(parseStatement("[?] $$?$$", Dialect{}, Markers::PLAIN).places.size(), 2u);
+}
+
+TEST(ScannerTest, knowsThatATextGoesOnAfterADoubledQuote)
+{
+    EXPECT_EQ(parseStatement("E'it''s \\'?' ?", POSTGRESQL, Markers::DOLLAR).text, "E'it''s \\'?' $1");
+    EXPECT_EQ(parseStatement("E'a''\\' ?? ' ?", POSTGRESQL, Markers::DOLLAR).text, "E'a''\\' ?? ' $1");
+    EXPECT_EQ(parseStatement("'a''\\' ?", POSTGRESQL, Markers::DOLLAR).text, "'a''\\' $1");
+    EXPECT_EQ(statementLength("E'a''b\\';c'; d", POSTGRESQL), 12u);
+}
+
+TEST(ScannerTest, knowsWhereAnEndOfLineIs)
+{
+    EXPECT_EQ(parseStatement("-- ?\r ?", POSTGRESQL, Markers::DOLLAR).text, "-- ?\r $1");
+    EXPECT_EQ(parseStatement("-- ?\r ?", Dialect{}, Markers::PLAIN).places.size(), 0u);
+    EXPECT_EQ(statementLength("-- ;\r a; b", POSTGRESQL), 8u);
+}
+
+TEST(ScannerTest, findsTheFirstWord)
+{
+    EXPECT_EQ(firstWord("\n-- x\n /* y */ CoMMit;", POSTGRESQL), "commit");
+    EXPECT_EQ(firstWord("'commit'", POSTGRESQL), "");
+    EXPECT_EQ(firstWord(" ;", POSTGRESQL), "");
 }
 
 TEST(ScannerTest, tellsWhatItCannotTake)

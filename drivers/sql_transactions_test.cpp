@@ -152,6 +152,55 @@ TEST_P(TransactionsTest, aConstraintThatFailsAtTheCommitIsAFailure)
     ASSERT_EQ(mDatabase->executeScript("drop table late_child; drop table late_test", nullptr), 0u);
 }
 
+TEST_P(TransactionsTest, aStatementThatKeptNothingIsAFailure)
+{
+    ASSERT_EQ(mDatabase->executeScript("drop table if exists late_child; drop table if exists late_test;"
+                                       "create table late_test (a integer primary key);"
+                                       "create table late_child (a integer references late_test deferrable "
+                                       "initially deferred)",
+                                       nullptr),
+              0u)
+        << error().text;
+    // Without a transaction the constraint fails where the statement ends.
+    const auto tOther = open();
+    ASSERT_TRUE(tOther);
+    uint64_t tChanged = 7;
+    EXPECT_EQ(execute("insert into late_child values (99)", {}, &tChanged), SQL_E_CONSTRAINT);
+    EXPECT_EQ(tChanged, 0u);
+    EXPECT_EQ(error().constraint, uint32_t{sql::SQL_CONSTRAINT_FOREIGN_KEY});
+    EXPECT_EQ(run(prepare("insert into late_child values (?)").get(), {99}), SQL_E_CONSTRAINT);
+    auto tRows = query("insert into late_child values (99) returning a");
+    ASSERT_TRUE(tRows);
+    EXPECT_EQ(next(tRows.get()), Row{99});
+    uint32_t tRes = 0;
+    EXPECT_EQ(next(tRows.get(), &tRes), Row{});
+    EXPECT_EQ(tRes, SQL_E_CONSTRAINT) << "never a clean end";
+    EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
+    EXPECT_EQ(tChanged, 0u);
+    tRows.reset();
+    EXPECT_EQ(state(), NONE);
+    ASSERT_EQ(tOther->query("select count(*) from late_child", nullptr, tRows.out()), 0u);
+    EXPECT_EQ(next(tRows.get()), Row{0});
+    tRows.reset();
+    ASSERT_EQ(mDatabase->executeScript("drop table late_child; drop table late_test", nullptr), 0u);
+}
+
+TEST_P(TransactionsTest, aCommitInAStatementThatKeptNothingIsAFailure)
+{
+    for (const char* tCommit : {"commit", "/* all */ -- of it\n END"}) {
+        ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+        EXPECT_EQ(execute("insert into missing_table values (1)"), SQL_E_NO_OBJECT);
+        EXPECT_EQ(execute(tCommit), can(sql::SQL_FEATURE_STATEMENT_ROLLBACK) ? 0u : SQL_E_NOT_COMMITTED);
+        EXPECT_EQ(state(), NONE);
+    }
+    for (const char* tRollback : {"rollback", "-- not this\n Rollback"}) {
+        ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+        EXPECT_EQ(execute("insert into missing_table values (1)"), SQL_E_NO_OBJECT);
+        EXPECT_EQ(execute(tRollback), 0u) << error().text;
+        EXPECT_EQ(state(), NONE);
+    }
+}
+
 using DroppedTransactionTest = DriverTest;
 
 // PostgreSQL keeps a transaction until it is ended.
@@ -166,6 +215,32 @@ TEST_P(DroppedTransactionTest, waitsForItsRollback)
     EXPECT_EQ(mDatabase->commit(), SQL_E_NOT_COMMITTED);
     EXPECT_EQ(state(), NONE);
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
+}
+
+TEST_P(DroppedTransactionTest, isNotForgottenOverOpenRows)
+{
+    ASSERT_EQ(execute("insert into driver_test values (1, 'x'), (2, 'y')"), 0u);
+    ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+    const auto tRows = query("select n from driver_test order by n");
+    EXPECT_EQ(next(tRows.get()), Row{1});
+    EXPECT_EQ(execute("insert or rollback into driver_test values (1, 'again')"), SQL_E_CONSTRAINT);
+    EXPECT_EQ(state(), FAILED);
+    for (uint32_t i = 0, tRes = 0; i < 4; ++i)
+        static_cast<void>(next(tRows.get(), &tRes));
+    EXPECT_EQ(state(), FAILED);
+    EXPECT_EQ(execute("insert into driver_test values (3, 'outside of it')"), E_WRONG_STATE);
+    EXPECT_EQ(mDatabase->rollback(), 0u);
+    EXPECT_EQ(state(), NONE);
+}
+
+TEST_P(TransactionsTest, readOnlyEndsWithAStatementToo)
+{
+    for (const char* tEnd : {"commit", "rollback"}) {
+        ASSERT_EQ(mDatabase->begin(sql::SQL_BEGIN_READ_ONLY, 0), 0u);
+        EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
+        ASSERT_EQ(execute(tEnd), 0u) << error().text;
+        EXPECT_EQ(execute("delete from driver_test"), 0u) << tEnd << ": " << error().text;
+    }
 }
 
 TEST_P(TransactionsTest, rowsOutliveACommitOrKeepItFromHappening)
@@ -186,6 +261,12 @@ TEST_P(TransactionsTest, rowsOutliveACommitOrKeepItFromHappening)
         uint32_t tNext = 0;
         EXPECT_EQ(next(tRows.get(), &tNext), Row{});
         EXPECT_EQ(tNext, E_WRONG_STATE) << "they are not called ended";
+        ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+        tRows = query("select n from driver_test order by n");
+        EXPECT_EQ(next(tRows.get()), Row{1});
+        ASSERT_EQ(execute("rollback"), 0u);
+        EXPECT_EQ(next(tRows.get(), &tNext), Row{});
+        EXPECT_EQ(tNext, E_WRONG_STATE) << "nor by a statement";
     } else {
         EXPECT_EQ(tRes, E_WRONG_STATE);
         EXPECT_EQ(state(), OPEN);
@@ -305,6 +386,28 @@ TEST_P(TransactionsTest, whatIsCancelledIsStopped)
     tDone = true;
     tCanceller.join();
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
+}
+
+TEST_P(TransactionsTest, aCancelEndsWithItsCall)
+{
+    ASSERT_EQ(execute("insert into driver_test values (1, 'x'), (2, 'y')"), 0u);
+    auto tRows = query("select n from driver_test order by n");
+    EXPECT_EQ(next(tRows.get()), Row{1});
+    if (!can(sql::SQL_FEATURE_MANY_RESULTS)) tRows.reset();
+    std::atomic<bool> tDone{false};
+    std::thread tCanceller([&] {
+        while (!tDone) {
+            std::this_thread::sleep_for(20ms);
+            mDatabase->cancel();
+        }
+    });
+    EXPECT_EQ(execute(words().slow), SQL_E_CANCELLED) << error().text;
+    tDone = true;
+    tCanceller.join();
+    EXPECT_EQ(execute("insert into driver_test values (3, 'z')"), 0u) << error().text;
+    if (tRows) {
+        EXPECT_EQ(next(tRows.get()), Row{2});
+    }
 }
 
 TEST_P(TransactionsTest, waitingForALockCanBeCancelled)

@@ -221,6 +221,22 @@ TEST_P(ValuesTest, blocksOfRowsAreTheReceivers)
         komFree(tBlock.mValues);
 }
 
+TEST_P(ValuesTest, haveANulBehindTheirData)
+{
+    ASSERT_EQ(execute((std::string("create table nul_test (b ") + words().bytesType + ")").c_str()), 0u);
+    for (const size_t tSize : {0u, 1u, 16u, 100u, 5000u})
+        ASSERT_EQ(execute("insert into nul_test values (?)", {bytes(std::string(tSize, 'x'))}), 0u);
+    const auto tRows = query("select b from nul_test");
+    for (int i = 0; i < 5; ++i) {
+        sql::SqlValueList tRow{};
+        ASSERT_EQ(tRows->next(&tRow), 0u);
+        ASSERT_EQ(tRow.mCount, 1u);
+        EXPECT_EQ(tRow.mValues[0].mData[tRow.mValues[0].mSize], '\0') << tRow.mValues[0].mSize;
+    }
+    EXPECT_EQ(tRows->close(), 0u);
+    ASSERT_EQ(execute("drop table nul_test"), 0u);
+}
+
 INSTANTIATE_TEST_SUITE_P(every, ValuesTest, testing::ValuesIn(testedDrivers()),
                          [](const auto& pInfo) { return pInfo.param; });
 

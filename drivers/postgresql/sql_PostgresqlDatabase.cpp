@@ -266,14 +266,18 @@ uint32_t PostgresqlDatabase::checkResult(const PgResult& pResult, const ParsedSt
 
 const Dialect& PostgresqlDatabase::dialect() const
 {
-    static constexpr Dialect DIALECT = {
-        .nestedComments = true, .dollarQuotes = true, .escapeTexts = true, .questionOperator = true};
+    static constexpr Dialect DIALECT = {.nestedComments = true,
+                                        .dollarQuotes = true,
+                                        .escapeTexts = true,
+                                        .questionOperator = true,
+                                        .returnEndsLine = true};
     return DIALECT;
 }
 
 uint32_t PostgresqlDatabase::dropForgotten()
 {
-    if (transactionOfDatabase() == sql::SQL_TRANSACTION_FAILED) return 0;
+    // A name that the server no longer knows would be a failure, and end the client's transaction.
+    if (transactionOfDatabase() != sql::SQL_TRANSACTION_NONE) return 0;
     while (!mForgotten.empty()) {
         const std::string tText = "DEALLOCATE " + mForgotten.back();
         mForgotten.pop_back();
@@ -341,12 +345,11 @@ uint32_t PostgresqlDatabase::runBegin(uint32_t pMode, uint32_t pIsolation)
                (pMode == sql::SQL_BEGIN_READ_ONLY ? " READ ONLY" : ""));
 }
 
-// The server ends a transaction in which a statement has failed by rolling it back, and calls that a success.
-uint32_t PostgresqlDatabase::runCommit()
+bool PostgresqlDatabase::isLostCommit(std::string_view pTag, const ParsedStatement& pText) const
 {
-    if (auto tRes = run("COMMIT"); KFAILED(tRes)) return tRes;
-    if (mTag == "COMMIT") return 0;
-    return fail(SQL_E_NOT_COMMITTED, "the server has rolled the transaction back");
+    if (pTag != "ROLLBACK") return false;
+    const std::string tWord = firstWord(pText.text, dialect());
+    return tWord != "rollback" && tWord != "abort";
 }
 
 const char* PostgresqlDatabase::tablesText()

@@ -55,7 +55,11 @@ public:
     uint32_t checkResult(const PgResult& pResult, const ParsedStatement& pText);
     /// Drops a prepared statement when there is a chance to.
     void forget(std::string pName) { mForgotten.push_back(std::move(pName)); }
-    void keepTag(const char* pTag) { mTag = pTag; }
+    /// A failure, which is kept, when it is known that the connection is lost.
+    uint32_t lostNow() { return checkLost(); }
+    /// Whether a command was meant to keep a transaction that the server has rolled back, which it calls a
+    /// success.
+    bool isLostCommit(std::string_view pTag, const ParsedStatement& pText) const;
 
 protected:
     const Dialect& dialect() const override;
@@ -63,7 +67,6 @@ protected:
     uint32_t makeStatement(ParsedStatement pText, bool pOnce, kom::Ref<Statement>& pStatement) override;
     uint32_t transactionOfDatabase() override;
     uint32_t runBegin(uint32_t pMode, uint32_t pIsolation) override;
-    uint32_t runCommit() override;
     uint32_t checkLost() override { return isLost() ? lost() : 0; }
     void interrupt() override;
     uint32_t askForLife() override;
@@ -84,7 +87,6 @@ private:
     uint64_t mGraceEnds = 0;   ///< a statement whose time was over has been told to stop; when to give up
     uint32_t mStateBefore = 0; ///< of the transaction, when the statement that is running began
     uint32_t mNextName = 0;    ///< of the next prepared statement
-    std::string mTag;          ///< of the last command
     std::vector<std::string> mForgotten;
 };
 

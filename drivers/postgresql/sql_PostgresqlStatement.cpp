@@ -122,11 +122,18 @@ uint32_t PostgresqlStatement::step()
         const std::string_view tChanged = gLibpq.changed(mRow.get());
         std::from_chars(tChanged.data(), tChanged.data() + tChanged.size(), mChanged);
     }
-    mDatabase->keepTag(gLibpq.commandStatus(mRow.get()));
-    // Only then does the library know how the transaction stands.
-    mDatabase->drain();
+    // Without a transaction the statement is kept only after its own result: whether it was comes in another.
+    uint32_t tRes = 0;
+    while (const PgResult tMore = mDatabase->nextResult())
+        if (auto tOne = mDatabase->checkResult(tMore, text()); KFAILED(tOne) && !KFAILED(tRes)) tRes = tOne;
     mIsOver = true;
-    return 0;
+    if (!KFAILED(tRes)) tRes = mDatabase->lostNow();
+    if (!KFAILED(tRes) && mDatabase->isLostCommit(tTag, text())) {
+        mDatabase->statementSucceeded(text());
+        tRes = mDatabase->fail(SQL_E_NOT_COMMITTED, "the server has rolled the transaction back");
+    }
+    if (KFAILED(tRes)) mChanged = 0;
+    return tRes;
 }
 
 uint32_t PostgresqlStatement::read(sql::SqlValue* pRow)

@@ -23,9 +23,9 @@ bool Sqlite::load()
            library.bind("sqlite3_extended_errcode", errorCode) &&
            library.bind("sqlite3_busy_handler", busyHandler) &&
            library.bind("sqlite3_progress_handler", progressHandler) &&
-           library.bind("sqlite3_interrupt", interrupt) && library.bind("sqlite3_db_config", config) &&
-           library.bind("sqlite3_complete", complete) && library.bind("sqlite3_prepare_v2", prepare) &&
-           library.bind("sqlite3_bind_null", bindNull) && library.bind("sqlite3_bind_int64", bindInteger) &&
+           library.bind("sqlite3_db_config", config) && library.bind("sqlite3_complete", complete) &&
+           library.bind("sqlite3_prepare_v2", prepare) && library.bind("sqlite3_bind_null", bindNull) &&
+           library.bind("sqlite3_bind_int64", bindInteger) &&
            library.bind("sqlite3_bind_double", bindDouble) && library.bind("sqlite3_bind_text64", bindText) &&
            library.bind("sqlite3_bind_blob64", bindBytes) &&
            library.bind("sqlite3_bind_parameter_count", parameterCount) &&

@@ -17,7 +17,6 @@ struct Sqlite {
     decltype(sqlite3_error_offset)* errorOffset = nullptr; ///< may be missing
     decltype(sqlite3_busy_handler)* busyHandler = nullptr;
     decltype(sqlite3_progress_handler)* progressHandler = nullptr;
-    decltype(sqlite3_interrupt)* interrupt = nullptr;
     decltype(sqlite3_db_config)* config = nullptr;
     decltype(sqlite3_complete)* complete = nullptr;
     decltype(sqlite3_prepare_v2)* prepare = nullptr;

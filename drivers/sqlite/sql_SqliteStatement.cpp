@@ -98,6 +98,7 @@ uint32_t SqliteStatement::step()
 uint32_t SqliteStatement::read(sql::SqlValue* pRow)
 {
     const int tCount = gSqlite.columnCount(mHandle);
+    mBytes.resize(static_cast<size_t>(tCount));
     for (int i = 0; i < tCount; ++i) {
         switch (gSqlite.columnType(mHandle, i)) {
         case SQLITE_NULL:
@@ -110,9 +111,14 @@ uint32_t SqliteStatement::read(sql::SqlValue* pRow)
             pRow[i] = sql::doubleValue(gSqlite.columnDouble(mHandle, i));
             break;
         case SQLITE_BLOB: {
+            // The library has no NUL behind them, and no memory looks like no bytes.
             const void* tData = gSqlite.columnBlob(mHandle, i);
-            pRow[i] = sql::dataValue(sql::SQL_VALUE_BYTES, tData ? tData : "",
-                                     static_cast<uint64_t>(gSqlite.columnBytes(mHandle, i)));
+            const auto tSize = static_cast<size_t>(gSqlite.columnBytes(mHandle, i));
+            if (!tData && (tSize > 0 || (gSqlite.errorCode(mDatabase->handle()) & 0xFF) == SQLITE_NOMEM))
+                return mDatabase->fail(E_OUTOFMEMORY, "there is no memory for a value");
+            std::string& tBytes = mBytes[static_cast<size_t>(i)];
+            tBytes.assign(tData ? static_cast<const char*>(tData) : "", tSize);
+            pRow[i] = sql::dataValue(sql::SQL_VALUE_BYTES, tBytes.data(), tSize);
             break;
         }
         default: {

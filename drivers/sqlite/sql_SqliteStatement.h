@@ -28,6 +28,7 @@ private:
     SqliteDatabase* const mDatabase;
     sqlite3_stmt* const mHandle;
     std::vector<uint32_t> mTextTypes; ///< what a text in each column is, by its declared type
+    std::vector<std::string> mBytes;  ///< of the row, by column
     int mChangesBefore = 0;
     bool mHasCopies = false;
 };

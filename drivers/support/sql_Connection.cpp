@@ -137,10 +137,22 @@ uint32_t Connection::run(const std::string& pText)
 {
     kom::Ref<Statement> tStatement;
     if (auto tRes = make(pText, true, tStatement); KFAILED(tRes)) return tRes;
-    mControl = true;
-    const uint32_t tRes = tStatement->execute(nullptr, nullptr);
-    mControl = false;
-    return tRes;
+    struct Control {
+        explicit Control(bool& pFlag) : flag(pFlag) { flag = true; }
+        ~Control() { flag = false; }
+        bool& flag;
+    } tControl(mControl);
+    return tStatement->execute(nullptr, nullptr);
+}
+
+void Connection::statementSucceeded(const ParsedStatement& pText)
+{
+    const bool tIs = transactionOfDatabase() != sql::SQL_TRANSACTION_NONE;
+    const bool tWas = std::exchange(mBegun, tIs);
+    if (!tWas || mControl) return;
+    // A statement of the client's may end it, too.
+    if (firstWord(pText.text, dialect()) == "rollback") ++mEpoch;
+    if (!tIs) transactionEnded();
 }
 
 uint32_t Connection::runBegins()
@@ -149,7 +161,7 @@ uint32_t Connection::runBegins()
     if (mOpenRuns > 0 && (mFeatures & sql::SQL_FEATURE_MANY_RESULTS) == 0)
         return fail(E_WRONG_STATE, "the rows of another statement have not been read to their end or closed");
     // What ran now would be kept at once, although a transaction is what was asked for.
-    if (!mControl && mBegun && transactionOfDatabase() == sql::SQL_TRANSACTION_NONE)
+    if (!mControl && isDropped())
         return fail(
             failureOf("25P02", "the database has dropped the transaction, which waits for its rollback"));
     if (!mControl && (mCancelled || isTimeOver())) return fail(stopped("the statement was stopped"));

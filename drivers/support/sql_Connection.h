@@ -62,7 +62,9 @@ public:
     uint32_t runBegins();
     void runEnded() { --mOpenRuns; }
     /// After a statement has succeeded: whether there is a transaction is as the database says.
-    void statementSucceeded() { mBegun = transactionOfDatabase() != sql::SQL_TRANSACTION_NONE; }
+    void statementSucceeded(const ParsedStatement& pText);
+    /// Whether the database has dropped a transaction, which waits for its rollback.
+    bool isDropped() { return mBegun && transactionOfDatabase() == sql::SQL_TRANSACTION_NONE; }
     /// Counts the transactions that were dropped: what was read within one is not read on after it.
     uint32_t epoch() const { return mEpoch; }
 

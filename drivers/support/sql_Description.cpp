@@ -47,6 +47,7 @@ bool Description::parse(std::string_view pText)
         if (tEquals == std::string_view::npos || pText[tEquals] != '=')
             return fail(tAt, "a key is not followed by \"=\"");
         const std::string tKey = lower(trim(pText.substr(0, tEquals)));
+        if (tKey.find_first_of("\r\n") != std::string::npos) return fail(tAt, "a key holds a line break");
         if (tKey.empty()) return fail(tAt, "there is no key before the \"=\"");
         pText = trim(pText.substr(tEquals + 1));
 
@@ -70,6 +71,8 @@ bool Description::parse(std::string_view pText)
             const auto tPlain = trim(pText.substr(0, tEnd));
             if (tPlain.find('"') != std::string_view::npos)
                 return fail(tAt, "a value holds a double quote but is not quoted");
+            if (tPlain.find_first_of("\r\n") != std::string_view::npos)
+                return fail(tAt, "a value holds a line break but is not quoted");
             tValue = tPlain;
             pText.remove_prefix(tEnd);
         }
@@ -84,6 +87,10 @@ std::vector<std::string> Description::secrets() const
     for (const auto& [tKey, tValue] : mValues)
         for (const char* tPart : {"password", "passwd", "pwd", "secret"})
             if (tKey.find(tPart) != std::string::npos && !tValue.empty()) tSecrets.push_back(tValue);
+    // The longest first: one that holds another is hidden whole.
+    std::stable_sort(
+        tSecrets.begin(), tSecrets.end(),
+        [](const std::string& pOne, const std::string& pOther) { return pOne.size() > pOther.size(); });
     return tSecrets;
 }
 

@@ -6,6 +6,9 @@ namespace vel::kos::drivers {
 
 namespace {
 
+/// What may stand around a statement, besides comments.
+constexpr std::string_view BLANKS = " \t\r\n\f;";
+
 bool isDigit(char pChar) { return pChar >= '0' && pChar <= '9'; }
 
 bool isNameStart(char pChar)
@@ -55,6 +58,13 @@ size_t comment(std::string_view pText, bool pNested)
     return tAt;
 }
 
+/// The length of a comment to the end of the line.
+size_t line(std::string_view pText, bool pReturnEnds)
+{
+    const auto tEnd = pText.find_first_of(pReturnEnds ? "\r\n" : "\n");
+    return tEnd == std::string_view::npos ? pText.size() : tEnd + 1;
+}
+
 /// The length of $tag$...$tag$; 0 when pText does not start with one.
 size_t dollarQuoted(std::string_view pText)
 {
@@ -85,7 +95,7 @@ std::pair<Kind, size_t> token(std::string_view pText, const Dialect& pDialect)
             if (const size_t tLength = dollarQuoted(pText)) return {Kind::QUOTED, tLength};
         break;
     case '-':
-        if (pText.substr(0, 2) == "--") return {Kind::COMMENT, enclosed(pText, 2, "\n")};
+        if (pText.substr(0, 2) == "--") return {Kind::COMMENT, line(pText, pDialect.returnEndsLine)};
         break;
     case '#':
         if (pDialect.hashComments) return {Kind::COMMENT, enclosed(pText, 1, "\n")};
@@ -99,8 +109,14 @@ std::pair<Kind, size_t> token(std::string_view pText, const Dialect& pDialect)
     if (!isNameStart(tChar) && !isDigit(tChar)) return {Kind::OTHER, 1};
     const size_t tLength = nameLength(pText, pDialect.dollarQuotes);
     if (pDialect.escapeTexts && tLength == 1 && (tChar == 'e' || tChar == 'E') && pText.size() > 1 &&
-        pText[1] == '\'')
-        return {Kind::QUOTED, 1 + quoted(pText.substr(1), true)};
+        pText[1] == '\'') {
+        // What follows a doubled quote is still a text of this kind.
+        size_t tEnd = 1;
+        do
+            tEnd += quoted(pText.substr(tEnd), true);
+        while (tEnd < pText.size() && pText[tEnd] == '\'');
+        return {Kind::QUOTED, tEnd};
+    }
     return {Kind::WORD, tLength};
 }
 
@@ -216,9 +232,24 @@ size_t statementLength(std::string_view pText, const Dialect& pDialect)
     return pText.size();
 }
 
+std::string firstWord(std::string_view pText, const Dialect& pDialect)
+{
+    while (!pText.empty()) {
+        const auto [tKind, tLength] = token(pText, pDialect);
+        if (tKind == Kind::WORD) {
+            std::string tWord(pText.substr(0, tLength));
+            for (char& tChar : tWord)
+                if (tChar >= 'A' && tChar <= 'Z') tChar = static_cast<char>(tChar + ('a' - 'A'));
+            return tWord;
+        }
+        if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) break;
+        pText.remove_prefix(tLength);
+    }
+    return {};
+}
+
 bool isBlank(std::string_view pText, const Dialect& pDialect)
 {
-    constexpr std::string_view BLANKS = " \t\r\n\f;";
     while (!pText.empty()) {
         const auto [tKind, tLength] = token(pText, pDialect);
         if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) return false;

@@ -19,6 +19,7 @@ struct Dialect {
     bool brackets = false;         ///< [name]
     bool hashComments = false;     ///< # to the end of the line
     bool questionOperator = false; ///< "?", written "??"
+    bool returnEndsLine = false;   ///< "\r" alone ends a -- comment as well
 };
 
 /// How parameters are given to the database.
@@ -46,6 +47,8 @@ ParsedStatement parseStatement(std::string_view pSource, const Dialect& pDialect
 
 /// The length of the statement at the start of a text, with the ";" that ends it.
 size_t statementLength(std::string_view pText, const Dialect& pDialect);
+/// The word that a statement begins with, in small letters; "" when it begins with none.
+std::string firstWord(std::string_view pText, const Dialect& pDialect);
 /// Whether a text holds nothing but blanks, comments and ";".
 bool isBlank(std::string_view pText, const Dialect& pDialect);
 

@@ -74,6 +74,7 @@ private:
     void end()
     {
         if (!std::exchange(mOpen, false)) return;
+        const TimedCall tCall(mStatement->connection());
         mStatement->endRun();
         mChanged = mStatement->changed();
     }
@@ -189,13 +190,19 @@ uint32_t Statement::runWith(const sql::SqlValue* pValues, bool pBorrowed)
     mOnRow = false;
     mChanged = 0;
     mEpoch = mConnection->epoch();
-    const uint32_t tRes = start(pValues, pBorrowed);
+    uint32_t tRes = 0;
+    try {
+        tRes = start(pValues, pBorrowed);
+    } catch (...) {
+        endRun(); // there is no memory
+        throw;
+    }
     if (KFAILED(tRes)) {
         endRun();
         return tRes;
     }
     mFirst = mOnRow;
-    if (!mOnRow) mConnection->statementSucceeded();
+    if (!mOnRow) mConnection->statementSucceeded(mText);
     return 0;
 }
 
@@ -206,7 +213,7 @@ uint32_t Statement::readOn()
         endRun();
         return tRes;
     }
-    if (!mOnRow) mConnection->statementSucceeded();
+    if (!mOnRow) mConnection->statementSucceeded(mText);
     return 0;
 }
 
@@ -229,7 +236,7 @@ void Statement::endRun()
 uint32_t Statement::nextRow(const sql::SqlValue** pRow)
 {
     *pRow = nullptr;
-    if (mEpoch != mConnection->epoch())
+    if (mEpoch != mConnection->epoch() || mConnection->isDropped())
         return mConnection->fail(
             failureOf("24000", "the transaction in which the rows were read has been rolled back"));
     if (!std::exchange(mFirst, false))
@@ -256,13 +263,18 @@ uint32_t Statement::query(const sql::SqlValueList* pValues, sql::ISqlRows** pRow
     *pRows = nullptr;
     const TimedCall tCall(*mConnection);
     if (auto tRes = begin(pValues, true); KFAILED(tRes)) return tRes;
-    std::shared_ptr<const Columns> tColumns;
-    if (auto tRes = describe(tColumns); KFAILED(tRes)) {
-        endRun();
-        return tRes;
+    try {
+        std::shared_ptr<const Columns> tColumns;
+        if (auto tRes = describe(tColumns); KFAILED(tRes)) {
+            endRun();
+            return tRes;
+        }
+        mRow.resize(std::max<size_t>(tColumns->size(), 1));
+        *pRows = kom::retain(new Rows(kom::retain(this), std::move(tColumns))).detach();
+    } catch (...) {
+        endRun(); // there is no memory
+        throw;
     }
-    mRow.resize(std::max<size_t>(tColumns->size(), 1));
-    *pRows = kom::retain(new Rows(kom::retain(this), std::move(tColumns))).detach();
     return 0;
 }
 

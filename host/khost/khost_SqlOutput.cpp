@@ -47,14 +47,11 @@ std::string plainText(const sql::SqlValue& pValue)
     return std::string(tBuffer, std::to_chars(tBuffer, tBuffer + sizeof tBuffer, pValue.mDouble).ptr);
 }
 
-/// A field of a tab-separated line: "\\N" for null, "\\x" before the digits of bytes, and tabs, line breaks
-/// and backslashes as \\t, \\n, \\r and \\\\.
-std::string fieldText(const sql::SqlValue& pValue)
+/// A text as a tab-separated line takes it.
+std::string tabText(std::string_view pText)
 {
-    if (pValue.mType == sql::SQL_VALUE_NULL) return "\\N";
-    if (pValue.mType == sql::SQL_VALUE_BYTES) return "\\x" + plainText(pValue);
     std::string tText;
-    for (const char tChar : plainText(pValue)) {
+    for (const char tChar : pText) {
         constexpr std::string_view PLAIN = "\t\n\r\\", NAMES = "tnr\\";
         if (const auto tAt = PLAIN.find(tChar); tAt != std::string_view::npos)
             tText.append("\\").append(1, NAMES[tAt]);
@@ -62,6 +59,15 @@ std::string fieldText(const sql::SqlValue& pValue)
             tText += tChar;
     }
     return tText;
+}
+
+/// A field of a tab-separated line: "\\N" for null, "\\x" before the digits of bytes, and tabs, line breaks
+/// and backslashes as \\t, \\n, \\r and \\\\.
+std::string fieldText(const sql::SqlValue& pValue)
+{
+    if (pValue.mType == sql::SQL_VALUE_NULL) return "\\N";
+    if (pValue.mType == sql::SQL_VALUE_BYTES) return "\\x" + plainText(pValue);
+    return tabText(plainText(pValue));
 }
 
 /// A field as RFC 4180 has it. NULL is empty, and an empty text is quoted.
@@ -161,7 +167,7 @@ private:
         std::string tLine;
         for (size_t i = 0; i < mNames.size(); ++i)
             tLine += (i ? mForm == SqlForm::CSV ? "," : "\t" : "") +
-                     (mForm == SqlForm::CSV ? csvText(mNames[i]) : mNames[i]);
+                     (mForm == SqlForm::CSV ? csvText(mNames[i]) : tabText(mNames[i]));
         if (!mNames.empty()) mSession.print(tLine + (mForm == SqlForm::CSV ? "\r\n" : "\n"));
     }
     void addToTable(std::vector<Field> pFields)

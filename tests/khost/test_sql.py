@@ -202,6 +202,7 @@ class Sqlite(SqlTest):
     def test_forms(self):
         select = "select 1 as n, 'a,\"b' as t, '' as e, null as z, x'00ff' as b, 0.5 as d"
         self.assert_done(self.query(self.file, select, "--header"), "n\tt\te\tz\tb\td\n1\ta,\"b\t\t\\N\t\\x00ff\t0.5\n")
+        self.assert_done(self.query(self.file, 'select 1 as "a\tb\\c"', "--header"), "a\\tb\\\\c\n1\n")
         self.assert_done(self.query(self.file, select, "--csv"), 'n,t,e,z,b,d\r\n1,"a,""b","",,00ff,0.5\r\n')
         self.assertEqual(json.loads(self.query(self.file, select, "--json").text),
                          [{"n": 1, "t": 'a,"b', "e": "", "z": None, "b": {"bytes": "00ff"}, "d": 0.5}])

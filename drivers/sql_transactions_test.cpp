@@ -404,6 +404,7 @@ TEST_P(TransactionsTest, aCancelEndsWithItsCall)
     EXPECT_EQ(execute(words().slow), SQL_E_CANCELLED) << error().text;
     tDone = true;
     tCanceller.join();
+    if (!isSqlite()) mDatabase->check(); // a server may take the last request late, for what comes next
     EXPECT_EQ(execute("insert into driver_test values (3, 'z')"), 0u) << error().text;
     if (tRows) {
         EXPECT_EQ(next(tRows.get()), Row{2});

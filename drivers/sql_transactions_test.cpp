@@ -177,6 +177,14 @@ TEST_P(TransactionsTest, aStatementThatKeptNothingIsAFailure)
     EXPECT_EQ(tRes, SQL_E_CONSTRAINT) << "never a clean end";
     EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
     EXPECT_EQ(tChanged, 0u);
+    tRows = query("insert into late_child values (99) returning a");
+    ASSERT_TRUE(tRows);
+    EXPECT_EQ(next(tRows.get()), Row{99});
+    EXPECT_EQ(tRows->close(), SQL_E_CONSTRAINT) << "giving rows up ends the statement as well";
+    EXPECT_EQ(error().constraint, uint32_t{sql::SQL_CONSTRAINT_FOREIGN_KEY});
+    EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
+    EXPECT_EQ(tChanged, 0u);
+    EXPECT_EQ(tRows->close(), 0u) << "they are closed";
     tRows.reset();
     EXPECT_EQ(state(), NONE);
     ASSERT_EQ(tOther->query("select count(*) from late_child", nullptr, tRows.out()), 0u);
@@ -369,22 +377,39 @@ TEST_P(TransactionsTest, whatTakesTooLongIsStopped)
     EXPECT_EQ(execute("insert into driver_test values (1, 'x')"), 0u);
 }
 
+/// Asks a connection to stop what it does, again and again, from a thread of its own.
+class Canceller {
+public:
+    explicit Canceller(sql::ISqlDatabase* pDatabase)
+        : mThread([this, pDatabase] {
+              while (!mDone) {
+                  std::this_thread::sleep_for(20ms);
+                  pDatabase->cancel();
+              }
+          })
+    {
+    }
+    ~Canceller()
+    {
+        mDone = true;
+        mThread.join();
+    }
+
+private:
+    std::atomic<bool> mDone{false};
+    std::thread mThread;
+};
+
 TEST_P(TransactionsTest, whatIsCancelledIsStopped)
 {
     EXPECT_EQ(mDatabase->cancel(), 0u) << "nothing runs";
     EXPECT_EQ(cell("select 1"), Cell(1));
-    std::atomic<bool> tDone{false};
-    std::thread tCanceller([&] {
-        while (!tDone) {
-            std::this_thread::sleep_for(20ms);
-            mDatabase->cancel();
-        }
-    });
-    EXPECT_EQ(execute(words().slow), SQL_E_CANCELLED) << error().text;
-    EXPECT_EQ(error().state, "57014");
-    EXPECT_EQ(execute(words().slowChange), SQL_E_CANCELLED) << error().text;
-    tDone = true;
-    tCanceller.join();
+    {
+        const Canceller tCanceller(mDatabase.get());
+        EXPECT_EQ(execute(words().slow), SQL_E_CANCELLED) << error().text;
+        EXPECT_EQ(error().state, "57014");
+        EXPECT_EQ(execute(words().slowChange), SQL_E_CANCELLED) << error().text;
+    }
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
 }
 
@@ -394,16 +419,10 @@ TEST_P(TransactionsTest, aCancelEndsWithItsCall)
     auto tRows = query("select n from driver_test order by n");
     EXPECT_EQ(next(tRows.get()), Row{1});
     if (!can(sql::SQL_FEATURE_MANY_RESULTS)) tRows.reset();
-    std::atomic<bool> tDone{false};
-    std::thread tCanceller([&] {
-        while (!tDone) {
-            std::this_thread::sleep_for(20ms);
-            mDatabase->cancel();
-        }
-    });
-    EXPECT_EQ(execute(words().slow), SQL_E_CANCELLED) << error().text;
-    tDone = true;
-    tCanceller.join();
+    {
+        const Canceller tCanceller(mDatabase.get());
+        EXPECT_EQ(execute(words().slow), SQL_E_CANCELLED) << error().text;
+    }
     if (!isSqlite()) mDatabase->check(); // a server may take the last request late, for what comes next
     EXPECT_EQ(execute("insert into driver_test values (3, 'z')"), 0u) << error().text;
     if (tRows) {
@@ -421,16 +440,10 @@ TEST_P(TransactionsTest, waitingForALockCanBeCancelled)
     tOther->setTimeout(100);
     EXPECT_EQ(execute(tOther.get(), "update driver_test set t = 'theirs'"), SQL_E_TIMEOUT);
     tOther->setTimeout(0);
-    std::atomic<bool> tDone{false};
-    std::thread tCanceller([&] {
-        while (!tDone) {
-            std::this_thread::sleep_for(20ms);
-            tOther->cancel();
-        }
-    });
-    EXPECT_EQ(execute(tOther.get(), "update driver_test set t = 'theirs'"), SQL_E_CANCELLED);
-    tDone = true;
-    tCanceller.join();
+    {
+        const Canceller tCanceller(tOther.get());
+        EXPECT_EQ(execute(tOther.get(), "update driver_test set t = 'theirs'"), SQL_E_CANCELLED);
+    }
     EXPECT_EQ(mDatabase->commit(), 0u);
 }
 

@@ -122,18 +122,23 @@ uint32_t PostgresqlStatement::step()
         const std::string_view tChanged = gLibpq.changed(mRow.get());
         std::from_chars(tChanged.data(), tChanged.data() + tChanged.size(), mChanged);
     }
-    // Without a transaction the statement is kept only after its own result: whether it was comes in another.
-    uint32_t tRes = 0;
-    while (const PgResult tMore = mDatabase->nextResult())
-        if (auto tOne = mDatabase->checkResult(tMore, text()); KFAILED(tOne) && !KFAILED(tRes)) tRes = tOne;
-    mIsOver = true;
-    if (!KFAILED(tRes)) tRes = mDatabase->lostNow();
+    uint32_t tRes = restOfResults();
     if (!KFAILED(tRes) && mDatabase->isLostCommit(tTag, text())) {
         mDatabase->statementSucceeded(text());
         tRes = mDatabase->fail(SQL_E_NOT_COMMITTED, "the server has rolled the transaction back");
     }
     if (KFAILED(tRes)) mChanged = 0;
     return tRes;
+}
+
+/// Without a transaction a statement is kept only after its own result: whether it was comes in another.
+uint32_t PostgresqlStatement::restOfResults()
+{
+    uint32_t tRes = 0;
+    while (const PgResult tMore = mDatabase->nextResult())
+        if (auto tOne = mDatabase->checkResult(tMore, text()); KFAILED(tOne) && !KFAILED(tRes)) tRes = tOne;
+    mIsOver = true;
+    return KFAILED(tRes) ? tRes : mDatabase->lostNow();
 }
 
 uint32_t PostgresqlStatement::read(sql::SqlValue* pRow)
@@ -152,10 +157,14 @@ uint32_t PostgresqlStatement::read(sql::SqlValue* pRow)
     return 0;
 }
 
-void PostgresqlStatement::finish()
+uint32_t PostgresqlStatement::finish()
 {
     mRow = PgResult();
-    if (!std::exchange(mIsOver, true)) mDatabase->drain();
+    if (mIsOver) return 0;
+    if (mOnRow) return restOfResults();
+    mIsOver = true;
+    mDatabase->drain();
+    return 0;
 }
 
 uint32_t PostgresqlStatement::describe(std::shared_ptr<const Columns>& pColumns)

@@ -22,13 +22,14 @@ protected:
     uint32_t start(const sql::SqlValue* pValues, bool pBorrowed) override;
     uint32_t step() override;
     uint32_t read(sql::SqlValue* pRow) override;
-    void finish() override;
+    uint32_t finish() override;
     uint32_t describe(std::shared_ptr<const Columns>& pColumns) override;
 
 private:
     uint32_t encode(const sql::SqlValue* pValues);
     void takeColumns(const PgResult& pResult);
     uint32_t oneResult(PgResult& pResult);
+    uint32_t restOfResults();
 
     PostgresqlDatabase* const mDatabase;
     const std::string mName;

@@ -135,10 +135,14 @@ uint32_t SqliteStatement::read(sql::SqlValue* pRow)
     return 0;
 }
 
-void SqliteStatement::finish()
+uint32_t SqliteStatement::finish()
 {
-    gSqlite.reset(mHandle);
+    // Without a transaction a statement that was on a row is committed here; elsewhere it repeats an old
+    // failure.
+    uint32_t tRes = 0;
+    if (gSqlite.reset(mHandle) != SQLITE_OK && mOnRow) tRes = mDatabase->fail(mDatabase->failed());
     if (mHasCopies) gSqlite.clearBindings(mHandle);
+    return tRes;
 }
 
 uint32_t SqliteStatement::describe(std::shared_ptr<const Columns>& pColumns)

@@ -19,7 +19,7 @@ protected:
     uint32_t start(const sql::SqlValue* pValues, bool pBorrowed) override;
     uint32_t step() override;
     uint32_t read(sql::SqlValue* pRow) override;
-    void finish() override;
+    uint32_t finish() override;
     uint32_t describe(std::shared_ptr<const Columns>& pColumns) override;
 
 private:

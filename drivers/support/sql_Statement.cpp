@@ -1,6 +1,7 @@
 #include "drivers/support/sql_Statement.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace vel::kos::drivers {
@@ -17,7 +18,14 @@ public:
     {
         if (!mStatement->isOnRow()) end();
     }
-    virtual ~Rows() { end(); }
+    virtual ~Rows()
+    {
+        try {
+            end();
+        } catch (const std::bad_alloc&) {
+            // There was no memory for the words of a failure, which nobody asks for any more.
+        }
+    }
 
     uint32_t getColumns(sql::SqlColumnList* pColumns) override
     {
@@ -64,19 +72,16 @@ public:
         *pChanged = mChanged;
         return 0;
     }
-    uint32_t close() override
-    {
-        end();
-        return 0;
-    }
+    uint32_t close() override { return end(); }
 
 private:
-    void end()
+    uint32_t end()
     {
-        if (!std::exchange(mOpen, false)) return;
+        if (!std::exchange(mOpen, false)) return 0;
         const TimedCall tCall(mStatement->connection());
-        mStatement->endRun();
+        const uint32_t tRes = mStatement->endRun();
         mChanged = mStatement->changed();
+        return tRes;
     }
 
     kom::RefCount mRefCount;
@@ -225,20 +230,24 @@ uint32_t Statement::runToEnd()
     return 0;
 }
 
-void Statement::endRun()
+uint32_t Statement::endRun()
 {
-    if (!std::exchange(mRunning, false)) return;
+    if (!std::exchange(mRunning, false)) return 0;
+    const uint32_t tRes = finish();
+    if (KFAILED(tRes)) mChanged = 0;
     mOnRow = false;
-    finish();
     mConnection->runEnded();
+    return tRes;
 }
 
 uint32_t Statement::nextRow(const sql::SqlValue** pRow)
 {
     *pRow = nullptr;
-    if (mEpoch != mConnection->epoch() || mConnection->isDropped())
+    if (mEpoch != mConnection->epoch() || mConnection->isDropped()) {
+        mOnRow = false; // what becomes of the statement is known
         return mConnection->fail(
             failureOf("24000", "the transaction in which the rows were read has been rolled back"));
+    }
     if (!std::exchange(mFirst, false))
         if (auto tRes = readOn(); KFAILED(tRes)) return tRes;
     if (!mOnRow) return 0;

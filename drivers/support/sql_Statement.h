@@ -31,8 +31,8 @@ public:
 
     /// The next row of the open run, in the statement's own memory; null at the end, when the run has ended.
     uint32_t nextRow(const sql::SqlValue** pRow);
-    /// Ends the open run.
-    void endRun();
+    /// Ends the open run. Fails where the statement turns out not to have been kept while it was on a row.
+    uint32_t endRun();
     bool isOnRow() const { return mOnRow; }
     uint64_t changed() const { return mChanged; }
     Connection& connection() { return *mConnection; }
@@ -55,8 +55,9 @@ protected:
     virtual uint32_t step() = 0;
     /// Fills in the values of the row, which stay until the next step.
     virtual uint32_t read(sql::SqlValue* pRow) = 0;
-    /// Ends a run, which may have failed, or not have started.
-    virtual void finish() = 0;
+    /// Ends a run, which may have failed, or not have started. Only while it is on a row is there something
+    /// to tell: that the statement was not kept.
+    virtual uint32_t finish() = 0;
     /// The columns, of the open run or, with none, of the next.
     virtual uint32_t describe(std::shared_ptr<const Columns>& pColumns) = 0;
 

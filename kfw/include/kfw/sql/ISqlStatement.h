@@ -25,7 +25,8 @@ public:
     virtual uint32_t fetch(uint32_t pMaxRows, SqlRowBlock* pBlock) = 0;
     /// How many rows the statement has inserted, updated or deleted; known once the rows are at their end.
     virtual uint32_t getChanged(uint64_t* pChanged) = 0;
-    /// Gives up the rows that have not been read. What the statement does, it has done all the same.
+    /// Gives up the rows that have not been read. What the statement does, it does all the same; a failure
+    /// tells that it was not kept, which the last reference alone cannot.
     virtual uint32_t close() = 0;
 
 protected:

@@ -10,21 +10,33 @@ set(BUILD_SHARED_LIBS ${WIN32})
 add_subdirectory(${KFW_GOOGLETEST_DIR} ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 unset(BUILD_SHARED_LIBS)
 foreach(tLibrary gtest gtest_main gmock gmock_main)
-    target_compile_options(${tLibrary} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
+    target_compile_options(${tLibrary} PRIVATE $<$<NOT:$<CONFIG:Release>>:-O0>)
 endforeach()
+
+# GNU's linker takes three times as long as LLD for the many programs; what ships is linked with the compiler's own.
+if(NOT WIN32)
+    find_program(KFW_TEST_LINKER ld.lld)
+endif()
 
 set(KFW_TEST_RESULTS ${CMAKE_BINARY_DIR}/test-results)
 file(MAKE_DIRECTORY ${KFW_TEST_RESULTS})
 
-# k_test(<name> SOURCES ... [LIBRARIES ...] [WRAP <function>...] [TIMEOUT <seconds>] [COST <seconds>] [ARGUMENTS ...])
+# k_test(<name> SOURCES ... [LIBRARIES ...] [WRAP <function>...] [TIMEOUT <seconds>] [COST <seconds>] [COMPUTES]
+#     [ARGUMENTS ...])
 # A test program that ctest runs (through Wine when cross compiling). WRAP sends the program's own calls of
-# those C functions to __wrap_<function>. Each run leaves its counts in test-results/<name>.json.
+# those C functions to __wrap_<function>. COMPUTES: the test itself is worth optimising. Each run leaves its counts in
+# test-results/<name>.json.
 function(k_test pName)
-    cmake_parse_arguments(ARG "" "TIMEOUT;COST" "SOURCES;LIBRARIES;WRAP;ARGUMENTS" ${ARGN})
+    cmake_parse_arguments(ARG "COMPUTES" "TIMEOUT;COST" "SOURCES;LIBRARIES;WRAP;ARGUMENTS" ${ARGN})
     add_executable(${pName} ${ARG_SOURCES})
     target_link_libraries(${pName} PRIVATE ${ARG_LIBRARIES} kfw_flags GTest::gmock_main)
     # What is tested is optimised, what tests it need not be: half the time of compiling.
-    target_compile_options(${pName} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
+    if(NOT ARG_COMPUTES)
+        target_compile_options(${pName} PRIVATE $<$<NOT:$<CONFIG:Release>>:-O0>)
+    endif()
+    if(KFW_TEST_LINKER)
+        target_link_options(${pName} PRIVATE -fuse-ld=lld)
+    endif()
     set_target_properties(${pName} PROPERTIES K_IS_TEST ON)
     foreach(tFunction ${ARG_WRAP})
         target_link_options(${pName} PRIVATE -Wl,--wrap=${tFunction})

@@ -151,21 +151,23 @@ class HostTest(unittest.TestCase):
         if text is not None:
             self.assertEqual(result.text, text)
 
+    def error_lines(self, result, status):
+        """The one line of a command that failed, and nothing else."""
+        lines = result.errors.splitlines()
+        self.assertEqual((len(lines), result.status, result.out), (1, status, b""), result.errors)
+        return lines
+
     def assert_fails(self, result, command, code, name, about=""):
         """One line about the failure, and status 1."""
-        lines = result.errors.splitlines()
-        self.assertEqual(len(lines), 1, result.errors)
+        lines = self.error_lines(result, 1)
         self.assertTrue(lines[0].startswith(f"khost: {command}: {code} {name} "), lines[0])
         self.assertIn(about, lines[0])
-        self.assertEqual((result.status, result.out), (1, b""))
 
     def assert_usage(self, result, text):
         """One line about what was wrongly typed, and status 2."""
-        lines = result.errors.splitlines()
-        self.assertEqual(len(lines), 1, result.errors)
+        lines = self.error_lines(result, 2)
         self.assertTrue(lines[0].startswith("khost: "), lines[0])
         self.assertIn(text, lines[0])
-        self.assertEqual((result.status, result.out), (2, b""))
 
 
 class Terminal:

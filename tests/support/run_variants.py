@@ -10,13 +10,15 @@ asan       the same with the address and undefined-behaviour sanitizers
 tsan       the same with the thread sanitizer
 windows    Windows programs, tested under Wine
 clang      the product with Clang's thread-safety analysis, and the benchmarks, both only built
-fuzz       a short run of each fuzz target: KFW_FUZZ_SECONDS each (10)
+tidy       clang-tidy over the sources that changed last
+fuzz       a short run of each fuzz target: KFW_FUZZ_SECONDS each (5)
 
 Without names it runs all. Two lanes work at once: one tests what is built, and one at low priority builds what comes
 next, so that the processors are busy while tests wait. A variant ends with a line of its counts and of the seconds
 that each step took. Logs are build/<variant>/<step>.log.
 """
 
+import json
 import os
 import shutil
 import subprocess
@@ -28,8 +30,9 @@ SUPPORT = os.path.dirname(os.path.abspath(__file__))
 REPORT = [sys.executable, os.path.join(SUPPORT, "report.py")]
 JOBS = os.cpu_count() or 1
 # Tests wait for processes, locks and time more than they compute.
-TEST_JOBS = JOBS + 1
+TEST_JOBS = 2 * JOBS
 BUILD_PRIORITY = 10
+TIDY_SOURCES = 12  # some seconds each
 LOG_LINES = 60
 
 
@@ -110,7 +113,9 @@ def tested(preset, *prepare):
 
 def all_variants():
     python = sys.executable
-    built = '{"passed": 2, "failed": 0, "skipped": 0, "reasons": []}'
+    def counted(name, number):
+        report = json.dumps({"passed": number, "failed": 0, "skipped": 0, "reasons": []})
+        return ("report", ["sh", "-c", f"echo '{report}' >build/{name}/report.json"])
     return [
         tested("native"),
         Variant("checks", [("run", [python, "tests/checks/run.py", "--report", "build/checks/report.json"])]),
@@ -122,10 +127,11 @@ def all_variants():
         # Without SQLite's library the tests of its driver are skipped, and say why.
         tested("windows", ("sqlite", ["sh", "-c", "scripts/windows-sqlite build/windows/wineprefix || true"])),
         Variant("clang", [*cmake_steps("clang", "products"), *cmake_steps("bench", "benches", "-bench"),
-                          ("report", ["sh", "-c", f"echo '{built}' >build/clang/report.json"])]),
+                          counted("clang", 2)]),
+        Variant("tidy", [("run", ["scripts/tidy", "--changed", "--most", str(TIDY_SOURCES)]), counted("tidy", 1)]),
         Variant("fuzz", [*cmake_steps("fuzz", "fuzzers"),
                          ("run", [python, "tests/support/run_fuzzers.py", "--bin", "build/fuzz/bin", "--seconds",
-                                  os.environ.get("KFW_FUZZ_SECONDS", "10"), "--report", "build/fuzz/report.json"])]),
+                                  os.environ.get("KFW_FUZZ_SECONDS", "5"), "--report", "build/fuzz/report.json"])]),
     ]
 
 

@@ -56,9 +56,9 @@ if(WIN32)
         WRAP K32EnumProcessModules)
     # These are imported through pointers, and the pointers are what is wrapped.
     set(tCalls CreateFileW DeleteFileW MoveFileExW SetFileInformationByHandle LockFileEx CreateDirectoryW
-        RemoveDirectoryW GetFileAttributesW GetFileAttributesExW SetEndOfFile Sleep)
+        RemoveDirectoryW GetFileAttributesW GetFileAttributesExW SetEndOfFile Sleep ReadFile WriteFile)
     list(TRANSFORM tCalls PREPEND __imp_)
-    k_test(kpr_faults_test SOURCES kpr_faults_win_test.cpp testing/kpr_testing.cpp ${tSources}
+    k_test(kpr_faults_test SOURCES kpr_faults_win_test.cpp kpr_transfer_win_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP ${tCalls})
     k_test(kpr_stream_test SOURCES kpr_stream_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
         WRAP __imp_GetConsoleMode __imp_WriteConsoleW)

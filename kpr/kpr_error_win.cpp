@@ -9,6 +9,18 @@ namespace {
 // Numbers that the tool chain's headers do not name.
 constexpr uint32_t DIRECTORY_NOT_SUPPORTED = 336;
 constexpr uint32_t DISK_QUOTA_EXCEEDED = 1295;
+// Of files whose content a provider (OneDrive and the like) keeps elsewhere.
+constexpr uint32_t CLOUD_PROVIDER_NOT_RUNNING = 362;
+constexpr uint32_t CLOUD_AUTHENTICATION_FAILED = 386;
+constexpr uint32_t CLOUD_INSUFFICIENT_RESOURCES = 387;
+constexpr uint32_t CLOUD_NETWORK_UNAVAILABLE = 388;
+constexpr uint32_t CLOUD_UNSUCCESSFUL = 389;
+constexpr uint32_t CLOUD_IN_USE = 391;
+constexpr uint32_t CLOUD_REQUEST_ABORTED = 393;
+constexpr uint32_t CLOUD_ACCESS_DENIED = 395;
+constexpr uint32_t CLOUD_REQUEST_CANCELED = 398;
+constexpr uint32_t CLOUD_PROVIDER_TERMINATED = 404;
+constexpr uint32_t CLOUD_REQUEST_TIMEOUT = 426;
 
 } // namespace
 
@@ -33,17 +45,40 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     case ERROR_DISK_CORRUPT:
     case ERROR_IO_DEVICE:
     case ERROR_DEVICE_NOT_CONNECTED:
+    case ERROR_UNRECOGNIZED_VOLUME:
+    case ERROR_MEDIA_CHANGED:
+    case ERROR_NO_MEDIA_IN_DRIVE:
+    case ERROR_REM_NOT_LIST:
+    case ERROR_ADAP_HDW_ERR:
+    case ERROR_BAD_NET_RESP:
+    case ERROR_SEM_TIMEOUT:
+    case ERROR_NETWORK_UNREACHABLE:
+    case ERROR_HOST_UNREACHABLE:
+    case ERROR_CONNECTION_ABORTED:
+    case CLOUD_PROVIDER_NOT_RUNNING:
+    case CLOUD_NETWORK_UNAVAILABLE:
+    case CLOUD_UNSUCCESSFUL:
+    case CLOUD_PROVIDER_TERMINATED:
+    case CLOUD_REQUEST_TIMEOUT:
         return KPR_E_IO;
     case ERROR_ACCESS_DENIED:
     case ERROR_NETWORK_ACCESS_DENIED:
     case ERROR_PRIVILEGE_NOT_HELD:
     case ERROR_CANNOT_MAKE:
+    case ERROR_LOGON_FAILURE:
+    case ERROR_SESSION_CREDENTIAL_CONFLICT:
+    case CLOUD_AUTHENTICATION_FAILED:
+    case CLOUD_ACCESS_DENIED:
         return KPR_E_ACCESS_DENIED;
     case ERROR_FILE_NOT_FOUND:
     case ERROR_PATH_NOT_FOUND:
     case ERROR_INVALID_DRIVE:
     case ERROR_BAD_NETPATH:
     case ERROR_BAD_NET_NAME:
+    case ERROR_CONNECTION_UNAVAIL:
+    case ERROR_NO_NET_OR_BAD_PATH:
+    case ERROR_NO_NETWORK:
+    case ERROR_NOT_CONNECTED:
     case ERROR_DELETE_PENDING: // the name is there until the last handle goes, but nobody gets at the file
     case ERROR_ENVVAR_NOT_FOUND:
     case ERROR_MOD_NOT_FOUND:
@@ -59,6 +94,7 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
         return KPR_E_BAD_HANDLE;
     case ERROR_SHARING_VIOLATION:
     case ERROR_USER_MAPPED_FILE:
+    case CLOUD_IN_USE:
         return KPR_E_IN_USE;
     case ERROR_LOCK_VIOLATION:
     case ERROR_LOCK_FAILED:
@@ -71,6 +107,8 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     case ERROR_ALREADY_EXISTS:
         return KPR_E_EXISTS;
     case ERROR_OPERATION_ABORTED:
+    case CLOUD_REQUEST_ABORTED:
+    case CLOUD_REQUEST_CANCELED:
         return KPR_E_INTERRUPTED;
     case ERROR_FILE_INVALID:
         return KPR_E_STALE;
@@ -83,6 +121,8 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
         return KPR_E_END;
     case ERROR_DIR_NOT_EMPTY:
         return KPR_E_NOT_EMPTY;
+    case ERROR_CANT_ACCESS_FILE: // a reparse point that nobody here knows how to read
+        return KPR_E_NOT_REGULAR;
     case ERROR_WRITE_PROTECT:
         return KPR_E_READ_ONLY_VOLUME;
     case ERROR_INVALID_NAME:
@@ -98,6 +138,7 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     case ERROR_BUSY:
     case ERROR_BUSY_DRIVE:
     case ERROR_PATH_BUSY:
+    case ERROR_NETWORK_BUSY:
         return KPR_E_BUSY;
     case ERROR_NO_SYSTEM_RESOURCES:
     case ERROR_NONPAGED_SYSTEM_RESOURCES:
@@ -107,6 +148,8 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     case ERROR_SHARING_BUFFER_EXCEEDED:
     case ERROR_NOT_ENOUGH_QUOTA:
     case ERROR_MAX_THRDS_REACHED:
+    case ERROR_REQ_NOT_ACCEP:
+    case CLOUD_INSUFFICIENT_RESOURCES:
         return KPR_E_NO_RESOURCES;
     case ERROR_BAD_EXE_FORMAT:
     case ERROR_INVALID_DLL:

@@ -88,22 +88,32 @@ uint32_t checkRegular(const std::wstring& pPath, uint32_t pMode, HANDLE* pHandle
 
 bool isEndOfFile(DWORD pError) { return pError == ERROR_HANDLE_EOF || pError == ERROR_BROKEN_PIPE; }
 
-uint32_t readPiece(KprFile pFile, void* pBuffer, uint32_t pLength, OVERLAPPED* pWhere, uint32_t* pRead)
+// Transfers until everything is done, nothing more comes, or an error; pTransfer(offset done, bytes moved)
+// moves one piece. A pipe gives what it has, a server or another maker's file system what suits it.
+template <typename TTransfer>
+uint32_t transferAll(uint32_t pLength, uint32_t* pDone, TTransfer pTransfer)
 {
-    DWORD tRead = 0;
-    if (!ReadFile(toHandle(pFile), pBuffer, pLength, &tRead, pWhere) && !isEndOfFile(GetLastError()))
-        return kpr::lastError();
-    *pRead = tRead;
+    *pDone = 0;
+    while (*pDone < pLength) {
+        DWORD tMoved = 0;
+        const uint32_t tRes = pTransfer(*pDone, &tMoved);
+        *pDone += tMoved;
+        if (KFAILED(tRes) || tMoved == 0) return tRes;
+    }
     return K_SUCCESS;
 }
 
-uint32_t writePiece(KprFile pFile, const void* pBuffer, uint32_t pLength, OVERLAPPED* pWhere,
-                    uint32_t* pWritten)
+uint32_t readPiece(KprFile pFile, void* pBuffer, uint32_t pLength, OVERLAPPED* pWhere, DWORD* pRead)
 {
-    DWORD tWritten = 0;
-    const bool tDone = WriteFile(toHandle(pFile), pBuffer, pLength, &tWritten, pWhere);
-    *pWritten = tWritten;
-    return tDone ? K_SUCCESS : kpr::lastError();
+    return ReadFile(toHandle(pFile), pBuffer, pLength, pRead, pWhere) || isEndOfFile(GetLastError())
+               ? uint32_t{K_SUCCESS}
+               : kpr::lastError();
+}
+
+uint32_t writePiece(KprFile pFile, const void* pBuffer, uint32_t pLength, OVERLAPPED* pWhere, DWORD* pWritten)
+{
+    return WriteFile(toHandle(pFile), pBuffer, pLength, pWritten, pWhere) ? uint32_t{K_SUCCESS}
+                                                                          : kpr::lastError();
 }
 
 uint32_t truncate(HANDLE pHandle)
@@ -162,22 +172,17 @@ uint32_t kprCloseFile(KprFile pFile)
 uint32_t kprRead(KprFile pFile, void* pBuffer, uint32_t pLength, uint32_t* pRead)
 {
     if (!pBuffer || !pRead) return E_INVALIDARG;
-    *pRead = 0;
-    // A pipe gives what it has; a file gives everything at once.
-    while (*pRead < pLength) {
-        uint32_t tPiece = 0;
-        const uint32_t tRes =
-            readPiece(pFile, static_cast<char*>(pBuffer) + *pRead, pLength - *pRead, nullptr, &tPiece);
-        if (KFAILED(tRes) || tPiece == 0) return tRes;
-        *pRead += tPiece;
-    }
-    return K_SUCCESS;
+    return transferAll(pLength, pRead, [&](uint32_t pDone, DWORD* pMoved) {
+        return readPiece(pFile, static_cast<char*>(pBuffer) + pDone, pLength - pDone, nullptr, pMoved);
+    });
 }
 
 uint32_t kprWrite(KprFile pFile, const void* pBuffer, uint32_t pLength, uint32_t* pWritten)
 {
     if (!pBuffer || !pWritten) return E_INVALIDARG;
-    return writePiece(pFile, pBuffer, pLength, nullptr, pWritten);
+    return transferAll(pLength, pWritten, [&](uint32_t pDone, DWORD* pMoved) {
+        return writePiece(pFile, static_cast<const char*>(pBuffer) + pDone, pLength - pDone, nullptr, pMoved);
+    });
 }
 
 uint32_t kprSeek(KprFile pFile, int64_t pOffset, uint32_t pOrigin, uint64_t* pNewOffset)
@@ -194,17 +199,20 @@ uint32_t kprSeek(KprFile pFile, int64_t pOffset, uint32_t pOrigin, uint64_t* pNe
 uint32_t kprSeekAndRead(KprFile pFile, uint64_t pOffset, void* pBuffer, uint32_t pLength, uint32_t* pRead)
 {
     if (!pBuffer || !pRead || !kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
-    *pRead = 0;
-    OVERLAPPED tWhere = toOverlapped(pOffset);
-    return readPiece(pFile, pBuffer, pLength, &tWhere, pRead);
+    return transferAll(pLength, pRead, [&](uint32_t pDone, DWORD* pMoved) {
+        OVERLAPPED tWhere = toOverlapped(pOffset + pDone);
+        return readPiece(pFile, static_cast<char*>(pBuffer) + pDone, pLength - pDone, &tWhere, pMoved);
+    });
 }
 
 uint32_t kprSeekAndWrite(KprFile pFile, uint64_t pOffset, const void* pBuffer, uint32_t pLength,
                          uint32_t* pWritten)
 {
     if (!pBuffer || !pWritten || !kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
-    OVERLAPPED tWhere = toOverlapped(pOffset);
-    return writePiece(pFile, pBuffer, pLength, &tWhere, pWritten);
+    return transferAll(pLength, pWritten, [&](uint32_t pDone, DWORD* pMoved) {
+        OVERLAPPED tWhere = toOverlapped(pOffset + pDone);
+        return writePiece(pFile, static_cast<const char*>(pBuffer) + pDone, pLength - pDone, &tWhere, pMoved);
+    });
 }
 
 uint32_t kprSyncFile(KprFile pFile)

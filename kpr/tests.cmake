@@ -56,9 +56,9 @@ if(WIN32)
         WRAP K32EnumProcessModules)
     # These are imported through pointers, and the pointers are what is wrapped.
     set(tCalls CreateFileW DeleteFileW MoveFileExW SetFileInformationByHandle LockFileEx CreateDirectoryW
-        RemoveDirectoryW GetFileAttributesW GetFileAttributesExW SetEndOfFile Sleep)
+        RemoveDirectoryW GetFileAttributesW GetFileAttributesExW SetEndOfFile Sleep ReadFile WriteFile)
     list(TRANSFORM tCalls PREPEND __imp_)
-    k_test(kpr_faults_test SOURCES kpr_faults_win_test.cpp testing/kpr_testing.cpp ${tSources}
+    k_test(kpr_faults_test SOURCES kpr_faults_win_test.cpp kpr_transfer_win_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP ${tCalls})
     k_test(kpr_stream_test SOURCES kpr_stream_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
         WRAP __imp_GetConsoleMode __imp_WriteConsoleW)
@@ -67,6 +67,18 @@ if(WIN32)
     k_test(kpr_links_test SOURCES kpr_links_win_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries}
         WRAP __imp_GetFileInformationByHandleEx __imp_GetFileInformationByHandle __imp_CreateFileW __imp_GetSecurityInfo)
+    # Linked into a test program, shows it the files of other volumes (testing/kpr_volume_win.h). It has kpr's own
+    # sources in it, whose calls of the system are wrapped.
+    add_library(kpr_volume OBJECT EXCLUDE_FROM_ALL testing/kpr_volume_win.cpp ${tSources})
+    target_include_directories(kpr_volume PUBLIC include)
+    target_compile_definitions(kpr_volume PRIVATE KPR_BUILD)
+    target_link_libraries(kpr_volume PUBLIC ${tLibraries} PRIVATE kfw_flags)
+    foreach(tCall CreateFileW ReadFile SetFileInformationByHandle GetFileAttributesExW GetFileInformationByHandle
+            GetFileInformationByHandleEx FindFirstFileW FindFirstFileExW FindNextFileW SetFileTime LockFileEx
+            GetFinalPathNameByHandleW GetVolumeInformationByHandleW GetSecurityInfo)
+        target_link_options(kpr_volume INTERFACE -Wl,--wrap=__imp_${tCall})
+    endforeach()
+    k_test(kpr_volumes_test SOURCES kpr_volumes_win_test.cpp testing/kpr_testing.cpp LIBRARIES kpr_volume)
     foreach(tTest kpr_modulelist_test kpr_faults_test kpr_names_test kpr_stream_test kpr_links_test)
         target_include_directories(${tTest} PRIVATE include)
         target_compile_definitions(${tTest} PRIVATE KPR_BUILD)

@@ -10,13 +10,17 @@ made, and on the drivers only those that can be. The other sound modules are che
 
 import argparse
 import concurrent.futures
+import fcntl
 import json
 import os
 import re
+import select
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 
 COMMAND = []   # the command that starts kom-validate, with an emulator before it where one is needed
@@ -86,6 +90,32 @@ def validate(*arguments, **variables):
     done.errors = "".join(line + "\n" for line in done.stderr.decode("utf-8").splitlines()
                           if not (WINDOWS and line.startswith("wine: ")))
     return done
+
+
+def shown_by(*arguments):
+    """What a terminal shows of a run, line by line and without trailing blanks."""
+    # Only POSIX has it; the tests of Windows programs run there too.
+    import pty
+    master, slave = pty.openpty()
+    # Wide enough for every line. A console that Wine draws sends each character with movements of the cursor.
+    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 25, 250, 0, 0))
+    process = subprocess.Popen([*COMMAND, *arguments], stdin=subprocess.DEVNULL, stdout=slave, stderr=slave)
+    os.close(slave)
+    shown = b""
+    while select.select([master], [], [], TIMEOUT)[0]:
+        try:
+            piece = os.read(master, 65536)
+        except OSError:  # how Linux says that nobody has the other end any more
+            piece = b""
+        if not piece:
+            break
+        shown += piece
+    os.close(master)
+    process.wait(TIMEOUT)
+    text = shown.decode("utf-8", "replace")
+    text = re.sub("\x1b\\[([0-9]*)C", lambda match: " " * int(match[1] or 1), text)
+    text = re.sub("\x1b\\[[0-9;?]*[A-Za-z]", "", text)
+    return [line.rstrip() for line in text.replace("\r", "").split("\n") if line.strip()]
 
 
 def validate_all(calls):
@@ -255,6 +285,24 @@ class CommandLine(unittest.TestCase):
             done = validate(native(module), "--json", "--only", "strings", "--only", "exports", "--timeout", "30")
             self.assertEqual((done.returncode, done.errors), (1, ""))
             self.assertEqual([check["result"] for check in results_of(done).values()], ["fail", "pass"], done.text)
+
+    def test_other_letters_on_a_terminal(self):
+        with tempfile.TemporaryDirectory() as folder:
+            module = os.path.join(folder, "m\u00f6dule \u65e5.so")
+            shutil.copy(broken("extra_export"), module)
+            self.assertEqual(shown_by(native(module), "--only", "exports"), [
+                native(module), "FAIL  exports          it also exports alsoExported",
+                "1 checks: 0 passed, 1 failed, 0 skipped"])
+            self.assertEqual(shown_by("--only", "\u00df\u65e5", "--frob=\u00f6\u65e5"),
+                             ["kom-validate: The following argument was not expected: --frob=\u00f6\u65e5 "
+                              "(see kom-validate --help)"])
+
+    def test_lines_end_alike_everywhere(self):
+        for arguments in (["list"], ["--frob"], ["--help"], ["--version"],
+                          [native(broken("extra_export")), "--child", "exports"]):
+            done = validate(*arguments)
+            self.assertNotIn(b"\r", done.stdout + done.stderr, arguments)
+            self.assertTrue((done.stdout + done.stderr).endswith(b"\n"))
 
     def test_one_check_in_the_process_itself(self):
         done = validate(native(broken("extra_export")), "--child", "exports")

@@ -1,5 +1,5 @@
 // kom-validate: checks that a component module keeps the conventions, each check in a process of its own.
-#include <cstdio>
+#include <algorithm>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -10,6 +10,7 @@
 #include "kpr/process.h"
 #include "kpr/text.h"
 #include "tools/kom-validate/validate_Image.h"
+#include "tools/kom-validate/validate_Output.h"
 #include "tools/kom-validate/validate_Runner.h"
 
 namespace kom::validate {
@@ -40,7 +41,7 @@ bool matches(const char* pPattern, const char* pText)
 
 int usage(const std::string& pProblem)
 {
-    static_cast<void>(std::fprintf(stderr, "%s: %s\n", PROGRAM, pProblem.c_str()));
+    put(KPR_STDERR, std::string(PROGRAM) + ": " + pProblem + "\n");
     return STATUS_USAGE;
 }
 
@@ -153,14 +154,23 @@ const char* nameOf(Verdict pVerdict)
     }
 }
 
+/// A line of the table of checks: the name in a column of its own.
+std::string lineOf(const char* pName, const std::string& pText)
+{
+    constexpr size_t COLUMN = 16;
+    std::string tLine = pName;
+    tLine.resize(std::max(tLine.size(), COLUMN), ' ');
+    return tLine + " " + pText + "\n";
+}
+
 void print(const Result& pResult)
 {
     const bool tPassed = pResult.verdict == Verdict::PASSED;
-    std::printf("%s  %-16s %s\n", nameOf(pResult.verdict), pResult.check->name,
-                tPassed ? pResult.check->text : pResult.reasons.front().c_str());
+    std::string tLines = std::string(nameOf(pResult.verdict)) + "  " +
+                         lineOf(pResult.check->name, tPassed ? pResult.check->text : pResult.reasons.front());
     for (size_t i = 1; i < pResult.reasons.size(); ++i)
-        std::printf("%22s %s\n", "", pResult.reasons[i].c_str());
-    static_cast<void>(std::fflush(stdout));
+        tLines += "      " + lineOf("", pResult.reasons[i]);
+    put(KPR_STDOUT, tLines);
 }
 
 void printJson(const std::string& pModule, const std::vector<Result>& pResults, const size_t (&pCounts)[3])
@@ -179,7 +189,7 @@ void printJson(const std::string& pModule, const std::vector<Result>& pResults, 
                                           {"failed", pCounts[1]},
                                           {"skipped", pCounts[2]}};
     const auto tText = tJson.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    std::printf("%s\n", tText.c_str());
+    put(KPR_STDOUT, tText + "\n");
 }
 
 int validate(const Options& pOptions, const std::vector<const Check*>& pChecks,
@@ -187,7 +197,7 @@ int validate(const Options& pOptions, const std::vector<const Check*>& pChecks,
 {
     std::vector<Result> tResults;
     size_t tCounts[3] = {};
-    if (!pOptions.json) std::printf("%s\n", pOptions.settings.module.c_str());
+    if (!pOptions.json) put(KPR_STDOUT, pOptions.settings.module + "\n");
     for (const Check* tCheck : pChecks) {
         tResults.push_back(runCheck(*tCheck, pArguments, pOptions.seconds));
         ++tCounts[static_cast<size_t>(tResults.back().verdict)];
@@ -196,8 +206,9 @@ int validate(const Options& pOptions, const std::vector<const Check*>& pChecks,
     if (pOptions.json)
         printJson(pOptions.settings.module, tResults, tCounts);
     else
-        std::printf("%zu checks: %zu passed, %zu failed, %zu skipped\n", tResults.size(), tCounts[0],
-                    tCounts[1], tCounts[2]);
+        put(KPR_STDOUT, std::to_string(tResults.size()) + " checks: " + std::to_string(tCounts[0]) +
+                            " passed, " + std::to_string(tCounts[1]) + " failed, " +
+                            std::to_string(tCounts[2]) + " skipped\n");
     return tCounts[1] > 0 ? STATUS_FINDING : STATUS_PASSED;
 }
 
@@ -206,9 +217,9 @@ int listChecks(bool pJson)
     auto tJson = nlohmann::ordered_json::array();
     for (const Check& tCheck : checks()) {
         tJson.push_back({{"name", tCheck.name}, {"text", tCheck.text}});
-        if (!pJson) std::printf("%-16s %s\n", tCheck.name, tCheck.text);
+        if (!pJson) put(KPR_STDOUT, lineOf(tCheck.name, tCheck.text));
     }
-    if (pJson) std::printf("%s\n", tJson.dump(2).c_str());
+    if (pJson) put(KPR_STDOUT, tJson.dump(2) + "\n");
     return STATUS_PASSED;
 }
 
@@ -226,10 +237,10 @@ int run(const std::vector<std::string>& pArguments)
         for (const std::string& tClass : tOptions.classes)
             tOptions.settings.classes.push_back(parseClass(tClass));
     } catch (const CLI::CallForHelp&) {
-        std::printf("%s", tRoot.help().c_str());
+        put(KPR_STDOUT, tRoot.help());
         return STATUS_PASSED;
     } catch (const CLI::CallForVersion& tVersion) {
-        std::printf("%s\n", tVersion.what());
+        put(KPR_STDOUT, std::string(tVersion.what()) + "\n");
         return STATUS_PASSED;
     } catch (const CLI::ParseError& tError) {
         return usage(std::string(tError.what()) + " (see " + PROGRAM + " --help)");
@@ -254,7 +265,6 @@ int run(const std::vector<std::string>& pArguments)
 int main()
 {
     kprRestrictLibrarySearch();
-    kprSetBinaryStdio();
     KprArgumentList* tList = nullptr;
     if (auto tRes = kprGetArguments(&tList); KFAILED(tRes))
         return kom::validate::usage(std::string("the arguments: ") + komStrError(tRes));

@@ -1,7 +1,8 @@
 #include "tools/kom-validate/validate_Trial.h"
 
 #include <algorithm>
-#include <cstdio>
+
+#include "tools/kom-validate/validate_Output.h"
 
 namespace kom::validate {
 
@@ -40,8 +41,7 @@ void Trial::write(const std::string& pLine)
         tLine.begin(), tLine.end(), [](char pChar) { return pChar == '\n' || pChar == '\r'; }, ' ');
     tLine += '\n';
     if (mReport == KPR_NO_FILE) {
-        static_cast<void>(std::fputs(tLine.c_str(), stdout));
-        static_cast<void>(std::fflush(stdout));
+        put(KPR_STDOUT, tLine);
         return;
     }
     uint32_t tWritten;

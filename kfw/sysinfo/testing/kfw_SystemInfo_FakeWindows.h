@@ -39,6 +39,8 @@ struct FakeWindows {
                                .reserved = 0};
     uint16_t architecture = 9;
     uint32_t processors = 2;
+    std::vector<uint32_t> groups; ///< processors of each group; none: one group of all processors
+    std::size_t callersGroup = 0; ///< in which of them the calling thread runs
     int32_t registryError = 0;
     std::map<std::string, RegistryValue> registry = {
         {"VendorIdentifier", {1, std::string("GenuineIntel", 13)}},
@@ -92,7 +94,8 @@ inline void freeLibrary(SystemHandle pModule) { --gMachine.loaded[nameOf(pModule
 inline void fillSystem(SystemRecord* pRecord)
 {
     pRecord->processorArchitecture = gMachine.architecture;
-    pRecord->numberOfProcessors = gMachine.processors;
+    pRecord->numberOfProcessors =
+        gMachine.groups.empty() ? gMachine.processors : gMachine.groups[gMachine.callersGroup];
 }
 
 inline int32_t rtlGetVersion(OsVersionRecord* pRecord)
@@ -155,6 +158,15 @@ inline int32_t callNtPowerInformation(uint32_t pLevel, void* pInput, uint32_t pI
     gMachine.trace.push_back("CallNtPowerInformation " + std::to_string(pLevel));
     gMachine.powerBufferSize = pOutputSize;
     if (pInput || pInputSize) return -1;
+    if (!gMachine.groups.empty()) {
+        // Numbers count within a group, frequencies here tell the group.
+        gMachine.power.clear();
+        for (uint32_t i = 0; i < gMachine.groups[gMachine.callersGroup]; ++i)
+            gMachine.power.push_back(
+                {i, 1000 * static_cast<uint32_t>(gMachine.callersGroup) + i, 0, 0, 0, 0});
+        constexpr int32_t TOO_SMALL = static_cast<int32_t>(0xC0000023);
+        if (pOutputSize < gMachine.power.size() * sizeof(PowerRecord)) return TOO_SMALL;
+    }
     // What a call that fails has written counts for nothing.
     const std::size_t tRoom = pOutputSize / sizeof(PowerRecord);
     std::copy_n(gMachine.power.begin(), std::min(gMachine.power.size(), tRoom),

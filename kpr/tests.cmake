@@ -40,7 +40,7 @@ else()
 endif()
 
 k_test(kpr_error_test SOURCES kpr_error_test.cpp kpr_error_${tSuffix}.cpp LIBRARIES kpr)
-foreach(tSubject child file rename lock dir path md5 thread process)
+foreach(tSubject child file rename lock dir path pathtext md5 thread process)
     k_test(kpr_${tSubject}_test SOURCES kpr_${tSubject}_test.cpp LIBRARIES kpr_testing)
 endforeach()
 set(tWindowsTests)
@@ -80,6 +80,8 @@ if(WIN32)
     k_test(kpr_commandline_test SOURCES kpr_commandline_win_test.cpp kpr_commandline_win.cpp LIBRARIES shell32)
     target_link_libraries(kpr_file_test PRIVATE advapi32)
 else()
+    k_test(kpr_windows_pathtext_test SOURCES kpr_pathtext_test.cpp kpr_path.cpp LIBRARIES kpr)
+    target_compile_definitions(kpr_windows_pathtext_test PRIVATE KPR_WINDOWS_PATHS)
     # With kpr's own sources, so that its system calls can be made to fail.
     k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval)

@@ -97,11 +97,8 @@ private:
     {
         Loader& tLoader = loader();
         kpr::Lock tLock(tLoader.mutex);
-        auto tFound = tLoader.modules.find(pPath);
-        while (tFound != tLoader.modules.end() && isBeingEmptied(tFound->second)) {
-            tLoader.emptied.wait(tLock);
-            tFound = tLoader.modules.find(pPath);
-        }
+        awaitEmptied(tLoader, pPath, tLock);
+        const auto tFound = tLoader.modules.find(pPath);
         if (tFound == tLoader.modules.end()) return false;
         take(tFound->second);
         return true;
@@ -111,19 +108,23 @@ private:
     {
         Loader& tLoader = loader();
         kpr::Lock tLock(tLoader.mutex);
-        for (;;) {
-            const auto [tEntry, tNew] = tLoader.modules.emplace(pPath, pModule);
-            if (!isBeingEmptied(tEntry->second)) {
-                take(tEntry->second);
-                return tNew;
-            }
-            tLoader.emptied.wait(tLock); // the entry may be gone afterwards
-        }
+        awaitEmptied(tLoader, pPath, tLock);
+        const auto [tEntry, tNew] = tLoader.modules.emplace(pPath, pModule);
+        take(tEntry->second);
+        return tNew;
     }
-    /// Whether another thread has the module's holders release what they hold.
-    static bool isBeingEmptied(const Module& pModule)
+    /// Waits while another thread has the module's holders release what they hold. The module may be gone
+    /// then.
+    static void awaitEmptied(Loader& pLoader, const std::string& pPath, kpr::Lock<kpr::Mutex>& pLock)
+        K_REQUIRES(pLoader.mutex)
     {
-        return pModule.emptier != std::thread::id() && pModule.emptier != std::this_thread::get_id();
+        for (;;) {
+            const auto tFound = pLoader.modules.find(pPath);
+            if (tFound == pLoader.modules.end()) return;
+            const std::thread::id tEmptier = tFound->second.emptier;
+            if (tEmptier == std::thread::id() || tEmptier == std::this_thread::get_id()) return;
+            pLoader.emptied.wait(pLock);
+        }
     }
     void take(Module& pModule)
     {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "kom/heap.h"
+#include "kom/kom_pathstart.h"
 #include "kom/kom_registryfile.h"
 #include "kom/runtime.h"
 #include "kpr/dir.h"
@@ -120,26 +121,12 @@ bool isEntered(const ClassFile& pFile, const char* pClassId, const char* pModule
     return tEntry != pFile.classes.end() && tEntry->second.module == pModule;
 }
 
-enum class PathStart { FULL, RELATIVE, AMBIGUOUS };
-
-/// Whether a path says by itself where it is. What counts from a current drive ("\\x" on Windows) or from a
-/// drive's own current folder ("C:x") is neither full nor relative to a folder.
-PathStart pathStart(const std::string& pPath)
-{
-    const auto isSeparator = [](char pChar) { return pChar == '/' || pChar == kprGetPathSeparator(); };
-    const bool tStarts = !pPath.empty() && isSeparator(pPath[0]);
-    if (kprGetPathSeparator() == '/') return tStarts ? PathStart::FULL : PathStart::RELATIVE;
-    if (tStarts) return pPath.size() > 1 && isSeparator(pPath[1]) ? PathStart::FULL : PathStart::AMBIGUOUS;
-    if (pPath.size() < 2 || pPath[1] != ':') return PathStart::RELATIVE;
-    return pPath.size() > 2 && isSeparator(pPath[2]) ? PathStart::FULL : PathStart::AMBIGUOUS;
-}
-
 /// A relative path counts from the registry's folder: from the current one, whoever the program is pointed at
 /// would have their code run.
 uint32_t locateModule(const std::string& pRegistry, const std::string& pModule, std::string& pPath)
 {
     pPath = pModule;
-    const PathStart tStart = pathStart(pModule);
+    const PathStart tStart = pathStart(pModule.c_str(), kprGetPathSeparator());
     if (tStart != PathStart::RELATIVE) return tStart == PathStart::FULL ? 0 : KPR_E_BAD_NAME;
     std::string tFolder;
     if (auto tRes = kpr::readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes)) return tRes;

@@ -80,6 +80,7 @@ protected:
     /// The file's bytes, past the fault table's rules; "" when there is none.
     std::string content()
     {
+        EXPECT_EQ(FaultTable::openHandles(), 0u) << "left open";
         FaultTable::reset();
         return kprtest::exists(mPath) ? kprtest::readFile(mPath) : std::string();
     }

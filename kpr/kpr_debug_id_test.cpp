@@ -108,8 +108,17 @@ TEST(KprDebugId, IsEmptyWhereNoImageIs)
     EXPECT_EQ(tMark.id(), "");
     tMagic.put(Image::OPTIONAL, 0x107);
     EXPECT_EQ(tMagic.id(), "");
+}
+
+TEST(KprDebugId, IsReadAsFarAsACutImageGoes)
+{
     const Image tWhole;
-    for (size_t tSize = 0; tSize < tWhole.bytes().size(); ++tSize)
-        kpr::readDebugId(
-            std::vector(tWhole.bytes().begin(), tWhole.bytes().begin() + static_cast<long>(tSize)));
+    for (size_t tSize = 0; tSize <= tWhole.bytes().size(); ++tSize) {
+        const std::vector tCut(tWhole.bytes().begin(), tWhole.bytes().begin() + static_cast<long>(tSize));
+        const char* tExpected = tSize < Image::OPTIONAL + 2    ? "" // its magic number
+                                : tSize < Image::OPTIONAL + 60 ? "0A1B2C3D0"
+                                : tSize < Image::RECORD + 30   ? IMAGE_ID
+                                                               : ID;
+        EXPECT_EQ(kpr::readDebugId(tCut), tExpected) << tSize;
+    }
 }

@@ -183,6 +183,26 @@ TEST_F(KprInterruptedTest, everyInterruptedCallIsMadeAgain)
     }
 }
 
+/// A program that was started without a standard input has the number free.
+TEST_F(KprInterruptedTest, aFileMayHaveTheNumberZero)
+{
+    const int tInput = dup(STDIN_FILENO);
+    ASSERT_GE(tInput, 0);
+    ASSERT_EQ(::close(STDIN_FILENO), 0);
+    KprFile tFile = KPR_NO_FILE;
+    gCalls.clear();
+    errno = EINTR; // what an earlier call has left
+    const uint32_t tRes = kprOpenFile(mPath.c_str(), KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE, &tFile);
+    const int tOpens = gCalls["open"];
+    const uint32_t tClosed = kprCloseFile(tFile);
+    ASSERT_EQ(dup2(tInput, STDIN_FILENO), STDIN_FILENO);
+    ::close(tInput);
+    EXPECT_EQ(tRes, 0u);
+    EXPECT_EQ(tFile, STDIN_FILENO);
+    EXPECT_EQ(tOpens, 1);
+    EXPECT_EQ(tClosed, 0u);
+}
+
 TEST_F(KprInterruptedTest, transfersOfAnyPieceAreWhole)
 {
     for (size_t tMost = 1; tMost <= LENGTH; ++tMost) {

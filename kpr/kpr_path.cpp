@@ -8,7 +8,7 @@
 
 namespace {
 
-#if defined(_WIN32)
+#if defined(_WIN32) || defined(KPR_WINDOWS_PATHS) // the latter for a test on other targets
 constexpr bool WINDOWS = true;
 #else
 constexpr bool WINDOWS = false;
@@ -19,6 +19,12 @@ constexpr bool isSeparator(char pChar) { return pChar == '/' || (WINDOWS && pCha
 constexpr bool isDriveLetter(char pChar)
 {
     return (pChar >= 'A' && pChar <= 'Z') || (pChar >= 'a' && pChar <= 'z');
+}
+
+// Whether "C:" or the like stands there.
+bool isDrive(std::string_view pPath, size_t pPos)
+{
+    return pPos + 1 < pPath.size() && isDriveLetter(pPath[pPos]) && pPath[pPos + 1] == ':';
 }
 
 size_t skipSeparators(std::string_view pPath, size_t pPos)
@@ -40,17 +46,14 @@ size_t skipName(std::string_view pPath, size_t pPos)
 size_t rootLength(std::string_view pPath)
 {
     if constexpr (!WINDOWS) return skipSeparators(pPath, 0);
-    const auto tDrive = [&](size_t pPos) {
-        return pPos + 1 < pPath.size() && isDriveLetter(pPath[pPos]) && pPath[pPos + 1] == ':';
-    };
-    if (tDrive(0)) return skipSeparators(pPath, 2);
+    if (isDrive(pPath, 0)) return skipSeparators(pPath, 2);
     const size_t tStart = skipSeparators(pPath, 0);
     if (tStart != 2) return tStart;
     size_t tPos = skipName(pPath, tStart); // the server, or "?"
     const std::string_view tServer = pPath.substr(tStart, tPos - tStart);
     tPos = skipSeparators(pPath, tPos);
     if (tServer == "?" || tServer == ".") {
-        if (tDrive(tPos)) return skipSeparators(pPath, tPos + 2);
+        if (isDrive(pPath, tPos)) return skipSeparators(pPath, tPos + 2);
         if (pPath.substr(tPos, 3) != "UNC") return tPos;
         tPos = skipSeparators(pPath, skipName(pPath, tPos));
         tPos = skipSeparators(pPath, skipName(pPath, tPos));
@@ -76,7 +79,7 @@ LastComponent findLast(std::string_view pPath, size_t pRoot)
 }
 
 // A bare drive names that drive's current directory; "C:" with a separator appended would be its root.
-bool isBareDrive(std::string_view pPath) { return WINDOWS && pPath.size() == 2 && pPath[1] == ':'; }
+bool isBareDrive(std::string_view pPath) { return WINDOWS && pPath.size() == 2 && isDrive(pPath, 0); }
 
 } // namespace
 

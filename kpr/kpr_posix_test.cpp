@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
+#include <map>
 #include <set>
 #include <string>
 #include <thread>
@@ -53,6 +55,8 @@ private:
 };
 
 Fault gRename, gLink, gUnlink, gRead, gWrite, gReaddir;
+std::function<void()> gListed; ///< called when the entry "file" has been read
+bool gHidesKinds = false;      ///< listings tell no kinds, as on some file systems
 size_t gMostPerWrite = SIZE_MAX;
 size_t gMostTaken = 0;
 std::vector<std::string> gTaken; // paths that exclusive creation found taken
@@ -63,6 +67,7 @@ protected:
     {
         for (Fault* tFault : {&gRename, &gLink, &gUnlink, &gRead, &gWrite, &gReaddir})
             tFault->set(0, 0);
+        gHidesKinds = false;
         gTaken.clear();
         gMostPerWrite = SIZE_MAX;
         gMostTaken = 0;
@@ -140,7 +145,14 @@ unsigned long __wrap_getauxval(unsigned long pType)
 }
 
 dirent* __real_readdir(DIR* pDir);
-dirent* __wrap_readdir(DIR* pDir) { return gReaddir.strikes() ? nullptr : __real_readdir(pDir); }
+dirent* __wrap_readdir(DIR* pDir)
+{
+    if (gReaddir.strikes()) return nullptr;
+    dirent* tEntry = __real_readdir(pDir);
+    if (tEntry && gHidesKinds) tEntry->d_type = DT_UNKNOWN;
+    if (tEntry && tEntry->d_name == std::string("file") && gListed) gListed();
+    return tEntry;
+}
 }
 
 TEST_F(KprPosixTest, RegularOpensRefuseSpecialFilesWithoutBlocking)
@@ -275,18 +287,44 @@ TEST_F(KprPosixTest, LinksAreSeenAndNotFollowed)
     EXPECT_EQ(tInfo.kind, KPR_KIND_OTHER);
 }
 
-TEST_F(KprPosixTest, ListingsTellLinksAndOthers)
+TEST_F(KprPosixTest, ListingsTellEveryKind)
 {
     ASSERT_EQ(mkfifo(mFifo.c_str(), 0600), 0);
     ASSERT_EQ(symlink("nowhere", mLink.c_str()), 0);
+    kprtest::writeFile(mPath, "");
+    ASSERT_EQ(kprMakeDir((mDir / "folder").c_str()), 0u);
+    const std::map<std::string, uint32_t> tExpected = {{"fifo", KPR_KIND_OTHER},
+                                                       {"link", KPR_KIND_LINK},
+                                                       {"file", KPR_KIND_FILE},
+                                                       {"folder", KPR_KIND_DIRECTORY}};
+    for (const bool tHides : {false, true}) {
+        gHidesKinds = tHides;
+        KprDir tDir;
+        ASSERT_EQ(kprOpenDir(mDir.path().c_str(), &tDir), 0u);
+        std::map<std::string, uint32_t> tFound;
+        char tName[100];
+        uint32_t tKind;
+        while (kprReadDir(tDir, tName, sizeof tName, &tKind) == 0)
+            tFound[tName] = tKind;
+        EXPECT_EQ(tFound, tExpected) << (tHides ? "the file system does not tell" : "");
+        EXPECT_EQ(kprCloseDir(tDir), 0u);
+    }
+}
+
+TEST_F(KprPosixTest, WhatGoesWhileItIsListedIsOfNoKnownKind)
+{
+    kprtest::writeFile(mPath, "");
+    gHidesKinds = true;
     KprDir tDir;
     ASSERT_EQ(kprOpenDir(mDir.path().c_str(), &tDir), 0u);
+    uint32_t tKind = KPR_KIND_LINK, tEntries = 0;
     char tName[100];
-    uint32_t tKind;
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_EQ(kprReadDir(tDir, tName, sizeof tName, &tKind), 0u);
-        EXPECT_EQ(tKind, tName == std::string("fifo") ? KPR_KIND_OTHER : KPR_KIND_LINK);
-    }
+    gListed = [this] { ASSERT_EQ(kprRemoveFile(mPath.c_str()), 0u); };
+    while (kprReadDir(tDir, tName, sizeof tName, &tKind) == 0)
+        ++tEntries;
+    gListed = nullptr;
+    EXPECT_EQ(tEntries, 1u);
+    EXPECT_EQ(tKind, KPR_KIND_OTHER);
     EXPECT_EQ(kprCloseDir(tDir), 0u);
 }
 

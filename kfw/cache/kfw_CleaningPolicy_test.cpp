@@ -49,6 +49,7 @@ TEST(CleaningPolicyTest, cleansFrom17408KilobytesOfGrowth)
     EXPECT_TRUE(isCleaningNeeded(17408, 0));
     EXPECT_FALSE(isCleaningNeeded(1000017407, 1000000000));
     EXPECT_TRUE(isCleaningNeeded(1000017408, 1000000000));
+    EXPECT_EQ(CLEANING_THRESHOLD_KB, 17408) << "what others are told";
 }
 
 TEST(CleaningPolicyTest, takesTheDifferenceOfTheCountersAsItComes)

@@ -1,6 +1,7 @@
 // A module for the tests: with attributes of its own when built with KPR_TEST_ATTRIBUTES, with ids of its own
-// (KPR_TEST_IDENTIFIED), one that refuses to describe itself (KPR_TEST_REFUSES), and one that needs the first
-// (KPR_TEST_NEEDS_OTHER).
+// (KPR_TEST_IDENTIFIED), one that refuses to describe itself (KPR_TEST_REFUSES), one that needs the first
+// (KPR_TEST_NEEDS_OTHER), and on Linux one whose note of attributes is longer than what is there
+// (KPR_TEST_CUT_NOTE).
 #include <cstdint>
 
 #include "kpr/codes.h"
@@ -47,5 +48,15 @@ EXPORTED uint32_t dsoGetAttributes(ModuleAttributes*) { return E_NOT_SUPPORTED; 
 IMPORTED int kprTestAnswer();
 
 EXPORTED int kprTestTwice() { return 2 * kprTestAnswer(); }
+
+#elif defined(KPR_TEST_CUT_NOTE)
+
+__asm__(".pushsection .note.kos.attributes,\"a\",%note\n"
+        ".balign 4\n"
+        ".long 4, 100000, 1\n"
+        ".asciz \"KOS\"\n"
+        ".asciz \"Product\", \"Cut\"\n"
+        ".balign 4\n"
+        ".popsection\n");
 
 #endif

@@ -215,7 +215,8 @@ TEST_F(SettingsStoreTest, noticesDamageWhileItIsOpen)
     std::string tText;
     EXPECT_TRUE(KFAILED(tNode.get("Salutation", &tText)));
     EXPECT_EQ(tNode.put("Salutation", "x"), E_READ_ONLY);
-    EXPECT_EQ(tApp->messages(LOG_LEVEL_ERROR).size(), 1u);
+    EXPECT_TRUE(KFAILED(tNode.get("Salutation", &tText)));
+    EXPECT_EQ(tApp->messages(LOG_LEVEL_ERROR).size(), 1u) << "reported once";
     EXPECT_TRUE(contentOf(mSettings.file()) == tBefore);
     EXPECT_EQ(copies().size(), 1u);
 }
@@ -374,6 +375,27 @@ TEST_F(SettingsStoreTest, undoesABatchThatIsNotCommitted)
     std::string tText;
     EXPECT_EQ(tNode.get("Name", &tText), KPR_E_NOT_FOUND);
     EXPECT_EQ(tNode.put("Name", "value"), 0u) << "and later writes are their own";
+}
+
+TEST_F(SettingsStoreTest, forgetsWhyABatchFailedWithTheBatch)
+{
+    auto tNode = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false);
+    for (const bool tCommits : {true, false}) {
+        {
+            RegBatch tBatch(tNode, RegBatch::Kind::WRITE);
+            EXPECT_EQ(tNode.put("Longer", std::string(size_t{17} << 20, 'x')), KPR_E_TOO_LARGE);
+            EXPECT_EQ(tNode.put("Name", "in the batch"), KPR_E_TOO_LARGE);
+            if (tCommits) {
+                EXPECT_EQ(tBatch.commit(), KPR_E_TOO_LARGE);
+            }
+        }
+        std::string tText;
+        EXPECT_EQ(tNode.get("Name", &tText), KPR_E_NOT_FOUND);
+        EXPECT_EQ(tNode.put("After", tCommits), 0u) << "a write of its own";
+        bool tAfter = !tCommits;
+        EXPECT_EQ(tNode.get("After", &tAfter), 0u);
+        EXPECT_EQ(tAfter, tCommits);
+    }
 }
 
 TEST_F(SettingsStoreTest, showsAReaderOneMoment)

@@ -250,13 +250,17 @@ TEST(CacheIdTest, namesAreUpperCaseDigits)
 TEST(CacheIdTest, parsesItsNamesAndNothingElse)
 {
     fw::CacheId tId{};
-    EXPECT_TRUE(parseCacheId("000123456789abcdEFFF109AA9000FF0", &tId));
+    EXPECT_TRUE(parseCacheId("000123456789abcdefFF109AA9000FF0", &tId));
     EXPECT_EQ(tId.mBytes[1], 0x01);
     EXPECT_EQ(tId.mBytes[7], 0xCD);
+    EXPECT_EQ(tId.mBytes[8], 0xEF);
+    EXPECT_EQ(tId.mBytes[9], 0xFF);
     EXPECT_EQ(tId.mBytes[15], 0xF0);
     for (const char* tText : {"", "0", "000123456789ABCDEFFF109AA9000FF", "000123456789ABCDEFFF109AA9000FF00",
                               "000123456789ABCDEFFF109AA9000FFG", "x00123456789ABCDEFFF109AA9000FF0",
-                              "000123456789ABCDEFFF109AA9000F/0", "000123456789ABCDEFFF109AA9000F:0"})
+                              "000123456789ABCDEFFF109AA9000F/0", "000123456789ABCDEFFF109AA9000F:0",
+                              "000123456789ABCDEFFF109AA9000F@0", "000123456789ABCDEFFF109AA9000F`0",
+                              "000123456789ABCDEFFF109AA9000Fg0"})
         EXPECT_FALSE(parseCacheId(tText, &tId)) << tText;
     EXPECT_EQ(tId.mBytes[15], 0xF0) << "untouched";
 }

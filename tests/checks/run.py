@@ -125,6 +125,13 @@ def check_private_includes():
     return found
 
 
+def check_cache_layout():
+    """Paths in a cache's folder are made from the names in kfw_CacheLayout.h."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources() if is_product(name)
+            for number, line in lines(name)
+            if re.search(r'([pP]ath|[dD]ir|Folder|Separator)\w*\b.*"(objects|inserted|cleaned)"', line)]
+
+
 def check_assertion_sources():
     """_kAssert is given the class's source name, never __FILE__."""
     return [f"{name}:{number}: {line.strip()}" for name in sources() for number, line in lines(name)
@@ -218,7 +225,7 @@ def check_security_table():
 
 
 CHECKS = [check_system_headers, check_public_headers, check_layers, check_components, check_private_includes,
-          check_assertion_sources, check_thread_locals, check_locks, check_waits, check_readme_example,
+          check_cache_layout, check_assertion_sources, check_thread_locals, check_locks, check_waits, check_readme_example,
           check_security_table, check_formatting, check_mutate]
 
 

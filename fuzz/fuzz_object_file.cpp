@@ -3,31 +3,20 @@
 #include <cstring>
 
 #include "fuzz/fuzz_object_support.h"
-#include "kfw/cache/format/kfw_ObjectReader.h"
-#include "kfw/cache/testing/kfw_MemoryBytes.h"
 #include "kom/identity.h"
 
 using namespace vel::kos;
 
 namespace {
 
-class FirstProblem final : public kfw::ProblemLog {
-public:
-    void assertion(const char*, int) override {}
-    std::string text;
-
-private:
-    void writeDebug(const std::string& pMessage) override { text = pMessage; }
-};
-
 std::string check(const uint8_t* pData, std::size_t pSize)
 {
     const std::string tPath = "file";
-    FirstProblem tLog;
+    kfw::FirstProblem tLog;
     kfw::MemoryBytes tBytes(pData, pSize);
     kfw::ObjectReader tReader(tBytes, tPath, tLog);
     if (!KFAILED(tReader.readObjectHeader())) tReader.checkAttributes();
-    return tLog.text;
+    return tLog.text();
 }
 
 } // namespace

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kfw/cache/testing/kfw_ParseObject.h"
 #include "kom/heap.h"
 
 namespace fuzz {

@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "kgen/kgen_UriGenerator.h"
+#include "kgen/testing/kgen_UriGenerator.h"
 #include "kgen/uri.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, std::size_t pSize)

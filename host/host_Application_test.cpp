@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "host/host_TestDirectory.h"
+#include "host/testing/host_TestDirectory.h"
 #include "kom/ref.h"
 #include "kpr/thread.h"
 #include "kpr/time.h"

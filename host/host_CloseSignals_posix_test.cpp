@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "host/Application.h"
-#include "host/host_TestDirectory.h"
+#include "host/testing/host_TestDirectory.h"
 
 using namespace vel::kos;
 using namespace vel::kos::host;

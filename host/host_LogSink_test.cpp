@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "host/host_TestDirectory.h"
+#include "host/testing/host_TestDirectory.h"
 #include "kfw/IApplication.h"
 #include "kpr/codes.h"
 

@@ -8,7 +8,7 @@
 #include "host/Application.h"
 #include "host/CloseSignals.h"
 #include "host/host_CloseSignals_win.h"
-#include "host/host_TestDirectory.h"
+#include "host/testing/host_TestDirectory.h"
 
 using namespace vel::kos;
 using namespace vel::kos::host;

@@ -3,7 +3,7 @@
 
 #include <uriparser/Uri.h>
 
-#include "kgen/kgen_UriGenerator.h"
+#include "kgen/testing/kgen_UriGenerator.h"
 #include "kgen/text.h"
 #include "kgen/uri.h"
 

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "kgen/kgen_UriGenerator.h"
+#include "kgen/testing/kgen_UriGenerator.h"
 
 namespace {
 

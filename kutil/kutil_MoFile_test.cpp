@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kutil/kutil_MoBuilder.h"
+#include "kutil/testing/kutil_MoBuilder.h"
 
 namespace {
 

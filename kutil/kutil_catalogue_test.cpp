@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "kpr/thread.h"
-#include "kutil/kutil_MoBuilder.h"
 #include "kutil/log.h"
+#include "kutil/testing/kutil_MoBuilder.h"
 
 namespace {
 

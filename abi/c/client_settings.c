@@ -18,15 +18,15 @@ static void close(void)
 }
 
 // The pairs of operations on one field, and on two.
-#define FIELDS(X)                                                                                            \
-    X(Salutation)                                                                                            \
-    X(EmailAddr) X(Company) X(JobFunction) X(Organization) X(Street) X(City) X(StateOrProvince) X(CityCode)  \
-        X(POBox) X(Country) X(Language) X(Fax)
+// clang-format off
+#define FIELDS(X) \
+    X(Salutation) X(EmailAddr) X(Company) X(JobFunction) X(Organization) X(Street) X(City) X(StateOrProvince) \
+    X(CityCode) X(POBox) X(Country) X(Language) X(Fax)
 #define DOUBLE_FIELDS(X) X(Name) X(PostalCodes) X(PhoneNumbers)
-#define LATER_FIELDS(X)                                                                                      \
-    X(FirstName)                                                                                             \
-    X(SecondName) X(LastName) X(PrivatePhone) X(BusinessPhone) X(Pager) X(Mobile) X(PostalCode)              \
-        X(POBoxPostalCode) X(WebPage) X(Custom1) X(Custom2) X(Custom3) X(Custom4) X(Notes)
+#define LATER_FIELDS(X) \
+    X(FirstName) X(SecondName) X(LastName) X(PrivatePhone) X(BusinessPhone) X(Pager) X(Mobile) X(PostalCode) \
+    X(POBoxPostalCode) X(WebPage) X(Custom1) X(Custom2) X(Custom3) X(Custom4) X(Notes)
+// clang-format on
 
 #define ADDRESS(pOperation) SLOT(IAddressData, tAddress, pOperation)
 #define SET(pField) CODE(ADDRESS(set##pField)(tAddress, "1: " #pField), 0);

@@ -12,35 +12,26 @@
 
 namespace vel::kos::host {
 
-namespace {
-
-/// Whether a name is one that the cache gives to object files: 32 hexadecimal digits, letters in upper case.
-bool isObjectName(std::string_view pName)
-{
-    return pName.size() == kfw::OBJECT_NAME_LENGTH &&
-           pName.find_first_not_of("0123456789ABCDEF") == std::string_view::npos;
-}
-
-/// Keeps the first message.
-class FirstProblem final : public kfw::ProblemLog {
-public:
-    const std::string& text() const noexcept { return mText; }
-    void assertion(const char*, int) override {}
-
-private:
-    void writeDebug(const std::string& pMessage) override
-    {
-        if (mText.empty()) mText = pMessage;
-    }
-
-    std::string mText;
-};
-
-} // namespace
-
 CacheFiles::CacheFiles(const std::string& pUserAppDir)
     : mDir(joinPath(pUserAppDir, kfw::CACHE_FOLDER)), mObjectsDir(joinPath(mDir, kfw::OBJECTS_FOLDER))
 {
+}
+
+std::string CacheFiles::objectPath(const std::string& pName) const { return joinPath(mObjectsDir, pName); }
+
+bool CacheFiles::hasCounters() const
+{
+    KprFileInfo tInfo;
+    const std::string tPath = joinPath(mDir, kfw::INSERTED_COUNTER);
+    return !KFAILED(kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND, &tInfo));
+}
+
+uint32_t CacheFiles::hasObject(const std::string& pName, bool* pExists) const
+{
+    KprFileInfo tInfo;
+    const uint32_t tRes = kprGetFileInfo(objectPath(pName).c_str(), KPR_INFO_KIND, &tInfo);
+    *pExists = !KFAILED(tRes);
+    return tRes == KPR_E_NOT_FOUND ? uint32_t{K_SUCCESS} : tRes;
 }
 
 uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
@@ -57,14 +48,13 @@ uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
         if (KFAILED(tRes) && tRes != KPR_E_BUFFER_TOO_SMALL) break;
         CacheFile tFile;
         tFile.name = KFAILED(tRes) ? "" : tName.c_str();
-        if (!isObjectName(tFile.name)) {
+        if (!kfw::isObjectName(tFile.name)) {
             ++*pOthers;
             continue;
         }
         KprFileInfo tInfo = {};
         // What is cleaned while we look is no longer there to be listed.
-        const uint32_t tFound =
-            kprGetFileInfo(joinPath(mObjectsDir, tFile.name).c_str(), KPR_INFO_ALL, &tInfo);
+        const uint32_t tFound = kprGetFileInfo(objectPath(tFile.name).c_str(), KPR_INFO_ALL, &tInfo);
         if (tFound == KPR_E_NOT_FOUND) continue;
         tFile.bytes = tInfo.size;
         tFile.modified = tInfo.modified.seconds;
@@ -84,11 +74,10 @@ uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
 CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
 {
     CacheFileFacts tFacts;
-    const std::string tPath = joinPath(mObjectsDir, pFile.name);
-    FirstProblem tLog;
+    const std::string tPath = objectPath(pFile.name);
+    kfw::FirstProblem tLog;
     kfw::OpenFile tFile;
     uint32_t tRes = kfw::openObject(tPath, &tFile, tLog);
-    tFacts.gone = tRes == KPR_E_NOT_FOUND;
     kfw::FileBytes tBytes(tFile.get(), tLog);
     kfw::ObjectReader tReader(tBytes, tPath, tLog);
     if (!KFAILED(tRes)) tRes = tReader.readObjectHeader();
@@ -100,6 +89,22 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
     tFacts.attributes = tReader.header().attrCount;
     tFacts.dataBytes = tReader.header().dataSize;
     return tFacts;
+}
+
+uint32_t CacheFiles::read(const std::string& pName, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData,
+                          std::string* pProblem) const
+{
+    const std::string tPath = objectPath(pName);
+    kfw::FirstProblem tLog;
+    kfw::OpenFile tFile;
+    uint32_t tRes = kfw::openObject(tPath, &tFile, tLog);
+    kfw::FileBytes tBytes(tFile.get(), tLog);
+    kfw::ObjectReader tReader(tBytes, tPath, tLog);
+    if (!KFAILED(tRes)) tRes = tReader.readObjectHeader();
+    if (!KFAILED(tRes)) tRes = tReader.readAttributes(pAttributes);
+    if (!KFAILED(tRes) && pData) tRes = tReader.readData(pData);
+    *pProblem = tLog.text();
+    return tRes;
 }
 
 uint32_t CacheFiles::readCounters(CacheCounters* pCounters)
@@ -114,7 +119,7 @@ uint32_t CacheFiles::readCounter(const char* pName, uint64_t* pValue)
     mFailedPath = joinPath(mDir, pName);
     kfw::OpenFile tFile;
     if (auto tRes = tFile.open(mFailedPath, KPR_OPEN_READ); KFAILED(tRes)) return tRes;
-    FirstProblem tLog; // the code says enough
+    kfw::FirstProblem tLog; // the code says enough
     kfw::FileBytes tBytes(tFile.get(), tLog);
     return kfw::CounterFile("khost", mFailedPath, tLog).read(tBytes, pValue);
 }

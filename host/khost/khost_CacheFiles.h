@@ -3,10 +3,10 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "kfw/IFileSystemCache.h"
 #include "kfw/cache/format/kfw_CacheLayout.h"
 
 namespace vel::kos::host {
@@ -32,7 +32,6 @@ struct CacheFile {
 /// An object file examined.
 struct CacheFileFacts {
     std::string problem; ///< "" for a file that the cache would read, else its message about it
-    bool gone = false;   ///< there is no such file any more, which is a problem as well
     uint32_t attributes = 0;
     uint32_t dataBytes = 0;
 };
@@ -45,6 +44,12 @@ public:
     /// The path of the file or folder that the last failure was about.
     const std::string& failedPath() const noexcept { return mFailedPath; }
 
+    /// The path of an object's file.
+    std::string objectPath(const std::string& pName) const;
+    /// Whether the cache was ever set up.
+    bool hasCounters() const;
+    /// Whether an object's file is there, whatever it holds.
+    uint32_t hasObject(const std::string& pName, bool* pExists) const;
     /// The object files in the order of their names. Temporary files of unfinished writes and other
     /// unrecognised files are counted apart.
     uint32_t list(std::vector<CacheFile>& pFiles, uint64_t* pOthers);
@@ -52,6 +57,10 @@ public:
     /// that its space lies in the file is all that can be told. However large the file, little memory is
     /// taken.
     CacheFileFacts examine(const CacheFile& pFile) const;
+    /// Reads one object as the cache would; its data only where pData is given. A failure leaves the outputs
+    /// as they were, and *pProblem is the cache's message about it.
+    uint32_t read(const std::string& pName, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData,
+                  std::string* pProblem) const;
     uint32_t readCounters(CacheCounters* pCounters);
     /// Whether a process holds the cleaner's lock.
     uint32_t isCleanerAtWork(bool* pAtWork);

@@ -13,6 +13,7 @@
 #include "kpr/dso.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/text.h"
 
 namespace vel::kos::host {
 
@@ -173,9 +174,7 @@ Application* Session::application()
     // Only settings need their nodes, and those may be where nothing may be written.
     if (mEffect != Command::CHANGES) tOptions.settingsModules.clear();
     std::string tPath, tProblem;
-    if (!KFAILED(fetchPath(tPath, [](char* pBuffer, uint32_t pSize) {
-            return kprGetDirname(kprGetProgramPath(), pBuffer, pSize);
-        })))
+    if (!KFAILED(kpr::readText(tPath, kprGetDirname, kprGetProgramPath())))
         tOptions.catalogueDir = joinPath(tPath, KHOST_LOCALE_DIR);
     if (auto tRes = Application::create(std::move(tOptions), mApplication, &tProblem); KFAILED(tRes))
         fail(tRes, tProblem);
@@ -279,10 +278,7 @@ bool Session::findModule(const std::string& pGiven, std::string& pPath)
     std::vector<std::string> tPlaces = {pGiven};
     if (pGiven.empty()) {
         std::string tDir;
-        const uint32_t tRes = fetchPath(tDir, [](char* pBuffer, uint32_t pSize) {
-            return kprGetDirname(kprGetProgramPath(), pBuffer, pSize);
-        });
-        if (KFAILED(tRes)) {
+        if (auto tRes = kpr::readText(tDir, kprGetDirname, kprGetProgramPath()); KFAILED(tRes)) {
             fail(tRes, kprGetProgramPath());
             return false;
         }
@@ -291,9 +287,7 @@ bool Session::findModule(const std::string& pGiven, std::string& pPath)
     }
     uint32_t tFailure = 0;
     for (const std::string& tPlace : tPlaces) {
-        const uint32_t tRes = fetchPath(pPath, [&](char* pBuffer, uint32_t pSize) {
-            return kprGetRealPath(tPlace.c_str(), pBuffer, pSize);
-        });
+        const uint32_t tRes = kpr::readText(pPath, kprGetRealPath, tPlace.c_str());
         if (!KFAILED(tRes)) return true;
         if (!tFailure) tFailure = tRes;
     }

@@ -15,6 +15,7 @@
 #include "kpr/dso.h"
 #include "kpr/path.h"
 #include "kpr/process.h"
+#include "kpr/text.h"
 
 namespace vel::kos::host {
 
@@ -54,9 +55,7 @@ std::vector<std::string> installedDrivers(Session& pSession)
     }
     // Without a class registry the module is the one that would be registered.
     if (tModule.empty() && !pSession.findModule("", tModule)) return {};
-    if (!KFAILED(fetchPath(tFolder, [&](char* pBuffer, uint32_t pSize) {
-            return kprGetDirname(tModule.c_str(), pBuffer, pSize);
-        })))
+    if (!KFAILED(kpr::readText(tFolder, kprGetDirname, tModule.c_str())))
         tFolder = joinPath(tFolder, "drivers");
 
     std::set<std::string> tPaths;
@@ -110,9 +109,7 @@ std::optional<std::string> description(Session& pSession, const std::string& pGi
 {
     std::string tText = pGiven;
     if (pGiven.starts_with("env:")) {
-        const uint32_t tRes = fetchPath(tText, [&pGiven](char* pBuffer, uint32_t pSize) {
-            return kprGetEnvironment(pGiven.c_str() + 4, pBuffer, pSize);
-        });
+        const uint32_t tRes = kpr::readText(tText, kprGetEnvironment, pGiven.c_str() + 4);
         if (KFAILED(tRes)) return pSession.fail(tRes, "the variable " + pGiven.substr(4)), std::nullopt;
     } else if (pGiven.starts_with("@")) {
         if (pGiven == "@-" && pSession.inShell())

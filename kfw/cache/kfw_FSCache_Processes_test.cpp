@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "kfw/cache/format/kfw_CacheLayout.h"
-#include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kfw/cache/kfw_FSCacheState.h"
+#include "kfw/cache/testing/kfw_ParseObject.h"
 #include "kpr/dso.h"
 #include "kpr/testing/kpr_testing.h"
 #include "tests/support/TestDirectory.h"

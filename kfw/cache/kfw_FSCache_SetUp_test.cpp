@@ -1,7 +1,7 @@
 // How a cache is set up, and what it refuses.
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kutil/catalogue.h"
-#include "kutil/kutil_MoBuilder.h"
+#include "kutil/testing/kutil_MoBuilder.h"
 
 namespace vel::kos::kfw {
 

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <vector>
 
-#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kfw/cache/testing/kfw_ParseObject.h"
 
 using namespace vel::kos;
 

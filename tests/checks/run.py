@@ -28,12 +28,11 @@ SYSTEM_HEADERS = re.compile(
     r'unistd|fcntl|dlfcn|link|elf|dirent|pthread|sched|signal|poll|termios|spawn|pwd|grp|'
     r'sys/[a-z]+|arpa/[a-z]+|netinet/[a-z]+|linux/[a-z]+)\.h>')
 SYSTEM_TYPES = re.compile(r'\b(HANDLE|HMODULE|DWORD|HKEY|LPVOID|LPCSTR|LPCWSTR|BOOL|pid_t|off_t|ssize_t|mode_t|wchar_t)\b')
-TEST_FILE = re.compile(r'_test\.cpp$|/testing/')
-GENERATED = set()  # headers that the build makes
+TEST_FILE = re.compile(r'_test\.(cpp|h)$|/testing/')
 SYSTEM_FILE = re.compile(r'_(win|posix|linux)(_test)?\.(cpp|h)$')
 
 
-def sources(pattern=r'\.(cpp|h|cc|hpp)$'):
+def sources(pattern=r'\.(cpp|h|hpp|c)$'):
     names = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, check=True,
                            stdout=subprocess.PIPE, text=True).stdout.splitlines()
     return [name for name in names if re.search(pattern, name) and os.path.exists(os.path.join(ROOT, name))]
@@ -61,33 +60,52 @@ def layer_of(name):
     return max(best, key=len) if best else None
 
 
+def includes(name):
+    """The includes of a source: line numbers and the files' names."""
+    for number, line in lines(name):
+        include = re.match(r'\s*#\s*include\s*[<"]([^>"]+)[>"]', line)
+        if include:
+            yield number, include.group(1)
+
+
+FOLDERS = set(layer.split("/")[0] for layer in LAYERS) | {"tests", "fuzz", "bench", "abi"}
+# The layout of the cache on disk, which the host's offline commands read as well.
+SHARED = {"host": "kfw/cache/format/"}
+
+
 def check_layers():
-    """A layer includes only the headers of the layers below it."""
+    """A layer includes only public headers of the layers below it."""
     found = []
     for name in sources():
         layer = layer_of(name)
-        if layer is None or "_test." in name or "/testmodule" in name:
+        if layer is None or TEST_FILE.search(name) or "/testmodule" in name:
             continue
         own = layer.split("/")[0]
-        for number, line in lines(name):
-            include = re.match(r'\s*#\s*include\s*[<"]((kpr|kom|kgen|kutil|kfw|host)/[^>"]+)[>"]', line)
-            if include and include.group(2) not in LAYERS[layer] + [own]:
-                found.append(f"{name}:{number}: {layer} must not include {include.group(1)}")
+        for number, include in includes(name):
+            folder = include.split("/")[0]
+            if folder not in FOLDERS or folder == own and not (layer == "kfw/include" and "/kfw_" in include):
+                continue
+            private = os.path.basename(include).startswith(folder + "_")
+            if folder not in LAYERS[layer] + [own] or private and not include.startswith(SHARED.get(layer, "-")):
+                found.append(f"{name}:{number}: {layer} must not include {include}")
     return found
 
 
 def check_components():
-    """No component of kfw/ includes another one; only kfw/module knows them all. Tests may use kfw/module."""
+    """No component of kfw/ includes another one (tests may use kfw/module), nor cache/format/ the cache."""
     found = []
     for name in sources():
         own = re.match(r'kfw/(\w+)/', name)
         if not own or own.group(1) in ("include", "module"):
             continue
         allowed = {own.group(1), "module"} if TEST_FILE.search(name) else {own.group(1)}
-        for number, line in lines(name):
-            include = re.match(r'\s*#\s*include\s*[<"]kfw/(\w+)/kfw_', line)
-            if include and include.group(1) not in allowed:
-                found.append(f"{name}:{number}: {line.strip()}")
+        for number, include in includes(name):
+            other = re.match(r'kfw/(\w+)/(?:\w+/)*kfw_', include)
+            if other and other.group(1) not in allowed:
+                found.append(f"{name}:{number}: includes {include}")
+            if name.startswith("kfw/cache/format/") and re.match(r'kfw/cache/(?!format/)', include) and \
+                    not TEST_FILE.search(name):
+                found.append(f"{name}:{number}: includes {include}")
     return found
 
 
@@ -100,11 +118,18 @@ def check_private_includes():
             continue  # compiled without the build's folders
         for number, line in lines(name):
             include = re.match(r'\s*#\s*include\s*"([^"]+)"', line)
-            if not include or include.group(1) in public or include.group(1) in GENERATED:
+            if not include or include.group(1) in public:
                 continue
             if "/" not in include.group(1) or not os.path.exists(os.path.join(ROOT, include.group(1))):
                 found.append(f"{name}:{number}: {line.strip()}")
     return found
+
+
+def check_cache_layout():
+    """Paths in a cache's folder are made from the names in kfw_CacheLayout.h."""
+    return [f"{name}:{number}: {line.strip()}" for name in sources() if is_product(name)
+            for number, line in lines(name)
+            if re.search(r'([pP]ath|[dD]ir|Folder|Separator)\w*\b.*"(objects|inserted|cleaned)"', line)]
 
 
 def check_assertion_sources():
@@ -154,7 +179,7 @@ def check_waits():
 
 
 def check_formatting():
-    """Every source is as clang-format leaves it (skipped lines of third parties: there are none)."""
+    """Every source is as clang-format leaves it."""
     names = sources()
     result = subprocess.run(["clang-format-14", "--dry-run"] + names, cwd=ROOT, stdout=subprocess.PIPE,
                             stderr=subprocess.STDOUT, text=True)
@@ -200,7 +225,7 @@ def check_security_table():
 
 
 CHECKS = [check_system_headers, check_public_headers, check_layers, check_components, check_private_includes,
-          check_assertion_sources, check_thread_locals, check_locks, check_waits, check_readme_example,
+          check_cache_layout, check_assertion_sources, check_thread_locals, check_locks, check_waits, check_readme_example,
           check_security_table, check_formatting, check_mutate]
 
 

@@ -237,7 +237,7 @@ class ReadOnly(host.HostTest):
             file.write(self.whole[:20])
         result = self.ask("cache", "get", URI)
         self.assertEqual(result.status, 1)
-        self.assertIn("incomplete read of object header", result.errors.splitlines()[1])
+        self.assertIn(f"incomplete read of object header of {path} (got", result.errors.splitlines()[1])
 
     def test_looking(self):
         self.assert_done(self.ask("cache", "verify"), "1 checked, 0 bad\n")

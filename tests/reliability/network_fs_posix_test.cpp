@@ -13,8 +13,8 @@
 #include <unistd.h>
 
 #include "kfw/cache/format/kfw_CacheLayout.h"
-#include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
+#include "kfw/cache/testing/kfw_ParseObject.h"
 #include "kpr/dso.h"
 #include "kpr/testing/kpr_testing.h"
 #include "tests/reliability/Counter.h"

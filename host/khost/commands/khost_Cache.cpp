@@ -1,25 +1,16 @@
 // cache put, get, attrs, has, id, put-file, get-file, pin, unpin.
 #include "host/khost/commands/khost_Cache.h"
 
-#include <cstring>
-
+#include "host/khost/khost_CacheFiles.h"
 #include "host/khost/khost_Commands.h"
 #include "host/khost/khost_Files.h"
 #include "host/khost/khost_Session.h"
 #include "kfw/cache/format/kfw_CacheId.h"
-#include "kfw/cache/format/kfw_ObjectFile.h"
-#include "kgen/uri.h"
 #include "kpr/file.h"
-#include "kpr/md5.h"
 
 namespace vel::kos::host {
 
 namespace {
-
-std::string_view view(const fw::CacheBytes& pBytes)
-{
-    return {reinterpret_cast<const char*>(pBytes.mData), pBytes.mSize};
-}
 
 /// Reads FILE, "-" being standard input; STATUS_DONE, or the exit status after what has been told.
 int readArgument(Session& pSession, const std::string& pFile, fw::CacheBytes* pBytes)
@@ -49,41 +40,36 @@ int printStored(Session& pSession, const fw::CacheId& pId)
         return STATUS_DONE;
     }
     KprFileInfo tInfo = {};
-    const std::string tPath = objectPath(pSession.application()->userAppDir(), tName);
+    const std::string tPath = CacheFiles(pSession.application()->userAppDir()).objectPath(tName);
     if (auto tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_SIZE, &tInfo); KFAILED(tRes))
         return pSession.fail(tRes, tPath);
     pSession.printJson(Json::object({{"id", tName}, {"bytes", tInfo.size}}));
     return STATUS_DONE;
 }
 
-/// Reads an object's file without the cache. Returns STATUS_DONE, or the exit status after what has been
-/// told.
-int readObject(Session& pSession, const std::string& pName, std::string_view pAbout, fw::CacheBytes* pFile)
-{
-    std::string tAppDir;
-    if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
-    const uint32_t tRes = readWholeFile(objectPath(tAppDir, pName), pFile);
-    return KFAILED(tRes) ? pSession.fail(tRes, pAbout) : STATUS_DONE;
-}
-
-/// The same for an object named by its URI, taken apart as the cache does.
+/// Reads an object without the cache, its data only where pData is given. Returns STATUS_DONE, or the exit
+/// status after a failure, which has been reported.
 int readObject(Session& pSession, const std::string& pUri, fw::CacheAttrList* pAttributes,
                fw::CacheBytes* pData)
 {
     fw::CacheId tId;
+    std::string tAppDir, tProblem;
     if (auto tRes = computeCacheId(pUri, &tId); KFAILED(tRes)) return pSession.fail(tRes, pUri);
-    fw::CacheBytes tFile;
-    const std::string tName = cacheIdText(tId);
-    if (const int tStatus = readObject(pSession, tName, pUri, &tFile); tStatus != STATUS_DONE) return tStatus;
-    kfw::ObjectFileHeader tHeader;
-    if (const std::string tProblem = kfw::parseObject(tName, tFile.mData, tFile.mSize, &tHeader, pAttributes);
-        !tProblem.empty())
-        return pSession.fail(E_FAIL, tProblem);
-    if (tHeader.dataSize == 0) return STATUS_DONE;
-    pData->mData = static_cast<uint8_t*>(komCalloc(1, tHeader.dataSize));
-    pData->mSize = tHeader.dataSize;
-    std::memcpy(pData->mData, tFile.mData + tHeader.dataOffset, tHeader.dataSize);
+    if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
+    const uint32_t tRes = CacheFiles(tAppDir).read(cacheIdText(tId), pAttributes, pData, &tProblem);
+    // Of a file that breaks a rule the code says nothing.
+    if (KFAILED(tRes)) return pSession.fail(tRes, tRes == E_FAIL ? tProblem : pUri);
     return STATUS_DONE;
+}
+
+/// Reads an object's file without the cache; otherwise as readObject.
+int readObjectFile(Session& pSession, const std::string& pName, std::string_view pAbout,
+                   fw::CacheBytes* pFile)
+{
+    std::string tAppDir;
+    if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
+    const uint32_t tRes = readWholeFile(CacheFiles(tAppDir).objectPath(pName), pFile);
+    return KFAILED(tRes) ? pSession.fail(tRes, pAbout) : STATUS_DONE;
 }
 
 int put(Session& pSession, const Arguments& pArguments)
@@ -128,11 +114,10 @@ int attrs(Session& pSession, const Arguments& pArguments)
     fw::IFileSystemCache* tCache = pSession.cache(&tReadOnly);
     if (!tCache && !tReadOnly) return STATUS_FAILED;
     fw::CacheAttrList tList;
-    fw::CacheBytes tData;
     if (tCache) {
         if (auto tRes = tCache->getAttributes(tUri.c_str(), &tList); KFAILED(tRes))
             return pSession.fail(tRes, tUri);
-    } else if (const int tStatus = readObject(pSession, tUri, &tList, &tData); tStatus != STATUS_DONE) {
+    } else if (const int tStatus = readObject(pSession, tUri, &tList, nullptr); tStatus != STATUS_DONE) {
         return tStatus;
     }
     auto tJson = Json::array();
@@ -162,11 +147,9 @@ int has(Session& pSession, const Arguments& pArguments)
         std::string tAppDir;
         tRes = computeCacheId(tUri, &tId);
         if (!KFAILED(tRes)) tRes = pSession.userAppDir(tAppDir);
-        KprFileInfo tInfo = {};
-        if (!KFAILED(tRes))
-            tRes = kprGetFileInfo(objectPath(tAppDir, cacheIdText(tId)).c_str(), KPR_INFO_KIND, &tInfo);
-        tExists = KFAILED(tRes) ? 0 : 1;
-        if (tRes == KPR_E_NOT_FOUND) tRes = 0;
+        bool tIsThere = false;
+        if (!KFAILED(tRes)) tRes = CacheFiles(tAppDir).hasObject(cacheIdText(tId), &tIsThere);
+        tExists = tIsThere;
     }
     if (KFAILED(tRes)) return pSession.fail(tRes, tUri);
     if (pSession.json())
@@ -217,7 +200,7 @@ int getFile(Session& pSession, const Arguments& pArguments)
     if (tCache) {
         if (auto tRes = tCache->getObjectFile(&tId, &tFile); KFAILED(tRes))
             return pSession.fail(tRes, pArguments.text("ID"));
-    } else if (const int tStatus = readObject(pSession, cacheIdText(tId), pArguments.text("ID"), &tFile);
+    } else if (const int tStatus = readObjectFile(pSession, cacheIdText(tId), pArguments.text("ID"), &tFile);
                tStatus != STATUS_DONE) {
         return tStatus;
     }
@@ -326,50 +309,6 @@ void addCacheCommands(std::vector<Command>& pTable)
     addCacheObjectCommands(pTable);
     addCacheLookCommands(pTable);
     addCacheImportCommands(pTable);
-}
-
-uint32_t computeCacheId(const std::string& pUri, fw::CacheId* pId)
-{
-    std::string tUri = kgen::normaliseUri(pUri);
-    if (tUri.empty()) return E_INVALIDARG;
-    if (const std::size_t tQuery = tUri.find('?'); tQuery != std::string::npos) tUri.resize(tQuery);
-    KprMD5 tState;
-    if (auto tRes = kprMD5Init(&tState); KFAILED(tRes)) return tRes;
-    const uint32_t tUpdated = kprMD5Update(&tState, tUri.data(), static_cast<uint32_t>(tUri.size()));
-    const uint32_t tFinished = kprMD5Final(&tState, pId->mBytes);
-    return KFAILED(tUpdated) ? tUpdated : tFinished;
-}
-
-uint32_t storeObject(Session& pSession, fw::IFileSystemCache* pCache, const std::string& pUri,
-                     const fw::CacheAttrList& pAttributes, const fw::CacheBytes& pData, fw::CacheId* pId)
-{
-    if (auto tRes = pCache->computeCacheId(pUri.c_str(), pId); KFAILED(tRes)) return tRes;
-    KprFileInfo tInfo = {};
-    const std::string tPath = objectPath(pSession.application()->userAppDir(), cacheIdText(*pId));
-    const bool tWasThere = !KFAILED(kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND, &tInfo));
-    if (auto tRes = pCache->putObject(pUri.c_str(), &pAttributes, &pData); KFAILED(tRes)) return tRes;
-    if (!tWasThere) return 0;
-    fw::CacheAttrList tAttributes;
-    fw::CacheBytes tData;
-    bool tSame = !KFAILED(pCache->getObject(pUri.c_str(), &tAttributes, &tData)) &&
-                 tAttributes.mCount == pAttributes.mCount && view(tData) == view(pData);
-    for (uint32_t i = 0; tSame && i < tAttributes.mCount; ++i)
-        tSame = std::string_view(tAttributes.mAttrs[i].mKey) == pAttributes.mAttrs[i].mKey &&
-                std::string_view(tAttributes.mAttrs[i].mValue) == pAttributes.mAttrs[i].mValue;
-    if (!tSame) pSession.note("the cache has another object of that URI, which is kept: " + pUri);
-    return 0;
-}
-
-std::string cacheIdText(const fw::CacheId& pId)
-{
-    char tName[kfw::OBJECT_NAME_LENGTH + 1] = "";
-    kfwFormatCacheId(&pId, tName, sizeof tName);
-    return tName;
-}
-
-std::string objectPath(const std::string& pUserAppDir, const std::string& pName)
-{
-    return joinPath(joinPath(joinPath(pUserAppDir, "cache"), "objects"), pName);
 }
 
 } // namespace vel::kos::host

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/khost/khost_Commands.h"
@@ -18,10 +19,14 @@ void addCacheImportCommands(std::vector<Command>& pTable);
 std::string cacheIdText(const fw::CacheId& pId);
 /// The identity of the object that a URI names, as IFileSystemCache::computeCacheId, without a cache.
 uint32_t computeCacheId(const std::string& pUri, fw::CacheId* pId);
-/// Stores an object and returns its identity. Tells of another object that was there already and is kept.
+/// Stores an object and returns its identity. Another object that was there already, and is kept, is
+/// reported.
 uint32_t storeObject(Session& pSession, fw::IFileSystemCache* pCache, const std::string& pUri,
                      const fw::CacheAttrList& pAttributes, const fw::CacheBytes& pData, fw::CacheId* pId);
-/// The path of an object file under a user application directory.
-std::string objectPath(const std::string& pUserAppDir, const std::string& pName);
+/// The bytes as text.
+inline std::string_view view(const fw::CacheBytes& pBytes)
+{
+    return {reinterpret_cast<const char*>(pBytes.mData), pBytes.mSize};
+}
 
 } // namespace vel::kos::host

@@ -9,6 +9,7 @@
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/path.h"
+#include "kpr/text.h"
 
 namespace vel::kos::host {
 
@@ -149,10 +150,7 @@ int import(Session& pSession, const Arguments& pArguments)
     const std::string& tGiven = pArguments.text("DIR");
     const std::string& tBase = pArguments.text("--base");
     std::string tFolder;
-    if (auto tRes = fetchPath(
-            tFolder,
-            [&](char* pBuffer, uint32_t pSize) { return kprGetRealPath(tGiven.c_str(), pBuffer, pSize); });
-        KFAILED(tRes))
+    if (auto tRes = kpr::readText(tFolder, kprGetRealPath, tGiven.c_str()); KFAILED(tRes))
         return pSession.fail(tRes, tGiven);
     KprFileInfo tInfo = {};
     if (auto tRes = kprGetFileInfo(tFolder.c_str(), KPR_INFO_KIND, &tInfo); KFAILED(tRes))

@@ -7,7 +7,6 @@
 #include "host/khost/khost_CacheFiles.h"
 #include "host/khost/khost_Progress.h"
 #include "host/khost/khost_Session.h"
-#include "kpr/file.h"
 
 namespace vel::kos::host {
 
@@ -63,9 +62,8 @@ int failLook(Session& pSession, uint32_t pCode, const CacheFiles& pCache)
 /// Whether a file that was listed and could not be examined has gone meanwhile: a cleaner took it.
 bool isGone(const CacheFiles& pCache, const CacheFile& pFile)
 {
-    KprFileInfo tInfo = {};
-    const std::string tPath = joinPath(joinPath(pCache.dir(), "objects"), pFile.name);
-    return kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND, &tInfo) == KPR_E_NOT_FOUND;
+    bool tExists = false;
+    return !KFAILED(pCache.hasObject(pFile.name, &tExists)) && !tExists;
 }
 
 int ls(Session& pSession, CacheFiles& pCache)

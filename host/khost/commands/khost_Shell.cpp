@@ -7,8 +7,6 @@
 #include "host/khost/khost_LineReader.h"
 #include "host/khost/khost_Session.h"
 #include "kpr/codes.h"
-#include "kpr/file.h"
-#include "kpr/path.h"
 
 namespace vel::kos::host {
 
@@ -22,10 +20,7 @@ constexpr double MAX_SLEEP_SECONDS = 4000000;
 void startCleaner(Session& pSession)
 {
     std::string tUserAppDir;
-    KprFileInfo tInfo;
-    if (KFAILED(pSession.userAppDir(tUserAppDir))) return;
-    const std::string tCounter = CacheFiles(tUserAppDir).dir() + kprGetPathSeparator() + "inserted";
-    if (!KFAILED(kprGetFileInfo(tCounter.c_str(), KPR_INFO_KIND, &tInfo))) pSession.cache();
+    if (!KFAILED(pSession.userAppDir(tUserAppDir)) && CacheFiles(tUserAppDir).hasCounters()) pSession.cache();
 }
 
 int runShell(Session& pSession, const Arguments&)

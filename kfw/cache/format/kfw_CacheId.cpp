@@ -15,6 +15,12 @@ int digitValue(char pDigit)
 
 } // namespace
 
+bool isObjectName(std::string_view pName)
+{
+    return pName.size() == OBJECT_NAME_LENGTH &&
+           pName.find_first_not_of("0123456789ABCDEF") == std::string_view::npos;
+}
+
 bool parseCacheId(std::string_view pText, fw::CacheId* pId)
 {
     if (pText.size() != OBJECT_NAME_LENGTH) return false;

@@ -11,6 +11,8 @@ namespace vel::kos::kfw {
 /// The characters of an object file's name: two upper-case hexadecimal digits for each byte of its identity.
 inline constexpr uint32_t OBJECT_NAME_LENGTH = 32;
 
+/// Whether a name is one that the cache gives to object files: 32 hexadecimal digits, letters in upper case.
+bool isObjectName(std::string_view pName);
 /// The identity that 32 hexadecimal digits, in either case, stand for; false for any other text.
 bool parseCacheId(std::string_view pText, fw::CacheId* pId);
 

@@ -149,17 +149,4 @@ std::string parseAttributes(const uint8_t* pSpace, uint32_t pSize, uint32_t pCou
     return {};
 }
 
-std::string parseObject(const std::string& pPath, const uint8_t* pBytes, uint64_t pFileSize,
-                        ObjectFileHeader* pHeader, fw::CacheAttrList* pList)
-{
-    if (std::string tProblem = checkObjectSize(pPath, pFileSize); !tProblem.empty()) return tProblem;
-    const uint32_t tSize = static_cast<uint32_t>(pFileSize);
-    ObjectFileHeader tHeader;
-    std::string tProblem = parseObjectHeader(pPath, tSize, pBytes, tSize, &tHeader);
-    if (tProblem.empty())
-        tProblem = parseAttributes(pBytes + tHeader.attrOffset, tHeader.attrSize, tHeader.attrCount, pList);
-    if (tProblem.empty()) *pHeader = tHeader;
-    return tProblem;
-}
-
 } // namespace vel::kos::kfw

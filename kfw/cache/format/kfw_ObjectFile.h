@@ -61,9 +61,4 @@ std::string parseObjectHeader(const std::string& pPath, uint32_t pFileSize, cons
 /// is taken for what the space can hold, whatever the count says.
 std::string parseAttributes(const uint8_t* pSpace, uint32_t pSize, uint32_t pCount, fw::CacheAttrList* pList);
 
-/// Reads a whole object file in memory: its header and attributes; the data is at header.dataOffset. Returns
-/// "", or why the cache would refuse it.
-std::string parseObject(const std::string& pPath, const uint8_t* pBytes, uint64_t pFileSize,
-                        ObjectFileHeader* pHeader, fw::CacheAttrList* pList);
-
 } // namespace vel::kos::kfw

@@ -4,8 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "kfw/cache/format/kfw_CacheId.h"
-#include "kfw/cache/format/kfw_ObjectReader.h"
-#include "kfw/cache/testing/kfw_MemoryBytes.h"
+#include "kfw/cache/testing/kfw_ParseObject.h"
 #include "kom/identity.h"
 #include "tests/support/LeakCheck.h"
 

@@ -28,4 +28,20 @@ private:
     virtual void writeDebug(const std::string& pMessage) = 0;
 };
 
+/// Keeps the first message.
+class FirstProblem final : public ProblemLog {
+public:
+    /// "" when nothing was reported.
+    const std::string& text() const noexcept { return mText; }
+    void assertion(const char*, int) override {}
+
+private:
+    void writeDebug(const std::string& pMessage) override
+    {
+        if (mText.empty()) mText = pMessage;
+    }
+
+    std::string mText;
+};
+
 } // namespace vel::kos::kfw

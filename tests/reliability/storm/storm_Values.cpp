@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "kfw/cache/format/kfw_CacheId.h"
-#include "kfw/cache/format/kfw_ObjectFile.h"
+#include "kfw/cache/testing/kfw_ParseObject.h"
 #include "kpr/md5.h"
 
 namespace vel::kos::storm {

@@ -43,7 +43,7 @@ bool unescape(std::string_view pText, std::string& pPlain)
         }
         if (pText.size() - i < 3) return false;
         const size_t tHigh = HEX.find(pText[i + 1]), tLow = HEX.find(pText[i + 2]);
-        if (tHigh == HEX.npos || tLow == HEX.npos) return false;
+        if (tHigh == std::string_view::npos || tLow == std::string_view::npos) return false;
         const char tChar = static_cast<char>(tHigh << 4 | tLow);
         if (tChar == '\0' || (tChar != '%' && !isControl(tChar))) return false;
         pPlain += tChar;
@@ -56,7 +56,7 @@ bool unescape(std::string_view pText, std::string& pPlain)
 bool takeLine(std::string_view& pText, std::string_view& pLine)
 {
     const size_t tEnd = pText.find('\n');
-    if (tEnd == pText.npos) return false;
+    if (tEnd == std::string_view::npos) return false;
     pLine = pText.substr(0, tEnd);
     pText.remove_prefix(tEnd + 1);
     if (pLine.ends_with('\r')) pLine.remove_suffix(1);

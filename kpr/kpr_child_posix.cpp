@@ -1,5 +1,6 @@
 #include "kpr/child.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <vector>
@@ -73,7 +74,9 @@ uint32_t kprWaitForChild(KprChild pChild, uint32_t pMilliseconds, KprChildEnd* p
     *pEnd = {KPR_CHILD_RUNNING, 0};
     if (pChild <= 0) return KPR_E_BAD_HANDLE;
     const bool tForever = pMilliseconds == KPR_WAIT_FOREVER;
-    for (uint64_t tWaited = 0;; tWaited += STEP) {
+    uint64_t tStart = 0, tNow = 0;
+    if (const auto tRes = kprGetMonotonicTime(&tStart); KFAILED(tRes)) return tRes;
+    for (;;) {
         int tStatus = 0;
         const pid_t tEnded = waitpid(static_cast<pid_t>(pChild), &tStatus, tForever ? 0 : WNOHANG);
         if (tEnded > 0) {
@@ -81,10 +84,11 @@ uint32_t kprWaitForChild(KprChild pChild, uint32_t pMilliseconds, KprChildEnd* p
             return K_SUCCESS;
         }
         if (tEnded < 0 && errno != EINTR) return kpr::lastError();
-        if (!tForever) {
-            if (tWaited >= pMilliseconds) return K_SUCCESS;
-            kprSleep(STEP);
-        }
+        if (tForever) continue;
+        if (const auto tRes = kprGetMonotonicTime(&tNow); KFAILED(tRes)) return tRes;
+        const uint64_t tWaited = (tNow - tStart) / 1000;
+        if (tWaited >= pMilliseconds) return K_SUCCESS;
+        kprSleep(static_cast<uint32_t>(std::min<uint64_t>(STEP, pMilliseconds - tWaited)));
     }
 }
 

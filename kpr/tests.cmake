@@ -97,6 +97,8 @@ else()
     # With kpr's own sources, so that its system calls can be made to fail.
     k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval)
+    k_test(kpr_child_posix_test SOURCES kpr_child_posix_test.cpp kpr_child_posix.cpp kpr_error_posix.cpp
+        LIBRARIES kpr WRAP kprGetMonotonicTime kprSleep waitpid)
     k_test(kpr_interrupted_test SOURCES kpr_interrupted_posix_test.cpp testing/kpr_testing.cpp
             ${tSources}
         LIBRARIES ${tLibraries} WRAP open close read write pread pwrite fsync fcntl clock_nanosleep)

@@ -144,6 +144,7 @@ uint32_t getFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut
     return pUse->getObjectFactory(pClassId, pIid, pOut);
 }
 
+/// Calls a module's function that registers or unregisters, and writes what it changed at once.
 uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
 {
     kom::clearRegistryProblem();
@@ -153,9 +154,12 @@ uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
     Module tModule;
     if (auto tRes = open(tPath, tModule); KFAILED(tRes)) return tRes;
     KomRegistration tRegistration = {nullptr, tPath.c_str()};
+    kom::RegistrationBatch tBatch;
     const uint32_t tRes = (tModule.*pFunction)(0, &tRegistration);
     kprCloseDSO(tModule.handle);
-    return tRes;
+    // What a module has changed before it failed stays changed.
+    const uint32_t tWritten = tBatch.commit();
+    return KFAILED(tRes) ? tRes : tWritten;
 }
 
 /// Has the holders of one module let go whose objects they alone keep. False when there is none among the
@@ -197,14 +201,7 @@ std::vector<KprDSO> takeEmpty()
 
 } // namespace
 
-uint32_t komRegisterModule(const char* pPath)
-{
-    kom::RegistrationBatch tBatch;
-    const uint32_t tRes = callServer(pPath, &Module::registerServer);
-    // What a module has entered before it failed stays.
-    const uint32_t tWritten = tBatch.commit();
-    return KFAILED(tRes) ? tRes : tWritten;
-}
+uint32_t komRegisterModule(const char* pPath) { return callServer(pPath, &Module::registerServer); }
 
 uint32_t komUnregisterModule(const char* pPath) { return callServer(pPath, &Module::unregisterServer); }
 

@@ -227,6 +227,26 @@ TEST_F(LoaderTest, forgetsWhatAModuleTakesBackWhileItRegisters)
     tOnRegister(nullptr);
 }
 
+TEST_F(LoaderTest, takesAModulesClassesOutAtOnce)
+{
+    OpenModule tModule("a");
+    const auto tOnUnregister = tModule.symbol<void (*)(void (*)())>("testOnUnregister");
+    tOnUnregister([] { EXPECT_EQ(countClasses(), 7u) << "all of them are there to the end"; });
+    EXPECT_EQ(komUnregisterModule(modulePath("a").c_str()), 0u);
+    EXPECT_EQ(countClasses(), 4u);
+    // What somebody else enters meanwhile stays.
+    ASSERT_EQ(komRegisterModule(modulePath("a").c_str()), 0u);
+    tOnUnregister([] {
+        std::thread([] {
+            KomRegistration tOther = {nullptr, "/other"};
+            EXPECT_EQ(komRegisterDSO(CLASS_A_THING, 0, &tOther), 0u);
+        }).join();
+    });
+    EXPECT_EQ(komUnregisterModule(modulePath("a").c_str()), 0u);
+    EXPECT_EQ(countClasses(), 5u);
+    tOnUnregister(nullptr);
+}
+
 TEST_F(LoaderTest, registersAModuleWhileAnotherRegisters)
 {
     OpenModule tModule("a");

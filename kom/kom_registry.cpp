@@ -189,15 +189,15 @@ uint32_t RegistrationBatch::remove(const std::string& pRegistry, const char* pCl
 {
     auto& tChanges = mChanges[pRegistry];
     const auto tChange = tChanges.find(pClassId);
-    bool tRegistered;
     if (tChange != tChanges.end()) {
-        tRegistered = tChange->second.registered && tChange->second.module == pModule;
-    } else {
-        ClassFile tFile;
-        if (auto tRes = readClasses(pRegistry, tFile); KFAILED(tRes)) return tRes;
-        tRegistered = isEntered(tFile, pClassId, pModule);
+        Change& tCollected = tChange->second;
+        if (!tCollected.registered || tCollected.module != pModule) return KOM_E_CLASSNOTREGISTERED;
+        tCollected = {"", false}; // whatever the class stood for before
+        return 0;
     }
-    if (!tRegistered) return KOM_E_CLASSNOTREGISTERED;
+    ClassFile tFile;
+    if (auto tRes = readClasses(pRegistry, tFile); KFAILED(tRes)) return tRes;
+    if (!isEntered(tFile, pClassId, pModule)) return KOM_E_CLASSNOTREGISTERED;
     tChanges[pClassId] = {pModule, false};
     return 0;
 }
@@ -210,7 +210,7 @@ uint32_t RegistrationBatch::commit()
             for (const auto& [tClassId, tChange] : tRegistry.second)
                 if (tChange.registered)
                     pFile.classes[tClassId].module = tChange.module;
-                else
+                else if (tChange.module.empty() || isEntered(pFile, tClassId.c_str(), tChange.module.c_str()))
                     pFile.classes.erase(tClassId);
             return 0;
         });

@@ -29,6 +29,8 @@ public:
     uint32_t commit();
 
 private:
+    /// The module that provides the class, or with registered false the one whose entry is taken out, if it
+    /// still stands there then; "" for any.
     struct Change {
         std::string module;
         bool registered;

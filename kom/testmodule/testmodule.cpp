@@ -20,6 +20,7 @@ uint32_t gFailIndex = 0;
 uint32_t gFailCode = 0;
 void (*gOnFactory)() = nullptr;
 uint32_t (*gOnRegister)(unsigned int, void*) = nullptr;
+void (*gOnUnregister)() = nullptr;
 
 class Thing : public Implements<Thing, ITestThing> {
     friend Implements;
@@ -108,6 +109,7 @@ uint32_t dsoUnregisterServer(unsigned int pArg1, void* pArg2)
         if (!KFAILED(tRes)) tRes = komUnregisterDSO(CLASSES[i], pArg1, pArg2);
         if (KFAILED(tRes) && !KFAILED(tFirst)) tFirst = tRes;
     }
+    if (gOnUnregister) gOnUnregister();
     return tFirst;
 }
 
@@ -120,3 +122,5 @@ void testFailAt(uint32_t pIndex, uint32_t pCode)
 void testOnFactory(void (*pAction)()) { gOnFactory = pAction; }
 
 void testOnRegister(uint32_t (*pAction)(unsigned int, void*)) { gOnRegister = pAction; }
+
+void testOnUnregister(void (*pAction)()) { gOnUnregister = pAction; }

@@ -45,8 +45,8 @@ struct KomRegistrar {
 KOM_API KomRegistrar* komSetRegistrar(KomRegistrar* pRegistrar);
 
 /// Loads a module and has it register (unregister) its classes through its own entry points.
-/// KOM_E_NOT_A_MODULE when it lacks them. What a module registers is written at once, so that no other
-/// process finds a part of its classes.
+/// KOM_E_NOT_A_MODULE when it lacks them. What a module changes is written at once, also when it fails in the
+/// end, so that no other process finds a part of its classes.
 KOM_API uint32_t komRegisterModule(const char* pPath);
 KOM_API uint32_t komUnregisterModule(const char* pPath);
 

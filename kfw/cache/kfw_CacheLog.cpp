@@ -5,35 +5,34 @@
 #include <utility>
 
 #include "kfw/kfw_LogDomain.h"
-#include "kpr/thread.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {
 
-CacheLog::Hold::Hold(CacheLog& pLog) : mLog(pLog), mThread(kprGetThreadId())
+void CacheLog::enter(Hold& pHold)
 {
-    const kpr::Lock tLock(mLog.mMutex);
-    mNext = std::exchange(mLog.mHolds, this);
+    const kpr::Lock tLock(mMutex);
+    pHold.mNext = std::exchange(mHolds, &pHold);
 }
 
-CacheLog::Hold::~Hold()
+void CacheLog::leave(Hold& pHold)
 {
     try {
         kom::Ref<fw::IApplication> tApp;
         {
-            const kpr::Lock tLock(mLog.mMutex);
-            Hold** tPlace = &mLog.mHolds;
-            while (*tPlace != this)
+            const kpr::Lock tLock(mMutex);
+            Hold** tPlace = &mHolds;
+            while (*tPlace != &pHold)
                 tPlace = &(*tPlace)->mNext;
-            *tPlace = mNext;
-            if (mLines.empty()) return;
-            if (Hold* tOuter = mLog.findHold(mThread)) {
-                std::move(mLines.begin(), mLines.end(), std::back_inserter(tOuter->mLines));
+            *tPlace = pHold.mNext;
+            if (pHold.mLines.empty()) return;
+            if (Hold* tOuter = findHold(pHold.mThread)) {
+                std::move(pHold.mLines.begin(), pHold.mLines.end(), std::back_inserter(tOuter->mLines));
                 return;
             }
-            tApp = mLog.mApp;
+            tApp = mApp;
         }
-        for (const Line& tLine : mLines)
+        for (const Line& tLine : pHold.mLines)
             deliver(tApp.get(), tLine);
     } catch (const std::exception&) {
         // What cannot be said for lack of memory stays unsaid: a destructor must not throw.

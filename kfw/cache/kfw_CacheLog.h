@@ -9,6 +9,7 @@
 #include "kfw/cache/format/kfw_ProblemLog.h"
 #include "kom/ref.h"
 #include "kpr/mutex.h"
+#include "kpr/thread.h"
 
 namespace vel::kos::kfw {
 
@@ -40,9 +41,9 @@ public:
     /// lock is taken and goes after the lock was given back. Of several of one thread the outermost writes.
     class Hold {
     public:
-        explicit Hold(CacheLog& pLog);
+        explicit Hold(CacheLog& pLog) : mLog(pLog), mThread(kprGetThreadId()) { mLog.enter(*this); }
         /// Lines that cannot be written for lack of memory are lost.
-        ~Hold();
+        ~Hold() { mLog.leave(*this); }
         Hold(const Hold&) = delete;
         Hold& operator=(const Hold&) = delete;
 
@@ -65,6 +66,9 @@ public:
 private:
     using Line = Hold::Line;
 
+    /// What a hold does at its beginning and its end. Here, since Clang looks into no constructor.
+    void enter(Hold& pHold);
+    void leave(Hold& pHold);
     void writeDebug(const std::string& pMessage) override;
     void write(Line pLine);
     /// Hands a line over, with no lock held.

@@ -13,8 +13,9 @@ namespace vel::kos::kfw {
 /// Objects are files in the folder "cache/objects" of the user application directory, named by their identity
 /// and shared with every process of the user.
 ///
-/// Threads: after init the operations may be called from several threads; those that touch object files run
-/// one at a time within the process, and readers exclude writers and the cleaner between processes.
+/// Threads: after init the operations may be called from several threads; those that read or store object
+/// files run one at a time for each cache object; between caches, in one process or several, readers exclude
+/// writers and the cleaner. Pins take no insert lock.
 ///
 /// Life: the last release destroys the object, gives the application back and takes its pins away. It neither
 /// stops the cleaner thread nor closes the counter files: these live in mState, which the thread keeps. A
@@ -57,7 +58,7 @@ private:
     uint32_t readObject(const char* pUri, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData);
     /// Writes an object's file and counts it, or refreshes the time of the file that is there.
     uint32_t storeObject(const std::string& pPath, const void* pBytes, uint32_t pLength);
-    /// Adds to the "inserted" counter; under the exclusive insert lock.
+    /// Adds to the "inserted" counter; under the exclusive insert lock (not checked: the guard may be empty).
     uint32_t addToInserted(uint32_t pKilobytes);
 
     kom::RefCount mRefCount;

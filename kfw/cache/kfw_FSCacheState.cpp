@@ -53,34 +53,45 @@ uint32_t FSCacheState::touchObject(const std::string& pPath)
     return tRes;
 }
 
+uint32_t FSCacheState::lockInserter(bool pExclusive, bool* pDoubled)
+{
+    mInserterMutex->lock();
+    *pDoubled = mInserterLocked;
+    if (mInserterLocked) return E_WRONG_STATE;
+    const uint32_t tRes = kprLockFile(mInsertedFile, pExclusive ? KPR_LOCK_EXCLUSIVE : KPR_LOCK_SHARED, 0, 0);
+    mInserterLocked = !KFAILED(tRes);
+    return tRes;
+}
+
+uint32_t FSCacheState::unlockInserter()
+{
+    const uint32_t tRes = kprUnlockFile(mInsertedFile, 0, 0);
+    mInserterLocked = false;
+    mInserterMutex->unlock();
+    return tRes;
+}
+
 InserterLock::InserterLock(FSCacheState& pCache, bool pExclusive) : mHold(pCache.mLog)
 {
-    pCache.mInserterMutex->lock();
-    if (pCache.mInserterLocked) {
-        // Given back before anything is reported: a report may run out of memory.
-        pCache.mInserterMutex->unlock();
-        pCache.mLog.assertion("!pCache->mInserterLocked", __LINE__);
+    bool tDoubled = false;
+    const uint32_t tRes = pCache.lockInserter(pExclusive, &tDoubled);
+    if (!KFAILED(tRes)) {
+        mCache = &pCache;
         return;
     }
-    pCache.mInserterLocked = true;
-    const uint32_t tRes =
-        kprLockFile(pCache.mInsertedFile, pExclusive ? KPR_LOCK_EXCLUSIVE : KPR_LOCK_SHARED, 0, 0);
-    if (KFAILED(tRes)) {
-        pCache.mInserterLocked = false;
-        pCache.mInserterMutex->unlock();
+    // Before anything is reported: a report may run out of memory.
+    pCache.mInserterMutex->unlock();
+    if (tDoubled)
+        pCache.mLog.assertion("!pCache->mInserterLocked", __LINE__);
+    else
         pCache.mLog.debug("FS cache: can't get %1lock of %2: %3", pExclusive ? "exclusive " : "",
                           pCache.mInsertedPath, komStrError(tRes));
-        return;
-    }
-    mCache = &pCache;
 }
 
 InserterLock::~InserterLock()
 {
     if (!mCache) return;
-    const uint32_t tRes = kprUnlockFile(mCache->mInsertedFile, 0, 0);
-    mCache->mInserterLocked = false;
-    mCache->mInserterMutex->unlock();
+    const uint32_t tRes = mCache->unlockInserter();
     if (!KFAILED(tRes)) return;
     try {
         mCache->mLog.debug("FS cache: can't unlock %1: %2", mCache->mInsertedPath, komStrError(tRes));

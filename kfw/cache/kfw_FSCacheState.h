@@ -35,6 +35,12 @@ struct FSCacheState {
     /// Sets an object file's times to now, by the file system's clock. Its failure is reported.
     uint32_t touchObject(const std::string& pPath);
 
+    /// Locks the mutex of the insert lock and then the file. After a failure the mutex is still the caller's
+    /// to unlock; *pDoubled is true when it is that the thread holds the lock already. Nothing is reported.
+    uint32_t lockInserter(bool pExclusive, bool* pDoubled) K_ACQUIRE(*mInserterMutex);
+    /// Gives both back, and returns the failure to unlock the file.
+    uint32_t unlockInserter() K_RELEASE(*mInserterMutex);
+
     /// The log, with the application: none before init and once the FSCache is gone.
     CacheLog mLog;
 
@@ -42,7 +48,7 @@ struct FSCacheState {
     std::string mCacheDir;
     std::string mObjectsDir;
 
-    /// The half of the insert lock that works within the process.
+    /// The half of the insert lock that works between the threads of this cache.
     std::optional<util::Mutex> mInserterMutex;
     /// Whether an InserterLock of this cache holds the lock.
     bool mInserterLocked K_GUARDED_BY(*mInserterMutex) = false;
@@ -69,8 +75,8 @@ struct FSCacheState {
 };
 
 /// Holds the insert lock for as long as it lives: shared for who reads objects, exclusive for who adds or
-/// removes them. Within the process the holders run one at a time, shared or not. The holder's log lines are
-/// written when the lock was given back.
+/// removes them. Between the threads of one cache the holders run one at a time, shared or not. The
+/// holder's log lines are written when the lock was given back.
 ///
 /// The guard is empty when the file lock cannot be had, which is reported; who only reads or adds objects
 /// goes on without it. It is also empty, and another lock is untouched, when the thread holds the lock

@@ -46,7 +46,8 @@ private:
     uint32_t isCleaningNeeded(bool* pNeeded);
     uint32_t collectCandidates(Candidates* pCandidates);
     uint32_t removeCandidates(const Candidates& pCandidates);
-    /// Removes one file, under the exclusive insert lock; false when it stays, which is reported.
+    /// Removes one file, under the caller's exclusive insert lock (not checked: the guard may be empty);
+    /// false when it stays, which is reported.
     bool removeCandidate(const Candidate& pCandidate, int64_t pNow);
     uint32_t addToCleaned(uint32_t pKilobytes);
 

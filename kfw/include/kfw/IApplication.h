@@ -44,7 +44,8 @@ public:
     virtual uint32_t getArgumentCount(uint32_t* pCount) = 0;
     /// One argument; E_INVALIDARG when there are fewer.
     virtual uint32_t getArgument(uint32_t pIndex, char** pArgument) = 0;
-    /// Writes one log line. Any thread; it must not call back into a module.
+    /// Writes one log line. Any thread, also a module's own. Modules call it without a lock of theirs, so it
+    /// may wait for other threads and call modules; a line logged meanwhile arrives here again.
     virtual uint32_t logMessage(uint32_t pLevel, const char* pDomain, const char* pMessage) = 0;
     /// The least important level that is written. Any thread.
     virtual uint32_t getLogLevel(uint32_t* pLevel) = 0;

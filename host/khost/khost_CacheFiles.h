@@ -36,10 +36,12 @@ struct CacheFileFacts {
     uint32_t dataBytes = 0;
 };
 
+/// The cache of one user application directory. Operations that return a number return a result code.
 class CacheFiles {
 public:
     explicit CacheFiles(const std::string& pUserAppDir);
 
+    /// The cache's folder, which need not be there.
     const std::string& dir() const noexcept { return mDir; }
     /// The path of the file or folder that the last failure was about.
     const std::string& failedPath() const noexcept { return mFailedPath; }
@@ -61,6 +63,7 @@ public:
     /// as they were, and *pProblem is the cache's message about it.
     uint32_t read(const std::string& pName, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData,
                   std::string* pProblem) const;
+    /// Reads both; KPR_E_NOT_FOUND where there is no cache.
     uint32_t readCounters(CacheCounters* pCounters);
     /// Whether a process holds the cleaner's lock.
     uint32_t isCleanerAtWork(bool* pAtWork);

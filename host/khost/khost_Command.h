@@ -42,6 +42,7 @@ private:
 /// What completion offers for a value beside its words.
 enum class Completes { NOTHING, FILES, FOLDERS };
 
+/// An argument that is told by its place.
 struct Positional {
     enum Count { REQUIRED, OPTIONAL, LIST, OPTIONAL_LIST };
 
@@ -53,6 +54,7 @@ struct Positional {
     bool onlyWords = false;              ///< nothing but the words is taken
 };
 
+/// An argument that is told by its name.
 struct Option {
     const char* names = "";      ///< "--output,-o"
     const char* value = nullptr; ///< "FILE"; null: a flag
@@ -72,6 +74,7 @@ struct Option {
     std::string name() const;
 };
 
+/// A member of the objects that --json prints.
 struct JsonField {
     const char* name = "";
     const char* type = "";
@@ -84,11 +87,13 @@ struct JsonResult {
     std::vector<JsonField> fields = {};
 };
 
+/// A command line as one might type it, and what it does.
 struct Example {
     const char* line = "";
     const char* help = "";
 };
 
+/// One command, or with no `run` the heading of a group of them.
 struct Command {
     enum Where { EVERYWHERE, NOT_IN_SHELL, ONLY_IN_SHELL };
     enum Effect {

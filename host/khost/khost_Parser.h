@@ -9,6 +9,7 @@
 
 namespace vel::kos::host {
 
+/// What the words of a line mean.
 struct ParsedLine {
     enum Kind { RUN, SHOW, WRONG };
 

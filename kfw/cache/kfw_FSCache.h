@@ -43,9 +43,11 @@ public:
     virtual ~FSCache();
 
 private:
-    // Set-up, by init.
+    // Set-up, by init. Failures are reported.
     uint32_t setUpDirectories();
+    /// Opens a counter of the cache's folder, made with 0 where it is missing; both outputs are the state's.
     uint32_t setUpCounter(const char* pName, std::string* pPath, KprFile* pFile);
+    /// Measures the file system's clock with a file of its own; the offset is 0 when that fails.
     void computeTimeOffset();
 
     /// Whether the directories stand; E_WRONG_STATE when not.

@@ -41,6 +41,7 @@ public:
         return 0;
     }
 
+    // What the record asks: whether it is bound, and whether it can only be read.
     bool isInitialized() override { return mInitialized; }
     bool isReadOnly() override { return mReadOnly; }
 

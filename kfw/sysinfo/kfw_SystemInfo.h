@@ -10,6 +10,8 @@
 
 namespace vel::kos::kfw {
 
+/// What stays the same is found out by init; memory, frequencies and loaded modules at each call. One thread
+/// at a time.
 class SystemInfo : public kom::Implements<SystemInfo, fw::ISystemInfo> {
     friend Implements;
 

@@ -19,6 +19,7 @@ public:
 
     /// Makes room for as many more attributes; add needs it.
     void reserve(std::size_t pCount);
+    /// Appends copies of a key and a value.
     void add(const std::string& pKey, const std::string& pValue);
     /// The list for the caller: without an array when nothing was added.
     fw::AttributeList detach();

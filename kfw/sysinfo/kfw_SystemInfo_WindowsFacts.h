@@ -6,6 +6,7 @@
 
 namespace vel::kos::kfw {
 
+/// Any machine on which the table's calls mean what Windows means by them. One thread at a time.
 class WindowsFacts : public FactSource {
 public:
     /// The table outlives the object.

@@ -30,14 +30,15 @@
 
 namespace vel::kos::host {
 
+/// What an application is made from. Texts are UTF-8.
 struct ApplicationOptions {
     std::string name = "khost";
-    std::string displayName; ///< "": the name
-    std::string version;     ///< "1.29.0"
-    std::string vendor;
+    std::string displayName;             ///< "": the name
+    std::string version;                 ///< "1.29.0"
+    std::string vendor;                  ///< who makes it
     std::optional<std::string> language; ///< not given: the user's; "" for untranslated texts
     std::string catalogueDir;            ///< "": none
-    std::vector<std::string> arguments;
+    std::vector<std::string> arguments;  ///< without the program's name
 
     /// "": <the user's data directory>/<name>.
     std::string userAppDir;
@@ -56,8 +57,8 @@ struct ApplicationOptions {
     /// Properties that outrank the file's and the environment's.
     std::vector<std::pair<std::string, std::string>> properties;
 
-    bool interactive = false;
-    uint32_t logLevel = fw::LOG_LEVEL_WARNING;
+    bool interactive = false;                  ///< whether it can ask a person
+    uint32_t logLevel = fw::LOG_LEVEL_WARNING; ///< fw::LogLevel
     LogSink::Options log;
     /// Closes in good order on Ctrl-C and its like; for one application of the process.
     bool handleCloseSignals = false;

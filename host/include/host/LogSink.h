@@ -13,6 +13,7 @@ namespace vel::kos::host {
 /// may write to one file, also while it is renamed: they take turns by a small file "<file>.lock" beside it.
 class LogSink {
 public:
+    /// Where to write.
     struct Options {
         bool console = true; ///< standard error
         std::string file;    ///< "" for none
@@ -31,10 +32,12 @@ public:
     /// rights. KPR_E_NOT_REGULAR for a link, a FIFO or a device, KPR_E_NOT_TRUSTED for a file of another user
     /// than this one and the administrator.
     uint32_t open(const Options& pOptions, std::string* pProblem);
+    /// Writes a line, unless its level (fw::LogLevel) is less important than level().
     void write(uint32_t pLevel, const char* pDomain, const char* pMessage);
     /// The least important level that is written (fw::LogLevel).
     uint32_t level() const noexcept;
     void setLevel(uint32_t pLevel) noexcept;
+    /// Hands what is buffered to the system.
     void flush();
 
 private:

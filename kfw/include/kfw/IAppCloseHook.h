@@ -5,6 +5,7 @@
 
 namespace vel::kos::fw {
 
+/// A hook, which IApplication3::addCloseHook enrols.
 class IAppCloseHook : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

@@ -20,6 +20,7 @@ enum LogLevel : uint32_t {
     LOG_LEVEL_DEBUG = 3
 };
 
+/// What every host provides: its name and places, the log, the idle loop.
 class IApplication : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;
@@ -49,6 +50,7 @@ public:
     virtual uint32_t logMessage(uint32_t pLevel, const char* pDomain, const char* pMessage) = 0;
     /// The least important level that is written. Any thread.
     virtual uint32_t getLogLevel(uint32_t* pLevel) = 0;
+    /// Sets it; E_INVALIDARG above LOG_LEVEL_DEBUG. Any thread.
     virtual uint32_t setLogLevel(uint32_t pLevel) = 0;
     /// Reports a failed internal check; it returns, and the program goes on. Any thread.
     virtual uint32_t reportAssertion(const char* pDomain, const char* pExpression, const char* pSourceFile,
@@ -79,6 +81,7 @@ protected:
 
 using IApplication_Adapter = kom::Adapter<IApplication>;
 
+/// Folders of the user.
 class IApplication2 : public IApplication {
 public:
     using Parent = IApplication;
@@ -95,6 +98,7 @@ protected:
 
 using IApplication2_Adapter = kom::Adapter<IApplication2>;
 
+/// Close hooks.
 class IApplication3 : public IApplication2 {
 public:
     using Parent = IApplication2;
@@ -112,6 +116,7 @@ protected:
 
 using IApplication3_Adapter = kom::Adapter<IApplication3>;
 
+/// Where the user's settings are.
 class IApplication4 : public IApplication3 {
 public:
     using Parent = IApplication3;
@@ -128,6 +133,7 @@ protected:
 
 using IApplication4_Adapter = kom::Adapter<IApplication4>;
 
+/// Properties of the application.
 class IApplication5 : public IApplication4 {
 public:
     using Parent = IApplication4;

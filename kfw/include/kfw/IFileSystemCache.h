@@ -102,6 +102,8 @@ struct CacheBytes {
 /// A cache shared by all processes of the same user, in the folder "cache" of the user application directory.
 /// After init the operations may be called from several threads. A null pointer argument (a null URI is the
 /// empty one) returns E_INVALIDARG before anything else; before init every operation returns E_WRONG_STATE.
+/// After an init that failed before the folders were made, all but computeCacheId still do, and no file is
+/// touched.
 ///
 /// Outputs are constructed records: what they own is freed before they are filled, and on a failure they are
 /// left empty (getObjectFile: as they were).

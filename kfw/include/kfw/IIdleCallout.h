@@ -5,6 +5,7 @@
 
 namespace vel::kos::fw {
 
+/// A piece of idle work, which IApplication::addIdleCallout hands over.
 class IIdleCallout : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

@@ -9,6 +9,7 @@
 
 namespace vel::kos::fw {
 
+/// The fields of the record.
 class ISendMailConfig : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

@@ -14,6 +14,7 @@
 
 namespace vel::kos::fw {
 
+/// The fields of the record.
 class IAddressData : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

@@ -2,6 +2,8 @@
 //
 // The registry is a readable text file per user that tells which module provides a class. It is replaced
 // atomically under a lock, so several processes may register at once and a failure leaves it as it was.
+//
+// Any thread, unless said otherwise. A null pPath, pList or pOut returns E_INVALIDARG.
 #pragma once
 
 #include <cstdint>
@@ -19,10 +21,10 @@ struct KomRegistration {
 };
 
 /// Sets the class registry file of this process (UTF-8; null: the user's default). Before any other call
-/// here.
+/// here. E_INVALIDARG for the empty path.
 KOM_API uint32_t komSetClassRegistry(const char* pPath);
 /// The path in use: what was set, else $KOM_CLASSES, else "kom/classes" in the user's data directory. The
-/// text stays valid until the next komSetClassRegistry.
+/// text stays valid until the next komSetClassRegistry; "" when none can be determined.
 KOM_API const char* komGetClassRegistry(void);
 
 /// Called by modules, once a class: enters the class as provided by a module, replacing an older entry.
@@ -68,7 +70,8 @@ KOM_API const char* komGetRegistryProblem(void);
 /// The factory of a registered class; the module is loaded when it is not yet. KOM_E_CLASSNOTREGISTERED when
 /// the registry has no such class; a loading failure's code; what dsoGetObjectFactory returns.
 KOM_API uint32_t komGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
-/// Makes an object of a registered class and returns the interface asked for.
+/// Makes an object of a registered class and returns the interface asked for. Fails as komGetObjectFactory
+/// does, and then as the factory's createInstance.
 KOM_API uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
 /// Unloads the modules that the loader has loaded and that nobody uses, in two steps. First every module
 /// whose objects are all kept by its own holders (kom::ModuleRef), or owned by such objects, releases them.

@@ -11,6 +11,8 @@ extern "C" {
 typedef intptr_t KprDir;
 #define KPR_NO_DIR (static_cast<KprDir>(-1))
 
+/// Opens a listing; KPR_NO_DIR in *pDir on failure. KPR_E_NOT_DIRECTORY when it is none. Closed with
+/// kprCloseDir; one thread at a time.
 KPR_API uint32_t kprOpenDir(const char* pPath, KprDir* pDir);
 /// Reads the next entry's name ("." and ".." are left out) into pBuffer; pKind (may be null) gets a
 /// KprFileKind. At the end KPR_E_END. KPR_E_BUFFER_TOO_SMALL skips the entry. The order is the file
@@ -18,6 +20,7 @@ KPR_API uint32_t kprOpenDir(const char* pPath, KprDir* pDir);
 /// Unicode text (Windows) gives KPR_E_BAD_NAME once; any other failure of the system ends the listing, so
 /// that KPR_E_END comes next and a caller that reads on always ends.
 KPR_API uint32_t kprReadDir(KprDir pDir, char* pBuffer, uint32_t pSize, uint32_t* pKind);
+/// Closes it; the handle is gone also after a failure.
 KPR_API uint32_t kprCloseDir(KprDir pDir);
 
 /// Creates one directory, for the current user only (0700; on Windows the parent's inherited

@@ -1,4 +1,6 @@
 // Dynamically loaded modules: opening, symbols, what a module says of itself, and which are loaded.
+//
+// Paths are UTF-8. Functions return a result code. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -28,6 +30,7 @@ struct KprAttributeList {
     const KprAttribute* pairs;
 };
 
+/// One module of a list.
 struct KprLoadedModule {
     const char* path; ///< native path
     KprDSO handle;    ///< valid while the list lives; 0 when the system gave none
@@ -40,6 +43,7 @@ struct KprModuleList {
     const KprLoadedModule* modules;
 };
 
+/// How kprOpenDSO takes the text.
 enum KprDSOFlags : uint32_t {
     /// The text is a library's name and no path: the library is looked for beside the program and where the
     /// system keeps its libraries. A name with a separator is refused (E_INVALIDARG).
@@ -52,6 +56,7 @@ enum KprDSOFlags : uint32_t {
 /// module needs in turn is looked for beside it, beside the program and where the system keeps its libraries.
 /// The current folder is never searched for libraries.
 KPR_API uint32_t kprOpenDSO(const char* pPath, uint32_t pFlags, KprDSO* pHandle);
+/// Gives the handle back; code of the module may run when it was the last.
 KPR_API uint32_t kprCloseDSO(KprDSO pHandle);
 /// The address of a symbol that the module itself exports; KPR_E_NO_SYMBOL and null when it has none, also
 /// when a library that it needs has one.
@@ -79,7 +84,7 @@ KPR_API uint32_t kprListLoadedModules(KprModuleList** pList);
 /// Gives back a list of this header or of process.h; null is nothing.
 KPR_API void kprFree(void* pList);
 
-/// The prefix and suffix of a module's file name: "" and ".dll" on Windows, "lib" and ".so" on Linux.
+/// The prefix and suffix of a module's file name, static: "" and ".dll" on Windows, "lib" and ".so" on Linux.
 KPR_API const char* kprGetDSOPrefix(void);
 KPR_API const char* kprGetDSOSuffix(void);
 /// The native path of the module that holds an address (of a function or a static object).

@@ -69,13 +69,13 @@ struct KprFileInfo {
 enum KprSeekOrigin : uint32_t { KPR_SEEK_START = 0, KPR_SEEK_CURRENT = 1, KPR_SEEK_END = 2 };
 
 /// Opens a file. On failure *pFile is KPR_NO_FILE. A directory gives KPR_E_NOT_REGULAR, with ANY
-/// KPR_E_IS_DIRECTORY. CREATE, TRUNCATE and
-/// APPEND need WRITE. On Windows a file that somebody else holds without sharing it or has mapped, as virus
-/// scanners do for a moment, is tried again for a quarter of a second and then KPR_E_IN_USE; so it is when it
-/// is renamed, replaced or removed. A name whose file was removed while it is open somewhere may stay taken
-/// there: nobody finds it (KPR_E_NOT_FOUND), and whoever makes a file, a folder or a name waits for it as
-/// long.
+/// KPR_E_IS_DIRECTORY. CREATE, TRUNCATE and APPEND need WRITE. On Windows a file that somebody else holds
+/// without sharing it or has mapped, as virus scanners do for a moment, is tried again for a quarter of a
+/// second and then KPR_E_IN_USE; so it is when it is renamed, replaced or removed. A name whose file was
+/// removed while it is open somewhere may stay taken there: nobody finds it (KPR_E_NOT_FOUND), and whoever
+/// makes a file, a folder or a name waits for it as long.
 KPR_API uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile);
+/// Closes it; the handle is gone also after a failure. Its locks go.
 KPR_API uint32_t kprCloseFile(KprFile pFile);
 /// Reads at most pLength bytes from the current position; *pRead is less only at the end of the file, which
 /// is no failure.

@@ -13,7 +13,9 @@ struct KprMD5 {
     uint64_t state[16];
 };
 
+/// Starts a digest. One thread at a time for a state.
 KPR_API uint32_t kprMD5Init(KprMD5* pState);
+/// Continues it with more bytes.
 KPR_API uint32_t kprMD5Update(KprMD5* pState, const void* pBytes, uint32_t pLength);
 /// Writes the 16 digest bytes and ends the state, also on failure.
 KPR_API uint32_t kprMD5Final(KprMD5* pState, uint8_t* pDigest);

@@ -19,15 +19,11 @@
 /// A class that locks in its constructor and unlocks in its destructor.
 #define K_SCOPED_CAPABILITY K_THREAD_SAFETY(scoped_lockable)
 
-/// A variable, or what a pointer points to, that is touched only with the lock held; to read it, a shared
-/// lock is enough.
+/// A variable that is touched only with the lock held; to read it, a shared lock is enough.
 #define K_GUARDED_BY(pLock) K_THREAD_SAFETY(guarded_by(pLock))
-#define K_POINTEE_GUARDED_BY(pLock) K_THREAD_SAFETY(pt_guarded_by(pLock))
 
-/// A function whose caller holds the locks, whole or shared, or must not hold them.
+/// A function whose caller holds the locks.
 #define K_REQUIRES(...) K_THREAD_SAFETY(requires_capability(__VA_ARGS__))
-#define K_REQUIRES_SHARED(...) K_THREAD_SAFETY(requires_shared_capability(__VA_ARGS__))
-#define K_EXCLUDES(...) K_THREAD_SAFETY(locks_excluded(__VA_ARGS__))
 
 /// A function that takes or gives back locks; without arguments, the object itself.
 #define K_ACQUIRE(...) K_THREAD_SAFETY(acquire_capability(__VA_ARGS__))
@@ -37,6 +33,3 @@
 #define K_RELEASE_SHARED(...) K_THREAD_SAFETY(release_shared_capability(__VA_ARGS__))
 /// Of a scoped lock, whichever way it was taken.
 #define K_RELEASE_ANY(...) K_THREAD_SAFETY(release_generic_capability(__VA_ARGS__))
-
-/// A function that returns a reference to a lock.
-#define K_RETURN_CAPABILITY(pLock) K_THREAD_SAFETY(lock_returned(pLock))

@@ -6,6 +6,7 @@
 
 namespace vel::kos::util {
 
+/// Questions whose failure counts as a no. On the threads on which the application takes them.
 class KUTIL_API Funcs {
 public:
     Funcs() = delete;

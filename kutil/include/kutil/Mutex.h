@@ -20,8 +20,9 @@ public:
     Mutex& operator=(const Mutex&) = delete;
 
     /// Waits for the mutex; the thread that holds it may lock it again and unlocks it as often.
+    /// Always returns 0.
     uint32_t lock() K_ACQUIRE();
-    /// E_WRONG_STATE when the caller does not hold it.
+    /// 0, or E_WRONG_STATE with an assertion when the caller does not hold it.
     uint32_t unlock() K_RELEASE();
     /// Gives the application back before the mutex goes; a wrong unlock is from then on reported without one.
     /// Any thread, also while another one holds the mutex.
@@ -32,7 +33,7 @@ private:
     std::unique_ptr<State> mState;
 };
 
-/// Locks in its constructor and unlocks in its destructor.
+/// Locks in its constructor and unlocks in its destructor. pMutex outlives it.
 class K_SCOPED_CAPABILITY MutexLocker {
 public:
     explicit MutexLocker(Mutex* pMutex) K_ACQUIRE(pMutex) : mMutex(pMutex) { mMutex->lock(); }

@@ -14,12 +14,14 @@
 
 namespace vel::kos::util {
 
+/// Writes a line at that level; errors always, others when the application wants them.
 KUTIL_API void kError(fw::IApplication* pApp, const char* pDomain, const std::string& pMessage);
 KUTIL_API void kWarning(fw::IApplication* pApp, const char* pDomain, const std::string& pMessage);
 KUTIL_API void kInfo(fw::IApplication* pApp, const char* pDomain, const std::string& pMessage);
 KUTIL_API void kDebug(fw::IApplication* pApp, const char* pDomain, const std::string& pMessage);
 
-/// Where lines without an application go; null restores standard error.
+/// Where lines without an application go; null restores standard error. Any thread; the function must take
+/// calls from any thread.
 typedef void (*FallbackLog)(uint32_t pLevel, const char* pDomain, const char* pMessage);
 KUTIL_API void kSetFallbackLog(FallbackLog pLog);
 

@@ -35,6 +35,7 @@ private:
     std::string_view mView;
 };
 
+/// message() with the arguments in an array.
 KUTIL_API std::string fillMessage(std::string_view pFormat, const MessageArgument* pArguments,
                                   uint32_t pCount);
 

@@ -53,6 +53,7 @@ enum SqlIsolation : uint32_t {
     SQL_ISOLATION_SERIALIZABLE = 3,
 };
 
+/// Where a connection's transaction stands.
 enum SqlTransactionState : uint32_t {
     SQL_TRANSACTION_NONE = 0,
     SQL_TRANSACTION_OPEN = 1,

@@ -13,6 +13,7 @@
 
 namespace vel::kos::sql {
 
+/// The databases of one type.
 class ISqlDatabaseFactory : public kom::IUnknown {
 public:
     using Parent = kom::IUnknown;

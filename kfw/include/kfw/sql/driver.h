@@ -9,7 +9,7 @@ namespace vel::kos::sql {
 inline constexpr char ANNOUNCE_FACTORIES[] = "sqlAnnounceFactories";
 
 /// Registers the driver's factories. The host calls it once, after it has loaded the driver; the driver then
-/// stays loaded until the process ends. Answers the first failure of registerFactory.
+/// stays loaded until the process ends. Returns the code of the first registerFactory that fails.
 using AnnounceFactories = uint32_t (*)(ISqlDatabaseFactoryRegistry* pRegistry);
 
 } // namespace vel::kos::sql

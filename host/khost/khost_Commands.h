@@ -1,5 +1,5 @@
 // The table of commands. A new group of commands is a source of its own (commands/khost_<Group>.cpp) with a
-// function that appends its rows, and a line here and in khost_Commands.cpp:
+// function that appends its rows, a line here and in khost_Commands.cpp, and one in CMakeLists.txt:
 //
 //     int showThing(Session& pSession, const Arguments& pArguments)
 //     {

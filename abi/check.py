@@ -173,7 +173,7 @@ class Tree:
         return vtables.vtable_list(target, self.root, {name: len(chain) for name, chain in self.chains().items()})
 
     def constants(self):
-        """The named values that operations take and answer."""
+        """The named values that operations take and return."""
         values = ""
         for header in self.headers:
             for body in re.findall(r'^enum \w+ : uint32_t \{(.*?)\}', self.read(header), re.MULTILINE | re.DOTALL):

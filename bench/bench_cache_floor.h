@@ -20,7 +20,7 @@ public:
     /// Exclusive lock; a temporary file made, opened, written, closed and renamed; the counter read and
     /// written; unlock.
     void put(const std::string& pPath, const void* pBytes, std::size_t pSize);
-    /// Shared lock; open, size, read into a new buffer, close; unlock. Answers the bytes read.
+    /// Shared lock; open, size, read into a new buffer, close; unlock. Returns the bytes read.
     std::size_t get(const std::string& pPath);
     /// The same with only the first 4 KB read.
     std::size_t getStart(const std::string& pPath);

@@ -41,7 +41,7 @@ endif()
 set(tShipped $<NOT:$<BOOL:$<TARGET_PROPERTY:K_IS_TEST>>>)
 if(WIN32)
     # What the protector calls is linked in: a library of its own would lie beside every program. Control Flow
-    # Guard is not to be had from GCC.
+    # Guard is not available from GCC.
     target_compile_options(kfw_flags INTERFACE $<${tShipped}:-fstack-protector-strong>)
     target_link_options(kfw_flags INTERFACE -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
     target_link_libraries(kfw_flags INTERFACE -Wl,-Bstatic -lssp -Wl,-Bdynamic)

@@ -66,7 +66,8 @@ LRESULT CALLBACK onMessage(HWND pWindow, UINT pMessage, WPARAM pFirst, LPARAM pS
     }
 }
 
-// A top-level window, since those that are for messages only are not told; never shown. Null when it fails.
+// A top-level window, since those that are for messages only are not told of it; never shown. Null when it
+// fails.
 HWND makeWindow(SessionWindow::OnEnd pOnEnd)
 {
     if (!gWindowing.load()) return nullptr;
@@ -94,7 +95,7 @@ SessionWindow::SessionWindow(OnEnd pOnEnd) : mOnEnd(pOnEnd)
         mThread = std::thread(&SessionWindow::run, this, tReady);
         WaitForSingleObject(tReady, INFINITE);
     } catch (const std::system_error&) {
-        // No thread is to be had, so there is no window.
+        // No thread is available, so there is no window.
     }
     CloseHandle(tReady);
 }

@@ -52,7 +52,7 @@ std::string windowsProblem(unsigned long pMajor, unsigned long pBuild)
 
 std::string systemProblem()
 {
-    // The one function that tells the truth to every program, and it is only to be had this way.
+    // The one function that tells the truth to every program, and it is only available this way.
     using RtlGetVersion = LONG(WINAPI*)(OSVERSIONINFOW*);
     const auto tGetVersion = reinterpret_cast<RtlGetVersion>(
         reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion")));

@@ -29,8 +29,8 @@ struct ClassFileProblem {
 /// Whether a text is a class identity: a UUID of 36 characters in lower case.
 bool isClassId(std::string_view pText);
 
-/// Reads a text strictly: false, the problem and an empty pFile for the first line that is not as
-/// composeClassFile writes it, the order of the classes and line ends of CR LF apart.
+/// Parses strictly what composeClassFile writes; classes may be in any order and lines may end in CR LF. On
+/// the first other line returns false, sets pProblem and empties pFile.
 bool parseClassFile(std::string_view pText, ClassFile& pFile, ClassFileProblem& pProblem);
 
 /// The text of a registry, the classes in ascending order.

@@ -154,9 +154,9 @@ TEST(ImplementsTest, returnsEachInterfaceAndWhatItExtends)
     auto* tSide = static_cast<ISide*>(tObject.get());
     ASSERT_NE(static_cast<void*>(tNew), static_cast<void*>(tSide));
     EXPECT_EQ(ask(tObject, INew::IID), static_cast<IUnknown*>(tNew));
-    EXPECT_EQ(ask(tObject, IOld::IID), static_cast<IUnknown*>(tNew)) << "the face that extends it";
+    EXPECT_EQ(ask(tObject, IOld::IID), static_cast<IUnknown*>(tNew)) << "the interface that extends it";
     EXPECT_EQ(ask(tObject, ISide::IID), static_cast<IUnknown*>(tSide));
-    EXPECT_EQ(ask(tObject, IUnknown::IID), static_cast<IUnknown*>(tNew)) << "the first face";
+    EXPECT_EQ(ask(tObject, IUnknown::IID), static_cast<IUnknown*>(tNew)) << "the first interface";
     // Every interface returns the same, whichever is asked.
     EXPECT_EQ(ask(tSide, IUnknown::IID), static_cast<IUnknown*>(tNew));
     EXPECT_EQ(ask(tSide, IOld::IID), static_cast<IUnknown*>(tNew));
@@ -164,14 +164,14 @@ TEST(ImplementsTest, returnsEachInterfaceAndWhatItExtends)
     EXPECT_EQ(tOld->oldOperation(), 1u);
 }
 
-TEST(ImplementsTest, namesTheFaceItIsCalledOn)
+TEST(ImplementsTest, namesTheInterfaceItIsCalledOn)
 {
     const auto tObject = retain(new Rich);
     EXPECT_STREQ(static_cast<INew*>(tObject.get())->getInterfaceId(), "IDL:test/INew:1.0");
     EXPECT_STREQ(static_cast<ISide*>(tObject.get())->getInterfaceId(), "IDL:test/ISide:1.0");
 }
 
-TEST(ImplementsTest, letsAClassChooseItsPrimaryFace)
+TEST(ImplementsTest, letsAClassChooseItsPrimaryInterface)
 {
     const auto tObject = retain(new Turned);
     IUnknown* tSide = static_cast<ISide*>(tObject.get());

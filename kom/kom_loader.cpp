@@ -28,7 +28,7 @@ struct Module {
     RegisterServer unregisterServer = nullptr;
     const KomModule* record = nullptr; ///< null: kom does not know when it is idle
     uint32_t users = 0;                ///< threads that are just calling it through the loader
-    std::thread::id emptier;           ///< the thread that has its holders let go; the others wait
+    std::thread::id emptier;           ///< the thread that releases its holders; the others wait
 };
 
 // Never destroyed: modules stay loaded until the process ends.
@@ -162,8 +162,8 @@ uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
     return KFAILED(tRes) ? tRes : tWritten;
 }
 
-/// Has the holders of one module let go whose objects they alone keep. False when there is none among the
-/// modules that are not in pDone; it gets the module's path otherwise.
+/// Releases the holders of the first module, not in pDone, whose objects only its own holders keep, and adds
+/// its path to pDone. False when there is none.
 bool emptyNext(std::set<std::string>& pDone)
 {
     Loader& tLoader = loader();

@@ -50,8 +50,8 @@ struct alignas(std::max_align_t) ObjectHead {
     KomModule* module;
 };
 
-/// The module's objects, or fewer, but none only when there is none. Most are counted in both ways; not so
-/// those that were not made with new, and those whose base class lies in another library.
+/// The larger of two counts, since each misses some objects: the first those whose base class lies in another
+/// library, the second those not made with new.
 int64_t countObjects(const KomModule& pModule)
 {
     return std::max(pModule.liveObjects.load(), pModule.newObjects.load());

@@ -93,7 +93,7 @@ uint32_t refresh(const RegistryFile& pRegistry, Cache& pCache)
     return 0;
 }
 
-/// Checks what a module passes to komRegisterDSO and komUnregisterDSO, and finds the registry meant.
+/// Checks the arguments of komRegisterDSO and komUnregisterDSO and finds the registry's path.
 uint32_t findTarget(const char* pClassId, unsigned int pFlags, const void* pContext, std::string& pPath)
 {
     clearRegistryProblem();
@@ -121,8 +121,8 @@ bool isEntered(const ClassFile& pFile, const char* pClassId, const char* pModule
     return tEntry != pFile.classes.end() && tEntry->second.module == pModule;
 }
 
-/// A relative path counts from the registry's folder: from the current one, whoever the program is pointed at
-/// would have their code run.
+/// A relative path counts from the registry's folder. From the current folder it would load the code of
+/// whoever controls that folder.
 uint32_t locateModule(const std::string& pRegistry, const std::string& pModule, std::string& pPath)
 {
     pPath = pModule;

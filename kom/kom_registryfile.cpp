@@ -33,7 +33,7 @@ public:
         if (auto tRes = open(pRegistry, KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE); KFAILED(tRes)) return tRes;
         return lock(KPR_LOCK_EXCLUSIVE);
     }
-    /// Shared, when it is to be had within a second.
+    /// Shared, when it is available within a second.
     void tryShared(const std::string& pRegistry)
     {
         if (KFAILED(open(pRegistry, KPR_OPEN_READ))) return;

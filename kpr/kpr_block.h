@@ -1,4 +1,4 @@
-// The blocks that kprFree gives back: a hidden head that knows how to let go of the content, then the
+// The blocks that kprFree gives back: a hidden head that knows how to release the content, then the
 // content.
 #pragma once
 

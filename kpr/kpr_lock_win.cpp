@@ -53,7 +53,7 @@ uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
     if (!kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
     Range tRange = toRange(pOffset, pLength);
     if (UnlockFileEx(toHandle(pFile), 0, tRange.low, tRange.high, &tRange.where)) return K_SUCCESS;
-    // Nothing of ours was locked there; Wine says so with the other number.
+    // The range was not locked; Wine reports it with the second number.
     const DWORD tError = GetLastError();
     return tError == ERROR_NOT_LOCKED || tError == ERROR_LOCK_VIOLATION ? uint32_t{K_SUCCESS}
                                                                         : kpr::errorFromSystem(tError);

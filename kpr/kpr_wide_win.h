@@ -18,8 +18,7 @@ uint32_t copyOutWide(std::wstring_view pWide, char* pBuffer, uint32_t pSize);
 
 /// A path as the system takes it: backslashes, and the "\\?\" form where the plain one would hit the limit
 /// of 260 characters. A path that comes in that form is rid of what it must not have in it: doubled
-/// separators,
-/// "." and "..". KPR_E_NOT_FOUND for the empty path.
+/// separators, "." and "..". KPR_E_NOT_FOUND for the empty path.
 uint32_t toWidePath(const char* pPath, std::wstring* pWide);
 /// For operations that make a name: KPR_E_BAD_NAME where the system would make another one, without a dot or
 /// blank at its end, or open a device or a file's other stream. What comes in the "\\?\" form passes.

@@ -36,7 +36,7 @@ static uint32_t eventComQuery(IEvent* pThis, const void* pIid, void** pOut)
 static uint32_t eventQuery(IEvent* pThis, const char* pIid, IUnknown** pOut)
 {
     static const char* const IDENTITIES[] = {IID_IUnknown, IID_IEvent, NULL};
-    return answerIdentity(pThis, IDENTITIES, pIid, pOut);
+    return findInterface(pThis, IDENTITIES, pIid, pOut);
 }
 static uint32_t eventAddRef(IEvent* pThis) { return ++((Event*)pThis)->references; }
 static uint32_t eventRelease(IEvent* pThis) { return --((Event*)pThis)->references; }
@@ -68,7 +68,7 @@ static uint32_t consumerComQuery(IEventConsumer* pThis, const void* pIid, void**
 static uint32_t consumerQuery(IEventConsumer* pThis, const char* pIid, IUnknown** pOut)
 {
     static const char* const IDENTITIES[] = {IID_IUnknown, IID_IEventConsumer, NULL};
-    return answerIdentity(pThis, IDENTITIES, pIid, pOut);
+    return findInterface(pThis, IDENTITIES, pIid, pOut);
 }
 static uint32_t consumerAddRef(IEventConsumer* pThis) { return ++((Consumer*)pThis)->references; }
 static uint32_t consumerRelease(IEventConsumer* pThis) { return --((Consumer*)pThis)->references; }

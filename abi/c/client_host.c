@@ -18,7 +18,7 @@ static struct {
 
 #define CALLED(pOperation) ++sHost.calls[offsetof(struct IApplication5Slots, pOperation) / sizeof(void*)]
 
-uint32_t answerIdentity(void* pFace, const char* const* pIdentities, const char* pIid, IUnknown** pOut)
+uint32_t findInterface(void* pFace, const char* const* pIdentities, const char* pIid, IUnknown** pOut)
 {
     *pOut = NULL;
     for (; *pIdentities; ++pIdentities)
@@ -46,7 +46,7 @@ static uint32_t query(IApplication5* pThis, const char* pIid, IUnknown** pOut)
                                              IID_IApplication5,
                                              NULL};
     CALLED(queryInterface);
-    return answerIdentity(pThis, IDENTITIES, pIid, pOut);
+    return findInterface(pThis, IDENTITIES, pIid, pOut);
 }
 static uint32_t addReference(IApplication5* pThis)
 {
@@ -64,7 +64,7 @@ static const char* identity(IApplication5* pThis)
     return IID_IApplication5;
 }
 
-// The operations that answer a text or a number.
+// The operations that return a text or a number.
 #define TEXT_OPERATION(pOperation, pText)                                                                    \
     static uint32_t pOperation(IApplication5* pThis, char** pOut)                                            \
     {                                                                                                        \
@@ -97,7 +97,7 @@ NUMBER_OPERATION(isInteractive, 0)
 NUMBER_OPERATION(isClosing, 0)
 NUMBER_OPERATION(runIdleCallouts, 0)
 
-static uint32_t answerPath(const char* pName, char** pOut)
+static uint32_t returnPath(const char* pName, char** pOut)
 {
     char tPath[1024];
     snprintf(tPath, sizeof tPath, "%s/%s", gFolder, pName);
@@ -108,7 +108,7 @@ static uint32_t getUserAppDir(IApplication5* pThis, char** pOut)
 {
     (void)pThis;
     CALLED(getUserAppDir);
-    return answerPath("app", pOut);
+    return returnPath("app", pOut);
 }
 static uint32_t getSettingsFile(IApplication5* pThis, char** pOut)
 {
@@ -118,7 +118,7 @@ static uint32_t getSettingsFile(IApplication5* pThis, char** pOut)
     *pOut = komStrDup("");
     return 0;
 #else
-    return answerPath("settings", pOut);
+    return returnPath("settings", pOut);
 #endif
 }
 static uint32_t getArgument(IApplication5* pThis, uint32_t pIndex, char** pOut)

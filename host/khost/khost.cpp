@@ -15,7 +15,7 @@ int main()
     for (uint32_t i = 1; i < tArguments->count; ++i)
         tSession.arguments().emplace_back(tArguments->values[i]);
     kprFree(tArguments);
-    // The shells' completion scripts ask: what they get is for them, and nothing goes wrong.
+    // Completion scripts read this output: nothing may fail or be logged.
     if (!tSession.arguments().empty() && tSession.arguments().front() == "--complete") {
         const auto& tWords = tSession.arguments();
         tSession.print(completionCandidates({tWords.begin() + 1, tWords.end()}));

@@ -15,7 +15,7 @@
 //                           .positionals = {{.name = "NAME", .help = "Which one"}}});
 //     }
 //
-// Actions print with Session::print, tell failures with Session::fail and return what it returns.
+// Actions print with Session::print, report failures with Session::fail and return what it returns.
 // docs/khost.md is made from the table (khost --markdown).
 #pragma once
 

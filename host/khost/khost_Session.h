@@ -56,7 +56,7 @@ public:
     int run(const std::vector<std::string>& pArguments);
     /// The same for a line of the shell; nothing is run, and *pEmpty true, when it holds no word.
     int runLine(std::string_view pLine, bool* pEmpty);
-    /// Closes the application (its close hooks run) and lets go of every object. Returns the exit status: the
+    /// Closes the application (its close hooks run) and releases every object. Returns the exit status: the
     /// application's own if it was asked to close with one, else pStatus.
     int close(int pStatus);
 
@@ -79,21 +79,22 @@ public:
     /// "khost: <command>: <text>" for what the user should know although nothing failed.
     void note(std::string_view pText);
 
-    /// The application, set up at first use. Null after a failure, which has been told: return STATUS_FAILED.
+    /// The application, set up at first use. Null after a failure, which has been reported: return
+    /// STATUS_FAILED.
     Application* application();
     /// The user application directory in use; looks only.
     uint32_t userAppDir(std::string& pDir);
     /// The process's one cache, set up at first use; null as application(). Where it may not be written and
-    /// the command at hand only reads, *pReadOnly becomes true instead of a failure being told, and the
+    /// the command at hand only reads, *pReadOnly becomes true instead of a failure being reported, and the
     /// result is null: its files are then read without it.
     fw::IFileSystemCache* cache(bool* pReadOnly = nullptr);
-    /// Whether there is a class registry; false with *pFailed true after a failure, which has been told.
+    /// Whether there is a class registry; false with *pFailed true after a failure, which has been reported.
     bool hasRegistry(bool* pFailed);
     /// Makes sure that there is a class registry: without one the module that findModule finds is registered.
-    /// False after a failure, which has been told. Not for commands that look only.
+    /// False after a failure, which has been reported. Not for commands that look only.
     bool haveClasses();
-    /// An object of a registered class, empty after a failure, which has been told. A command that looks only
-    /// and finds no class registry gets the object from the module that would be registered.
+    /// An object of a registered class, empty after a failure, which has been reported. A command that looks
+    /// only and finds no class registry gets the object from the module that would be registered.
     template <class J>
     kom::Ref<J> create(const char* pClassId)
     {
@@ -105,11 +106,11 @@ public:
     /// the status was STATUS_DONE. A later check of the same name takes the place of an earlier one.
     void checkAfterClose(std::string pName, std::function<int()> pCheck);
     /// The native path of a module: as given, or, for "", the module beside khost or in the install's library
-    /// folder. False after a failure, which has been told.
+    /// folder. False after a failure, which has been reported.
     bool findModule(const std::string& pGiven, std::string& pPath);
 
 private:
-    /// Takes the global options; false after wrong ones, which have been told.
+    /// Takes the global options; false after wrong ones, which have been reported.
     bool take(const Arguments& pArguments);
     void createObject(const char* pClassId, const char* pIid, kom::IUnknown** pOut);
     uint32_t createWithoutRegistry(const char* pClassId, const char* pIid, kom::IUnknown** pOut);

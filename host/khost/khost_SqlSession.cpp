@@ -104,7 +104,7 @@ std::string createError(sql::ISqlDatabaseFactoryRegistry* pRegistry, bool* pFail
 }
 
 /// The description as given, or from where it says: "@FILE", "@-" or "env:NAME". Nothing after a failure,
-/// which has been told; *pStatus is then the exit status.
+/// which has been reported; *pStatus is then the exit status.
 std::optional<std::string> description(Session& pSession, const std::string& pGiven, int* pStatus)
 {
     std::string tText = pGiven;

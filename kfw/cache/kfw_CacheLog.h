@@ -33,7 +33,7 @@ public:
     /// The application, null without one. Borrowed: not for who may run at the same time as detach().
     fw::IApplication* application() const;
 
-    /// Writes a line to the error log.
+    /// Writes a line at error level.
     void error(const std::string& pMessage);
     void assertion(const char* pExpression, int pLine) override;
 

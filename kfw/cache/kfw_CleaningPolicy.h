@@ -17,8 +17,8 @@ constexpr int64_t MINIMUM_AGE = 1800;
 /// Whether a file of this modification time may be removed. Both times are seconds of the local clock.
 constexpr bool isOldEnough(int64_t pModified, int64_t pNow) { return pModified < pNow - MINIMUM_AGE; }
 
-/// How early a file goes: a higher score goes first. The size counts with the square of its 32-KB steps, the
-/// time with its hour, so that among files of like size the one modified last goes first.
+/// How early a file is removed: a higher score first. The size counts with the square of its 32-KB steps, the
+/// time with its hour, so that of files of like size the one modified last is removed first.
 constexpr uint32_t evictionScore(int64_t pModified, uint32_t pKilobytes)
 {
     const uint32_t tSteps = pKilobytes >> 5;

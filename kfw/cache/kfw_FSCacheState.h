@@ -23,7 +23,7 @@ struct FSCacheState {
     FSCacheState() = default;
     FSCacheState(const FSCacheState&) = delete;
     FSCacheState& operator=(const FSCacheState&) = delete;
-    /// Closes the files and lets go of the thread's handle: nobody is left who could use them.
+    /// Closes the files and gives the thread's handle back: nobody is left who could use them.
     ~FSCacheState();
 
     /// The FSCache goes: gives the application back and forgets the pins. Messages go to the log without an

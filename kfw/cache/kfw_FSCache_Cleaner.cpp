@@ -92,8 +92,8 @@ uint32_t Cleaner::work()
 {
     KprTime tNow;
     if (const uint32_t tRes = readClock(mState.mLog, &tNow); KFAILED(tRes)) return tRes;
-    // Who has waited goes on with the schedule of its waiting: a new interval could come on top of an old
-    // one, and pinned objects would grow as old as those that may be removed.
+    // A cleaner that has waited keeps its schedule: a fresh interval after the old one would let pins grow
+    // older than MINIMUM_AGE.
     if (mNextRefresh == 0) mNextRefresh = tNow.seconds + PIN_INTERVAL;
     if (const uint32_t tRes = readClock(mState.mLog, &tNow); KFAILED(tRes)) return tRes;
     for (;;) {

@@ -21,7 +21,7 @@ namespace vel::kos::kfw {
 /// One thread uses it.
 class LockThrottle {
 public:
-    /// How much longer than it is held the lock is to be free.
+    /// The lock stays free for this many times as long as it was held.
     static constexpr int64_t SHARE = 9;
     /// The bounds of what is owed, in microseconds.
     static constexpr int64_t LONGEST = 100000, CREDIT = 20000;

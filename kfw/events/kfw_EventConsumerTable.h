@@ -22,7 +22,7 @@ namespace vel::kos::kfw {
 /// destructor of a consumer whose last reference the table gives back: by then the table has changed
 /// completely. For one thread.
 class EventConsumerTable {
-    /// By the names' bytes, unsigned, the shorter name first.
+    /// In the order of their bytes, unsigned; a name before those that it begins.
     struct NameOrder {
         using is_transparent = void;
         bool operator()(std::string_view pA, std::string_view pB) const

@@ -212,7 +212,7 @@ TEST_F(LifetimeTest, letsAConsumerUnregisterOthersWhenItGoes)
     EXPECT_EQ(mServed, (Strings{"c", "c"}));
 }
 
-TEST_F(LifetimeTest, letsAConsumerThatEndsInItsOwnWalkRemoveTheNextOne)
+TEST_F(LifetimeTest, letsAConsumerThatEndsInItsOwnIterationRemoveTheNextOne)
 {
     mB = consumer("b");
     mC = consumer("c");

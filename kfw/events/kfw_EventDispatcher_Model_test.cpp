@@ -46,7 +46,7 @@ class Model {
 public:
     explicit Model(Listener& pListener) : mListener(pListener) {}
 
-    test::EventAnswers& event(uint32_t pEvent) { return mEvents[pEvent]; }
+    test::EventResults& event(uint32_t pEvent) { return mEvents[pEvent]; }
     uint32_t add(const char* pType, uint32_t pConsumer)
     {
         mEntries.push_back({nameOf(pType), pConsumer, false});
@@ -172,7 +172,7 @@ private:
     }
 
     Listener& mListener;
-    test::EventAnswers mEvents[EVENTS];
+    test::EventResults mEvents[EVENTS];
     std::vector<Entry> mEntries;
     std::deque<uint32_t> mQueue;
     std::vector<uint32_t> mCallouts; ///< whose dispatcher each callout is
@@ -201,7 +201,7 @@ public:
         renew();
     }
 
-    test::EventAnswers& event(uint32_t pEvent) { return mEvents[pEvent]->answers; }
+    test::EventResults& event(uint32_t pEvent) { return mEvents[pEvent]->results; }
     uint32_t add(const char* pType, uint32_t pConsumer)
     {
         return pType ? mRaw->addConsumer(pType, mConsumers[pConsumer].get())

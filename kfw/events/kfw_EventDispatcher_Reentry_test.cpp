@@ -16,7 +16,7 @@ using Strings = std::vector<std::string>;
 
 class ReentryTest : public test::ReentryTest {};
 
-TEST_F(ReentryTest, servesARegistrationAddedUnderTheTypeInTheSameWalk)
+TEST_F(ReentryTest, servesARegistrationAddedUnderTheTypeInTheSameIteration)
 {
     mB = consumer("b");
     mA = consumer("a", [&](TestEvent*) { add(mB); });
@@ -148,7 +148,7 @@ TEST_F(ReentryTest, sendsFromAHandlerDepthFirst)
     EXPECT_EQ(mServed, (Strings{"a", "c", "b"})) << "the nested send is over before the outer walk goes on";
 }
 
-TEST_F(ReentryTest, removesInANestedSendWhatAnOuterWalkStandsOn)
+TEST_F(ReentryTest, removesInANestedSendWhatAnOuterIterationStandsOn)
 {
     bool tNested = false;
     mA = consumer("a", [&](TestEvent*) {
@@ -181,7 +181,7 @@ TEST_F(ReentryTest, skipsInANestedSendWhatIsRemovedButStillStoodOn)
     EXPECT_EQ(mServed, (Strings{"a", "b", "back", "b"}));
 }
 
-TEST_F(ReentryTest, skipsSeveralRemovedEntriesThatOuterWalksStandOn)
+TEST_F(ReentryTest, skipsSeveralRemovedEntriesThatOuterIterationsStandOn)
 {
     mC = consumer("c");
     int tDepth = 0;

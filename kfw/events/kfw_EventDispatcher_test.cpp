@@ -45,11 +45,11 @@ protected:
     }
 
     /// Registers a consumer that notes its name and the event's type, for a type or for all (null).
-    kom::Ref<TestConsumer> add(const char* pType, const std::string& pName, uint32_t pAnswer = 0)
+    kom::Ref<TestConsumer> add(const char* pType, const std::string& pName, uint32_t pResult = 0)
     {
         auto tConsumer = TestConsumer::make([=, this](TestEvent* pEvent) {
             mServed.push_back(pName + ":" + pEvent->type.value_or("(null)"));
-            return pAnswer;
+            return pResult;
         });
         EXPECT_EQ(mDispatcher->addConsumer(pType, tConsumer.get()), 0u);
         return tConsumer;
@@ -266,8 +266,8 @@ TEST_F(EventDispatcherTest, takesAnyPositiveCodeForNotConsumed)
 {
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
-    for (const uint32_t tAnswer : {1u, 2u, 0x7FFFFFFFu}) {
-        tEvent->answers.consumedCode = tAnswer;
+    for (const uint32_t tResult : {1u, 2u, 0x7FFFFFFFu}) {
+        tEvent->results.consumedCode = tResult;
         EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0u);
     }
     EXPECT_EQ(mServed.size(), 3u);
@@ -297,7 +297,7 @@ TEST_F(EventDispatcherTest, failsWhenTheTypeCannotBeRead)
     add(nullptr, "all");
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
-    tEvent->answers.typeCode = E_NOT_SUPPORTED;
+    tEvent->results.typeCode = E_NOT_SUPPORTED;
     EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0x80004005u);
     EXPECT_EQ(mServed, Strings{"all:type"}) << "those of all types have been served by then";
     EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG,
@@ -310,7 +310,7 @@ TEST_F(EventDispatcherTest, readsTheTypeWithAPositiveCodeToo)
 {
     add("type", "one");
     const auto tEvent = TestEvent::make("type");
-    tEvent->answers.typeCode = 7;
+    tEvent->results.typeCode = 7;
     EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0u);
     EXPECT_EQ(mServed, Strings{"one:type"});
 }
@@ -321,7 +321,7 @@ TEST_F(EventDispatcherTest, skipsARegistrationWhenItCannotTellWhetherTheEventIsC
     add("type", "one");
     add("type", "two");
     const auto tEvent = TestEvent::make("type");
-    tEvent->answers.consumedCode = E_FAIL;
+    tEvent->results.consumedCode = E_FAIL;
     EXPECT_EQ(mDispatcher->sendEvent(tEvent.get()), 0u);
     EXPECT_TRUE(mServed.empty());
     EXPECT_EQ(mApp->countLogged(fw::LOG_LEVEL_DEBUG,
@@ -334,7 +334,7 @@ TEST_F(EventDispatcherTest, skipsARegistrationWhenItCannotTellWhetherTheEventIsC
 TEST_F(EventDispatcherTest, goesOnWhenTheStateCanBeReadAgain)
 {
     const auto tFirst = TestConsumer::make([](TestEvent* pEvent) {
-        pEvent->answers.consumedCode = E_FAIL;
+        pEvent->results.consumedCode = E_FAIL;
         return 0u;
     });
     mDispatcher->addConsumer(tFirst.get());
@@ -342,7 +342,7 @@ TEST_F(EventDispatcherTest, goesOnWhenTheStateCanBeReadAgain)
     add(nullptr, "skipped");
     mDispatcher->sendEvent(tEvent.get());
     EXPECT_TRUE(mServed.empty());
-    tEvent->answers.consumedCode = 1;
+    tEvent->results.consumedCode = 1;
     mDispatcher->removeConsumer(tFirst.get());
     mDispatcher->sendEvent(tEvent.get());
     EXPECT_EQ(mServed, Strings{"skipped:type"});
@@ -415,7 +415,7 @@ TEST_F(EventDispatcherTest, doesNotMindFailuresWhileItDrains)
 {
     add("type", "one", E_FAIL);
     const auto tBad = TestEvent::make("type");
-    tBad->answers.typeCode = E_FAIL;
+    tBad->results.typeCode = E_FAIL;
     mDispatcher->postEvent(tBad.get());
     post("type");
     EXPECT_EQ(mApp->idle(), 1u);
@@ -430,7 +430,7 @@ TEST_F(EventDispatcherTest, keepsTheCalloutScheduledWhenTheApplicationRefusesIt)
     mApp->failOperation("addIdleCallout", E_FAIL);
     EXPECT_EQ(post("type"), 0u);
     EXPECT_EQ(post("type"), 0u);
-    EXPECT_EQ(mApp->calls("addIdleCallout"), 1u) << "its answer is not looked at";
+    EXPECT_EQ(mApp->calls("addIdleCallout"), 1u) << "its result is not looked at";
 }
 
 fw::IEventDispatcher* gPoster = nullptr;

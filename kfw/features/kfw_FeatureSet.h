@@ -50,7 +50,7 @@ private:
     kom::Ref<fw::IApplication> mApp; ///< null: not initialised
     uint32_t mFlags = 0;
     kom::Ref<fw::IApplication5> mApp5;
-    /// By the names' bytes, unsigned, the shorter name first.
+    /// In the order of their bytes, unsigned; a name before those that it begins.
     std::map<std::string, Feature, std::less<>> mFeatures;
     std::set<std::string, std::less<>> mUnknownNames; ///< those that have been logged
 };

@@ -8,7 +8,7 @@
 namespace vel::kos::util {
 
 /// The module-wide reference to the one T, null until the first request. It is defined in kfw_Singletons.cpp
-/// with the others, in the order of their construction; at unload they let go in the reverse order. When the
+/// with the others, in the order of their construction; at unload they release in the reverse order. When the
 /// process ends the object is left alone (kom::ModuleRef), so that nothing is logged or locked then.
 template <class T>
 struct SingletonHolder {

@@ -1,5 +1,5 @@
 // The singleton holders stand together, since only within one source is the order of construction given:
-// user data, send-mail configuration, SQL factory registry. They let go in the reverse order.
+// user data, send-mail configuration, SQL factory registry. They release in the reverse order.
 #include "kfw/module/kfw_Singletons.h"
 #include "kfw/settings/kfw_RegDbSendMailConfig.h"
 #include "kfw/settings/kfw_RegDbUserData.h"

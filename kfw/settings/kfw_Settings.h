@@ -5,9 +5,9 @@
 
 namespace vel::kos::kfw {
 
-/// Opens the child of the module's node in the user's settings, and makes it when it is missing. pNode is
-/// open or closed afterwards; pReadOnly tells whether it can only be read, true when it is closed; it keeps
-/// its value when the user has no module node, which is logged.
+/// Opens the node pChild below the module's node, creating it when missing. pNode stays closed on failure.
+/// pReadOnly is true when the child cannot be written or opened; it keeps its value when the module's node is
+/// missing, which is logged.
 void openSettingsNode(fw::IApplication* pApp, const char* pChild, util::RegNode& pNode, bool& pReadOnly);
 
 } // namespace vel::kos::kfw

@@ -92,7 +92,7 @@ bool anyOther(const std::string& pPath, KprFile pSelf, TTest pTest) K_REQUIRES(g
     return false;
 }
 
-bool isDying(const char* pPath)
+bool isDeletePending(const char* pPath)
 {
     const kpr::Lock tGuard(gMutex);
     return anyOther(realPath(pPath), KPR_NO_FILE, [](const OpenFile& pOpen) { return pOpen.removed; });
@@ -101,7 +101,7 @@ bool isDying(const char* pPath)
 // For who makes a name: whether it stays taken although its file was removed.
 bool staysTaken(const char* pPath)
 {
-    for (uint32_t tWaited = 0; isDying(pPath); tWaited += 5) {
+    for (uint32_t tWaited = 0; isDeletePending(pPath); tWaited += 5) {
         if (tWaited >= 250) return true;
         kprSleep(5);
     }
@@ -136,7 +136,7 @@ extern "C" {
 
 uint32_t __wrap_kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
 {
-    if (pPath && pFile && (pMode & KPR_OPEN_CREATE ? staysTaken(pPath) : isDying(pPath))) {
+    if (pPath && pFile && (pMode & KPR_OPEN_CREATE ? staysTaken(pPath) : isDeletePending(pPath))) {
         *pFile = KPR_NO_FILE;
         return pMode & KPR_OPEN_CREATE ? KPR_E_IN_USE : KPR_E_NOT_FOUND;
     }
@@ -236,7 +236,7 @@ uint32_t __wrap_kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
 
 uint32_t __wrap_kprRemoveFile(const char* pPath)
 {
-    if (isDying(pPath)) return KPR_E_NOT_FOUND;
+    if (isDeletePending(pPath)) return KPR_E_NOT_FOUND;
     const std::string tPath = realPath(pPath);
     const uint32_t tRes = __real_kprRemoveFile(pPath);
     if (!KFAILED(tRes)) {
@@ -249,7 +249,7 @@ uint32_t __wrap_kprRemoveFile(const char* pPath)
 
 uint32_t __wrap_kprMoveFile(const char* pFrom, const char* pTo)
 {
-    if (isDying(pFrom)) return KPR_E_NOT_FOUND;
+    if (isDeletePending(pFrom)) return KPR_E_NOT_FOUND;
     if (staysTaken(pTo)) return KPR_E_IN_USE;
     const std::string tFrom = realPath(pFrom);
     const uint32_t tRes = __real_kprMoveFile(pFrom, pTo);
@@ -280,7 +280,7 @@ uint32_t __wrap_kprReplaceFile(const char* pFrom, const char* pTo)
 
 uint32_t __wrap_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo)
 {
-    if (pPath && isDying(pPath)) return KPR_E_NOT_FOUND;
+    if (pPath && isDeletePending(pPath)) return KPR_E_NOT_FOUND;
     return __real_kprGetFileInfo(pPath, pMask, pInfo);
 }
 }

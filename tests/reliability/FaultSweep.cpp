@@ -137,10 +137,10 @@ std::vector<std::string> FaultSweep::traceOf(const SweptOperation& pOperation)
     pOperation.prepare();
     const std::size_t tBefore = FaultTable::trace().size();
     FaultTable::recordTrace();
-    EXPECT_EQ(pOperation.run(), pOperation.answer) << pOperation.name;
+    EXPECT_EQ(pOperation.run(), pOperation.result) << pOperation.name;
     auto tTrace = FaultTable::trace();
     tTrace.erase(tTrace.begin(), tTrace.begin() + static_cast<std::ptrdiff_t>(tBefore));
-    pOperation.check(pOperation.answer, nullptr);
+    pOperation.check(pOperation.result, nullptr);
     return tTrace;
 }
 
@@ -150,18 +150,18 @@ uint32_t FaultSweep::runWith(const SweptOperation& pOperation, const std::vector
     const uint32_t tStanding = FaultTable::pending();
     for (const FaultPoint& tPoint : pPoints)
         arm(tPoint);
-    const uint32_t tAnswer = pOperation.run();
+    const uint32_t tResult = pOperation.run();
     *pReached = FaultTable::pending() == tStanding;
     FaultTable::forgetRules();
-    return tAnswer;
+    return tResult;
 }
 
-void FaultSweep::expectAnswer(const SweptOperation& pOperation, const FaultPoint& pPoint, uint32_t pAnswer)
+void FaultSweep::expectResult(const SweptOperation& pOperation, const FaultPoint& pPoint, uint32_t pResult)
 {
     uint32_t tExpected = pPoint.fault.code ? pPoint.fault.code : E_FAIL;
-    if (pPoint.isIn(pOperation.tolerated)) tExpected = pOperation.answer;
-    if (pOperation.otherAnswer) tExpected = pOperation.otherAnswer(pPoint).value_or(tExpected);
-    EXPECT_EQ(pAnswer, tExpected);
+    if (pPoint.isIn(pOperation.tolerated)) tExpected = pOperation.result;
+    if (pOperation.otherResult) tExpected = pOperation.otherResult(pPoint).value_or(tExpected);
+    EXPECT_EQ(pResult, tExpected);
 }
 
 void FaultSweep::sweepPoint(const SweptOperation& pOperation, const FaultPoint& pPoint)
@@ -171,12 +171,12 @@ void FaultSweep::sweepPoint(const SweptOperation& pOperation, const FaultPoint& 
     pOperation.prepare();
     const KomHeapStats tBefore = heapStats();
     bool tReached = false;
-    const uint32_t tAnswer = runWith(pOperation, {pPoint}, &tReached);
+    const uint32_t tResult = runWith(pOperation, {pPoint}, &tReached);
     ++gTotal.points;
     gTotal.reached += tReached;
     EXPECT_TRUE(tReached);
-    expectAnswer(pOperation, pPoint, tAnswer);
-    pOperation.check(tAnswer, &pPoint);
+    expectResult(pOperation, pPoint, tResult);
+    pOperation.check(tResult, &pPoint);
     EXPECT_EQ(heapStats().liveBlocks, tBefore.liveBlocks);
     EXPECT_EQ(heapStats().liveObjects, tBefore.liveObjects);
 }
@@ -191,9 +191,9 @@ void FaultSweep::sweepPairs(const SweptOperation& pOperation, const FaultPoint& 
         pOperation.prepare();
         const KomHeapStats tBefore = heapStats();
         bool tReached = false;
-        const uint32_t tAnswer = runWith(pOperation, {pFirst, tSecond}, &tReached);
-        EXPECT_TRUE(tAnswer == pOperation.answer || KFAILED(tAnswer)) << tAnswer;
-        pOperation.check(tAnswer, nullptr);
+        const uint32_t tResult = runWith(pOperation, {pFirst, tSecond}, &tReached);
+        EXPECT_TRUE(tResult == pOperation.result || KFAILED(tResult)) << tResult;
+        pOperation.check(tResult, nullptr);
         EXPECT_EQ(heapStats().liveBlocks, tBefore.liveBlocks);
         EXPECT_EQ(heapStats().liveObjects, tBefore.liveObjects);
         if (!tReached) return; // the operation had ended

@@ -22,7 +22,8 @@ std::string toText(const Fault& pFault);
 /// Whether it is the one that every call is failed with first.
 bool isFirstFault(const Fault& pFault);
 
-/// A fault that was injected: which call of the operation, which function that is, and its how manieth call.
+/// An injected fault: which call of the operation it is, of which function, and which occurrence of that
+/// function.
 struct FaultPoint {
     uint32_t call = 0;
     std::string function;
@@ -41,16 +42,16 @@ struct SweptOperation {
     /// Makes the calls. What it gives out it keeps for check(), and frees at the next prepare().
     std::function<uint32_t()> run;
     /// Looks at the outcome; every fault has been taken away. Without a point after two faults in one run.
-    std::function<void(uint32_t pAnswer, const FaultPoint* pPoint)> check;
+    std::function<void(uint32_t pResult, const FaultPoint* pPoint)> check;
     /// Calls whose failure does not change the result.
     std::set<std::string> tolerated;
     /// What it returns after a fault in any other call, where that is not the fault's code (E_FAIL for a
     /// transfer that was cut short).
-    std::function<std::optional<uint32_t>(const FaultPoint&)> otherAnswer;
+    std::function<std::optional<uint32_t>(const FaultPoint&)> otherResult;
     /// Calls that the platform refuses anyway, so that they cannot be cut short.
     std::set<std::string> refused;
     /// What it returns when nothing fails.
-    uint32_t answer = 0;
+    uint32_t result = 0;
     /// How many calls the two failures of a pair may lie apart. What a failure leads to comes soon after it.
     uint32_t pairSpan = UINT32_MAX;
 };
@@ -72,7 +73,7 @@ private:
     void sweepPairs(const SweptOperation& pOperation, const FaultPoint& pFirst, uint32_t* pPoints);
     uint32_t runWith(const SweptOperation& pOperation, const std::vector<FaultPoint>& pPoints,
                      bool* pReached);
-    void expectAnswer(const SweptOperation& pOperation, const FaultPoint& pPoint, uint32_t pAnswer);
+    void expectResult(const SweptOperation& pOperation, const FaultPoint& pPoint, uint32_t pResult);
 };
 
 } // namespace vel::kos::kfw

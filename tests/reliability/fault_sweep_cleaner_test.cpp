@@ -133,7 +133,7 @@ protected:
         tOperation.prepare = pPrepare;
         tOperation.pairSpan = 6;
         tOperation.run = [this, pRounds] { return clean(pRounds); };
-        tOperation.otherAnswer = [](const FaultPoint&) { return 0; }; // nobody is told
+        tOperation.otherResult = [](const FaultPoint&) { return 0; }; // nobody is told
         tOperation.check = [=, this](uint32_t, const FaultPoint* pPoint) {
             checkOutcome(pPoint, pRounds, pFatal);
         };

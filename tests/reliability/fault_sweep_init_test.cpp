@@ -44,9 +44,9 @@ protected:
         EXPECT_EQ(toVector(tList), (Attributes{{"key", "value"}}));
         EXPECT_EQ(toString(tBytes), "data");
     }
-    void checkOutcome(uint32_t pAnswer, const FaultPoint* pPoint, bool pExists)
+    void checkOutcome(uint32_t pResult, const FaultPoint* pPoint, bool pExists)
     {
-        EXPECT_EQ(FaultTable::capturedThreads().size(), pAnswer == 0 ? 1u : 0u);
+        EXPECT_EQ(FaultTable::capturedThreads().size(), pResult == 0 ? 1u : 0u);
         EXPECT_EQ(mCache->init(mApp.get()), E_WRONG_STATE) << "once is once";
         uint32_t tAtMost = 0;
         if (!pPoint) {
@@ -56,7 +56,7 @@ protected:
             tAtMost = 1;
         }
         EXPECT_LE(strayFiles(), tAtMost);
-        if (pAnswer == 0) {
+        if (pResult == 0) {
             EXPECT_EQ(put(URI, {{"key", "value"}}, "data"), 0u);
             expectStored();
         }
@@ -85,8 +85,8 @@ protected:
             setCounter(cacheDir() / "inserted", INSERTED);
         };
         tOperation.run = [this] { return mCache->init(mApp.get()); };
-        tOperation.check = [this, pExists](uint32_t pAnswer, const FaultPoint* pPoint) {
-            checkOutcome(pAnswer, pPoint, pExists);
+        tOperation.check = [this, pExists](uint32_t pResult, const FaultPoint* pPoint) {
+            checkOutcome(pResult, pPoint, pExists);
         };
         return tOperation;
     }
@@ -100,7 +100,7 @@ TEST_F(InitSweepTest, makesEverything)
         "kprGetFileInfo#2",     "kprGetFileInfo#3", // whether the counters are there
         "kprGetTempFileName#3", "kprGetFileInfo#4", "kprRemoveFile",
         "kprGetCurrentTime",    "kprSyncFile"}; // what cannot be made durable is made all the same
-    tOperation.otherAnswer = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
+    tOperation.otherResult = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
         // A directory is missing, or cannot be used.
         if (pPoint.isIn({"kprGetFileInfo#1", "kprMakeDir", "kprCheckLink"})) return E_FAIL;
         // A short write is only reported; then the counter is missing.
@@ -117,7 +117,7 @@ TEST_F(InitSweepTest, findsEverythingThere)
     SweptOperation tOperation = operation("init, everything there", true);
     tOperation.tolerated = {"kprMakeDir",         "kprGetFileInfo#4", "kprGetFileInfo#5", "kprGetFileInfo#6",
                             "kprGetTempFileName", "kprRemoveFile",    "kprGetCurrentTime"};
-    tOperation.otherAnswer = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
+    tOperation.otherResult = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
         if (pPoint.function == "kprGetFileInfo" && pPoint.occurrence <= 3) return E_FAIL; // the directories
         if (pPoint.function == "kprCheckLink") return E_FAIL;
         return {};

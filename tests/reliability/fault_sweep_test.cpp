@@ -87,9 +87,9 @@ protected:
     {
         fw::CacheAttrList tList;
         fw::CacheBytes tBytes;
-        const uint32_t tAnswer = mCache->getObject(pUri.c_str(), &tList, &tBytes);
+        const uint32_t tResult = mCache->getObject(pUri.c_str(), &tList, &tBytes);
         *pObject = {toVector(tList), toString(tBytes)};
-        return tAnswer;
+        return tResult;
     }
     void expectSame(const Stored& pObject, const Stored& pExpected)
     {
@@ -100,9 +100,9 @@ protected:
     bool expectRightOrMissing()
     {
         Stored tObject;
-        const uint32_t tAnswer = read(TARGET, &tObject);
-        if (tAnswer == KPR_E_NOT_FOUND) return false;
-        EXPECT_EQ(tAnswer, 0u);
+        const uint32_t tResult = read(TARGET, &tObject);
+        if (tResult == KPR_E_NOT_FOUND) return false;
+        EXPECT_EQ(tResult, 0u);
         expectSame(tObject, mTarget);
         return true;
     }
@@ -142,13 +142,13 @@ protected:
             clearOutputs();
             pOperation.prepare();
         };
-        tOperation.check = [&](uint32_t pAnswer, const FaultPoint* pPoint) {
-            pOperation.check(pAnswer, pPoint);
+        tOperation.check = [&](uint32_t pResult, const FaultPoint* pPoint) {
+            pOperation.check(pResult, pPoint);
             expectIntact(pPoint);
             // What is left is the same for every code.
             if (!pPoint || pPoint->fault.code == 0 || isFirstFault(pPoint->fault)) {
                 tOperation.prepare();
-                EXPECT_EQ(pOperation.run(), pOperation.answer) << "the next time";
+                EXPECT_EQ(pOperation.run(), pOperation.result) << "the next time";
             }
             FaultTable::forgetRules();
             clearOutputs();
@@ -164,7 +164,7 @@ protected:
         tOperation.name = pName;
         // Where the first read, which takes more than it has to, fails, exact ones follow.
         if (pReadsAhead)
-            tOperation.otherAnswer = [](const FaultPoint& pPoint) {
+            tOperation.otherResult = [](const FaultPoint& pPoint) {
                 const bool tAhead = pPoint.isIn({"kprRead#1"}) && pPoint.fault.code != 0;
                 return tAhead ? std::optional<uint32_t>(0) : std::nullopt;
             };
@@ -174,13 +174,13 @@ protected:
         };
         tOperation.run = pRun;
         tOperation.tolerated = {"kprLockFile", "kprUnlockFile"};
-        tOperation.otherAnswer = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
+        tOperation.otherResult = [](const FaultPoint& pPoint) -> std::optional<uint32_t> {
             if (isObjectWrite(pPoint) && pPoint.fault.code == 0) return 0; // it is only reported
             return {};
         };
         if (!pPositioned) tOperation.refused = {"kprSeekAndRead", "kprSeekAndWrite"};
         if (pPresent) tOperation.tolerated.insert("kprRemoveFile");
-        tOperation.check = [this, pPresent](uint32_t pAnswer, const FaultPoint* pPoint) {
+        tOperation.check = [this, pPresent](uint32_t pResult, const FaultPoint* pPoint) {
             const bool tThere = expectRightOrMissing();
             const uint64_t tCounted = counter("inserted") - INSERTED;
             EXPECT_TRUE(tCounted == 0 || tCounted == mKilobytes) << tCounted;
@@ -190,7 +190,7 @@ protected:
             }
             if (!pPoint) return;
             const bool tShort = isObjectWrite(*pPoint) && pPoint->fault.code == 0;
-            if (pAnswer == 0) {
+            if (pResult == 0) {
                 EXPECT_EQ(tThere, pPresent || !tShort);
                 EXPECT_EQ(tCounted, pPresent && !tShort ? 0u : mKilobytes);
             } else {
@@ -212,7 +212,7 @@ protected:
         tOperation.name = pName;
         // Where the first read, which takes more than it has to, fails, exact ones follow.
         if (pReadsAhead)
-            tOperation.otherAnswer = [](const FaultPoint& pPoint) {
+            tOperation.otherResult = [](const FaultPoint& pPoint) {
                 const bool tAhead = pPoint.isIn({"kprRead#1"}) && pPoint.fault.code != 0;
                 return tAhead ? std::optional<uint32_t>(0) : std::nullopt;
             };
@@ -223,9 +223,9 @@ protected:
         tOperation.run = pRun;
         tOperation.tolerated = pTolerated;
         if (!pPositioned) tOperation.refused = {"kprSeekAndRead", "kprSeekAndWrite"};
-        tOperation.answer = pPresent ? 0 : KPR_E_NOT_FOUND;
-        tOperation.check = [this, pPresent, pCheckOutput](uint32_t pAnswer, const FaultPoint*) {
-            pCheckOutput(pAnswer == 0);
+        tOperation.result = pPresent ? 0 : KPR_E_NOT_FOUND;
+        tOperation.check = [this, pPresent, pCheckOutput](uint32_t pResult, const FaultPoint*) {
+            pCheckOutput(pResult == 0);
             EXPECT_EQ(expectRightOrMissing(), pPresent);
             EXPECT_EQ(counter("inserted"), INSERTED);
             EXPECT_EQ(strayFiles(), 0u);
@@ -250,12 +250,12 @@ protected:
             makeOld(TARGET, 5000);
         };
         tOperation.run = pRun;
-        tOperation.answer = pPresent ? 0 : KPR_E_NOT_FOUND;
-        tOperation.check = [this, pPresent, pPinned](uint32_t pAnswer, const FaultPoint*) {
+        tOperation.result = pPresent ? 0 : KPR_E_NOT_FOUND;
+        tOperation.check = [this, pPresent, pPinned](uint32_t pResult, const FaultPoint*) {
             EXPECT_EQ(expectRightOrMissing(), pPresent);
             const bool tPinned = mCache->unpinObjectById(&mTargetId) == 0;
-            EXPECT_EQ(tPinned, pPinned != (pAnswer == 0)) << "what fails changes nothing";
-            if (!pPinned && pAnswer == 0) {
+            EXPECT_EQ(tPinned, pPinned != (pResult == 0)) << "what fails changes nothing";
+            if (!pPinned && pResult == 0) {
                 KprTime tNow;
                 EXPECT_EQ(kprGetCurrentTime(&tNow), 0u);
                 EXPECT_GE(modifiedSeconds(TARGET), tNow.seconds - 60);
@@ -383,13 +383,13 @@ TEST_F(StoreSweepTest, hasObject)
             return mCache->hasObject(TARGET, &mExists);
         };
         tOperation.tolerated = {"kprLockFile", "kprUnlockFile"};
-        tOperation.check = [&](uint32_t pAnswer, const FaultPoint*) {
-            EXPECT_EQ(mExists, pAnswer == 0 && tCase.present ? 1u : 0u);
+        tOperation.check = [&](uint32_t pResult, const FaultPoint*) {
+            EXPECT_EQ(mExists, pResult == 0 && tCase.present ? 1u : 0u);
             KprTime tNow;
             EXPECT_EQ(kprGetCurrentTime(&tNow), 0u);
             if (tCase.present) {
                 const bool tTouched = modifiedSeconds(TARGET) >= tNow.seconds - 60;
-                EXPECT_EQ(tTouched, pAnswer == 0 && tCase.age > 900);
+                EXPECT_EQ(tTouched, pResult == 0 && tCase.age > 900);
             }
             EXPECT_EQ(expectRightOrMissing(), tCase.present);
         };

@@ -116,7 +116,7 @@ void checkLeaks(Trial& pTrial)
     load(pTrial, tModule);
     useAll(pTrial, tModule);
     tModule.unload();
-    // Its singletons live as long as itself.
+    // The module keeps its singletons until it is unloaded.
     if (tModule.isLoaded()) throw Skip{"the module stays in the process after it was unloaded"};
     const KomHeapStats tAfter = heapStats();
     const auto tell = [&](uint64_t pBefore, uint64_t pAfter, const char* pWhat) {

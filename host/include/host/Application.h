@@ -97,7 +97,7 @@ public:
     /// application has been asked to close. Main thread, not from inside a callout.
     bool serve(const std::function<bool()>& pDone, uint32_t pMilliseconds);
     /// Calls the close hooks in the order of their numbers, equal ones in the order of their enrolment, drops
-    /// the idle callouts, and lets go of everything it held. Called inside an idle callout it drops the rest
+    /// the idle callouts, and releases everything it held. Called inside an idle callout it drops the rest
     /// of that run as well. Hooks may remove other hooks, and callouts and hooks can be added no more.
     /// Returns the exit status. The second call does nothing. Main thread.
     int close();

@@ -6,15 +6,15 @@
 
 namespace vel::kos::host {
 
-/// While an object lives, such a request wakes the waker, and isPending() tells of it; nothing else is done.
+/// While an object lives, such a request wakes the waker, and isPending() reports it; nothing else is done.
 /// The second request of a process ends it as if nothing had been installed, so that a program that hangs can
 /// still be stopped; but when Windows is about to end the process anyway, it only waits for the work of the
 /// first. One object at a time.
 ///
 /// When a console closes or the session ends, Windows ends the process as soon as the handler returns: there
-/// it waits, as long as Windows lets it, for the object's destruction. The end of the session comes to a
-/// hidden window, for which user32 is loaded: a program that has it is not told otherwise, and some library
-/// that it loads may bring it any time.
+/// it waits, as long as Windows lets it, for the object's destruction. Once user32 is loaded Windows
+/// announces the end of a session only to windows. Any library may load it, so it is always loaded here, with
+/// a hidden window.
 class CloseSignals {
 public:
     explicit CloseSignals(Waker& pWaker);

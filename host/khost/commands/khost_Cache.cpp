@@ -12,7 +12,8 @@ namespace vel::kos::host {
 
 namespace {
 
-/// Reads FILE, "-" being standard input; STATUS_DONE, or the exit status after what has been told.
+/// Reads FILE, "-" being standard input; STATUS_DONE, or the exit status after a failure, which has been
+/// reported.
 int readArgument(Session& pSession, const std::string& pFile, fw::CacheBytes* pBytes)
 {
     if (pFile == "-" && pSession.inShell())

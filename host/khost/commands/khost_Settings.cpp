@@ -88,7 +88,7 @@ bool openNode(Application* pApp, util::RegNode& pNode)
 }
 
 /// The process's one record, bound to the application at first use. Empty after a failure, which has been
-/// told.
+/// reported.
 template <class TRecord>
 kom::Ref<typename TRecord::Interface> openRecord(Session& pSession)
 {

@@ -15,8 +15,8 @@ namespace {
 constexpr double MAX_SLEEP_SECONDS = 4000000;
 
 /// A shell is a host that lives for long: while it does, a cleaner keeps the user's cache within bounds.
-/// Where there is no cache yet, the first command that wants one makes it. A failure is told; the shell goes
-/// on.
+/// Where there is no cache yet, the first command that wants one makes it. A failure is reported; the shell
+/// goes on.
 void startCleaner(Session& pSession)
 {
     std::string tUserAppDir;

@@ -24,7 +24,7 @@ struct Modules : fw::ModuleList {
     ~Modules() { fw::freeModules(this); }
 };
 
-/// An object bound to the application; empty after a failure, which has been told.
+/// An object bound to the application; empty after a failure, which has been reported.
 kom::Ref<fw::ISystemInfo> systemInfo(Session& pSession)
 {
     Application* tApp = pSession.application();

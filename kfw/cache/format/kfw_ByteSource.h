@@ -1,4 +1,4 @@
-// Bytes to read from: an open file.
+// A source of bytes, an open file as one, and a guard that closes it.
 #pragma once
 
 #include <cstdint>

@@ -13,8 +13,8 @@
 
 namespace vel::kos::test {
 
-/// What an event returns.
-struct EventAnswers {
+/// The result codes that a TestEvent returns.
+struct EventResults {
     uint32_t typeCode = 0;
     uint32_t consumedCode = 1;
 };
@@ -37,18 +37,18 @@ public:
     {
         ++typeQuestions;
         *pType = type ? komStrDup(type->c_str()) : nullptr;
-        return answers.typeCode;
+        return results.typeCode;
     }
     uint32_t consume() override
     {
-        answers.consumedCode = 0;
+        results.consumedCode = 0;
         return 0;
     }
-    uint32_t isConsumed() override { return answers.consumedCode; }
+    uint32_t isConsumed() override { return results.consumedCode; }
     uint32_t references() const { return mRefCount.value(); }
 
     std::optional<std::string> type; ///< none: a null pointer
-    EventAnswers answers;
+    EventResults results;
     uint32_t typeQuestions = 0;
     std::function<void()> onEnd;
 

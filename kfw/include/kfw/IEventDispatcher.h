@@ -16,7 +16,7 @@ public:
     virtual uint32_t getType(char** pType) = 0;
     /// Marks the event as consumed: no further consumer sees it.
     virtual uint32_t consume() = 0;
-    /// 0 when consumed, a positive code when not, a failure code when that cannot be told.
+    /// 0 when consumed, a positive code when not, a failure code when that is not known.
     virtual uint32_t isConsumed() = 0;
 
 protected:

@@ -34,7 +34,7 @@ KOM_API uint32_t komRegisterDSO(const char* pClassId, unsigned int pFlags, void*
 /// calls it while it registers takes back what it has registered before.
 KOM_API uint32_t komUnregisterDSO(const char* pClassId, unsigned int pFlags, void* pContext);
 
-/// Is told of classes instead of a registry, by tools that want to know what a module registers or how it
+/// Gets classes instead of a registry, for tools that want to know what a module registers or how it
 /// takes a refusal. Both operations get what the module passed, unchecked; what they return goes back to the
 /// module.
 struct KomRegistrar {

@@ -33,7 +33,7 @@ enum SqlFeature : uint32_t {
     SQL_FEATURE_DECIMALS = 16,           ///< columns for exact decimals
     SQL_FEATURE_DATES = 32,              ///< columns for dates and times that take nothing else
     SQL_FEATURE_POSITIONS = 64,          ///< errors tell where in the statement
-    SQL_FEATURE_ISOLATION = 128,         ///< weaker isolation than serializable is to be had
+    SQL_FEATURE_ISOLATION = 128,         ///< weaker isolation than serializable is available
     SQL_FEATURE_NAN = 256,               ///< doubles may be "not a number"
     SQL_FEATURE_TRANSACTIONAL_DDL = 512, ///< a rollback takes back what made or dropped tables
 };

@@ -1,6 +1,7 @@
 """Compiles probe sources with Clang for the three C++ ABIs, to have it print how it lays things out."""
 
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -15,6 +16,13 @@ def output(command):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, text=True).stdout.strip()
 
 
+def folder_of(compiler, header):
+    """The include folder in which a compiler finds a header."""
+    found = subprocess.run([compiler, "-M", "-xc++", "-"], input=f"#include <{header}>\n", check=True,
+                           stdout=subprocess.PIPE, text=True).stdout
+    return re.search(r"(\S+)/" + re.escape(header), found).group(1)
+
+
 def with_library(target, folder):
     """The options for a source that needs the standard library and Boost: the target's own where they are at hand, else
     stubs. The folder is an empty one that lives as long as the options are used."""
@@ -23,10 +31,10 @@ def with_library(target, folder):
     if target == MINGW:
         # Clang does not find the headers by itself where the tool chain has variants.
         gcc = output(["x86_64-w64-mingw32-g++-posix", "-print-file-name=include"])
-        os.symlink("/usr/include/boost", os.path.join(folder, "boost"))  # and nothing else of that system
+        os.symlink(os.path.join(folder_of("g++", "boost/version.hpp"), "boost"), os.path.join(folder, "boost"))  # and nothing else of that system
         folders = [folder, os.path.join(gcc, "c++"), os.path.join(gcc, "c++", "x86_64-w64-mingw32"),
                    os.path.join(output(["clang++-14", "-print-resource-dir"]), "include"),
-                   "/usr/x86_64-w64-mingw32/include"]
+                   folder_of("x86_64-w64-mingw32-g++-posix", "windows.h")]
         return ["-nostdinc"] + [option for folder in folders for option in ("-isystem", folder)]
     return FREESTANDING + ["-I" + os.path.join(STUB, "classes")]
 

@@ -1,10 +1,20 @@
 # What libraries and programs say of themselves, all from the project's version.
 
-# k_knows_version(<target> <source>...): these sources of the target see the project's version, four numbers, as
-# KFW_PROJECT_VERSION.
+set(K_PRODUCT "KOS")
+set(K_PRODUCT_NAME "VEL KOS")
+
+# k_knows_version(<target> [<source>...]): these sources of the target, without any all of them, see the project's
+# version, four numbers, as KFW_PROJECT_VERSION, and its product's name, short and long, as KFW_PRODUCT and
+# KFW_PRODUCT_NAME.
 function(k_knows_version pTarget)
-    set_source_files_properties(${ARGN} TARGET_DIRECTORY ${pTarget}
-        PROPERTIES COMPILE_DEFINITIONS KFW_PROJECT_VERSION="${PROJECT_VERSION}")
+    set(tDefinitions KFW_PROJECT_VERSION="${PROJECT_VERSION}" KFW_PRODUCT="${K_PRODUCT}"
+        KFW_PRODUCT_NAME="${K_PRODUCT_NAME}")
+    if(ARGN)
+        set_source_files_properties(${ARGN} TARGET_DIRECTORY ${pTarget}
+            PROPERTIES COMPILE_DEFINITIONS "${tDefinitions}")
+    else()
+        target_compile_definitions(${pTarget} PRIVATE ${tDefinitions})
+    endif()
 endfunction()
 
 set(K_VERSION_FOLDER ${CMAKE_CURRENT_LIST_DIR})

@@ -70,10 +70,10 @@ void driveSystemInfo(void)
 
     char *tText = NULL, *tHighest = NULL;
     CODE(INFO(getModuleFileVersion)(tInfo, "kfw", &tText), 0);
-    TEXT(tText, "1.29.3.0");
+    TEXT(tText, KFW_PROJECT_VERSION);
     CODE(INFO(getProductVersionRange)(tInfo, "KOS", &tText, &tHighest), 0);
-    TEXT(tText, "1.29.3.0");
-    TEXT(tHighest, "1.29.3.0");
+    TEXT(tText, KFW_PROJECT_VERSION);
+    TEXT(tHighest, KFW_PROJECT_VERSION);
     CODE(INFO(getProductVersionRange)(tInfo, "", &tText, &tHighest), E_INVALIDARG);
 
     CHECK(release(tInfo) == 0);

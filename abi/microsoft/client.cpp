@@ -282,9 +282,9 @@ void driveSystemInfo(Application& pApp)
     fw::freeModules(&tModules);
     kom::HeapString tLowest, tHighest;
     CODE(tInfo->getModuleFileVersion("kfw", tLowest.out()), 0);
-    CHECK(holds(tLowest, "1.29.3.0"));
+    CHECK(holds(tLowest, KFW_PROJECT_VERSION));
     CODE(tInfo->getProductVersionRange("KOS", tLowest.out(), tHighest.out()), 0);
-    CHECK(holds(tLowest, "1.29.3.0") && holds(tHighest, "1.29.3.0"));
+    CHECK(holds(tLowest, KFW_PROJECT_VERSION) && holds(tHighest, KFW_PROJECT_VERSION));
 }
 
 void driveFeatureSet(Application& pApp)

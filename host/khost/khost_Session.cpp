@@ -35,7 +35,7 @@ std::optional<uint32_t> parseLogLevel(std::string_view pName)
     return std::nullopt;
 }
 
-const char* Session::version() noexcept { return KHOST_VERSION; }
+const char* Session::version() noexcept { return KFW_PROJECT_VERSION; }
 
 bool Session::take(const Arguments& pArguments)
 {
@@ -161,7 +161,7 @@ Application* Session::application()
     ApplicationOptions tOptions;
     tOptions.name = PROGRAM;
     tOptions.displayName = "KOS host";
-    tOptions.version = KHOST_VERSION;
+    tOptions.version = KFW_PROJECT_VERSION;
     tOptions.arguments = mArguments;
     tOptions.userAppDir = mOptions.appDir;
     tOptions.settingsFile = mOptions.settings;

@@ -67,8 +67,8 @@ TEST_F(ModuleTest, describesItselfInNinePairs)
     ASSERT_EQ(tAttributes.count, 9u);
     const std::pair<const char*, const char*> tExpected[] = {{"Product", "KOS"},
                                                              {"ProductName", "VEL KOS"},
-                                                             {"FileVersion", "1.29.3.0"},
-                                                             {"ProductVersion", "1.29.3.0"},
+                                                             {"FileVersion", KFW_PROJECT_VERSION},
+                                                             {"ProductVersion", KFW_PROJECT_VERSION},
                                                              {"FileVersionStr", "1.29.0"},
                                                              {"ProductVersionStr", "1.29.0"},
                                                              {"FileDescription", "KOS Framework"},

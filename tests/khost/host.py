@@ -2,6 +2,7 @@
 
 import functools
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -11,6 +12,9 @@ import unittest
 KHOST = []     # the command that starts khost, with an emulator before it where one is needed
 WINDOWS = False
 TIMEOUT = 120
+ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
+with open(os.path.join(ROOT, "CMakeLists.txt"), encoding="utf-8") as project:
+    VERSION = re.search(r"project\(kfw VERSION ([0-9.]+)", project.read()).group(1)
 
 MODULE_CLASSES = {
     "event dispatcher": "a20d8cf0-c2f2-11d5-bfd3-0000e2430653",

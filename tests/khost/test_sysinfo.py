@@ -96,7 +96,7 @@ class Inventory(ShellTest):
             with self.subTest(module=name):
                 attributes = dict(rows[name]["attributes"])
                 self.assertEqual({key: attributes.get(key) for key in ("Product", "FileVersion", "ProductVersion")},
-                                 {"Product": "KOS", "FileVersion": "1.29.3.0", "ProductVersion": "1.29.3.0"})
+                                 {"Product": "KOS", "FileVersion": host.VERSION, "ProductVersion": host.VERSION})
                 self.assertTrue(attributes["FileDescription"].startswith("KOS "), attributes)
                 self.assertEqual(attributes["InternalName"], name)
                 self.assertEqual(list(attributes)[-1], "DebugId" if host.WINDOWS else "BuildId")
@@ -118,7 +118,7 @@ class Inventory(ShellTest):
 
     def test_a_path_as_it_is_typed(self):
         path = native(os.path.join(os.path.dirname(host.KHOST[-1]), "kfw.dll" if host.WINDOWS else "libkfw.so"))
-        self.assert_done(self.ask("version", path), "1.29.3.0\n")
+        self.assert_done(self.ask("version", path), host.VERSION + "\n")
 
     def test_the_program_itself(self):
         result = self.ask("module", "khost")
@@ -136,10 +136,10 @@ class Inventory(ShellTest):
             self.assert_fails(self.ask(command, "nothere"), command, "0x96260402", "KFW_E_NO_MODULE", "nothere")
 
     def test_product(self):
-        self.assert_done(self.ask("product", "KOS"), "1.29.3.0 1.29.3.0\n")
+        self.assert_done(self.ask("product", "KOS"), f"{host.VERSION} {host.VERSION}\n")
         answer = self.ask("product", "KOS", "--json")
         self.assert_done(answer)
-        self.assertEqual(json.loads(answer.text), {"min": "1.29.3.0", "max": "1.29.3.0"})
+        self.assertEqual(json.loads(answer.text), {"min": host.VERSION, "max": host.VERSION})
         self.assert_fails(self.ask("product", "kos"), "product", "0x96260403", "KFW_E_NO_PRODUCT", "kos")
         self.assert_fails(self.ask("product", ""), "product", "0x80070057", "E_INVALIDARG")
 
@@ -148,5 +148,5 @@ class Inventory(ShellTest):
             self.assert_usage(self.ask(command), "NAME")
 
     def test_in_a_process_of_its_own(self):
-        self.assert_done(self.khost("version", "kfw"), "1.29.3.0\n")
+        self.assert_done(self.khost("version", "kfw"), host.VERSION + "\n")
         self.assertRegex(self.khost("sysinfo", "os").text, re.compile(r"^os\.vendor=", re.MULTILINE))

@@ -68,8 +68,7 @@ void describe(CLI::App& pRoot, Options& pOptions)
 {
     pRoot.allow_windows_style_options(false);
     pRoot.set_help_flag("-h,--help", "Show this help");
-    pRoot.set_version_flag("--version", std::string(PROGRAM) + " " + KOM_VALIDATE_VERSION,
-                           "Show the version");
+    pRoot.set_version_flag("--version", std::string(PROGRAM) + " " + KFW_PROJECT_VERSION, "Show the version");
     pRoot.add_option("MODULE", pOptions.settings.module, "The module's file")->type_name("");
     pRoot.add_option("--only", pOptions.only, "Make only the checks whose names match (* and ?); repeatable")
         ->allow_extra_args(false)

@@ -1,8 +1,8 @@
 // A cache directory in which others have put things.
 #pragma once
 
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
-#include "tests/reliability/Counter.h"
 
 namespace vel::kos::kfw {
 

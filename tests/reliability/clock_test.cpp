@@ -3,8 +3,8 @@
 #include <functional>
 
 #include "kfw/cache/kfw_CleaningPolicy.h"
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
-#include "tests/reliability/Counter.h"
 
 extern "C" uint32_t __real_kprGetFileInfo(const char*, uint32_t, KprFileInfo*);
 extern "C" uint32_t __real_kprSetFileTime(const char*, const KprTime*, const KprTime*);

@@ -1,5 +1,5 @@
 // The cleaner with every platform call of it failing, in virtual time.
-#include "tests/reliability/Counter.h"
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "tests/reliability/FaultSweep.h"
 
 extern "C" {

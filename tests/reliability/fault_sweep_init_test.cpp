@@ -1,5 +1,5 @@
 // Setting up a cache with every platform call of it failing.
-#include "tests/reliability/Counter.h"
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "tests/reliability/FaultSweep.h"
 
 namespace vel::kos::kfw {

@@ -2,7 +2,7 @@
 // returned, what was stored stays, and the next call works.
 #include <algorithm>
 
-#include "tests/reliability/Counter.h"
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "tests/reliability/FaultSweep.h"
 
 namespace vel::kos::kfw {

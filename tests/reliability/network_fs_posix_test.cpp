@@ -13,11 +13,11 @@
 #include <unistd.h>
 
 #include "kfw/cache/format/kfw_CacheLayout.h"
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kfw/cache/testing/kfw_ParseObject.h"
 #include "kpr/dso.h"
 #include "kpr/testing/kpr_testing.h"
-#include "tests/reliability/Counter.h"
 
 namespace vel::kos::kfw {
 

@@ -7,9 +7,9 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kom/identity.h"
-#include "tests/reliability/Counter.h"
 
 namespace vel::kos::kfw {
 

@@ -9,9 +9,9 @@
 #include <gmock/gmock.h>
 
 #include "kfw/cache/kfw_FSCache_Cleaner.h"
+#include "kfw/cache/testing/kfw_Counter.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 #include "kom/identity.h"
-#include "kpr/byteorder.h"
 
 namespace vel::kos::kfw {
 
@@ -58,8 +58,7 @@ protected:
     }
     void setCounter(const std::string& pName, uint64_t pValue)
     {
-        const uint64_t tBytes = kprHost2BE64(pValue);
-        test::writeFile(cacheDir() / pName, std::string(reinterpret_cast<const char*>(&tBytes), 8));
+        kfw::setCounter(cacheDir() / pName, pValue);
     }
     Names files() const
     {

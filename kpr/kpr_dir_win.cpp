@@ -146,7 +146,7 @@ uint32_t kprMakeDir(const char* pPath)
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
     const uint32_t tError = kpr::retried([&] {
         if (CreateDirectoryW(tPath.c_str(), nullptr)) return true;
-        kpr::waitIfDying(tPath);
+        kpr::waitIfDeletePending(tPath);
         return false;
     });
     return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);

@@ -169,7 +169,7 @@ TEST_F(Faults, WhatDoesNotPassIsTriedOnce)
     }
 }
 
-TEST_F(Faults, ADyingNameIsNotThereForWhoLooks)
+TEST_F(Faults, ADeletePendingNameIsNotThereForWhoLooks)
 {
     KprFileInfo tInfo;
     const KprTime tTime = {1000000000, 0, 0};
@@ -183,7 +183,7 @@ TEST_F(Faults, ADyingNameIsNotThereForWhoLooks)
     EXPECT_EQ(gPaused, 0u) << "nobody waits for it";
 }
 
-TEST_F(Faults, ADyingNameIsWaitedForByWhoCreates)
+TEST_F(Faults, ADeletePendingNameIsWaitedForByWhoCreates)
 {
     const uint32_t tCreate = KPR_OPEN_WRITE | KPR_OPEN_CREATE;
     for (const uint32_t tMode : {tCreate, tCreate | KPR_OPEN_EXCLUSIVE}) {
@@ -199,7 +199,7 @@ TEST_F(Faults, ADyingNameIsWaitedForByWhoCreates)
     }
 }
 
-TEST_F(Faults, ARenameOntoADyingNameWaits)
+TEST_F(Faults, ARenameOntoADeletePendingNameWaits)
 {
     // The system says that the name is taken, and only looking at it tells by what.
     for (const LONG tError : {ERROR_ALREADY_EXISTS, ERROR_FILE_EXISTS, ERROR_ACCESS_DENIED}) {
@@ -333,7 +333,7 @@ TEST_F(Faults, AReplacementFallsBackAndWaits)
     fail("SetFileInformationByHandle", ERROR_ACCESS_DENIED, ALWAYS, PENDING);
     fail("MoveFileExW", ERROR_ACCESS_DENIED, ALWAYS, PENDING);
     kprtest::writeFile(mPath, "content");
-    EXPECT_EQ(replace(), KPR_E_IN_USE) << "onto a dying name";
+    EXPECT_EQ(replace(), KPR_E_IN_USE) << "onto a delete-pending name";
     EXPECT_EQ(gCalls["MoveFileExW"], TRIES);
     gCalls.clear();
     fail("GetFileAttributesW", ERROR_ACCESS_DENIED, ALWAYS, PENDING);

@@ -41,7 +41,7 @@ uint32_t openHandle(const std::wstring& pPath, uint32_t pMode, DWORD pFlags, HAN
         *pHandle = CreateFileW(pPath.c_str(), toAccess(pMode), SHARE_ALL, nullptr, toDisposition(pMode),
                                FILE_ATTRIBUTE_NORMAL | pFlags, nullptr);
         if (*pHandle != INVALID_HANDLE_VALUE) return true;
-        if (pMode & KPR_OPEN_CREATE) kpr::waitIfDying(pPath);
+        if (pMode & KPR_OPEN_CREATE) kpr::waitIfDeletePending(pPath);
         return false;
     });
     if (tError == 0) return K_SUCCESS;

@@ -78,7 +78,8 @@ uint32_t kprMoveFile(const char* pFrom, const char* pTo)
     if (auto tRes = toWidePaths(pFrom, pTo, &tFrom, &tTo); KFAILED(tRes)) return tRes;
     const uint32_t tError = kpr::retried([&] {
         if (MoveFileExW(tFrom.c_str(), tTo.c_str(), 0)) return true;
-        if (kpr::systemError() != ERROR_DELETE_PENDING) kpr::waitIfDying(tTo); // else it is the source
+        if (kpr::systemError() != ERROR_DELETE_PENDING)
+            kpr::waitIfDeletePending(tTo); // else it is the source
         return false;
     });
     return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
@@ -99,7 +100,7 @@ uint32_t kprReplaceFile(const char* pFrom, const char* pTo)
                 const bool tSource = GetFileAttributesW(tFrom.c_str()) == INVALID_FILE_ATTRIBUTES;
                 SetLastError(tSource ? ERROR_FILE_NOT_FOUND : ERROR_SHARING_VIOLATION);
             } else
-                kpr::waitIfDying(tTo);
+                kpr::waitIfDeletePending(tTo);
             return false;
         },
         true);

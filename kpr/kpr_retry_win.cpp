@@ -27,19 +27,19 @@ uint32_t systemError()
     return isDenied(DELETE_PENDING) ? uint32_t{ERROR_DELETE_PENDING} : tError;
 }
 
-void waitIfDying(const std::wstring& pPath)
+void waitIfDeletePending(const std::wstring& pPath)
 {
     const DWORD tError = systemError();
     const bool tTaken = tError == ERROR_ALREADY_EXISTS || tError == ERROR_FILE_EXISTS;
-    bool tDying = tError == ERROR_DELETE_PENDING;
+    bool tPending = tError == ERROR_DELETE_PENDING;
     // Renaming onto such a name says that something is there, and only the name tells what; it may be gone by
     // now.
     if ((tTaken || tError == ERROR_ACCESS_DENIED) &&
         GetFileAttributesW(pPath.c_str()) == INVALID_FILE_ATTRIBUTES) {
         const DWORD tLook = systemError();
-        tDying = tLook == ERROR_DELETE_PENDING || (tTaken && tLook == ERROR_FILE_NOT_FOUND);
+        tPending = tLook == ERROR_DELETE_PENDING || (tTaken && tLook == ERROR_FILE_NOT_FOUND);
     }
-    SetLastError(tDying ? DWORD{ERROR_SHARING_VIOLATION} : tError);
+    SetLastError(tPending ? DWORD{ERROR_SHARING_VIOLATION} : tError);
 }
 
 void waitIfMapped(const std::wstring& pPath)

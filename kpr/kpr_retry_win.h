@@ -11,9 +11,9 @@ namespace kpr {
 /// its way out, which the system itself calls "access denied".
 uint32_t systemError();
 
-/// For operations that make a name, after a failure: when it failed because pPath is on its way out, the last
-/// error becomes a sharing violation, so that retried() waits for it.
-void waitIfDying(const std::wstring& pPath);
+/// After a failed operation that creates a name: turns "delete pending" into a sharing violation, so that
+/// retried() waits.
+void waitIfDeletePending(const std::wstring& pPath);
 /// For removals, after a failure: when it failed because somebody has the file mapped, the last error says
 /// so.
 void waitIfMapped(const std::wstring& pPath);

@@ -16,7 +16,7 @@ std::span<const Check> checks()
         {"instances", "plain classes make new objects, singletons give the one", checkInstances},
         {"aggregation", "an outer object is refused", checkAggregation},
         {"interfaces", "objects serve every identity that they advertise", checkInterfaces},
-        {"identity", "an object's faces lead to each other and to one IUnknown", checkIdentity},
+        {"identity", "an object's interfaces lead to each other and to one IUnknown", checkIdentity},
         {"iid-variants", "other versions and letter cases of an identity are refused", checkIdentityVariants},
         {"null-out", "a refused call sets its out pointer to null, a null identity is refused", checkNullOut},
         {"com-slots", "the COM-layout slots refuse and count", checkComSlots},

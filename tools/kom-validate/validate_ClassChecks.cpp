@@ -105,12 +105,12 @@ void checkClasses(Trial& pTrial)
         if (!pTrial.expect(isClassId(tClassId), tWhere + "its identity is not a UUID in lower case"))
             continue;
         const CallResult tResult = getFactory(pTrial.module(), tClassId.c_str(), IObjectFactory::IID);
-        if (!pTrial.expect(static_cast<bool>(tResult.face),
+        if (!pTrial.expect(static_cast<bool>(tResult.pointer),
                            tWhere + "it is registered, but its factory is refused with " +
                                codeText(tResult.code)))
             continue;
-        const CallResult tMade = create(static_cast<IObjectFactory*>(tResult.face.get()), IUnknown::IID);
-        pTrial.expect(static_cast<bool>(tMade.face),
+        const CallResult tMade = create(static_cast<IObjectFactory*>(tResult.pointer.get()), IUnknown::IID);
+        pTrial.expect(static_cast<bool>(tMade.pointer),
                       tWhere + "its factory makes no object: " + codeText(tMade.code));
     }
     std::sort(tClasses.begin(), tClasses.end());

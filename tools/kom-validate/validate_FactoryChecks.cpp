@@ -8,8 +8,8 @@ namespace {
 
 Ref<IObjectFactory> makeFactory(const Module& pModule, const std::string& pClassId)
 {
-    auto tFace = getFactory(pModule, pClassId.c_str(), IObjectFactory::IID).face;
-    return adopt(static_cast<IObjectFactory*>(tFace.detach()));
+    auto tInterface = getFactory(pModule, pClassId.c_str(), IObjectFactory::IID).pointer;
+    return adopt(static_cast<IObjectFactory*>(tInterface.detach()));
 }
 
 /// The count that an object has now.
@@ -41,15 +41,15 @@ void checkFactories(Trial& pTrial)
         const std::string tWhere = "factory of class " + tSpecimen.classId + ": ";
         const char* const tClassId = tSpecimen.classId.c_str();
         const CallResult tResult = getFactory(pTrial.module(), tClassId, IUnknown::IID);
-        if (!pTrial.expect(static_cast<bool>(tResult.face),
+        if (!pTrial.expect(static_cast<bool>(tResult.pointer),
                            tWhere + "as IUnknown it is refused with " + codeText(tResult.code)))
             continue;
-        pTrial.expect(tResult.face.get() != tSpecimen.factory.get(),
+        pTrial.expect(tResult.pointer.get() != tSpecimen.factory.get(),
                       tWhere + "two requests got the same factory object");
-        const uint32_t tCount = countOf(tResult.face.get());
+        const uint32_t tCount = countOf(tResult.pointer.get());
         pTrial.expect(tCount == 1, tWhere + "it is handed out with a count of " + std::to_string(tCount) +
                                        " instead of 1");
-        const char* const tName = tResult.face->getInterfaceId();
+        const char* const tName = tResult.pointer->getInterfaceId();
         pTrial.expect(tName && std::string(tName) == IObjectFactory::IID,
                       tWhere + "it calls itself \"" + (tName ? tName : "") + "\"");
         const uint32_t tLocked = tSpecimen.factory->lockServer();
@@ -65,8 +65,8 @@ void checkInstances(Trial& pTrial)
         const auto tFactory = makeFactory(pTrial.module(), tSpecimen.classId);
         if (!tFactory) continue;
         const Ref<IUnknown> tObjects[] = {
-            tSpecimen.object, create(tSpecimen.factory.get(), IUnknown::IID).face,
-            create(tFactory.get(), IUnknown::IID).face, create(tFactory.get(), IUnknown::IID).face};
+            tSpecimen.object, create(tSpecimen.factory.get(), IUnknown::IID).pointer,
+            create(tFactory.get(), IUnknown::IID).pointer, create(tFactory.get(), IUnknown::IID).pointer};
         size_t tSame = 0; // pairs
         for (size_t i = 0; i < std::size(tObjects); ++i)
             tSame += static_cast<size_t>(std::count(tObjects, tObjects + i, tObjects[i]));

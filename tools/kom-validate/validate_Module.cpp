@@ -104,9 +104,9 @@ std::vector<Specimen> makeSpecimens(const Module& pModule, const std::vector<std
     if (!pModule.getObjectFactory) return tSpecimens;
     for (const std::string& tClassId : pClasses) {
         auto tFactory = adopt(static_cast<IObjectFactory*>(
-            getFactory(pModule, tClassId.c_str(), IObjectFactory::IID).face.detach()));
+            getFactory(pModule, tClassId.c_str(), IObjectFactory::IID).pointer.detach()));
         if (!tFactory) continue;
-        if (auto tObject = create(tFactory.get(), IUnknown::IID).face)
+        if (auto tObject = create(tFactory.get(), IUnknown::IID).pointer)
             tSpecimens.push_back({tClassId, std::move(tFactory), std::move(tObject)});
     }
     return tSpecimens;

@@ -59,8 +59,8 @@ Visit visitClasses(Server pServer, const std::map<size_t, uint32_t>& pRefusals =
 /// What a call with an out pointer returned.
 struct CallResult {
     uint32_t code;
-    bool emptied;       ///< the out pointer was set to null
-    Ref<IUnknown> face; ///< on success; empty where the call gave none
+    bool emptied;          ///< the out pointer was set to null
+    Ref<IUnknown> pointer; ///< on success; empty where the call gave none
 };
 
 /// Calls pFunction with an out pointer that holds a marker, so that it is seen when it is not written.

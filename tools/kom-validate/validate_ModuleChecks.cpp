@@ -41,7 +41,7 @@ void useAll(const Trial& pTrial, const Module& pModule)
         static_cast<void>(create(tSpecimen.factory.get(), NOBODYS));
         static_cast<void>(create(tSpecimen.factory.get(), IUnknown::IID, tSpecimen.object.get()));
         static_cast<void>(query(tSpecimen.object.get(), NOBODYS));
-        static_cast<void>(pTrial.facesOf(tSpecimen.object.get()));
+        static_cast<void>(pTrial.interfacesOf(tSpecimen.object.get()));
     }
 }
 
@@ -98,12 +98,13 @@ void checkStrings(Trial& pTrial)
 {
     checkAttributes(pTrial);
     for (const Specimen& tSpecimen : makeSpecimens(pTrial.module(), pTrial.classes(pTrial.module()))) {
-        for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get())) {
-            const std::string tWhere = "class " + tSpecimen.classId + ", face " + tFace.identity + ": ";
+        for (const Interface& tInterface : pTrial.interfacesOf(tSpecimen.object.get())) {
+            const std::string tWhere =
+                "class " + tSpecimen.classId + ", interface " + tInterface.identity + ": ";
             const uint64_t tBlocks = heapStats().liveBlocks;
-            const char* const tFirst = tFace.pointer->getInterfaceId();
+            const char* const tFirst = tInterface.pointer->getInterfaceId();
             pTrial.expect(heapStats().liveBlocks == tBlocks, tWhere + "getInterfaceId allocates");
-            pTrial.expect(tFirst == tFace.pointer->getInterfaceId(),
+            pTrial.expect(tFirst == tInterface.pointer->getInterfaceId(),
                           tWhere + "getInterfaceId gives another text at the second call");
         }
     }

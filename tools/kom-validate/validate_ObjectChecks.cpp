@@ -62,17 +62,17 @@ void checkInterfaces(Trial& pTrial)
                 tAdvertised.emplace_back(tName);
         };
         advertise(tSpecimen.object.get());
-        for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
-            advertise(tFace.pointer.get());
+        for (const Interface& tInterface : pTrial.interfacesOf(tSpecimen.object.get()))
+            advertise(tInterface.pointer.get());
         std::sort(tAdvertised.begin(), tAdvertised.end());
         tAdvertised.erase(std::unique(tAdvertised.begin(), tAdvertised.end()), tAdvertised.end());
 
         for (const std::string& tIdentity : tAdvertised) {
             const CallResult tAsked = query(tSpecimen.object.get(), tIdentity.c_str());
-            pTrial.expect(static_cast<bool>(tAsked.face),
+            pTrial.expect(static_cast<bool>(tAsked.pointer),
                           tWhere + resultText("queryInterface", tAsked.code, tIdentity));
             const CallResult tMade = create(tSpecimen.factory.get(), tIdentity.c_str());
-            pTrial.expect(static_cast<bool>(tMade.face),
+            pTrial.expect(static_cast<bool>(tMade.pointer),
                           tWhere + resultText("createInstance", tMade.code, tIdentity));
         }
     }
@@ -81,10 +81,10 @@ void checkInterfaces(Trial& pTrial)
 void checkIdentity(Trial& pTrial)
 {
     for (const Specimen& tSpecimen : pTrial.specimens()) {
-        const auto tFaces = pTrial.facesOf(tSpecimen.object.get());
-        for (const Face& tFrom : tFaces) {
-            for (const Face& tTo : tFaces) {
-                const auto tReached = query(tFrom.pointer.get(), tTo.identity.c_str()).face;
+        const auto tInterfaces = pTrial.interfacesOf(tSpecimen.object.get());
+        for (const Interface& tFrom : tInterfaces) {
+            for (const Interface& tTo : tInterfaces) {
+                const auto tReached = query(tFrom.pointer.get(), tTo.identity.c_str()).pointer;
                 pTrial.expect(tReached.get() == tTo.pointer.get(),
                               "class " + tSpecimen.classId + ": \"" + tTo.identity +
                                   "\" asked of the face \"" + tFrom.identity +
@@ -106,8 +106,8 @@ void checkIdentityVariants(Trial& pTrial)
                                        const std::string& pText) {
             pTrial.expect(pResult.code == E_NOINTERFACE, tWhere + resultText(pCall, pResult.code, pText));
         };
-        for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
-            for (const std::string& tText : variants(tFace.identity)) {
+        for (const Interface& tInterface : pTrial.interfacesOf(tSpecimen.object.get()))
+            for (const std::string& tText : variants(tInterface.identity)) {
                 if (isKnown(tText)) continue; // another version that exists
                 expectRefusal(query(tSpecimen.object.get(), tText.c_str()), "queryInterface", tText);
                 expectRefusal(create(tSpecimen.factory.get(), tText.c_str()), "createInstance", tText);
@@ -186,9 +186,9 @@ void checkComSlots(Trial& pTrial)
     };
     for (const Specimen& tSpecimen : pTrial.specimens()) {
         checkFace(tSpecimen.factory.get(), "factory of class " + tSpecimen.classId + ": ");
-        for (const Face& tFace : pTrial.facesOf(tSpecimen.object.get()))
-            checkFace(tFace.pointer.get(),
-                      "class " + tSpecimen.classId + ", face \"" + tFace.identity + "\": ");
+        for (const Interface& tInterface : pTrial.interfacesOf(tSpecimen.object.get()))
+            checkFace(tInterface.pointer.get(),
+                      "class " + tSpecimen.classId + ", interface \"" + tInterface.identity + "\": ");
     }
 }
 

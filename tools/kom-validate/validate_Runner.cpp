@@ -78,7 +78,8 @@ bool cutPrefix(const std::string& pLine, const char* pPrefix, std::string& pRest
 struct Told {
     std::vector<std::string> findings;
     std::string skip;
-    std::string dying;  ///< the last step that had to end the process; empty when something was told after it
+    /// The last step that had to end the process; empty when something was reported after it.
+    std::string expectsAbort;
     uint32_t stepsDone; ///< the number of that step
     bool done = false;
 };
@@ -88,15 +89,15 @@ Told readReport(const TemporaryFile& pReport, uint32_t pStepsDone)
     Told tTold{{}, {}, {}, pStepsDone};
     for (const std::string& tLine : pReport.lines()) {
         std::string tRest;
-        tTold.dying.clear();
+        tTold.expectsAbort.clear();
         if (cutPrefix(tLine, line::FINDING, tRest)) {
             tTold.findings.push_back(tRest);
         } else if (cutPrefix(tLine, line::SKIP, tRest)) {
             tTold.skip = tRest;
-        } else if (cutPrefix(tLine, line::DYING, tRest)) {
+        } else if (cutPrefix(tLine, line::EXPECTS_ABORT, tRest)) {
             char* tEnd = nullptr;
             tTold.stepsDone = static_cast<uint32_t>(std::strtoul(tRest.c_str(), &tEnd, 10));
-            tTold.dying = tEnd + 1;
+            tTold.expectsAbort = tEnd + 1;
         } else if (tLine == line::DONE) {
             tTold.done = true;
         }
@@ -123,8 +124,8 @@ Result runCheck(const Check& pCheck, const std::vector<std::string>& pArguments,
         tSkip = tTold.skip;
 
         const std::string tEnd = "the process " + tStatus.text() + lastWords(tOutput);
-        if (!tTold.dying.empty()) {
-            if (tStatus.kind != ExitStatus::ABORTED) tFindings.push_back(tTold.dying + ": " + tEnd);
+        if (!tTold.expectsAbort.empty()) {
+            if (tStatus.kind != ExitStatus::ABORTED) tFindings.push_back(tTold.expectsAbort + ": " + tEnd);
             tStepsDone = tTold.stepsDone;
             continue;
         }

@@ -59,7 +59,7 @@ bool Trial::expect(bool pCondition, const std::string& pText)
 bool Trial::expectAbort(const std::string& pText)
 {
     if (++mStep <= mStepsDone) return false;
-    write(line::DYING + std::to_string(mStep) + " " + pText);
+    write(line::EXPECTS_ABORT + std::to_string(mStep) + " " + pText);
     return true;
 }
 
@@ -116,21 +116,21 @@ std::vector<std::string> Trial::identities() const
     return tIdentities;
 }
 
-std::vector<Face> Trial::facesOf(IUnknown* pObject) const
+std::vector<Interface> Trial::interfacesOf(IUnknown* pObject) const
 {
-    std::vector<Face> tFaces;
+    std::vector<Interface> tInterfaces;
     auto tIdentities = identities();
     const auto addName = [&](IUnknown* pFace) {
         if (const char* tName = pFace->getInterfaceId()) addNew(tIdentities, tName);
     };
     addName(pObject);
     for (size_t i = 0; i < tIdentities.size(); ++i) { // grows
-        auto tFace = query(pObject, tIdentities[i].c_str()).face;
-        if (!tFace) continue;
-        addName(tFace.get());
-        tFaces.push_back({tIdentities[i], std::move(tFace)});
+        auto tInterface = query(pObject, tIdentities[i].c_str()).pointer;
+        if (!tInterface) continue;
+        addName(tInterface.get());
+        tInterfaces.push_back({tIdentities[i], std::move(tInterface)});
     }
-    return tFaces;
+    return tInterfaces;
 }
 
 } // namespace kom::validate

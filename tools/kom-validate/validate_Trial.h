@@ -31,16 +31,16 @@ struct Skip {
 };
 
 /// An object's interface, with a reference of its own.
-struct Face {
+struct Interface {
     std::string identity;
     Ref<IUnknown> pointer;
 };
 
 /// The lines of a trial's report; each is written at once, so that a crash loses none.
 namespace line {
-inline constexpr char FINDING[] = "finding "; ///< and what was found
-inline constexpr char SKIP[] = "skip ";       ///< and the reason
-inline constexpr char DYING[] = "dying ";     ///< the number of the step and what it is
+inline constexpr char FINDING[] = "finding ";             ///< and what was found
+inline constexpr char SKIP[] = "skip ";                   ///< and the reason
+inline constexpr char EXPECTS_ABORT[] = "expects-abort "; ///< the number of the step and what it is
 inline constexpr char DONE[] = "done";
 } // namespace line
 
@@ -86,7 +86,7 @@ public:
     /// names.
     std::vector<std::string> identities() const;
     /// The interfaces of an object: all identities that it serves, and what its interfaces call themselves.
-    std::vector<Face> facesOf(IUnknown* pObject) const;
+    std::vector<Interface> interfacesOf(IUnknown* pObject) const;
 
 private:
     void write(const std::string& pLine);

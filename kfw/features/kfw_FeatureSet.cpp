@@ -43,14 +43,18 @@ uint32_t FeatureSet::init(IApplication* pApp, uint32_t pFlags)
     return 0;
 }
 
+std::string_view FeatureSet::checkedName(const char* pName)
+{
+    const std::string_view tName = textOf(pName);
+    if (tName.empty()) assertion("!tName.empty()", __LINE__);
+    return tName;
+}
+
 uint32_t FeatureSet::addFeature(const char* pName, const char* pKey, const char* pOptionName, uint32_t pFlags)
 {
     if (!mApp) return E_WRONG_STATE;
-    const std::string_view tName = textOf(pName);
-    if (tName.empty()) {
-        assertion("!tName.empty()", __LINE__);
-        return E_INVALIDARG;
-    }
+    const std::string_view tName = checkedName(pName);
+    if (tName.empty()) return E_INVALIDARG;
     const auto tIter = mFeatures.find(tName);
     if (tIter != mFeatures.end()) {
         assertion("tIter == mFeatures.end()", __LINE__);
@@ -68,11 +72,8 @@ uint32_t FeatureSet::isEnabled(const char* pName, uint32_t* pEnabled)
 {
     if (!pEnabled) return E_INVALIDARG;
     if (!mApp) return E_WRONG_STATE;
-    const std::string_view tName = textOf(pName);
-    if (tName.empty()) {
-        assertion("!tName.empty()", __LINE__);
-        return E_INVALIDARG;
-    }
+    const std::string_view tName = checkedName(pName);
+    if (tName.empty()) return E_INVALIDARG;
     const auto tIter = mFeatures.find(tName);
     bool tEnabled = false;
     const uint32_t tRes =

@@ -43,6 +43,8 @@ private:
     uint32_t learn(std::string_view pName, bool& pEnabled);
     /// Returns E_INTERNAL, with an assertion, when init did not acquire IApplication5; else 0.
     uint32_t checkApp5();
+    /// A feature's name; the empty one is reported.
+    std::string_view checkedName(const char* pName);
     /// Reports a failed internal check to the application.
     void assertion(const char* pExpression, int pLine);
 

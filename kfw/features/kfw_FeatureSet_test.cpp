@@ -8,6 +8,7 @@
 #include "kfw/IFeatureSet.h"
 #include "kfw/classes.h"
 #include "kfw/module/testing/kfw_TestObject.h"
+#include "tests/support/LeakCheck.h"
 #include "tests/support/TestApplication.h"
 
 namespace vel::kos::kfw {
@@ -23,7 +24,6 @@ class FeatureSetTest : public testing::Test {
 protected:
     FeatureSetTest()
     {
-        komGetHeapStats(&mBefore);
         mApp = TestApplication::make();
         mSet = test::makeObject<IFeatureSet>(CLASS_FEATURE_SET);
     }
@@ -33,10 +33,6 @@ protected:
         mSet.reset();
         EXPECT_EQ(mApp->references(), 1u) << "everything held is given back";
         mApp.reset();
-        KomHeapStats tAfter;
-        komGetHeapStats(&tAfter);
-        EXPECT_EQ(tAfter.liveObjects, mBefore.liveObjects);
-        EXPECT_EQ(tAfter.liveBlocks, mBefore.liveBlocks);
     }
 
     void init(uint32_t pFlags = 0) { ASSERT_EQ(mSet->init(mApp.get(), pFlags), 0u); }
@@ -68,7 +64,7 @@ protected:
         mApp->clearRecords();
     }
 
-    KomHeapStats mBefore{};
+    test::LeakCheck mLeaks;
     kom::Ref<TestApplication> mApp;
     kom::Ref<IFeatureSet> mSet;
 };

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/LeakCheck.h"
 #include "tests/support/TestSettings.h"
 #include "tests/support/callSlot.h"
 
@@ -51,10 +52,6 @@ protected:
         mConfig.reset();
         EXPECT_EQ(mApp->references(), 1u) << "the application has been given back";
         mApp.reset();
-        KomHeapStats tAfter;
-        komGetHeapStats(&tAfter);
-        EXPECT_EQ(tAfter.liveBlocks, mBefore.liveBlocks);
-        EXPECT_EQ(tAfter.liveObjects, mBefore.liveObjects);
     }
 
     void fresh()
@@ -105,11 +102,7 @@ protected:
             EXPECT_EQ((face()->*tField.set)(1), 0x80000100u) << tField.field;
     }
 
-    KomHeapStats mBefore = [] {
-        KomHeapStats tStats;
-        komGetHeapStats(&tStats);
-        return tStats;
-    }();
+    test::LeakCheck mLeaks;
     test::TestSettings mSettings;
     kom::Ref<test::TestApplication> mApp;
     kom::Ref<RegDbSendMailConfig> mConfig;

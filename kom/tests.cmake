@@ -9,7 +9,9 @@ k_test(kom_module_test SOURCES kom_module_test.cpp LIBRARIES kom_objects WRAP kp
 k_test(kom_registry_test SOURCES kom_registry_test.cpp LIBRARIES kom kpr_testing)
 k_test(kom_registry_fault_test SOURCES kom_registry_fault_test.cpp
     LIBRARIES kom_objects kfw_fault_table kpr_testing)
-k_test(kom_loader_test SOURCES kom_loader_test.cpp LIBRARIES kom kom_testmodules kpr_testing)
+k_test(kom_loader_test
+    SOURCES kom_loader_test.cpp kom_loader_registering_test.cpp kom_loader_unloading_test.cpp
+    LIBRARIES kom kom_testmodules kpr_testing)
 if(NOT WIN32)
     k_test(kom_registry_posix_test SOURCES kom_registry_posix_test.cpp LIBRARIES kom kpr_testing)
     k_test(kom_loader_posix_test SOURCES kom_loader_posix_test.cpp LIBRARIES kom kom_testmodules kpr_testing

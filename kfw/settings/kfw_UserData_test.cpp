@@ -1,13 +1,8 @@
 // The user's record, through its interfaces, against the platform's real settings store.
-#include "kfw/settings/kfw_RegDbUserData.h"
+#include "kfw/settings/testing/kfw_UserDataTest.h"
 
 #include <iterator>
-#include <memory>
 
-#include <gtest/gtest.h>
-
-#include "tests/support/TestSettings.h"
-#include "tests/support/UserFields.h"
 #include "tests/support/callSlot.h"
 
 namespace vel::kos::kfw {
@@ -17,72 +12,6 @@ namespace {
 using test::callSlot;
 
 constexpr char OPEN_FAILED[] = "Failed to open user registry node for KOS/KFW";
-
-using test::UserField;
-constexpr auto& FIELDS = test::USER_FIELDS;
-
-class UserDataTest : public testing::Test {
-protected:
-    UserDataTest()
-    {
-        mSettings.makeModuleNode();
-        fresh();
-    }
-    ~UserDataTest() override
-    {
-        drop();
-        const uint32_t tReferences = mApp->references();
-        EXPECT_EQ(tReferences, 1u) << "the application has been given back";
-        mApp.reset();
-        KomHeapStats tAfter;
-        komGetHeapStats(&tAfter);
-        EXPECT_EQ(tAfter.liveBlocks, mBefore.liveBlocks);
-        EXPECT_EQ(tAfter.liveObjects, mBefore.liveObjects);
-    }
-
-    /// A new, unbound object of a new application.
-    void fresh()
-    {
-        drop();
-        mApp = mSettings.application();
-        mData = kom::retain(new RegDbUserData);
-        ASSERT_EQ(mData.query(mAddress), 0u);
-    }
-    void drop()
-    {
-        mAddress.reset();
-        mData.reset();
-    }
-    void start()
-    {
-        fresh();
-        ASSERT_EQ(mData->init(mApp.get()), 0u);
-    }
-    std::string value(const UserField& pField)
-    {
-        kom::HeapString tText;
-        EXPECT_EQ((mAddress.get()->*pField.get)(tText.out()), 0u) << pField.name;
-        EXPECT_FALSE(tText.isNull());
-        return tText.c_str();
-    }
-    std::string value(UserField::Getter pGet) { return value({"", 0, nullptr, pGet}); }
-    bool isModifiable()
-    {
-        uint32_t tModifiable = 7;
-        EXPECT_EQ(mAddress->isModifiable(&tModifiable), 0u);
-        return tModifiable == 1;
-    }
-
-    KomHeapStats mBefore = [] {
-        KomHeapStats tStats;
-        komGetHeapStats(&tStats);
-        return tStats;
-    }();
-    test::TestSettings mSettings;
-    kom::Ref<test::TestApplication> mApp;
-    kom::Ref<RegDbUserData> mData;
-    kom::Ref<fw::IAddressData2> mAddress;
-};
 
 TEST_F(UserDataTest, returnsItsIdentities)
 {
@@ -380,91 +309,6 @@ TEST_F(UserDataTest, isReadOnlyWhenItsNodeIs)
         EXPECT_TRUE(mApp->messages(fw::LOG_LEVEL_WARNING).empty()) << "saving was not even tried";
     });
     EXPECT_EQ(mSettings.seenFromOutside("UserData").at("Salutation"), "string:Dr.");
-}
-
-TEST_F(UserDataTest, doesNotSaveWhenDestroyed)
-{
-    start();
-    mAddress->setSalutation("kept");
-    mApp->close();
-    start();
-    mAddress->setSalutation("lost");
-    drop();
-    EXPECT_EQ(mApp->hookCount(), 0u) << "the application has dropped the hook";
-    mApp->close();
-    EXPECT_EQ(mSettings.seenFromOutside("UserData").at("Salutation"), "string:kept");
-}
-
-/// Notes what the settings hold when the application gets to its own hook.
-class Probe final : public fw::IAppCloseHook_Adapter {
-public:
-    explicit Probe(const test::TestSettings& pSettings) : mSettings(pSettings) {}
-    uint32_t queryInterface(const char*, kom::IUnknown** pOut) override
-    {
-        *pOut = nullptr;
-        return E_NOINTERFACE;
-    }
-    uint32_t addRef() override { return 1; }
-    uint32_t release() override { return 1; }
-    uint32_t onAppClose() override
-    {
-        values = mSettings.seenFromOutside("UserData").size();
-        return 0;
-    }
-
-    size_t values = 99;
-
-private:
-    const test::TestSettings& mSettings;
-};
-
-TEST_F(UserDataTest, savesAtItsPlaceAmongTheHooks)
-{
-    start();
-    Probe tBefore(mSettings), tAfter(mSettings);
-    mApp->addCloseHook(&tAfter, 8501);
-    mApp->addCloseHook(&tBefore, 8499);
-    mApp->close();
-    EXPECT_EQ(tBefore.values, 0u);
-    EXPECT_EQ(tAfter.values, 28u);
-}
-
-TEST_F(UserDataTest, aHookThatOutlivesTheRecordDoesNothing)
-{
-    struct Target {
-        int saved = 0;
-        void saveToRegistry() { ++saved; }
-    };
-    auto tTarget = std::make_unique<Target>();
-    const auto tHook = kom::retain(new util::AppCloseHookAdapter<Target>(mApp.get(), tTarget.get()));
-    EXPECT_STREQ(tHook->getInterfaceId(), "IDL:vel/kos/fw/IAppCloseHook:1.0");
-    EXPECT_EQ(tHook->onAppClose(), 0u);
-    EXPECT_EQ(tTarget->saved, 1);
-    tHook->detach();
-    EXPECT_EQ(mApp->hookCount(), 0u);
-    tTarget.reset();
-    EXPECT_EQ(tHook->onAppClose(), 0x80000100u);
-}
-
-TEST_F(UserDataTest, aHookThatTheApplicationKeepsLeavesTheFreedRecordAlone)
-{
-    start();
-    mAddress->setSalutation("lost");
-    mApp->failOperation("removeCloseHook", E_FAIL);
-    drop();
-    EXPECT_EQ(mApp->hookCount(), 1u);
-    mApp->close();
-    EXPECT_TRUE(mSettings.seenFromOutside("UserData").empty());
-}
-
-TEST_F(UserDataTest, savesAgainAtEveryCall)
-{
-    start();
-    mAddress->setSalutation("one");
-    mData->saveToRegistry();
-    mAddress->setSalutation("two");
-    mData->saveToRegistry();
-    EXPECT_EQ(mSettings.seenFromOutside("UserData").at("Salutation"), "string:two");
 }
 
 TEST_F(UserDataTest, leavesAFieldEmptyWhoseValueIsNoText)

@@ -96,7 +96,9 @@ else()
     target_compile_definitions(kpr_windows_pathtext_test PRIVATE KPR_WINDOWS_PATHS)
     # With kpr's own sources, so that its system calls can be made to fail.
     k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
-        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval)
+        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval
+            calloc)
+    add_dependencies(kpr_posix_test ${tModules})
     k_test(kpr_interrupted_test SOURCES kpr_interrupted_posix_test.cpp testing/kpr_testing.cpp
             ${tSources}
         LIBRARIES ${tLibraries} WRAP open close read write pread pwrite fsync fcntl clock_nanosleep)

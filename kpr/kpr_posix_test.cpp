@@ -299,6 +299,16 @@ TEST_F(KprPosixTest, ListsThatFindNoMemoryHoldNothing)
     EXPECT_FALSE(isLoaded()) << "the list that failed has let it go";
 }
 
+TEST_F(KprPosixTest, ALongErrorTextIsCut)
+{
+    std::string tPath;
+    for (const char tName : {'a', 'b', 'c'})
+        tPath += "/" + std::string(200, tName);
+    KprDSO tHandle;
+    EXPECT_EQ(kprOpenDSO(tPath.c_str(), 0, &tHandle), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprGetDSOErrorText(), tPath.substr(0, 511));
+}
+
 TEST_F(KprPosixTest, LoadingAFifoDoesNotBlock)
 {
     ASSERT_EQ(mkfifo(mFifo.c_str(), 0600), 0);

@@ -299,6 +299,27 @@ TEST_F(KprPosixTest, ListsThatFindNoMemoryHoldNothing)
     EXPECT_FALSE(isLoaded()) << "the list that failed has let it go";
 }
 
+TEST_F(KprPosixTest, ATerminalIsKnown)
+{
+    const int tMaster = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(tMaster, 0);
+    ASSERT_EQ(grantpt(tMaster), 0);
+    ASSERT_EQ(unlockpt(tMaster), 0);
+    const int tTerminal = ::open(ptsname(tMaster), O_RDWR | O_NOCTTY | O_CLOEXEC), tFile = dup(STDIN_FILENO);
+    ASSERT_GE(tTerminal, 0);
+    uint32_t tIsTerminal = 7;
+    dup2(tTerminal, STDIN_FILENO);
+    EXPECT_EQ(kprIsTerminal(KPR_STDIN, &tIsTerminal), 0u);
+    EXPECT_EQ(tIsTerminal, 1u);
+    const int tNothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    dup2(tNothing, STDIN_FILENO);
+    EXPECT_EQ(kprIsTerminal(KPR_STDIN, &tIsTerminal), 0u);
+    EXPECT_EQ(tIsTerminal, 0u);
+    dup2(tFile, STDIN_FILENO);
+    for (const int tOpen : {tMaster, tTerminal, tFile, tNothing})
+        close(tOpen);
+}
+
 TEST_F(KprPosixTest, ALongErrorTextIsCut)
 {
     std::string tPath;

@@ -238,6 +238,32 @@ TEST_F(RegistryFaultTest, isNotTrustedWhileItIsNew)
     EXPECT_EQ(moduleOf(FIRST), ROOT + "two");
 }
 
+TEST_F(RegistryFaultTest, isTrustedWhenItWasOlderThanTwoSeconds)
+{
+    for (const int64_t tAge : {2, 3}) {
+        prepare(CHANGES[0]);
+        const KprTime tTime = {1700000000 + tAge * 1000, 0, 0};
+        FaultTable::setClock({tTime.seconds + tAge, 0, 0});
+        ASSERT_EQ(kprSetFileTime(mPath.c_str(), nullptr, &tTime), 0u);
+        EXPECT_EQ(moduleOf(FIRST), ROOT + "one");
+        kprtest::writeFile(mPath, HEADER + "# a note\n" + FIRST + " " + ROOT + "two\n");
+        ASSERT_EQ(kprSetFileTime(mPath.c_str(), nullptr, &tTime), 0u);
+        EXPECT_EQ(moduleOf(FIRST), ROOT + (tAge > 2 ? "one" : "two")) << tAge;
+    }
+}
+
+TEST_F(RegistryFaultTest, returnsWhyARelativeModuleIsNowhere)
+{
+    prepare(CHANGES[0]);
+    kprtest::writeFile(mPath, HEADER + FIRST + " some.mod\n");
+    std::string tModule;
+    for (const char* tFunction : {"kprGetDirname", "kprAppendToPath"}) {
+        FaultTable::fail(tFunction, KPR_E_STALE);
+        EXPECT_EQ(kom::findClass(FIRST.c_str(), tModule), KPR_E_STALE) << tFunction;
+    }
+    EXPECT_EQ(moduleOf(FIRST), mFolder / "kom" + kprGetPathSeparator() + "some.mod");
+}
+
 TEST_F(RegistryFaultTest, recoversFromAFailedReading)
 {
     prepare(CHANGES[0]);
@@ -249,6 +275,12 @@ TEST_F(RegistryFaultTest, recoversFromAFailedReading)
     FaultTable::fail("kprGetFileInfo", KPR_E_ACCESS_DENIED);
     EXPECT_EQ(kom::findClass(FIRST.c_str(), tModule), KPR_E_ACCESS_DENIED);
     EXPECT_EQ(moduleOf(FIRST), ROOT + "one");
+    // What was read before does not pass for the file that could not be read.
+    ASSERT_EQ(registerClass(FIRST, ROOT + "two"), 0u);
+    age(mPath, 30);
+    FaultTable::fail("kprRead", KPR_E_IO);
+    EXPECT_EQ(kom::findClass(FIRST.c_str(), tModule), KPR_E_IO);
+    EXPECT_EQ(moduleOf(FIRST), ROOT + "two");
 }
 
 } // namespace

@@ -287,11 +287,11 @@ TEST(KprDSO, ForOthersTheirFileSpeaks)
     EXPECT_EQ(tPairs[2], std::make_pair(std::string(ID_KEY), std::string(MODULE_ID)));
 }
 
-TEST(KprDSO, NothingIsTakenFromANoteThatIsNotWhole)
+TEST(KprDSO, NotesAreReadAsFarAsTheyAreWhole)
 {
     if (WINDOWS) GTEST_SKIP() << "a file has no notes there";
-    Module tModule("kpr_test_cut");
-    const Pairs tExpected = {{"InternalName", "libkpr_test_cut.so"}, {ID_KEY, MODULE_ID}};
+    Module tModule("kpr_test_notes");
+    const Pairs tExpected = {{"Own", "note"}, {"InternalName", "libkpr_test_notes.so"}, {ID_KEY, MODULE_ID}};
     EXPECT_EQ(attributes(tModule.get()), tExpected);
 }
 

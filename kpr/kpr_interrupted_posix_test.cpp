@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <map>
 #include <string>
+#include <tuple>
 
 #include <fcntl.h>
 #include <time.h>
@@ -13,6 +14,7 @@
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
+#include "kpr/process.h"
 #include "kpr/testing/kpr_testing.h"
 #include "kpr/time.h"
 
@@ -211,6 +213,45 @@ TEST_F(KprInterruptedTest, transfersOfAnyPieceAreWhole)
         useFile();
     }
     EXPECT_GT(gCalls["pwrite"], 36);
+}
+
+TEST_F(KprInterruptedTest, aStreamIsWrittenWholeOrFails)
+{
+    for (const auto& [tInterruptions, tFailAfter, tExpected] :
+         {std::tuple{0, -1, 0u}, {3, -1, 0u}, {0, 0, uint32_t{KPR_E_IO}}, {0, 2, uint32_t{KPR_E_IO}}}) {
+        KprFile tFile;
+        ASSERT_EQ(kprOpenFile(mPath.c_str(), KPR_OPEN_WRITE | KPR_OPEN_CREATE | KPR_OPEN_TRUNCATE, &tFile),
+                  0u);
+        const int tErrors = dup(STDERR_FILENO);
+        dup2(static_cast<int>(tFile), STDERR_FILENO);
+        gInterrupted = "write";
+        gInterruptions = tInterruptions;
+        gFailAfter = tFailAfter;
+        gMostBytes = 10;
+        const uint32_t tRes = kprWriteStream(KPR_STDERR, CONTENT.data(), LENGTH);
+        gFailAfter = -1;
+        gMostBytes = SIZE_MAX;
+        dup2(tErrors, STDERR_FILENO);
+        ::close(tErrors);
+        EXPECT_EQ(gInterruptions, 0);
+        EXPECT_EQ(tRes, tExpected);
+        EXPECT_EQ(kprCloseFile(tFile), 0u);
+        EXPECT_EQ(kprtest::readFile(mPath),
+                  CONTENT.substr(0, tFailAfter < 0 ? LENGTH : 10 * static_cast<size_t>(tFailAfter)));
+    }
+}
+
+TEST_F(KprInterruptedTest, aFilePutInPlaceIsSyncedWhenAskedFor)
+{
+    for (const uint32_t tFlags :
+         {uint32_t{KPR_PUT_KEEP}, uint32_t{KPR_PUT_REPLACE}, uint32_t{KPR_PUT_REPLACE | KPR_PUT_SYNC}}) {
+        char tPath[1024];
+        KprFile tFile;
+        ASSERT_EQ(kprBeginFile(mPath.c_str(), tPath, sizeof tPath, &tFile), 0u);
+        gCalls.clear();
+        EXPECT_EQ(kprPutInPlace(tFile, tPath, mPath.c_str(), tFlags), 0u);
+        EXPECT_EQ(gCalls["fsync"], tFlags & KPR_PUT_SYNC ? 1 : 0) << tFlags;
+    }
 }
 
 TEST_F(KprInterruptedTest, aTransferThatFailsInTheMiddleTellsHowFarItGot)

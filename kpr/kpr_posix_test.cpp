@@ -54,7 +54,7 @@ private:
     std::atomic<int> mTimes{0};
 };
 
-Fault gRename, gLink, gUnlink, gRead, gWrite, gReaddir;
+Fault gRename, gLink, gUnlink, gRead, gWrite, gReaddir, gCalloc;
 std::function<void()> gListed; ///< called when the entry "file" has been read
 bool gHidesKinds = false;      ///< listings tell no kinds, as on some file systems
 size_t gMostPerWrite = SIZE_MAX;
@@ -65,7 +65,7 @@ class KprPosixTest : public testing::Test {
 protected:
     void TearDown() override
     {
-        for (Fault* tFault : {&gRename, &gLink, &gUnlink, &gRead, &gWrite, &gReaddir})
+        for (Fault* tFault : {&gRename, &gLink, &gUnlink, &gRead, &gWrite, &gReaddir, &gCalloc})
             tFault->set(0, 0);
         gHidesKinds = false;
         gTaken.clear();
@@ -133,6 +133,12 @@ ssize_t __real_write(int pFile, const void* pBuffer, size_t pLength);
 ssize_t __wrap_write(int pFile, const void* pBuffer, size_t pLength)
 {
     return gWrite.strikes() ? -1 : __real_write(pFile, pBuffer, std::min(pLength, gMostPerWrite));
+}
+
+void* __real_calloc(size_t pCount, size_t pSize);
+void* __wrap_calloc(size_t pCount, size_t pSize)
+{
+    return gCalloc.strikes() ? nullptr : __real_calloc(pCount, pSize);
 }
 
 bool gSecure = false; ///< as in a program with rights that its caller does not have
@@ -256,6 +262,72 @@ TEST_F(KprPosixTest, AProgramWithMoreRightsTakesNothingFromTheEnvironment)
     gSecure = false;
     for (const char* tName : {"HOME", "XDG_DATA_HOME", "TMPDIR", "KOM_CLASSES"})
         unsetenv(tName);
+}
+
+TEST_F(KprPosixTest, ListsThatFindNoMemoryHoldNothing)
+{
+    char tFolder[4096];
+    ASSERT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
+    const std::string tPath = std::string(tFolder) + "/libkpr_test_plain.so";
+    const auto isLoaded = [&] {
+        KprModuleList* tList = nullptr;
+        EXPECT_EQ(kprListLoadedModules(&tList), 0u);
+        bool tFound = false;
+        for (uint32_t i = 0; tList && i < tList->count; ++i)
+            tFound |= tList->modules[i].path == tPath;
+        kprFree(tList);
+        return tFound;
+    };
+    KprDSO tHandle;
+    ASSERT_EQ(kprOpenDSO(tPath.c_str(), 0, &tHandle), 0u) << kprGetDSOErrorText();
+    ASSERT_TRUE(isLoaded());
+
+    auto* tAttributes = reinterpret_cast<KprAttributeList*>(this);
+    gCalloc.set(ENOMEM, 1);
+    EXPECT_EQ(kprGetDSOAttributes(tHandle, &tAttributes), E_OUTOFMEMORY);
+    EXPECT_EQ(tAttributes, nullptr);
+    auto* tModules = reinterpret_cast<KprModuleList*>(this);
+    gCalloc.set(ENOMEM, 1);
+    EXPECT_EQ(kprListLoadedModules(&tModules), E_OUTOFMEMORY);
+    EXPECT_EQ(tModules, nullptr);
+    auto* tArguments = reinterpret_cast<KprArgumentList*>(this);
+    gCalloc.set(ENOMEM, 1);
+    EXPECT_EQ(kprGetArguments(&tArguments), E_OUTOFMEMORY);
+    EXPECT_EQ(tArguments, nullptr);
+
+    EXPECT_EQ(kprCloseDSO(tHandle), 0u);
+    EXPECT_FALSE(isLoaded()) << "the list that failed has let it go";
+}
+
+TEST_F(KprPosixTest, ATerminalIsKnown)
+{
+    const int tMaster = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_GE(tMaster, 0);
+    ASSERT_EQ(grantpt(tMaster), 0);
+    ASSERT_EQ(unlockpt(tMaster), 0);
+    const int tTerminal = ::open(ptsname(tMaster), O_RDWR | O_NOCTTY | O_CLOEXEC), tFile = dup(STDIN_FILENO);
+    ASSERT_GE(tTerminal, 0);
+    uint32_t tIsTerminal = 7;
+    dup2(tTerminal, STDIN_FILENO);
+    EXPECT_EQ(kprIsTerminal(KPR_STDIN, &tIsTerminal), 0u);
+    EXPECT_EQ(tIsTerminal, 1u);
+    const int tNothing = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    dup2(tNothing, STDIN_FILENO);
+    EXPECT_EQ(kprIsTerminal(KPR_STDIN, &tIsTerminal), 0u);
+    EXPECT_EQ(tIsTerminal, 0u);
+    dup2(tFile, STDIN_FILENO);
+    for (const int tOpen : {tMaster, tTerminal, tFile, tNothing})
+        close(tOpen);
+}
+
+TEST_F(KprPosixTest, ALongErrorTextIsCut)
+{
+    std::string tPath;
+    for (const char tName : {'a', 'b', 'c'})
+        tPath += "/" + std::string(200, tName);
+    KprDSO tHandle;
+    EXPECT_EQ(kprOpenDSO(tPath.c_str(), 0, &tHandle), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprGetDSOErrorText(), tPath.substr(0, 511));
 }
 
 TEST_F(KprPosixTest, LoadingAFifoDoesNotBlock)

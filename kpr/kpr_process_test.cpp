@@ -65,6 +65,21 @@ TEST(KprProcess, ArgumentsArriveAsTheyWereGiven)
                                         "<quo\"te><back\\slash\\><a\\\"b><100%><*>");
 }
 
+TEST(KprProcess, ManyLongArgumentsArriveWhole)
+{
+    kprtest::TemporaryDirectory tDir;
+    const std::string tFile = tDir / "arguments";
+    std::vector<std::string> tArguments = {"--arguments", tFile};
+    std::string tExpected;
+    for (const size_t tLength : {size_t{4096}, size_t{1}, size_t{10000}, size_t{4095}}) {
+        tArguments.emplace_back(tLength, 'x');
+        tExpected += "<" + tArguments.back() + ">";
+    }
+    kprtest::ChildProcess tChild(tArguments);
+    EXPECT_EQ(tChild.wait(), 7);
+    EXPECT_TRUE(kprtest::readFile(tFile) == tExpected);
+}
+
 TEST(KprProcess, IsNotEndingWhileItRuns)
 {
     EXPECT_EQ(kprIsProcessEnding(), 0u);

@@ -105,6 +105,18 @@ TEST(KprVersionResource, LoneSurrogatesAreReplaced)
     const std::u16string tLone = {u'a', char16_t{0xDC00}, u'b', char16_t{0xD800}};
     EXPECT_EQ(read(resource(text(u"Key", tLone)))[0].second, "a\xEF\xBF\xBD"
                                                              "b\xEF\xBF\xBD");
+    const std::u16string tTwo = {char16_t{0xDC00}, char16_t{0xDC00}, u'b'};
+    EXPECT_EQ(read(resource(text(u"Key", tTwo)))[0].second, "\xEF\xBF\xBD\xEF\xBF\xBD"
+                                                            "b");
+}
+
+TEST(KprVersionResource, PairsOfSurrogatesAreOneCharacter)
+{
+    const std::u16string tPairs = {char16_t{0xD800}, char16_t{0xDC00}, u'b',
+                                   char16_t{0xDBFF}, char16_t{0xDFFF}, u'c'};
+    EXPECT_EQ(read(resource(text(u"Key", tPairs)))[0].second, "\xF0\x90\x80\x80"
+                                                              "b\xF4\x8F\xBF\xBF"
+                                                              "c");
 }
 
 TEST(KprVersionResource, DamageIsHarmless)

@@ -30,7 +30,7 @@ k_kpr_module(needing DEFINES KPR_TEST_NEEDS_OTHER LIBRARIES kpr_test_module)
 k_kpr_module(planted FOLDER planted DEFINES KPR_TEST_ATTRIBUTES)
 k_kpr_module(needs_planted FOLDER planted DEFINES KPR_TEST_NEEDS_OTHER LIBRARIES kpr_test_planted)
 if(NOT WIN32)
-    k_kpr_module(cut DEFINES KPR_TEST_CUT_NOTE)
+    k_kpr_module(notes DEFINES KPR_TEST_NOTES)
 endif()
 if(WIN32)
     enable_language(RC)
@@ -96,7 +96,9 @@ else()
     target_compile_definitions(kpr_windows_pathtext_test PRIVATE KPR_WINDOWS_PATHS)
     # With kpr's own sources, so that its system calls can be made to fail.
     k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
-        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval)
+        LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval
+            calloc)
+    add_dependencies(kpr_posix_test ${tModules})
     k_test(kpr_child_posix_test SOURCES kpr_child_posix_test.cpp kpr_child_posix.cpp kpr_error_posix.cpp
         LIBRARIES kpr WRAP kprGetMonotonicTime kprSleep waitpid)
     k_test(kpr_interrupted_test SOURCES kpr_interrupted_posix_test.cpp testing/kpr_testing.cpp

@@ -94,8 +94,9 @@ class Finder:
         if cursor.kind in NOT_RUN or (cursor.location.file and cursor.location.file.name != self.name):
             return
         children = list(cursor.get_children())
+        parts = self.without_start(children) if cursor.kind == Kind.IF_STMT else children
         if cursor.kind in CONDITIONS:
-            self.condition(cursor, children)
+            self.condition(cursor, parts)
         elif cursor.kind in (Kind.BINARY_OPERATOR, Kind.COMPOUND_ASSIGNMENT_OPERATOR) and len(children) == 2:
             self.operator(children[0].extent.end.offset, children[1].extent.start.offset)
         elif cursor.kind == Kind.UNARY_OPERATOR:
@@ -108,7 +109,7 @@ class Finder:
             self.replace("return", cursor, "(void)0")
         elif cursor.kind == Kind.DECL_STMT:
             self.lock(cursor, children)
-        for statement in self.statements(cursor, children):
+        for statement in self.statements(cursor, parts):
             if statement.kind in STATEMENTS:
                 self.replace("drop", statement, "(void)0")
         if cursor.kind == Kind.COMPOUND_STMT:
@@ -123,6 +124,13 @@ class Finder:
             elif cursor.kind in LOOPS or (cursor.kind == Kind.COMPOUND_STMT and at + 1 < len(children)):
                 inside = True
             self.visit(child, inside)
+
+    def without_start(self, children):
+        """The condition and the branches of an if, without an expression that stands before them."""
+        if len(children) > 1 and children[0].kind.is_expression() and self.between(
+                children[0].extent.end.offset, children[1].extent.start.offset)[0].startswith(";"):
+            return children[1:]
+        return children
 
     @staticmethod
     def statements(cursor, children):

@@ -5,20 +5,20 @@
 #include "kfw/cache/format/kfw_ByteSource.h"
 #include "kom/identity.h"
 #include "kpr/path.h"
+#include "kpr/text.h"
 
 namespace vel::kos::kfw {
 
 uint32_t writeFileAtomically(ProblemLog& pLog, const std::string& pPath, const void* pBytes, uint32_t pLength,
                              bool pDurable)
 {
-    std::string tDir(pPath.size() + 2, '\0'); // "." stands for the directory of a bare name
+    std::string tDir, tTemp;
     char tName[256];
-    std::string tTemp;
-    uint32_t tRes = kprGetDirname(pPath.c_str(), tDir.data(), static_cast<uint32_t>(tDir.size()));
+    uint32_t tRes = kpr::readText(tDir, kprGetDirname, pPath.c_str());
     if (!KFAILED(tRes)) tRes = kprGetBasename(pPath.c_str(), tName, sizeof tName);
     if (!KFAILED(tRes)) {
         const std::string tPrefix = std::string(tName) + ".";
-        tTemp.resize(std::strlen(tDir.c_str()) + 256);
+        tTemp.resize(tDir.size() + 256);
         tRes = kprGetTempFileName(tDir.c_str(), tPrefix.c_str(), 0, tTemp.data(),
                                   static_cast<uint32_t>(tTemp.size()));
     }

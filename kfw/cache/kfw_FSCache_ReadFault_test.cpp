@@ -103,6 +103,22 @@ TEST_F(FSCacheFaultTest, takesSmallObjectsInOneRead)
                                         "kprCloseFile", "kprUnlockFile"}));
 }
 
+TEST_F(FSCacheFaultTest, takesObjectsOf4096BytesInOneRead)
+{
+    init();
+    for (const uint32_t tMore : {0u, 1u}) {
+        // The header and the attribute take 48 bytes.
+        ASSERT_EQ(put(URI, {{"key", "value"}}, std::string(4048 + tMore, 'd')), 0u);
+        ASSERT_EQ(std::filesystem::file_size(object()), 4096 + tMore);
+        const uint32_t tReads = FaultTable::calls("kprRead"),
+                       tMoreReads = FaultTable::calls("kprSeekAndRead");
+        EXPECT_EQ(get(), 0u);
+        EXPECT_EQ(FaultTable::calls("kprRead"), tReads + 1);
+        EXPECT_EQ(FaultTable::calls("kprSeekAndRead"), tMoreReads + tMore);
+        std::filesystem::remove(object());
+    }
+}
+
 TEST_F(FSCacheFaultTest, readsNoDataForAttributesAlone)
 {
     initWithLargeObject();

@@ -20,8 +20,6 @@ public:
     ~RegDbSettings() override
     {
         if (mCloseHook) mCloseHook->detach();
-        mNode.close();
-        mApp.reset();
     }
 
     uint32_t init(fw::IApplication* pApp) override
@@ -64,6 +62,7 @@ private:
         self()->load(mNode);
     }
 
+    // Given back in the reverse of this order: the node, the application, the hook.
     bool mInitialized = false;
     kom::Ref<util::AppCloseHookAdapter<TClass>> mCloseHook;
     kom::Ref<fw::IApplication> mApp;

@@ -1,7 +1,7 @@
 // A module for the tests: with attributes of its own when built with KPR_TEST_ATTRIBUTES, with ids of its own
 // (KPR_TEST_IDENTIFIED), one that refuses to describe itself (KPR_TEST_REFUSES), one that needs the first
-// (KPR_TEST_NEEDS_OTHER), and on Linux one whose note of attributes is longer than what is there
-// (KPR_TEST_CUT_NOTE).
+// (KPR_TEST_NEEDS_OTHER), and on Linux one with a note of somebody else, a note of attributes, and one that
+// is longer than what is there (KPR_TEST_NOTES).
 #include <cstdint>
 
 #include "kpr/codes.h"
@@ -49,13 +49,20 @@ IMPORTED int kprTestAnswer();
 
 EXPORTED int kprTestTwice() { return 2 * kprTestAnswer(); }
 
-#elif defined(KPR_TEST_CUT_NOTE)
+#elif defined(KPR_TEST_NOTES)
 
 __asm__(".pushsection .note.kos.attributes,\"a\",%note\n"
         ".balign 4\n"
+        ".long 5, 1, 1\n"
+        ".asciz \"ABCD\"\n"
+        ".balign 4\n"
+        ".byte 7\n"
+        ".balign 4\n"
+        ".long 4, 9, 1\n"
+        ".asciz \"KOS\", \"Own\", \"note\"\n"
+        ".balign 4\n"
         ".long 4, 100000, 1\n"
-        ".asciz \"KOS\"\n"
-        ".asciz \"Product\", \"Cut\"\n"
+        ".asciz \"KOS\", \"Product\", \"Cut\"\n"
         ".balign 4\n"
         ".popsection\n");
 

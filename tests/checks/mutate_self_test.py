@@ -39,6 +39,10 @@ EXPECTED = [
     (38, "logic"),
     (38, "negate"),
     (41, "constant", "not built", "example_test cannot be built"),
+    (47, "comparison"),
+    (47, "constant"),
+    (47, "drop"),
+    (47, "negate"),
 ]
 
 

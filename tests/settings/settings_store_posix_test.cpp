@@ -377,12 +377,13 @@ TEST_F(SettingsStoreTest, undoesABatchThatIsNotCommitted)
     EXPECT_EQ(tNode.put("Name", "value"), 0u) << "and later writes are their own";
 }
 
-TEST_F(SettingsStoreTest, forgetsWhyABatchFailedWithTheBatch)
+TEST_F(SettingsStoreTest, keepsNothingOfABatchThatFailed)
 {
     auto tNode = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false);
     for (const bool tCommits : {true, false}) {
         {
             RegBatch tBatch(tNode, RegBatch::Kind::WRITE);
+            EXPECT_EQ(tNode.put("Before", "in the batch"), 0u);
             EXPECT_EQ(tNode.put("Longer", std::string(size_t{17} << 20, 'x')), KPR_E_TOO_LARGE);
             EXPECT_EQ(tNode.put("Name", "in the batch"), KPR_E_TOO_LARGE);
             if (tCommits) {
@@ -390,8 +391,9 @@ TEST_F(SettingsStoreTest, forgetsWhyABatchFailedWithTheBatch)
             }
         }
         std::string tText;
+        EXPECT_EQ(tNode.get("Before", &tText), KPR_E_NOT_FOUND);
         EXPECT_EQ(tNode.get("Name", &tText), KPR_E_NOT_FOUND);
-        EXPECT_EQ(tNode.put("After", tCommits), 0u) << "a write of its own";
+        EXPECT_EQ(tNode.put("After", tCommits), 0u) << "the failure is forgotten";
         bool tAfter = !tCommits;
         EXPECT_EQ(tNode.get("After", &tAfter), 0u);
         EXPECT_EQ(tAfter, tCommits);

@@ -232,6 +232,18 @@ TEST_F(CheckedAttributesTest, reportsWhatCannotBeRead)
     tUnreadable.readable = 150000;
     EXPECT_EQ(read(tUnreadable, false),
               std::string("FS cache: error reading attributes from p: ") + komStrError(KPR_E_IO));
+
+    // A space of one byte without any attribute, beyond what the first read brings.
+    tFile.resize(5001);
+    tPut(8, 5000);
+    tPut(12, 1);
+    tPut(16, 0);
+    tPut(20, 5001);
+    WatchedBytes tOne(tFile), tUnreadableOne(tFile);
+    EXPECT_EQ(read(tOne, false), "");
+    tUnreadableOne.readable = 5000;
+    EXPECT_EQ(read(tUnreadableOne, false),
+              std::string("FS cache: error reading attributes from p: ") + komStrError(KPR_E_IO));
 }
 
 TEST(CacheIdTest, namesAreUpperCaseDigits)

@@ -41,3 +41,8 @@ void greet(bool pLoud)
 constexpr int SIZE = 1;
 const char* const NAMES[] = {"a"};
 static_assert(sizeof(NAMES) / sizeof(*NAMES) == SIZE);
+
+void report(int pNumber)
+{
+    if (pNumber = clamp(pNumber); pNumber < 2) std::puts("small");
+}

@@ -19,7 +19,11 @@ uint32_t kindOf(const std::string& pPath)
     const std::string tTarget = realPath(pPath);
     if (tTarget.empty() || KFAILED(kprGetFileInfo(tTarget.c_str(), KPR_INFO_KIND, &tInfo)))
         return KPR_KIND_OTHER;
-    return tInfo.kind;
+    // A link that leads to itself: the root of a volume that is mounted in a folder and has no other path.
+    KprDir tDir;
+    if (tInfo.kind != KPR_KIND_LINK || KFAILED(kprOpenDir(tTarget.c_str(), &tDir))) return tInfo.kind;
+    kprCloseDir(tDir);
+    return KPR_KIND_DIRECTORY;
 }
 
 /// What a function tells of a path; "" when it fails.

@@ -11,6 +11,7 @@
 #include "kgen/path.h"
 #include "kpr/codes.h"
 #include "kpr/dir.h"
+#include "kpr/file.h"
 #include "kpr/path.h"
 #include "kpr/thread.h"
 
@@ -35,6 +36,38 @@ protected:
 
     std::string mDir;
 };
+
+std::string gMounted; ///< the name of a folder that is a link, as the root of a mounted volume
+
+} // namespace
+
+extern "C" {
+uint32_t __real_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo);
+uint32_t __wrap_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo);
+uint32_t __wrap_kprGetFileInfo(const char* pPath, uint32_t pMask, KprFileInfo* pInfo)
+{
+    const uint32_t tRes = __real_kprGetFileInfo(pPath, pMask, pInfo);
+    if (!KFAILED(tRes) && !gMounted.empty() && std::string(pPath).ends_with(gMounted))
+        pInfo->kind = KPR_KIND_LINK;
+    return tRes;
+}
+}
+
+namespace {
+
+TEST_F(Directory, MayBeTheRootOfAMountedVolume)
+{
+    fs::create_directory(in("volume"));
+    makeFile("file");
+    gMounted = "volume"; // its real path is its own
+    EXPECT_TRUE(directoryExists(in("volume")));
+    EXPECT_EQ(createDirectories(in("volume")), 0u);
+    EXPECT_EQ(createDirectories(in("volume/cache")), 0u);
+    gMounted = "file";
+    EXPECT_FALSE(directoryExists(in("file")));
+    EXPECT_FALSE(fileExists(in("file"))) << "a link to nobody knows what";
+    gMounted.clear();
+}
 
 TEST_F(Directory, IsCreatedWithItsParents)
 {
@@ -65,7 +98,10 @@ TEST_F(Directory, IsTheUsersAlone)
 
 TEST_F(Directory, KnowsRootsAndTheCurrentDirectory)
 {
-    EXPECT_EQ(createDirectories(fs::temp_directory_path().root_path().string()), 0u);
+    for (const fs::path& tPath : {fs::temp_directory_path(), fs::current_path()}) {
+        EXPECT_EQ(createDirectories(tPath.root_path().string()), 0u) << tPath;
+        EXPECT_TRUE(directoryExists(tPath.root_path().string())) << tPath;
+    }
     EXPECT_EQ(createDirectories("."), 0u);
     EXPECT_EQ(createDirectories(".."), 0u);
     EXPECT_TRUE(KFAILED(createDirectories("")));

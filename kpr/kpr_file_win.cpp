@@ -65,6 +65,23 @@ DWORD reparseTag(HANDLE pHandle)
                : IO_REPARSE_TAG_SYMLINK;
 }
 
+uint32_t reparseTagOf(const std::wstring& pPath, DWORD* pTag)
+{
+    WIN32_FIND_DATAW tFound; // the only way to the tag that needs no right to the file
+    if (const HANDLE tFind = FindFirstFileW(pPath.c_str(), &tFound); tFind != INVALID_HANDLE_VALUE) {
+        FindClose(tFind);
+        *pTag = tFound.dwReserved0;
+        return K_SUCCESS;
+    }
+    // A root is in no folder, and a name with a separator behind it is not found in one.
+    const HANDLE tHandle = CreateFileW(pPath.c_str(), 0, SHARE_ALL, nullptr, OPEN_EXISTING,
+                                       FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (tHandle == INVALID_HANDLE_VALUE) return kpr::errorFromSystem(kpr::systemError());
+    *pTag = reparseTag(tHandle);
+    CloseHandle(tHandle);
+    return K_SUCCESS;
+}
+
 // Opened without following anything: lets only regular files pass.
 uint32_t checkRegular(const std::wstring& pPath, uint32_t pMode, HANDLE* pHandle)
 {
@@ -231,13 +248,8 @@ uint32_t kprGetFileInfo(const char* pPath, uint32_t, KprFileInfo* pInfo)
         [&] { return GetFileAttributesExW(tPath.c_str(), GetFileExInfoStandard, &tData) != FALSE; });
     if (tError != 0) return kpr::errorFromSystem(tError);
     DWORD tTag = 0;
-    if (tData.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) {
-        WIN32_FIND_DATAW tFound; // the only way to the tag that needs no right to the file
-        const HANDLE tFind = FindFirstFileW(tPath.c_str(), &tFound);
-        if (tFind == INVALID_HANDLE_VALUE) return kpr::lastError();
-        FindClose(tFind);
-        tTag = tFound.dwReserved0;
-    }
+    if (tData.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT)
+        if (auto tRes = reparseTagOf(tPath, &tTag); KFAILED(tRes)) return tRes;
     *pInfo = {kpr::toKind(tData.dwFileAttributes, tTag), 0,
               kpr::toUint64(tData.nFileSizeHigh, tData.nFileSizeLow),
               kpr::fromFileTime(tData.ftLastWriteTime), kpr::fromFileTime(tData.ftLastAccessTime)};

@@ -95,7 +95,8 @@ else()
     k_test(kpr_windows_pathtext_test SOURCES kpr_pathtext_test.cpp kpr_path.cpp LIBRARIES kpr)
     target_compile_definitions(kpr_windows_pathtext_test PRIVATE KPR_WINDOWS_PATHS)
     # With kpr's own sources, so that its system calls can be made to fail.
-    k_test(kpr_posix_test SOURCES kpr_posix_test.cpp testing/kpr_testing.cpp ${tSources}
+    k_test(kpr_posix_test SOURCES kpr_dir_posix_test.cpp kpr_file_posix_test.cpp kpr_process_posix_test.cpp
+            kpr_rights_posix_test.cpp testing/kpr_faults_posix.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval
             calloc)
     add_dependencies(kpr_posix_test ${tModules})

@@ -6,6 +6,9 @@
 #include <fstream>
 #include <thread>
 
+#include "kpr/dso.h"
+#include "kpr/path.h"
+#include "kpr/text.h"
 #include "kpr/thread.h"
 #include "kutil/log.h"
 #include "kutil/testing/kutil_MoBuilder.h"
@@ -194,7 +197,10 @@ TEST_F(Catalogue, ServesAnyThread)
 
 TEST_F(Catalogue, TranslatesTheModuleIntoGerman)
 {
-    kSetCatalogues(KFW_LOCALE_DIR, "de_DE");
+    // Beside the programs' folder, as in an install.
+    std::string tFolder;
+    ASSERT_EQ(kpr::readText(tFolder, kprGetDirname, kprGetProgramPath()), 0u);
+    kSetCatalogues((tFolder + "/../share/locale").c_str(), "de_DE");
     EXPECT_STREQ(kGetText("kfw", "The directory %1 doesn't exist."), "Das Verzeichnis %1 existiert nicht.");
     EXPECT_STREQ(kGetText("kfw", "Can't create directory %1."),
                  "Das Verzeichnis %1 kann nicht angelegt werden.");

@@ -45,6 +45,20 @@ TEST_P(FileTest, cannotBeTurnedInsideOut)
     EXPECT_EQ(execute("insert into driver_test values (1, 'x')"), 0u);
 }
 
+TEST_P(FileTest, aValueThatIsTooLongIsNotMade)
+{
+    ASSERT_EQ(execute("create view hostile as select zeroblob(900000000) as a"), 0u);
+    kom::Ref<sql::ISqlRows> tRows;
+    uint32_t tRes = mDatabase->query("select * from hostile", nullptr, tRows.out());
+    sql::SqlValueList tRow{};
+    if (!KFAILED(tRes)) tRes = tRows->next(&tRow);
+    EXPECT_EQ(tRes, KPR_E_TOO_LARGE) << error().text;
+    EXPECT_EQ(error().state, "54000");
+    tRows.reset();
+    EXPECT_EQ(cell("select length(zeroblob(128 << 20))"), Cell(128 << 20)) << "as long as the manual says";
+    EXPECT_EQ(execute("drop view hostile"), 0u);
+}
+
 TEST_P(FileTest, aFileThatIsNoDatabaseIsTold)
 {
     mDatabase.reset();

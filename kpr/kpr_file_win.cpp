@@ -159,8 +159,7 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
         if (auto tRes = kpr::checkNewName(pPath); KFAILED(tRes)) return tRes;
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
 
-    // A server of a named pipe must not act in our name.
-    DWORD tFlags = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+    DWORD tFlags = kpr::ANONYMOUS;
     const bool tFollows = pMode & (KPR_OPEN_FOLLOW | KPR_OPEN_ANY);
     if (!tFollows) tFlags |= FILE_FLAG_OPEN_REPARSE_POINT;
     HANDLE tHandle;
@@ -285,8 +284,9 @@ uint32_t kprSetFileTime(const char* pPath, const KprTime* pAccessed, const KprTi
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
     HANDLE tHandle = INVALID_HANDLE_VALUE;
     uint32_t tError = kpr::retried([&] {
-        tHandle = CreateFileW(tPath.c_str(), FILE_WRITE_ATTRIBUTES, SHARE_ALL, nullptr, OPEN_EXISTING,
-                              FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+        tHandle =
+            CreateFileW(tPath.c_str(), FILE_WRITE_ATTRIBUTES, SHARE_ALL, nullptr, OPEN_EXISTING,
+                        FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS | kpr::ANONYMOUS, nullptr);
         return tHandle != INVALID_HANDLE_VALUE;
     });
     if (tError != 0) return kpr::errorFromSystem(tError);

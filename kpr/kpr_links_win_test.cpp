@@ -10,6 +10,7 @@
 #include "kpr/codes.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
+#include "kpr/path.h"
 #include "kpr/testing/kpr_testing.h"
 
 namespace {
@@ -125,6 +126,47 @@ TEST_F(KprLinksWindows, FilesAreNotOpenedThroughThem)
     gTag = IO_REPARSE_TAG_DEDUP;
     EXPECT_EQ(open(mFile), 0u) << "read through its reparse point";
     EXPECT_FALSE(gFlags & FILE_FLAG_OPEN_REPARSE_POINT);
+}
+
+TEST_F(KprLinksWindows, FilesOfSomebodyElseAreKnown)
+{
+    EXPECT_EQ(kprCheckFile(nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprCheckFile(mFile.c_str()), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprCheckFile(mDir.path().c_str()), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(kprCheckFile("NUL"), KPR_E_NOT_REGULAR);
+    kprtest::writeFile(mFile, "content");
+    EXPECT_EQ(kprCheckFile(mFile.c_str()), 0u);
+    EXPECT_TRUE(gFlags & FILE_FLAG_OPEN_REPARSE_POINT) << "nothing is followed";
+    gOwner = ADMINISTRATORS;
+    EXPECT_EQ(kprCheckFile(mFile.c_str()), 0u);
+    gOwner = SOMEBODY;
+    EXPECT_EQ(kprCheckFile(mFile.c_str()), KPR_E_NOT_TRUSTED);
+    gTag = IO_REPARSE_TAG_SYMLINK;
+    EXPECT_EQ(kprCheckFile(mFile.c_str()), KPR_E_NOT_REGULAR);
+}
+
+// What is looked at may be a named pipe.
+TEST_F(KprLinksWindows, NobodyActsInOurName)
+{
+    static constexpr DWORD tAnonymous = SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+    kprtest::writeFile(mFile, "content");
+    const std::string tOther = mDir / "other";
+    char tText[1024];
+    const KprTime tTime = {1000, 0, 0};
+    const auto expectAnonymous = [](uint32_t pRes, const char* pWhat) {
+        EXPECT_EQ(pRes, 0u) << pWhat;
+        EXPECT_EQ(gFlags & tAnonymous, tAnonymous) << pWhat;
+        gFlags = 0;
+    };
+    gFlags = 0;
+    expectAnonymous(open(mFile), "open");
+    expectAnonymous(kprCheckFile(mFile.c_str()), "check a file");
+    expectAnonymous(kprCheckLink(mFile.c_str()), "check a link");
+    expectAnonymous(kprCheckDir(mDir.path().c_str()), "check a directory");
+    expectAnonymous(kprGetRealPath(mFile.c_str(), tText, sizeof tText), "real path");
+    expectAnonymous(kprSetFileTime(mFile.c_str(), nullptr, &tTime), "set a time");
+    expectAnonymous(kprReplaceFile(mFile.c_str(), tOther.c_str()), "replace");
+    expectAnonymous(kprRemoveFile(tOther.c_str()), "remove");
 }
 
 TEST_F(KprLinksWindows, DirectoriesOfSomebodyElseAreKnown)

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kpr/kpr_error.h"
+#include "kpr/kpr_trust_win.h"
 #include "kpr/kpr_wide_win.h"
 #include "kpr/path.h"
 
@@ -16,7 +17,7 @@ public:
     {
         if (auto tRes = kpr::toWidePath(pPath, &mPath); KFAILED(tRes)) return tRes;
         mHandle = CreateFileW(mPath.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                              nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+                              nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | kpr::ANONYMOUS, nullptr);
         return mHandle == INVALID_HANDLE_VALUE ? kpr::lastError() : uint32_t{K_SUCCESS};
     }
     Queried() = default;

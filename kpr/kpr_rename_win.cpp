@@ -7,6 +7,7 @@
 #include "kpr/file.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_retry_win.h"
+#include "kpr/kpr_trust_win.h"
 #include "kpr/kpr_wide_win.h"
 
 namespace {
@@ -25,7 +26,7 @@ bool replaceOpenTarget(const std::wstring& pFrom, const std::wstring& pTo)
     };
     const HANDLE tHandle = CreateFileW(
         pFrom.c_str(), DELETE | SYNCHRONIZE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-        OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+        OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT | FILE_FLAG_BACKUP_SEMANTICS | kpr::ANONYMOUS, nullptr);
     if (tHandle == INVALID_HANDLE_VALUE) return false;
     const size_t tBytes = pTo.size() * sizeof(wchar_t);
     std::vector<std::max_align_t> tStorage((sizeof(RenameInfo) + tBytes) / sizeof(std::max_align_t) + 1);
@@ -54,7 +55,7 @@ bool removeName(const std::wstring& pPath)
     DWORD tFlags = 0x1 | 0x2;                                               // delete, POSIX semantics
     const HANDLE tHandle =
         CreateFileW(pPath.c_str(), DELETE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                    OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+                    OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT | kpr::ANONYMOUS, nullptr);
     if (tHandle == INVALID_HANDLE_VALUE) return false;
     const bool tDone = SetFileInformationByHandle(tHandle, tInfoClass, &tFlags, sizeof tFlags);
     const bool tUnsupported = !tDone && isUnsupported(GetLastError());

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "kpr/codes.h"
@@ -74,6 +75,35 @@ TEST_F(KprPosixTest, LinksOfSomebodyElseAreToldFromOnesOwn)
     EXPECT_EQ(kprCheckLink(mLink.c_str()), KPR_E_NOT_TRUSTED);
     ASSERT_EQ(chown(mDir.path().c_str(), 65534, 65534), 0);
     EXPECT_EQ(kprCheckLink(mDir.path().c_str()), 0u) << "no link";
+}
+
+TEST_F(KprPosixTest, FilesOfSomebodyElseAreToldFromOnesOwn)
+{
+    EXPECT_EQ(kprCheckFile(nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprCheckFile(mPath.c_str()), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprCheckFile(mDir.path().c_str()), KPR_E_NOT_REGULAR);
+    kprtest::writeFile(mPath, "content");
+    EXPECT_EQ(kprCheckFile(mPath.c_str()), 0u);
+    ASSERT_EQ(symlink(mPath.c_str(), mLink.c_str()), 0);
+    EXPECT_EQ(kprCheckFile(mLink.c_str()), KPR_E_NOT_REGULAR);
+    const std::string tFifo = mDir / "fifo";
+    ASSERT_EQ(mkfifo(tFifo.c_str(), 0600), 0);
+    EXPECT_EQ(kprCheckFile(tFifo.c_str()), KPR_E_NOT_REGULAR);
+    // Closing any handle of the file would drop such a lock.
+    const int tFile = ::open(mPath.c_str(), O_RDWR | O_CLOEXEC);
+    struct flock tLock {};
+    tLock.l_type = F_WRLCK;
+    ASSERT_EQ(fcntl(tFile, F_SETLK, &tLock), 0);
+    EXPECT_EQ(kprCheckFile(mPath.c_str()), 0u);
+    const pid_t tChild = fork();
+    if (tChild == 0) _exit(fcntl(tFile, F_GETLK, &tLock) == 0 && tLock.l_type == F_WRLCK ? 0 : 1);
+    int tStatus = -1;
+    EXPECT_EQ(waitpid(tChild, &tStatus, 0), tChild);
+    EXPECT_EQ(tStatus, 0) << "the lock is gone";
+    ::close(tFile);
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    ASSERT_EQ(chown(mPath.c_str(), 65534, 65534), 0);
+    EXPECT_EQ(kprCheckFile(mPath.c_str()), KPR_E_NOT_TRUSTED);
 }
 
 TEST_F(KprPosixTest, DirectoriesThatOthersMayChangeAreKnown)

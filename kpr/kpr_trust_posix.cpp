@@ -3,6 +3,7 @@
 
 #include "kpr/codes.h"
 #include "kpr/dir.h"
+#include "kpr/file.h"
 #include "kpr/kpr_error.h"
 
 namespace {
@@ -18,6 +19,15 @@ uint32_t kprCheckLink(const char* pPath)
     if (lstat(pPath, &tStat) != 0) return kpr::lastError();
     return !S_ISLNK(tStat.st_mode) || isTrustedOwner(tStat) ? uint32_t{K_SUCCESS}
                                                             : uint32_t{KPR_E_NOT_TRUSTED};
+}
+
+uint32_t kprCheckFile(const char* pPath)
+{
+    if (!pPath) return E_INVALIDARG;
+    struct stat tStat;
+    if (lstat(pPath, &tStat) != 0) return kpr::lastError();
+    if (!S_ISREG(tStat.st_mode)) return KPR_E_NOT_REGULAR;
+    return isTrustedOwner(tStat) ? uint32_t{K_SUCCESS} : uint32_t{KPR_E_NOT_TRUSTED};
 }
 
 uint32_t kprCheckDir(const char* pPath)

@@ -8,6 +8,7 @@
 
 #include "kpr/codes.h"
 #include "kpr/dir.h"
+#include "kpr/file.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_retry_win.h"
 #include "kpr/kpr_trust_win.h"
@@ -90,12 +91,19 @@ uint32_t openToLook(const char* pPath, DWORD pFlags, Handle* pHandle)
 {
     std::wstring tPath;
     if (auto tRes = kpr::toWidePath(pPath, &tPath); KFAILED(tRes)) return tRes;
-    const HANDLE tHandle = CreateFileW(tPath.c_str(), READ_CONTROL | FILE_READ_ATTRIBUTES,
-                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                       OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS | pFlags, nullptr);
+    const HANDLE tHandle =
+        CreateFileW(tPath.c_str(), READ_CONTROL | FILE_READ_ATTRIBUTES,
+                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                    FILE_FLAG_BACKUP_SEMANTICS | kpr::ANONYMOUS | pFlags, nullptr);
     if (tHandle == INVALID_HANDLE_VALUE) return kpr::errorFromSystem(kpr::systemError());
     pHandle->reset(tHandle);
     return K_SUCCESS;
+}
+
+bool isLink(const FILE_ATTRIBUTE_TAG_INFO& pInfo)
+{
+    return (pInfo.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) &&
+           IsReparseTagNameSurrogate(pInfo.ReparseTag);
 }
 
 } // namespace
@@ -108,9 +116,20 @@ uint32_t kprCheckLink(const char* pPath)
     FILE_ATTRIBUTE_TAG_INFO tInfo{};
     if (!GetFileInformationByHandleEx(tHandle.get(), FileAttributeTagInfo, &tInfo, sizeof tInfo))
         return kpr::lastError();
-    const bool tLink =
-        (tInfo.FileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) && IsReparseTagNameSurrogate(tInfo.ReparseTag);
-    return tLink ? kpr::checkTrusted(tHandle.get(), false) : uint32_t{K_SUCCESS};
+    return isLink(tInfo) ? kpr::checkTrusted(tHandle.get(), false) : uint32_t{K_SUCCESS};
+}
+
+uint32_t kprCheckFile(const char* pPath)
+{
+    if (!pPath) return E_INVALIDARG;
+    Handle tHandle(nullptr, CloseHandle);
+    if (auto tRes = openToLook(pPath, FILE_FLAG_OPEN_REPARSE_POINT, &tHandle); KFAILED(tRes)) return tRes;
+    FILE_ATTRIBUTE_TAG_INFO tInfo{};
+    if (GetFileType(tHandle.get()) != FILE_TYPE_DISK) return KPR_E_NOT_REGULAR;
+    if (!GetFileInformationByHandleEx(tHandle.get(), FileAttributeTagInfo, &tInfo, sizeof tInfo))
+        return kpr::lastError();
+    if ((tInfo.FileAttributes & FILE_ATTRIBUTE_DIRECTORY) || isLink(tInfo)) return KPR_E_NOT_REGULAR;
+    return kpr::checkTrusted(tHandle.get(), false);
 }
 
 uint32_t kprCheckDir(const char* pPath)

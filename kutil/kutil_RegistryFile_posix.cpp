@@ -11,6 +11,7 @@
 #include "kgen/directory.h"
 #include "kom/identity.h"
 #include "kpr/file.h"
+#include "kpr/sqlite/kpr_SqliteGuard.h"
 #include "kutil/kutil_DamagedCopy_posix.h"
 #include "kutil/kutil_RegistryStore.h"
 #include "kutil/log.h"
@@ -29,6 +30,7 @@ constexpr int LAYOUT_VERSION = 1;
 constexpr off_t LARGEST_FILE = off_t{64} << 20; // bytes
 constexpr int LONGEST_VALUE = 16 << 20;         // bytes
 constexpr int MOST_STEPS = 200'000'000;         // of one statement; a check of the largest file takes fewer
+constexpr int MOST_SCHEMA_STEPS = 2000;         // the same before the layout is known; one table takes few
 
 std::string folderOf(const std::string& pPath)
 {
@@ -70,6 +72,37 @@ uint32_t codeOf(int pCode)
     default:
         return E_FAIL;
     }
+}
+
+/// Known to SQLite for as long as this library is loaded.
+class Guard {
+public:
+    Guard() : mCode(mGuard.attach(sqlite3_vfs_find, sqlite3_vfs_register)) {}
+    ~Guard() { sqlite3_vfs_unregister(mGuard.vfs()); }
+    Guard(const Guard&) = delete;
+    Guard& operator=(const Guard&) = delete;
+
+    int open(const char* pPath, sqlite3** pDatabase, int pFlags)
+    {
+        return mCode == SQLITE_OK ? sqlite3_open_v2(pPath, pDatabase, pFlags, mGuard.name()) : mCode;
+    }
+
+private:
+    // A write-ahead log would be more than the size of the file tells, and none of the stores has one.
+    kpr::SqliteGuard mGuard{"kos-settings", kpr::SqliteGuard::WriteAheadLog::NEVER};
+    const int mCode;
+};
+
+Guard& guard()
+{
+    static Guard tGuard;
+    return tGuard;
+}
+
+void limitSteps(sqlite3* pDatabase, int pMost)
+{
+    sqlite3_progress_handler(
+        pDatabase, pMost, [](void*) { return 1; }, nullptr);
 }
 
 bool isDamage(int pCode) { return (pCode & 0xFF) == SQLITE_CORRUPT || (pCode & 0xFF) == SQLITE_NOTADB; }
@@ -160,9 +193,8 @@ bool RegistryFile::connect()
 {
     // With this flag no part of the path may be a link; only the last must not.
     const std::string tPath = kgen::realPath(folderOf(mPath)) + "/" + mPath.substr(mPath.rfind('/') + 1);
-    const int tCode =
-        sqlite3_open_v2(tPath.c_str(), &mDatabase,
-                        SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW, nullptr);
+    const int tCode = guard().open(tPath.c_str(), &mDatabase,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_FULLMUTEX | SQLITE_OPEN_NOFOLLOW);
     if (tCode != SQLITE_OK) {
         reportUnusable(sqlite3_errstr(tCode));
         return false;
@@ -175,8 +207,7 @@ bool RegistryFile::connect()
                                        {SQLITE_DBCONFIG_ENABLE_VIEW, 0}})
         sqlite3_db_config(mDatabase, tSwitch, tOn, nullptr);
     sqlite3_limit(mDatabase, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
-    sqlite3_progress_handler(
-        mDatabase, MOST_STEPS, [](void*) { return 1; }, nullptr);
+    limitSteps(mDatabase, MOST_SCHEMA_STEPS);
     // The journal lies beside the store, so a folder that cannot be written makes it read-only as well.
     mReadOnly = sqlite3_db_readonly(mDatabase, "main") != 0 ||
                 ::faccessat(AT_FDCWD, folderOf(mPath).c_str(), W_OK, AT_EACCESS) != 0;
@@ -207,21 +238,28 @@ bool RegistryFile::hasLayout(bool pCreate)
 {
     // Looked at before the check of all content, for which SQLite evaluates what a schema says; and in one
     // transaction, since another process may be making the store.
-    int tVersion = 0, tPages = 0, tOurs = 0, tOthers = 0;
+    int tVersion = 0, tPages = 0, tPageSize = 0, tOurs = 0, tOthers = 0;
     if (KFAILED(execute("BEGIN"))) return false;
     const bool tIsRead =
         readNumber("PRAGMA user_version", tVersion) && readNumber("PRAGMA page_count", tPages) &&
+        readNumber("PRAGMA page_size", tPageSize) &&
         readNumber("SELECT count(*) FROM sqlite_schema WHERE type = 'table' AND name = 'setting' AND sql = "
                    "'CREATE TABLE " SETTING_TABLE "'",
                    tOurs) &&
         readNumber("SELECT count(*) FROM sqlite_schema", tOthers);
     if (!sqlite3_get_autocommit(mDatabase)) execute("ROLLBACK");
     if (!tIsRead) return false;
+    if (off_t{tPages} * tPageSize > LARGEST_FILE) {
+        // A journal has made it so.
+        reportUnusable(komStrError(KPR_E_TOO_LARGE));
+        return false;
+    }
     if (tVersion == 0 && tPages == 0) return pCreate && !mReadOnly && makeLayout();
     if (tVersion != LAYOUT_VERSION || tOurs != 1 || tOthers != 1) {
         reportUnusable("it has another layout");
         return false;
     }
+    limitSteps(mDatabase, MOST_STEPS);
     if (!isSound()) return false;
     mGet = std::make_unique<Statement>(mDatabase, "SELECT value FROM setting WHERE node = ?1 AND name = ?2");
     mPut = std::make_unique<Statement>(mDatabase, "INSERT OR REPLACE INTO setting VALUES(?1, ?2, ?3)");
@@ -357,7 +395,11 @@ void RegistryFile::dropBatch()
 uint32_t RegistryFile::failed(int pCode)
 {
     const uint32_t tRes = codeOf(pCode);
-    const std::string tWhat = sqlite3_errmsg(mDatabase);
+    std::string tWhat = sqlite3_errmsg(mDatabase);
+    if (const std::string tReason = kpr::SqliteGuard::takeReason();
+        (pCode & 0xFF) == SQLITE_CANTOPEN && !tReason.empty())
+        tWhat = tReason;
+    if ((pCode & 0xFF) == SQLITE_INTERRUPT) tWhat = "it holds more than settings need";
     if (mInBatch && !mBatchFailure) mBatchFailure = tRes;
     if (isDamage(pCode))
         reportDamage(tWhat);

@@ -4,11 +4,16 @@
 #include <sqlite3.h>
 
 #include "drivers/support/sql_Library.h"
+#include "kpr/sqlite/kpr_SqliteGuard.h"
 
 namespace vel::kos::drivers {
 
 struct Sqlite {
     Library library;
+    /// How databases are opened.
+    kpr::SqliteGuard guard{"kos-driver", kpr::SqliteGuard::WriteAheadLog::OF_USER};
+    decltype(sqlite3_vfs_find)* findVfs = nullptr;
+    decltype(sqlite3_vfs_register)* registerVfs = nullptr;
     decltype(sqlite3_open_v2)* open = nullptr;
     decltype(sqlite3_close_v2)* close = nullptr;
     decltype(sqlite3_errmsg)* errmsg = nullptr;
@@ -18,6 +23,7 @@ struct Sqlite {
     decltype(sqlite3_busy_handler)* busyHandler = nullptr;
     decltype(sqlite3_progress_handler)* progressHandler = nullptr;
     decltype(sqlite3_db_config)* config = nullptr;
+    decltype(sqlite3_limit)* limit = nullptr;
     decltype(sqlite3_complete)* complete = nullptr;
     decltype(sqlite3_prepare_v2)* prepare = nullptr;
     decltype(sqlite3_bind_null)* bindNull = nullptr;
@@ -46,6 +52,7 @@ struct Sqlite {
     decltype(sqlite3_changes)* changes = nullptr;
     decltype(sqlite3_total_changes)* totalChanges = nullptr;
     decltype(sqlite3_get_autocommit)* autocommit = nullptr;
+    bool loaded = false;
 
     /// Loads the library and binds every function; false, and library.problem() tells why, when it cannot.
     bool load();

@@ -118,6 +118,9 @@ bool SqliteDatabase::waitForLock(int pTimes)
 
 Failure SqliteDatabase::failureOfCode(int pCode, std::string pText, bool pPreparing)
 {
+    const std::string tRefused = kpr::SqliteGuard::takeReason();
+    if ((pCode & 0xFF) == SQLITE_CANTOPEN && !tRefused.empty())
+        return failureOf("42501", pText + ": " + tRefused, pCode);
     const char* const tState = sqlState(pCode, pText, pPreparing);
     Failure tFailure = failureOf(tState, std::move(pText), pCode);
     if ((pCode & 0xFF) == SQLITE_IOERR && tFailure.code == E_FAIL) tFailure.code = KPR_E_IO;

@@ -27,6 +27,10 @@ constexpr char HELP[] = "type=sqlite    this driver\n"
                         "foreign_keys=yes|no  whether foreign keys are watched (yes)\n"
                         "timeout=MS     how long to wait for another process's lock (5000)\n";
 
+/// The most bytes of a value, and of a row. A row of the file may ask for as much as it likes, and more than
+/// once.
+constexpr int LONGEST_VALUE = 128 << 20;
+
 class SqliteFactory : public Factory {
 public:
     SqliteFactory() : Factory(SqliteDatabase::TYPE, HELP) {}
@@ -55,7 +59,8 @@ protected:
         sqlite3* tHandle = nullptr;
         const int tFlags =
             tReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | (tCreate ? SQLITE_OPEN_CREATE : 0);
-        const int tCode = gSqlite.open(tFile.c_str(), &tHandle, tFlags | SQLITE_OPEN_EXRESCODE, nullptr);
+        const int tCode =
+            gSqlite.open(tFile.c_str(), &tHandle, tFlags | SQLITE_OPEN_EXRESCODE, gSqlite.guard.name());
         if (tCode != SQLITE_OK) {
             Failure tFailure = SqliteDatabase::failureOfCode(
                 tCode, tHandle ? gSqlite.errmsg(tHandle) : gSqlite.errstr(tCode), false);
@@ -68,6 +73,7 @@ protected:
                                            {SQLITE_DBCONFIG_DEFENSIVE, 1},
                                            {SQLITE_DBCONFIG_ENABLE_FKEY, tForeignKeys ? 1 : 0}})
             gSqlite.config(tHandle, tSwitch, tOn, nullptr);
+        gSqlite.limit(tHandle, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
         pDatabase = kom::retain(new SqliteDatabase(tHandle, tMilliseconds));
         return {};
     }

@@ -267,3 +267,12 @@ class HugeFiles(host.HostTest):
                          {"checked": 3, "bad": [{"file": "2" * 32, "reason": "FS cache: object file corrupted "
                                                                              "(invalid key length)."}]})
         self.assertLess(memory, self.MOST_MEMORY)
+
+    def test_are_read_in_little_memory(self):
+        """Behind its last attribute there may be anything."""
+        name = self.khost("cache", "id", "http://h/hole").text.strip()
+        attribute = struct.pack(">I", 2) + b"a\0\0\0" + struct.pack(">I", 2) + b"b\0\0\0"
+        self.hole(name, (0x0E9A5B42, 1, 28, self.SIZE - 28, 1, self.SIZE, 0), [(28, attribute)])
+        result, memory = self.look("cache", "attrs", "http://h/hole")
+        self.assertEqual((result.status, result.text), (0, "a=b\n"))
+        self.assertLess(memory, self.MOST_MEMORY)

@@ -4,11 +4,14 @@ import os
 import shutil
 import sqlite3
 import stat
+import struct
 import subprocess
+import sys
 import unittest
 
 import host
 from host import HostTest, native
+from sqlite_journal import write_journal
 from test_sql import has_sqlite
 
 NOBODY = 65534
@@ -115,6 +118,209 @@ class DatabaseFile(HostTest):
         # Only the defensive mode keeps shadow tables of a full-text index from being written.
         result = self.query("create virtual table f using fts5(a)", "delete from f_data")
         self.assert_fails(result, "sql query", "0x96270007", "SQL_E_PERMISSION", "may not be modified")
+
+
+PRECIOUS = b"precious"
+NOT_ROOT = not hasattr(os, "geteuid") or os.geteuid() != 0
+PERMISSION = ("0x96270007", "SQL_E_PERMISSION")
+
+
+class Beside(HostTest):
+    """What somebody puts beside a database or a settings store, under the names that SQLite knows."""
+
+    def setUp(self):
+        super().setUp()
+        if not has_sqlite():
+            self.skipTest("there is no sqlite3.dll in the Wine prefix (scripts/windows-sqlite makes one)")
+        self.database = self.path("a.db")
+        self.victim = self.write("victim", PRECIOUS)
+        self.execute("create table t (a); insert into t values ('before')")
+        self.before = self.read("a.db")
+        self.page = self.before[:struct.unpack(">H", self.before[16:18])[0]]
+
+    def execute(self, script, name="a.db"):
+        database = sqlite3.connect(self.path(name))
+        database.executescript(script)
+        database.close()
+
+    def query(self, statement="select a from t", more="", name="a.db"):
+        return self.khost("sql", "query", "type=sqlite;file=" + native(self.path(name)) + more, statement)
+
+    def assert_refused(self, result, reason, command="sql query"):
+        self.assert_fails(result, command, *PERMISSION, "unable to open database file: " + reason)
+
+    def assert_victim(self):
+        self.assertEqual(self.read("victim"), PRECIOUS)
+
+    def give_away(self, *names):
+        for name in names:
+            os.chown(self.path(name), NOBODY, NOBODY)
+
+    def crash(self, script, name="a.db"):
+        """A process that ends in the middle of a transaction."""
+        program = ("import os, sqlite3, sys; c = sqlite3.connect(sys.argv[1], isolation_level=None); "
+                   "c.executescript('pragma cache_size = 1;' + sys.argv[2]); os._exit(0)")
+        subprocess.run([sys.executable, "-c", program, self.path(name), script], check=True)
+
+
+class Journal(Beside):
+    NAMED = "the journal beside it names a file that is none of SQLite's"
+    FOREIGN = "it, or the journal beside it, belongs to another user"
+
+    def test_that_names_a_file_removes_nothing(self):
+        for victim in (self.victim, self.path("victim-journal"), self.path("victim-wal")):
+            os.replace(self.victim, victim)
+            for command in (("query", "type=sqlite;file=" + native(self.database), "select a from t"),
+                            ("tables", "type=sqlite;file=" + native(self.database))):
+                write_journal(self.database, self.page, native(victim))
+                self.assert_refused(self.khost("sql", *command), self.NAMED, "sql " + command[0])
+            os.replace(victim, self.victim)
+            self.assert_victim()
+
+    def test_of_an_attached_database_removes_nothing(self):
+        self.execute("create table u (a)", "b.db")
+        write_journal(self.database, self.page, native(self.victim))
+        script = self.write("script", f"attach '{native(self.database)}' as other; delete from other.t;".encode())
+        result = self.khost("sql", "exec", "type=sqlite;file=" + native(self.path("b.db")), "--script", native(script))
+        self.assertEqual(result.status, 1)
+        self.assertIn(self.NAMED, result.errors)
+        self.assert_victim()
+
+    def test_of_a_crash_is_played_back(self):
+        filler = "with recursive c(n) as (select 1 union all select n + 1 from c where n < 500) "
+        self.crash("begin immediate; update t set a = 'after'; create table u (b);"
+                   f"insert into u {filler} select hex(randomblob(500)) from c")
+        self.assertGreater(os.path.getsize(self.database), len(self.before))
+        self.assert_done(self.query(), "before\n")
+        self.assertFalse(os.path.exists(self.database + "-journal"))
+
+    def test_of_a_crash_over_two_files_is_played_back(self):
+        tie = self.path("b.db-mj0123AB9CD")
+        self.execute("update t set a = 'after!'")
+        write_journal(self.database, self.page, native(tie))
+        # The other database has got as far as removing it: what this one's journal holds is of no use any more.
+        self.assert_done(self.query(), "after!\n")
+        write_journal(self.database, self.page, native(tie))
+        self.write("b.db-mj0123AB9CD", native(self.database + "-journal").encode() + b"\0")
+        self.query()
+        self.assertFalse(os.path.exists(tie))
+
+    @unittest.skipIf(host.WINDOWS, "Windows keeps pipes apart from files")
+    def test_that_is_a_fifo_is_not_waited_for(self):
+        for name, reason in (("a.db-journal", "the journal beside it is not a regular file"),
+                             ("a.db-wal", "it has a write-ahead log in which another user has a hand")):
+            with self.subTest(name=name):
+                os.mkfifo(self.path(name))
+                self.assert_refused(self.query(), reason)
+                os.remove(self.path(name))
+        tie = self.path("a.db-mj0123AB9CD")
+        os.mkfifo(tie)
+        write_journal(self.database, self.page, tie)
+        self.assert_refused(self.query(), "the journal beside it names a file of another user")
+
+    @unittest.skipIf(host.WINDOWS, "Windows keeps pipes apart from files")
+    def test_of_a_fifo_for_a_database(self):
+        os.mkfifo(self.path("fifo.db"))
+        self.assert_refused(self.query(more=";readonly=yes", name="fifo.db"), "it is not a regular file")
+
+    @unittest.skipIf(host.WINDOWS, "Wine maps every owner to the user")
+    @unittest.skipIf(NOT_ROOT, "only root can make a file of somebody else")
+    def test_of_somebody_else_is_not_played_back(self):
+        write_journal(self.database, self.page.replace(b"before", b"forged"))
+        self.give_away("a.db-journal")
+        self.assert_refused(self.query(), self.FOREIGN)
+        self.assertEqual(self.read("a.db"), self.before)
+
+    @unittest.skipIf(host.WINDOWS, "Wine maps every owner to the user")
+    @unittest.skipIf(NOT_ROOT, "only root can make a file of somebody else")
+    def test_of_the_administrator_stays_his(self):
+        """SQLite gives a journal that it opens as the administrator to the owner of the database."""
+        self.write("a.db-journal", PRECIOUS)
+        self.give_away("a.db")
+        self.assert_refused(self.query(), self.FOREIGN)
+        self.assertEqual(os.stat(self.database + "-journal").st_uid, 0)
+        os.remove(self.database + "-journal")
+        self.assert_done(self.query(), "before\n")
+        self.assert_done(self.query("insert into t values ('more')"), "")
+
+
+class WriteAheadLog(Beside):
+    def setUp(self):
+        super().setUp()
+        os.chmod(self.folder, 0o700)
+        self.execute("pragma journal_mode = wal")
+
+    def test_of_the_user_is_read(self):
+        self.crash("insert into t values ('more')")
+        self.assertTrue(os.path.exists(self.database + "-wal"))
+        self.assert_done(self.query(), "before\nmore\n")
+
+    @unittest.skipIf(host.WINDOWS, "Wine maps every owner to the user")
+    @unittest.skipIf(NOT_ROOT, "only root can make a file of somebody else")
+    def test_in_which_somebody_else_has_a_hand_is_refused(self):
+        for name in ("a.db", "a.db-wal", "a.db-shm"):
+            with self.subTest(name=name):
+                self.crash("insert into t values ('more')")
+                self.give_away(name)
+                for more in ("", ";readonly=yes"):
+                    self.assert_refused(self.query(more=more),
+                                        "it has a write-ahead log in which another user has a hand")
+                os.chown(self.path(name), 0, 0)
+
+    @unittest.skipIf(host.WINDOWS, "no file that is mapped is cut short there")
+    def test_in_a_folder_of_others_is_refused(self):
+        os.chmod(self.folder, 0o1777)
+        self.assert_refused(self.query(), "it has a write-ahead log in a folder that others may change")
+
+
+@unittest.skipIf(host.WINDOWS, "settings are no file there")
+class BesideSettings(Beside):
+    def setUp(self):
+        super().setUp()
+        self.store = self.path("store")
+        self.assert_done(self.user("set", "City", "Bremen"), "")
+        self.page = self.read("store")[:4096]
+
+    def user(self, *words):
+        return self.khost("--settings", self.store, "user", *words)
+
+    def assert_unusable(self, reason):
+        result = self.user("get", "City")
+        self.assertEqual((result.status, result.text), (1, ""))
+        self.assertRegex(result.errors, f'WARNING [^\n]*"{self.store}"[^\n]*: {reason}\n')
+
+    def test_a_journal_that_names_a_file_removes_nothing(self):
+        write_journal(self.store, self.page, self.victim)
+        self.assert_unusable(Journal.NAMED)
+        self.assert_victim()
+
+    def test_a_fifo_is_not_waited_for(self):
+        os.mkfifo(self.store + "-journal")
+        self.assert_unusable("the journal beside it is not a regular file")
+
+    def test_a_journal_of_a_crash_is_played_back(self):
+        write_journal(self.store, self.page)
+        self.assert_done(self.user("get", "City"), "City=Bremen\n")
+        self.assertFalse(os.path.exists(self.store + "-journal"))
+
+    @unittest.skipIf(NOT_ROOT, "only root can make a file of somebody else")
+    def test_a_journal_of_somebody_else_is_not_played_back(self):
+        write_journal(self.store, self.page)
+        self.give_away("store-journal")
+        self.assert_unusable(Journal.FOREIGN)
+
+    def test_a_write_ahead_log_is_refused(self):
+        """No store has one; its index could be cut short, and what it holds is no part of the file's size."""
+        self.execute("pragma journal_mode = wal", "store")
+        self.assert_unusable("it has a write-ahead log")
+        self.assertFalse(os.path.exists(self.store + "-shm"))
+
+    def test_a_journal_does_not_make_the_store_too_large(self):
+        write_journal(self.store, self.page)
+        with open(self.store + "-journal", "r+b") as file:
+            file.seek(16)
+            file.write(struct.pack(">I", 1 << 20)) # pages before the transaction
+        self.assert_unusable("[^\n]*too large")
 
 
 class LogFile(HostTest):

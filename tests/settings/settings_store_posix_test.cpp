@@ -319,6 +319,21 @@ INSTANTIATE_TEST_SUITE_P(
                     "CREATE INDEX i ON setting(length(value))", "CREATE VIEW birds AS SELECT 1",
                     "CREATE VIRTUAL TABLE birds USING fts5(name)"));
 
+// SQLite takes seconds to understand so many, and minutes for those that the largest file has room for.
+TEST_F(SettingsStoreTest, isNotReadWhenItsSchemaIsLong)
+{
+    execute(
+        "PRAGMA writable_schema = 1; WITH RECURSIVE c(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM c WHERE n "
+        "< 50000) INSERT INTO sqlite_schema SELECT 'view', 'v' || n, 'v' || n, 0, 'CREATE VIEW v' || n || "
+        "' AS SELECT 1' FROM c");
+    expectLeftAlone(false);
+    const auto tApp = mSettings.application();
+    EXPECT_FALSE(Registry::openCurrentUserKOSModule(tApp.get(), "KFW", true).isOpen());
+    ASSERT_EQ(tApp->messages(LOG_LEVEL_WARNING).size(), 1u);
+    EXPECT_NE(tApp->messages(LOG_LEVEL_WARNING)[0].find("more than settings need"), std::string::npos)
+        << "understood, for " << tApp->messages(LOG_LEVEL_WARNING)[0];
+}
+
 TEST_F(SettingsStoreTest, isNotReadWhenItIsTooLarge)
 {
     fs::resize_file(mSettings.file(), (uintmax_t{64} << 20) + 1);

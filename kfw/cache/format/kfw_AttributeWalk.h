@@ -35,6 +35,9 @@ public:
         return "";
     }
 
+    /// Where the next attribute begins, or the end.
+    uint64_t position() const { return mPosition; }
+
 private:
     /// Whether a length word follows.
     bool hasLength() const { return mPosition + 4 <= mBytes.size(); }

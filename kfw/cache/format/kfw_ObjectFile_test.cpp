@@ -213,6 +213,27 @@ TEST_F(CheckedAttributesTest, readsPieceByPiece)
     EXPECT_GT(tBytes.largest, 0u);
 }
 
+TEST_F(CheckedAttributesTest, keepsOfALargeSpaceWhatItHolds)
+{
+    fw::CacheAttrList tList;
+    tList.add("key", "value");
+    std::string tFile = compose(tList, "");
+    constexpr uint32_t tSize = 3u << 20;
+    tFile.resize(tSize, 'x');
+    for (const std::size_t tAt : {std::size_t{12}, std::size_t{20}})
+        for (std::size_t i = 0; i < 4; ++i)
+            tFile[tAt + i] = static_cast<char>((tSize - (tAt == 12 ? 28 : 0)) >> (24 - 8 * i));
+    WatchedBytes tBytes(tFile);
+    EXPECT_EQ(read(tBytes, true), "");
+    EXPECT_LE(tBytes.largest, 65536u) << "read for what lies behind the attributes";
+    tFile[28 + 3] = '\x8'; // the key does not end there
+    WatchedBytes tWrong(tFile), tUnreadable(tFile);
+    EXPECT_EQ(read(tWrong, true), "FS cache: object file corrupted (key not null-terminated).");
+    tUnreadable.readable = tSize - 1;
+    EXPECT_EQ(read(tUnreadable, true),
+              std::string("FS cache: error reading attributes from p: ") + komStrError(KPR_E_IO));
+}
+
 TEST_F(CheckedAttributesTest, reportsWhatCannotBeRead)
 {
     fw::CacheAttrList tList;

@@ -66,24 +66,6 @@ uint32_t ObjectReader::readRange(const char* pWhat, uint32_t pOffset, uint8_t* p
     return E_FAIL;
 }
 
-uint32_t ObjectReader::readAttributes(fw::CacheAttrList* pList)
-{
-    const uint32_t tSize = mHeader.attrSize;
-    std::unique_ptr<uint8_t[]> tOwned;
-    const uint8_t* tSpace = nullptr;
-    if (uint64_t(mHeader.attrOffset) + tSize <= mHeadSize) {
-        tSpace = mHead + mHeader.attrOffset;
-    } else {
-        tOwned.reset(new uint8_t[tSize]);
-        tSpace = tOwned.get();
-        if (const uint32_t tRes = readRange("attributes", mHeader.attrOffset, tOwned.get(), tSize);
-            KFAILED(tRes))
-            return tRes;
-    }
-    const std::string tProblem = parseAttributes(tSpace, tSize, mHeader.attrCount, pList);
-    return tProblem.empty() ? 0 : refuse(tProblem);
-}
-
 /// The attribute space as it lies in the file, in a window that moves forward over it.
 class ObjectReader::SpaceInFile {
 public:
@@ -124,15 +106,47 @@ private:
     uint32_t mRes = 0;
 };
 
-uint32_t ObjectReader::checkAttributes()
+uint32_t ObjectReader::walkAttributes(bool pToTheEnd, uint32_t* pUsed)
 {
     SpaceInFile tSpace(*this);
     AttributeWalk tWalk(tSpace);
     const auto tNothing = [](uint64_t, uint32_t) {};
     for (uint32_t i = 0; i < mHeader.attrCount; ++i)
-        if (const char* tProblem = tWalk.take(tNothing, tNothing); *tProblem)
-            return KFAILED(tSpace.result()) ? tSpace.result() : refuse(tProblem);
+        if (const char* tProblem = tWalk.take(tNothing, tNothing); *tProblem) {
+            // What cannot be read counts before what it says.
+            const uint32_t tRes = pToTheEnd ? tSpace.finish() : tSpace.result();
+            return KFAILED(tRes) ? tRes : refuse(tProblem);
+        }
+    *pUsed = static_cast<uint32_t>(std::min(tWalk.position(), tSpace.size()));
     return tSpace.finish();
+}
+
+uint32_t ObjectReader::checkAttributes()
+{
+    uint32_t tUsed = 0;
+    return walkAttributes(false, &tUsed);
+}
+
+uint32_t ObjectReader::readAttributes(fw::CacheAttrList* pList)
+{
+    // A small space is read at once. A large one may be a hole, with little at its start that counts.
+    constexpr uint32_t tSmall = 1u << 20;
+    uint32_t tSize = mHeader.attrSize;
+    if (tSize > tSmall)
+        if (const uint32_t tRes = walkAttributes(true, &tSize); KFAILED(tRes)) return tRes;
+    std::unique_ptr<uint8_t[]> tOwned;
+    const uint8_t* tSpace = nullptr;
+    if (uint64_t(mHeader.attrOffset) + tSize <= mHeadSize) {
+        tSpace = mHead + mHeader.attrOffset;
+    } else {
+        tOwned.reset(new uint8_t[tSize]);
+        tSpace = tOwned.get();
+        if (const uint32_t tRes = readRange("attributes", mHeader.attrOffset, tOwned.get(), tSize);
+            KFAILED(tRes))
+            return tRes;
+    }
+    const std::string tProblem = parseAttributes(tSpace, tSize, mHeader.attrCount, pList);
+    return tProblem.empty() ? 0 : refuse(tProblem);
 }
 
 uint32_t ObjectReader::readData(fw::CacheBytes* pBytes)

@@ -25,6 +25,7 @@ public:
 
     /// Reads and checks the header; first of all.
     uint32_t readObjectHeader();
+    /// Takes as much memory as the attributes do, whatever lies behind them in a large space.
     uint32_t readAttributes(fw::CacheAttrList* pList);
     /// Reads and checks the attributes as readAttributes does, with the same reports, but keeps none: piece
     /// by piece, in memory of a fixed size.
@@ -41,6 +42,9 @@ private:
     /// reported; pWhat is "attributes" or "data", of which pBefore bytes were read before.
     uint32_t readRange(const char* pWhat, uint32_t pOffset, uint8_t* pBuffer, uint32_t pLength,
                        uint32_t pBefore = 0);
+    /// Reads and checks the attributes piece by piece; *pUsed is how much of their space they take.
+    /// pToTheEnd: the whole space is read before one that is wrong is refused.
+    uint32_t walkAttributes(bool pToTheEnd, uint32_t* pUsed);
     uint32_t refuse(const std::string& pProblem);
 
     ByteSource& mSource;

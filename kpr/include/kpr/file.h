@@ -103,6 +103,11 @@ KPR_API uint32_t kprGetOpenFileInfo(KprFile pFile, uint32_t pMask, KprFileInfo* 
 /// E_INVALIDARG for microseconds above 999999 and, on Windows, for a time before 1601.
 KPR_API uint32_t kprSetFileTime(const char* pPath, const KprTime* pAccessed, const KprTime* pModified);
 
+/// Whether a file may be used without a thought of others: KPR_E_NOT_REGULAR when what stands there is a link
+/// or no regular file, KPR_E_NOT_TRUSTED when it belongs to another user than this one and the system's
+/// administrator. On Linux the file is not opened, so locks that the process has on it stay.
+KPR_API uint32_t kprCheckFile(const char* pPath);
+
 /// Renames pFrom to pTo unless pTo exists: then KPR_E_EXISTS and nothing is changed. Of several callers with
 /// the same pTo exactly one succeeds, and no process sees a partial file. Where the file system has no such
 /// operation (NFS), both names are there for a moment. Same volume only.

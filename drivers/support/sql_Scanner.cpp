@@ -232,20 +232,28 @@ size_t statementLength(std::string_view pText, const Dialect& pDialect)
     return pText.size();
 }
 
-std::string firstWord(std::string_view pText, const Dialect& pDialect)
+std::vector<std::string> leadingWords(std::string_view pText, const Dialect& pDialect, size_t pMost)
 {
-    while (!pText.empty()) {
+    std::vector<std::string> tWords;
+    while (!pText.empty() && tWords.size() < pMost) {
         const auto [tKind, tLength] = token(pText, pDialect);
         if (tKind == Kind::WORD) {
-            std::string tWord(pText.substr(0, tLength));
+            std::string& tWord = tWords.emplace_back(pText.substr(0, tLength));
             for (char& tChar : tWord)
                 if (tChar >= 'A' && tChar <= 'Z') tChar = static_cast<char>(tChar + ('a' - 'A'));
-            return tWord;
+        } else if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) {
+            tWords.emplace_back();
+            break;
         }
-        if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) break;
         pText.remove_prefix(tLength);
     }
-    return {};
+    return tWords;
+}
+
+std::string firstWord(std::string_view pText, const Dialect& pDialect)
+{
+    const std::vector<std::string> tWords = leadingWords(pText, pDialect, 1);
+    return tWords.empty() ? std::string() : tWords[0];
 }
 
 bool isBlank(std::string_view pText, const Dialect& pDialect)

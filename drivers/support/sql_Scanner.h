@@ -49,6 +49,9 @@ ParsedStatement parseStatement(std::string_view pSource, const Dialect& pDialect
 size_t statementLength(std::string_view pText, const Dialect& pDialect);
 /// The word that a statement begins with, in small letters; "" when it begins with none.
 std::string firstWord(std::string_view pText, const Dialect& pDialect);
+/// The words that a statement begins with, in small letters, up to pMost of them; "" stands for whatever else
+/// comes before or behind them.
+std::vector<std::string> leadingWords(std::string_view pText, const Dialect& pDialect, size_t pMost);
 /// Whether a text holds nothing but blanks, comments and ";".
 bool isBlank(std::string_view pText, const Dialect& pDialect);
 

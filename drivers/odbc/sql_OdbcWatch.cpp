@@ -1,0 +1,78 @@
+#include "drivers/odbc/sql_OdbcWatch.h"
+
+#include <chrono>
+
+#include "kpr/time.h"
+
+namespace vel::kos::drivers {
+
+namespace {
+
+constexpr std::chrono::milliseconds AGAIN(100);
+
+uint64_t now()
+{
+    uint64_t tNow = 0;
+    kprGetMonotonicTime(&tNow);
+    return tNow;
+}
+
+} // namespace
+
+OdbcWatch::~OdbcWatch()
+{
+    {
+        const std::lock_guard tLock(mMutex);
+        mQuit = true;
+    }
+    mChanged.notify_all();
+    if (mThread.joinable()) mThread.join();
+}
+
+void OdbcWatch::wake()
+{
+    if (!mThread.joinable()) mThread = std::thread(&OdbcWatch::watch, this);
+    mChanged.notify_all();
+}
+
+void OdbcWatch::begins(Odbc::Handle pStatement, int64_t pMilliseconds)
+{
+    const std::lock_guard tLock(mMutex);
+    mStatement = pStatement;
+    mStop = false;
+    mDeadline = pMilliseconds < 0 ? 0 : now() + static_cast<uint64_t>(pMilliseconds) * 1000 + 1;
+    if (mDeadline) wake();
+}
+
+void OdbcWatch::ends()
+{
+    const std::lock_guard tLock(mMutex);
+    mStatement = nullptr;
+}
+
+void OdbcWatch::stop()
+{
+    const std::lock_guard tLock(mMutex);
+    if (!mStatement) return;
+    mStop = true;
+    wake();
+}
+
+void OdbcWatch::watch()
+{
+    std::unique_lock tLock(mMutex);
+    while (!mQuit) {
+        const uint64_t tNow = now();
+        if (!mStatement || (!mStop && mDeadline == 0)) {
+            mChanged.wait(tLock);
+        } else if (!mStop && tNow < mDeadline) {
+            mChanged.wait_for(tLock, std::chrono::microseconds(mDeadline - tNow));
+        } else {
+            // Under the lock: the statement is there until the request is out.
+            gOdbc.cancel(mStatement);
+            mChanged.wait_for(tLock, AGAIN);
+        }
+    }
+}
+
+} // namespace vel::kos::drivers

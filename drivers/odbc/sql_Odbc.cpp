@@ -19,9 +19,10 @@ bool Odbc::load()
            library.bind("SQLDisconnect", disconnect) && library.bind("SQLGetInfoW", getInfo) &&
            library.bind("SQLGetDiagRecW", diagnostics) && library.bind("SQLEndTran", endTransaction) &&
            library.bind("SQLExecDirectW", executeText) && library.bind("SQLPrepareW", prepare) &&
-           library.bind("SQLExecute", execute) && library.bind("SQLNumParams", parameters) &&
-           library.bind("SQLBindParameter", bindParameter) && library.bind("SQLNumResultCols", columns) &&
-           library.bind("SQLDescribeColW", describeColumn) &&
+           library.bind("SQLExecDirect", executeNarrow) && library.bind("SQLPrepare", prepareNarrow) &&
+           library.bind("SQLDescribeCol", describeNarrow) && library.bind("SQLExecute", execute) &&
+           library.bind("SQLNumParams", parameters) && library.bind("SQLBindParameter", bindParameter) &&
+           library.bind("SQLNumResultCols", columns) && library.bind("SQLDescribeColW", describeColumn) &&
            library.bind("SQLColAttributeW", columnAttribute) && library.bind("SQLFetch", fetch) &&
            library.bind("SQLGetData", getData) && library.bind("SQLRowCount", changedRows) &&
            library.bind("SQLMoreResults", moreResults) && library.bind("SQLFreeStmt", freeStatement) &&

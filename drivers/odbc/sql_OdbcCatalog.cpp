@@ -31,8 +31,9 @@ int64_t number(const std::string& pText, int64_t pDefault)
 /// Schemas in which databases keep what they know of themselves.
 bool isOfSystem(const std::string& pSchema)
 {
-    return pSchema == "information_schema" || pSchema == "INFORMATION_SCHEMA" || pSchema == "performance_schema" ||
-           pSchema == "pg_catalog" || pSchema == "pg_toast" || pSchema == "sys";
+    return pSchema == "information_schema" || pSchema == "INFORMATION_SCHEMA" ||
+           pSchema == "performance_schema" || pSchema == "pg_catalog" || pSchema == "pg_toast" ||
+           pSchema == "sys";
 }
 
 /// The schema, or the database where there are no schemas.
@@ -64,8 +65,7 @@ uint32_t OdbcCatalog::ask(TCall pCall, const std::vector<uint16_t>& pColumns,
         for (const uint16_t tColumn : pColumns) {
             sql::SqlValue tValue;
             std::string tText;
-            const Odbc::Return tRead =
-                tReader.read(tStatement, tColumn, sql::SQL_VALUE_TEXT, tValue, tText);
+            const Odbc::Return tRead = tReader.read(tStatement, tColumn, sql::SQL_VALUE_TEXT, tValue, tText);
             if (tRead == OdbcReader::NO_TEXT)
                 return mDatabase->fail(failureOf("22021", "a name in the database is no UTF-16"));
             if (auto tRes = mDatabase->checkCall(tRead, tStatement); KFAILED(tRes)) return tRes;
@@ -78,9 +78,12 @@ uint32_t OdbcCatalog::ask(TCall pCall, const std::vector<uint16_t>& pColumns,
 uint32_t OdbcCatalog::gatherTables()
 {
     std::vector<std::vector<std::string>> tFound;
+    const std::u16string tCatalog = mDatabase->catalog();
     if (auto tRes = ask(
-            [](Odbc::Handle pStatement) {
-                return gOdbc.tables(pStatement, nullptr, 0, nullptr, 0, u"%", ALL, u"TABLE,VIEW", ALL);
+            [&](Odbc::Handle pStatement) {
+                return gOdbc.tables(pStatement, tCatalog.empty() ? nullptr : tCatalog.c_str(),
+                                    tCatalog.empty() ? int16_t{0} : ALL, nullptr, 0, u"%", ALL, u"TABLE,VIEW",
+                                    ALL);
             },
             {1, 2, 3, 4}, tFound);
         KFAILED(tRes))
@@ -89,7 +92,8 @@ uint32_t OdbcCatalog::gatherTables()
     for (const auto& tRow : tFound) {
         const std::string tPlace = place(tRow[0], tRow[1]);
         if (!isOfSystem(tPlace))
-            tTables.emplace_back(tPlace, tRow[2], tRow[3].find("VIEW") != std::string::npos ? "view" : "table");
+            tTables.emplace_back(tPlace, tRow[2],
+                                 tRow[3].find("VIEW") != std::string::npos ? "view" : "table");
     }
     std::sort(tTables.begin(), tTables.end());
     for (const auto& [tSchema, tName, tKind] : tTables)
@@ -105,10 +109,14 @@ uint32_t OdbcCatalog::gatherColumns()
     std::u16string tWide;
     if (!toUtf16(tName, tWide)) return 0;
     std::vector<std::vector<std::string>> tFound, tKeys;
-    // The name counts as a pattern, which fits itself, and more.
+    // Of a table whose place is not told the connection's own counts. The name counts as a pattern, which
+    // fits itself, and more.
+    const std::u16string tOwn = tWanted.empty() ? mDatabase->catalog() : std::u16string();
     if (auto tRes = ask(
             [&](Odbc::Handle pStatement) {
-                return gOdbc.tableColumns(pStatement, nullptr, 0, nullptr, 0, tWide.c_str(), ALL, u"%", ALL);
+                return gOdbc.tableColumns(pStatement, tOwn.empty() ? nullptr : tOwn.c_str(),
+                                          tOwn.empty() ? int16_t{0} : ALL, nullptr, 0, tWide.c_str(), ALL,
+                                          u"%", ALL);
             },
             {1, 2, 3, 4, 5, 6, 7, 9, 11, 13}, tFound);
         KFAILED(tRes))
@@ -124,14 +132,29 @@ uint32_t OdbcCatalog::gatherColumns()
     std::u16string tWideCatalog, tWideSchema;
     toUtf16(tCatalog, tWideCatalog);
     toUtf16(tSchema, tWideSchema);
-    const bool tHasCatalog = tCatalog != ABSENT && !tCatalog.empty(), tHasSchema = tSchema != ABSENT && !tSchema.empty();
-    if (auto tRes = ask(
-            [&](Odbc::Handle pStatement) {
-                return gOdbc.primaryKeys(pStatement, tHasCatalog ? tWideCatalog.c_str() : nullptr,
-                                         tHasCatalog ? ALL : int16_t{0}, tHasSchema ? tWideSchema.c_str() : nullptr,
-                                         tHasSchema ? ALL : int16_t{0}, tWide.c_str(), ALL);
-            },
-            {4, 5}, tKeys);
+    const bool tHasCatalog = tCatalog != ABSENT && !tCatalog.empty(),
+               tHasSchema = tSchema != ABSENT && !tSchema.empty();
+    OdbcParameter tParameters[2];
+    const auto tAsk = [&](Odbc::Handle pStatement) {
+        if (const char* const tText = mDatabase->profile().keys) {
+            // The driver's own function counts them wrongly.
+            const std::string tPlace = place(tCatalog, tSchema);
+            const std::string* const tWhich[] = {&tPlace, &tName};
+            Odbc::Return tReturn = mDatabase->prepareText(pStatement, tText);
+            for (uint16_t i = 0; i < 2 && odbc::succeeded(tReturn); ++i) {
+                std::string tState, tProblem;
+                const auto tValue = sql::dataValue(sql::SQL_VALUE_TEXT, tWhich[i]->data(), tWhich[i]->size());
+                if (tParameters[i].take(tValue, 0, tState, tProblem))
+                    tReturn = tParameters[i].bind(pStatement, static_cast<uint16_t>(i + 1));
+            }
+            return odbc::succeeded(tReturn) ? gOdbc.execute(pStatement) : tReturn;
+        }
+        return gOdbc.primaryKeys(pStatement, tHasCatalog ? tWideCatalog.c_str() : nullptr,
+                                 tHasCatalog ? ALL : int16_t{0}, tHasSchema ? tWideSchema.c_str() : nullptr,
+                                 tHasSchema ? ALL : int16_t{0}, tWide.c_str(), ALL);
+    };
+    const bool tOfText = mDatabase->profile().keys != nullptr;
+    if (auto tRes = ask(tAsk, tOfText ? std::vector<uint16_t>{1, 2} : std::vector<uint16_t>{4, 5}, tKeys);
         KFAILED(tRes))
         return tRes;
     for (const auto& tRow : tFound) {
@@ -142,8 +165,8 @@ uint32_t OdbcCatalog::gatherColumns()
             declaredOdbc(tRow[5], static_cast<int16_t>(number(tRow[4], 0)),
                          static_cast<uint64_t>(number(tRow[6], 0)), static_cast<int16_t>(number(tRow[7], 0)));
         mRows.push_back({textOf(tRow[3]), textOf(tType),
-                         OwnedValue(sql::integerValue(number(tRow[8], 1) == 0 ? 0 : 1)), textOf(tRow[9]),
-                         OwnedValue(sql::integerValue(tKey))});
+                         OwnedValue(sql::integerValue(number(tRow[8], 1) == 0 ? 0 : 1)),
+                         textOf(tRow[9] == "NULL" ? ABSENT : tRow[9]), OwnedValue(sql::integerValue(tKey))});
     }
     return 0;
 }
@@ -185,9 +208,9 @@ uint32_t OdbcCatalog::describe(std::shared_ptr<const Columns>& pColumns)
     for (const char* tName : {"name", "type", "nullable", "default", "key"})
         if (!tTables) {
             const bool tNumber = std::string_view(tName) == "nullable" || std::string_view(tName) == "key";
-            tColumns->push_back({tName, "", tNumber ? uint32_t{sql::SQL_VALUE_INTEGER} : uint32_t{sql::SQL_VALUE_TEXT},
-                                 std::string_view(tName) == "default" ? sql::SQL_NULLS_TAKEN
-                                                                      : sql::SQL_NULLS_REFUSED});
+            tColumns->push_back(
+                {tName, "", tNumber ? uint32_t{sql::SQL_VALUE_INTEGER} : uint32_t{sql::SQL_VALUE_TEXT},
+                 std::string_view(tName) == "default" ? sql::SQL_NULLS_TAKEN : sql::SQL_NULLS_REFUSED});
         }
     pColumns = tColumns;
     return 0;

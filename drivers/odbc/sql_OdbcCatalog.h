@@ -31,7 +31,8 @@ private:
 
     /// Runs a function of the catalogue and reads the columns of its rows that are asked for, as texts.
     template <class TCall>
-    uint32_t ask(TCall pCall, const std::vector<uint16_t>& pColumns, std::vector<std::vector<std::string>>& pRows);
+    uint32_t ask(TCall pCall, const std::vector<uint16_t>& pColumns,
+                 std::vector<std::vector<std::string>>& pRows);
     uint32_t gatherTables();
     uint32_t gatherColumns();
 

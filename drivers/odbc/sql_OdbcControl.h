@@ -3,20 +3,10 @@
 #pragma once
 
 #include "drivers/odbc/sql_OdbcDatabase.h"
+#include "drivers/odbc/sql_OdbcText.h"
 #include "drivers/support/sql_Statement.h"
 
 namespace vel::kos::drivers {
-
-enum class Control {
-    NONE,     ///< any other statement
-    BEGIN,    ///< BEGIN or START TRANSACTION, and nothing else
-    COMMIT,   ///< COMMIT or END
-    ROLLBACK, ///< ROLLBACK
-    OTHER,    ///< one that begins a transaction with modes or levels of its own
-};
-
-/// What a statement does to transactions.
-Control controlOf(const ParsedStatement& pText, const Dialect& pDialect);
 
 class OdbcControl final : public Statement {
 public:

@@ -8,6 +8,7 @@
 #include "drivers/odbc/sql_OdbcControl.h"
 #include "drivers/odbc/sql_OdbcStatement.h"
 #include "drivers/odbc/sql_OdbcText.h"
+#include "drivers/odbc/sql_OdbcTypes.h"
 
 namespace vel::kos::drivers {
 
@@ -29,8 +30,8 @@ Failure diagnostics(int16_t pType, Odbc::Handle pHandle, const OdbcProfile& pPro
         if (!odbc::succeeded(gOdbc.diagnostics(pType, pHandle, i, tRawState, &tNative, tBuffer.data(),
                                                static_cast<int16_t>(tBuffer.size()), &tLength)))
             break;
-        std::u16string tWide(tBuffer.data(),
-                             std::min(static_cast<size_t>(std::max<int16_t>(tLength, 0)), tBuffer.size() - 1));
+        std::u16string tWide(
+            tBuffer.data(), std::min(static_cast<size_t>(std::max<int16_t>(tLength, 0)), tBuffer.size() - 1));
         std::string tOne, tOneState;
         // A text that was cut may end within a character.
         if (!toUtf8(tWide, tOne) && (tWide.empty() || (tWide.pop_back(), !toUtf8(tWide, tOne))))
@@ -60,7 +61,7 @@ TNumber info(Odbc::Handle pHandle, uint16_t pWhat, TNumber pDefault)
 {
     TNumber tNumber = pDefault;
     return odbc::succeeded(gOdbc.getInfo(pHandle, pWhat, &tNumber, sizeof tNumber, nullptr)) ? tNumber
-                                                                                              : pDefault;
+                                                                                             : pDefault;
 }
 
 std::string nameOfDatabase(Odbc::Handle pHandle)
@@ -76,8 +77,8 @@ std::string nameOfDatabase(Odbc::Handle pHandle)
 
 uint32_t featuresOf(Odbc::Handle pHandle, const OdbcProfile& pProfile)
 {
-    uint32_t tFeatures = sql::SQL_FEATURE_STATEMENT_ROLLBACK | sql::SQL_FEATURE_DECIMALS |
-                         sql::SQL_FEATURE_DATES;
+    uint32_t tFeatures =
+        sql::SQL_FEATURE_STATEMENT_ROLLBACK | sql::SQL_FEATURE_DECIMALS | sql::SQL_FEATURE_DATES;
     if (info<uint16_t>(pHandle, odbc::MAX_CONCURRENT_ACTIVITIES, 1) != 1)
         tFeatures |= sql::SQL_FEATURE_MANY_RESULTS;
     if (info<uint16_t>(pHandle, odbc::CURSOR_COMMIT_BEHAVIOR, 0) == odbc::CURSORS_PRESERVED)
@@ -87,6 +88,29 @@ uint32_t featuresOf(Odbc::Handle pHandle, const OdbcProfile& pProfile)
     if ((info<uint32_t>(pHandle, odbc::TXN_ISOLATION_OPTION, 0) & odbc::READ_COMMITTED) != 0)
         tFeatures |= sql::SQL_FEATURE_ISOLATION;
     return (tFeatures | pProfile.has) & ~pProfile.lacks;
+}
+
+Odbc::Return runOn(Odbc::Handle pStatement, const std::string& pText, bool pNarrow)
+{
+    if (pNarrow) return gOdbc.executeNarrow(pStatement, pText.c_str(), static_cast<int32_t>(pText.size()));
+    std::u16string tWide;
+    toUtf16(pText, tWide);
+    return gOdbc.executeText(pStatement, tWide.c_str(), static_cast<int32_t>(tWide.size()));
+}
+
+/// Whether a text of a statement comes back from the database as it went.
+bool comesBack(Odbc::Handle pHandle, bool pNarrow, bool pBytes)
+{
+    constexpr char TEXT[] = "\xC3\xA4\xE4\xB8\xAD\xF0\x9F\x98\x80";
+    OdbcHandle tHandle;
+    if (!tHandle.make(odbc::STATEMENT, pHandle) ||
+        !odbc::succeeded(runOn(tHandle.get(), std::string("SELECT '") + TEXT + "'", pNarrow)) ||
+        !odbc::succeeded(gOdbc.fetch(tHandle.get())))
+        return false;
+    sql::SqlValue tValue;
+    std::string tText;
+    const uint32_t tType = pBytes ? sql::SQL_VALUE_BYTES : sql::SQL_VALUE_TEXT;
+    return odbc::succeeded(OdbcReader().read(tHandle.get(), 1, tType, tValue, tText)) && tText == TEXT;
 }
 
 Failure refused(std::string pText)
@@ -118,12 +142,13 @@ Failure failedToConnect(Odbc::Handle pHandle)
 } // namespace
 
 OdbcDatabase::OdbcDatabase(OdbcHandle pEnvironment, OdbcHandle pHandle, const OdbcProfile& pProfile,
-                           uint32_t pFeatures, std::vector<std::string> pSecrets)
+                           uint32_t pFeatures, bool pNarrow, std::vector<std::string> pSecrets)
     : Connection(TYPE, pFeatures, std::move(pSecrets)),
       mEnvironment(std::move(pEnvironment)),
       mHandle(std::move(pHandle)),
       mProfile(pProfile),
-      mCan(pFeatures)
+      mCan(pFeatures),
+      mNarrow(pNarrow)
 {
     uint32_t tIsolation = 0;
     if (can(sql::SQL_FEATURE_ISOLATION) &&
@@ -165,10 +190,9 @@ Failure OdbcDatabase::open(const Description& pDescription, kom::Ref<sql::ISqlDa
     // Drivers hand back the string as they have understood it.
     std::vector<char16_t> tUnderstood(4096);
     int16_t tLength = 0;
-    const Odbc::Return tReturn =
-        gOdbc.connect(tHandle.get(), nullptr, tString.data(), static_cast<int16_t>(tString.size()),
-                      tUnderstood.data(), static_cast<int16_t>(tUnderstood.size()), &tLength,
-                      odbc::DRIVER_NOPROMPT);
+    const Odbc::Return tReturn = gOdbc.connect(
+        tHandle.get(), nullptr, tString.data(), static_cast<int16_t>(tString.size()), tUnderstood.data(),
+        static_cast<int16_t>(tUnderstood.size()), &tLength, odbc::DRIVER_NOPROMPT);
     if (!odbc::succeeded(tReturn)) {
         Failure tFailure = failedToConnect(tHandle.get());
         for (const std::string& tSecret : secretsOfConnection(pDescription))
@@ -176,10 +200,25 @@ Failure OdbcDatabase::open(const Description& pDescription, kom::Ref<sql::ISqlDa
         return tFailure;
     }
     const OdbcProfile& tProfile = profileOf(nameOfDatabase(tHandle.get()));
-    const uint32_t tFeatures = featuresOf(tHandle.get(), tProfile);
+    uint32_t tFeatures = featuresOf(tHandle.get(), tProfile);
+    const bool tNarrow = !comesBack(tHandle.get(), false, false) && comesBack(tHandle.get(), true, false);
+    if (!comesBack(tHandle.get(), tNarrow, true)) tFeatures &= ~uint32_t{sql::SQL_FEATURE_TEXT_WITH_NUL};
     pDatabase = kom::retain(new OdbcDatabase(std::move(tEnvironment), std::move(tHandle), tProfile, tFeatures,
-                                             secretsOfConnection(pDescription)));
+                                             tNarrow, secretsOfConnection(pDescription)));
     return {};
+}
+
+Odbc::Return OdbcDatabase::prepareText(Odbc::Handle pStatement, const std::string& pText)
+{
+    if (mNarrow) return gOdbc.prepareNarrow(pStatement, pText.c_str(), static_cast<int32_t>(pText.size()));
+    std::u16string tWide;
+    toUtf16(pText, tWide);
+    return gOdbc.prepare(pStatement, tWide.c_str(), static_cast<int32_t>(tWide.size()));
+}
+
+Odbc::Return OdbcDatabase::executeText(Odbc::Handle pStatement, const std::string& pText)
+{
+    return runOn(pStatement, pText, mNarrow);
 }
 
 // --- Failures ---------------------------------------------------------------------------------------------
@@ -194,7 +233,8 @@ Failure OdbcDatabase::failureAt(int16_t pType, Odbc::Handle pHandle)
         tFailure = stopped(std::move(tFailure.text));
         tFailure.nativeCode = tNativeCode;
     }
-    if (tFailure.code == SQL_E_CONNECTION) mLost = tFailure.text.empty() ? "the connection is lost" : tFailure.text;
+    if (tFailure.code == SQL_E_CONNECTION)
+        mLost = tFailure.text.empty() ? "the connection is lost" : tFailure.text;
     return tFailure;
 }
 
@@ -212,21 +252,14 @@ uint32_t OdbcDatabase::checkCall(Odbc::Return pReturn, Odbc::Handle pStatement)
     return fail(std::move(tFailure));
 }
 
-uint32_t OdbcDatabase::checkLost()
-{
-    return mLost.empty() ? 0 : fail(failureOf("08006", mLost));
-}
+uint32_t OdbcDatabase::checkLost() { return mLost.empty() ? 0 : fail(failureOf("08006", mLost)); }
 
 /// Runs a statement of the driver's own, whatever the state; a failure of it is nobody else's.
 Failure OdbcDatabase::runText(const char* pText, bool pStoppable)
 {
     OdbcHandle tHandle;
     if (!tHandle.make(odbc::STATEMENT, handle())) return failureAt(odbc::CONNECTION, handle());
-    std::u16string tText;
-    toUtf16(pText, tText);
-    const auto tRun = [&] {
-        return gOdbc.executeText(tHandle.get(), tText.c_str(), static_cast<int32_t>(tText.size()));
-    };
+    const auto tRun = [&] { return executeText(tHandle.get(), pText); };
     const Odbc::Return tReturn = pStoppable ? timed(tHandle.get(), tRun) : tRun();
     if (odbc::succeeded(tReturn) || tReturn == odbc::NO_DATA) return {};
     return failureAt(odbc::STATEMENT, tHandle.get());
@@ -267,6 +300,10 @@ uint32_t OdbcDatabase::makeStatement(ParsedStatement pText, bool pOnce, kom::Ref
         pStatement = kom::retain(new OdbcControl(this, std::move(pText), tControl));
         return 0;
     }
+    // Drivers look for statements and parameters in their own ways: they get no more than the statement.
+    pText.text = bareStatement(pText.text, dialect());
+    std::u16string tWide;
+    if (!toUtf16(pText.text, tWide)) return fail(failureOf("22021", "the statement is no UTF-8"));
     const TimedCall tCall(*this);
     if (auto tRes = runBegins(); KFAILED(tRes)) return tRes;
     OdbcHandle tHandle;
@@ -289,6 +326,16 @@ uint32_t OdbcDatabase::askForLife()
     const bool tStopped = tFailure.code == SQL_E_CANCELLED || tFailure.code == SQL_E_TIMEOUT;
     // Whatever else it says, it speaks.
     return tFailure.code == SQL_E_CONNECTION || tStopped ? fail(std::move(tFailure)) : 0;
+}
+
+std::u16string OdbcDatabase::catalog() const
+{
+    char16_t tName[256] = {};
+    int32_t tLength = 0;
+    if (!odbc::succeeded(gOdbc.getConnection(handle(), odbc::CURRENT_CATALOG, tName,
+                                             sizeof tName - sizeof tName[0], &tLength)))
+        return {};
+    return tName;
 }
 
 uint32_t OdbcDatabase::listTables(sql::ISqlRows** pRows)
@@ -315,8 +362,8 @@ uint32_t OdbcDatabase::describeTable(const char* pTable, sql::ISqlRows** pRows)
 
 bool OdbcDatabase::setConnection(int32_t pAttribute, uintptr_t pValue)
 {
-    return odbc::succeeded(gOdbc.setConnection(handle(), pAttribute, reinterpret_cast<void*>(pValue),
-                                               odbc::IS_UINTEGER));
+    return odbc::succeeded(
+        gOdbc.setConnection(handle(), pAttribute, reinterpret_cast<void*>(pValue), odbc::IS_UINTEGER));
 }
 
 uint32_t OdbcDatabase::transactionOfDatabase()

@@ -66,6 +66,16 @@ public:
         const OdbcCall tCall(mWatch, pStatement, timeLeft());
         return pCall();
     }
+    /// Has the driver prepare or run a statement.
+    Odbc::Return prepareText(Odbc::Handle pStatement, const std::string& pText);
+    Odbc::Return executeText(Odbc::Handle pStatement, const std::string& pText);
+    /// Whether the driver knows narrow texts only, in UTF-8. The driver manager would take what comes wide
+    /// apart byte by byte, and characters with it.
+    bool isNarrow() const { return mNarrow; }
+    /// Whether texts are read as the bytes that they are: drivers end wide ones at the first NUL.
+    bool readsBytes() const { return can(sql::SQL_FEATURE_TEXT_WITH_NUL); }
+    /// The database that the connection is in, where a server has several; "" otherwise.
+    std::u16string catalog() const;
     /// A new statement handle; a failure, which is kept, when there is none.
     uint32_t makeHandle(OdbcHandle& pHandle);
     /// 0 for a call that has succeeded; otherwise keeps the failure, and finds out what has become of the
@@ -96,7 +106,7 @@ protected:
 
 private:
     OdbcDatabase(OdbcHandle pEnvironment, OdbcHandle pHandle, const OdbcProfile& pProfile, uint32_t pFeatures,
-                 std::vector<std::string> pSecrets);
+                 bool pNarrow, std::vector<std::string> pSecrets);
 
     Failure failureAt(int16_t pType, Odbc::Handle pHandle);
     void afterFailure(const Failure& pFailure);
@@ -110,13 +120,14 @@ private:
     OdbcHandle mEnvironment, mHandle;
     const OdbcProfile& mProfile;
     const uint32_t mCan;
+    const bool mNarrow;
     OdbcWatch mWatch;
     uint32_t mState = sql::SQL_TRANSACTION_NONE;
-    uint32_t mIsolation = 0;     ///< ODBC's, of transactions that ask for none; 0: not known
-    bool mIsolationSet = false;  ///< another one counts for the open transaction
-    bool mReadOnly = false;      ///< the open transaction is
+    uint32_t mIsolation = 0;    ///< ODBC's, of transactions that ask for none; 0: not known
+    bool mIsolationSet = false; ///< another one counts for the open transaction
+    bool mReadOnly = false;     ///< the open transaction is
     uint32_t mOpenRows = 0;
-    std::string mLost;           ///< why the connection is lost; "" while it is not
+    std::string mLost; ///< why the connection is lost; "" while it is not
 };
 
 } // namespace vel::kos::drivers

@@ -33,6 +33,11 @@ struct OdbcProfile {
     const char* const* begins;
     const char* readOnly;    ///< what makes the transaction that has begun read-only; null when nothing does
     const char* notReadOnly; ///< what undoes that at its end; null when it ends with it
+    /// The columns of a table's primary key and their places, with two parameters: where it is, and its name;
+    /// null where ODBC's own function tells.
+    const char* keys;
+    /// A column holds values of any type, whatever it is declared as.
+    bool anyType;
     AfterFailure afterFailure;
     const OdbcMeaning* meanings; ///< up to one whose sqlState is null
 };

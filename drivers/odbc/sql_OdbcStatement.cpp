@@ -2,18 +2,13 @@
 
 #include <utility>
 
-#include "drivers/odbc/sql_OdbcText.h"
-
 namespace vel::kos::drivers {
 
 uint32_t OdbcStatement::prepare()
 {
-    std::u16string tText;
-    if (!toUtf16(text().text, tText)) return mDatabase->fail(failureOf("22021", "the statement is no UTF-8"));
     const Odbc::Handle tHandle = mHandle.get();
-    Odbc::Return tReturn = mDatabase->timed(tHandle, [&] {
-        return gOdbc.prepare(tHandle, tText.c_str(), static_cast<int32_t>(tText.size()));
-    });
+    Odbc::Return tReturn =
+        mDatabase->timed(tHandle, [&] { return mDatabase->prepareText(tHandle, text().text); });
     int16_t tCount = 0;
     if (odbc::succeeded(tReturn))
         tReturn = mDatabase->timed(tHandle, [&] { return gOdbc.parameters(tHandle, &tCount); });
@@ -34,8 +29,10 @@ uint32_t OdbcStatement::takeColumns(int16_t pCount)
     const auto tColumns = std::make_shared<Columns>();
     for (int16_t i = 1; i <= pCount; ++i) {
         Column tColumn;
-        if (!describeOdbc(tHandle, static_cast<uint16_t>(i), tColumn))
+        if (!describeOdbc(tHandle, static_cast<uint16_t>(i), mDatabase->isNarrow(), tColumn))
             return mDatabase->checkCall(odbc::FAILED, tHandle);
+        // What is declared binds nobody there, and the driver does not look at it either.
+        if (mDatabase->profile().anyType) tColumn.nullable = sql::SQL_NULLS_UNKNOWN;
         tColumns->push_back(std::move(tColumn));
     }
     mBuffers.resize(tColumns->size());
@@ -65,11 +62,8 @@ uint32_t OdbcStatement::start(const sql::SqlValue* pValues, bool)
     mOnRow = false;
     const Odbc::Handle tHandle = mHandle.get();
     if (auto tRes = bindAll(pValues); KFAILED(tRes)) return tRes;
-    if (!mIsPrepared && mUtf16.empty() && !toUtf16(text().text, mUtf16))
-        return mDatabase->fail(failureOf("22021", "the statement is no UTF-8"));
     Odbc::Return tReturn = mDatabase->timed(tHandle, [&] {
-        return mIsPrepared ? gOdbc.execute(tHandle)
-                           : gOdbc.executeText(tHandle, mUtf16.c_str(), static_cast<int32_t>(mUtf16.size()));
+        return mIsPrepared ? gOdbc.execute(tHandle) : mDatabase->executeText(tHandle, text().text);
     });
     if (auto tRes = mDatabase->checkCall(tReturn, tHandle); KFAILED(tRes)) return tRes;
     // Procedures may begin with results that are no rows.
@@ -92,13 +86,15 @@ uint32_t OdbcStatement::start(const sql::SqlValue* pValues, bool)
 bool OdbcStatement::changesRows() const
 {
     const std::string tWord = firstWord(text().text, mDatabase->profile().dialect);
-    return tWord == "insert" || tWord == "update" || tWord == "delete" || tWord == "replace" || tWord == "merge";
+    return tWord == "insert" || tWord == "update" || tWord == "delete" || tWord == "replace" ||
+           tWord == "merge";
 }
 
 uint32_t OdbcStatement::countChanged()
 {
     Odbc::Length tRows = 0;
-    if (auto tRes = mDatabase->checkCall(gOdbc.changedRows(mHandle.get(), &tRows), mHandle.get()); KFAILED(tRes))
+    if (auto tRes = mDatabase->checkCall(gOdbc.changedRows(mHandle.get(), &tRows), mHandle.get());
+        KFAILED(tRes))
         return tRes;
     if (tRows > 0 && changesRows()) mChanged += static_cast<uint64_t>(tRows);
     return 0;
@@ -142,10 +138,15 @@ uint32_t OdbcStatement::read(sql::SqlValue* pRow)
 {
     for (size_t i = 0; i < mColumns->size(); ++i) {
         const auto tNumber = static_cast<uint16_t>(i + 1);
-        const Odbc::Return tReturn = mReader.read(mHandle.get(), tNumber, (*mColumns)[i].type, pRow[i], mBuffers[i]);
+        const uint32_t tType = (*mColumns)[i].type;
+        const bool tAsBytes = tType == sql::SQL_VALUE_TEXT && mDatabase->readsBytes();
+        const uint32_t tAsked = tAsBytes ? uint32_t{sql::SQL_VALUE_BYTES} : tType;
+        const Odbc::Return tReturn =
+            mReader.read(mHandle.get(), tNumber, tAsked, pRow[i], mBuffers[i], mDatabase->profile().anyType);
         if (tReturn == OdbcReader::NO_TEXT)
             return mDatabase->fail(failureOf("22021", "a text of the database is no UTF-16"));
         if (auto tRes = mDatabase->checkCall(tReturn, mHandle.get()); KFAILED(tRes)) return tRes;
+        if (tAsBytes && pRow[i].mType == sql::SQL_VALUE_BYTES) pRow[i].mType = sql::SQL_VALUE_TEXT;
     }
     return 0;
 }

@@ -36,7 +36,6 @@ private:
     const OdbcHandle mHandle;
     bool mIsPrepared = false;
     bool mHasRows = false; ///< counted as open
-    std::u16string mUtf16; ///< the text of one that is not
     std::vector<OdbcParameter> mParameters;
     std::shared_ptr<const Columns> mColumns;
     std::vector<std::string> mBuffers; ///< of the values of a row

@@ -130,6 +130,28 @@ std::vector<std::string> secretsOfConnection(const Description& pDescription)
     return tSecrets;
 }
 
+Control controlOf(const ParsedStatement& pText, const Dialect& pDialect)
+{
+    const std::vector<std::string> tWords = leadingWords(pText.text, pDialect, 3);
+    if (tWords.empty()) return Control::NONE;
+    const std::string& tFirst = tWords[0];
+    const std::string tSecond = tWords.size() > 1 ? tWords[1] : "";
+    const bool tAlone = tWords.size() == 1;
+    const bool tNoise =
+        tWords.size() == 2 && (tSecond == "transaction" || tSecond == "work" || tSecond == "tran");
+    if (tFirst == "commit" || tFirst == "end") return tAlone || tNoise ? Control::COMMIT : Control::NONE;
+    if (tFirst == "rollback" || tFirst == "abort")
+        return tAlone || tNoise ? Control::ROLLBACK : Control::NONE;
+    if (tFirst == "start" && tSecond == "transaction") return tNoise ? Control::BEGIN : Control::OTHER;
+    if (tFirst != "begin") return Control::NONE;
+    if (tAlone || tNoise) return Control::BEGIN;
+    // Elsewhere it begins a block of statements.
+    for (const char* tMode : {"transaction", "work", "tran", "deferred", "immediate", "exclusive",
+                              "isolation", "read", "concurrent"})
+        if (tSecond == tMode) return Control::OTHER;
+    return Control::NONE;
+}
+
 std::string tidyOdbc(std::string_view pText)
 {
     while (pText.starts_with('[')) {

@@ -1,4 +1,5 @@
-// Texts as ODBC takes and gives them: UTF-16, and the connection strings of its drivers.
+// Texts as ODBC takes and gives them: UTF-16, the connection strings of its drivers, statements that are
+// calls.
 #pragma once
 
 #include <string>
@@ -6,6 +7,7 @@
 #include <vector>
 
 #include "drivers/support/sql_Description.h"
+#include "drivers/support/sql_Scanner.h"
 
 namespace vel::kos::drivers {
 
@@ -20,6 +22,16 @@ bool toUtf8(std::u16string_view pUtf16, std::string& pText);
 std::string connectionString(const Description& pDescription, std::string& pProblem);
 /// The description's secrets as they stand in it, and as they stand in the connection string.
 std::vector<std::string> secretsOfConnection(const Description& pDescription);
+
+/// What a statement does to transactions, of which a driver has to be told by other means than a text.
+enum class Control {
+    NONE,     ///< any other statement
+    BEGIN,    ///< BEGIN or START TRANSACTION, and nothing else
+    COMMIT,   ///< COMMIT or END
+    ROLLBACK, ///< ROLLBACK
+    OTHER,    ///< one that begins a transaction with modes or levels of its own
+};
+Control controlOf(const ParsedStatement& pText, const Dialect& pDialect);
 
 /// What a driver says, without the names of those who hand it on: "[maker][driver]text" is "text".
 std::string tidyOdbc(std::string_view pText);

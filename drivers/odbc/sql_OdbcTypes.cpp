@@ -1,6 +1,7 @@
 #include "drivers/odbc/sql_OdbcTypes.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstring>
 
@@ -88,17 +89,23 @@ std::string declaredOdbc(std::string_view pName, int16_t pType, uint64_t pSize, 
     }
 }
 
-bool describeOdbc(Odbc::Handle pStatement, uint16_t pColumn, Column& pDescription)
+bool describeOdbc(Odbc::Handle pStatement, uint16_t pColumn, bool pNarrow, Column& pDescription)
 {
     std::vector<char16_t> tName(1024);
     int16_t tLength = 0, tType = 0, tDigits = 0, tNullable = 0;
     uint64_t tSize = 0;
-    if (!odbc::succeeded(gOdbc.describeColumn(pStatement, pColumn, tName.data(),
-                                              static_cast<int16_t>(tName.size()), &tLength, &tType, &tSize,
-                                              &tDigits, &tNullable)))
-        return false;
+    char tNarrow[1024] = {};
+    const Odbc::Return tReturn =
+        pNarrow ? gOdbc.describeNarrow(pStatement, pColumn, tNarrow, sizeof tNarrow, &tLength, &tType, &tSize,
+                                       &tDigits, &tNullable)
+                : gOdbc.describeColumn(pStatement, pColumn, tName.data(), static_cast<int16_t>(tName.size()),
+                                       &tLength, &tType, &tSize, &tDigits, &tNullable);
+    if (!odbc::succeeded(tReturn)) return false;
     tName.back() = 0;
-    if (!toUtf8(std::u16string_view(tName.data()), pDescription.name)) pDescription.name.clear();
+    if (pNarrow)
+        pDescription.name = tNarrow;
+    else if (!toUtf8(std::u16string_view(tName.data()), pDescription.name))
+        pDescription.name.clear();
     std::fill(tName.begin(), tName.end(), char16_t{0});
     std::string tTypeName;
     Odbc::Length tUnsigned = 0;
@@ -106,8 +113,8 @@ bool describeOdbc(Odbc::Handle pStatement, uint16_t pColumn, Column& pDescriptio
                                               static_cast<int16_t>((tName.size() - 1) * sizeof(char16_t)),
                                               &tLength, nullptr)))
         toUtf8(std::u16string_view(tName.data()), tTypeName);
-    if (!odbc::succeeded(gOdbc.columnAttribute(pStatement, pColumn, odbc::DESC_UNSIGNED, nullptr, 0, nullptr,
-                                               &tUnsigned)))
+    if (!odbc::succeeded(
+            gOdbc.columnAttribute(pStatement, pColumn, odbc::DESC_UNSIGNED, nullptr, 0, nullptr, &tUnsigned)))
         tUnsigned = 0;
     pDescription.type = typeOfOdbc(tType, tUnsigned != 0, tTypeName);
     pDescription.declaredType = declaredOdbc(tTypeName, tType, tSize, tDigits);
@@ -166,6 +173,8 @@ bool OdbcParameter::take(const sql::SqlValue& pValue, uint32_t pLacks, std::stri
         mLength = sizeof mDouble;
         if ((pLacks & sql::SQL_FEATURE_NAN) != 0 && std::isnan(mDouble))
             return tRefused("22003", "the database has no \"not a number\"");
+        if ((pLacks & sql::SQL_FEATURE_INFINITY) != 0 && std::isinf(mDouble))
+            return tRefused("22003", "the database has no infinite numbers");
     } else if (mType == sql::SQL_VALUE_BYTES) {
         if (pValue.mSize > 0) mBytes.assign(pValue.mData, static_cast<size_t>(pValue.mSize));
         mLength = static_cast<Odbc::Length>(mBytes.size());
@@ -237,11 +246,31 @@ Odbc::Return OdbcReader::pieces(Odbc::Handle pStatement, uint16_t pColumn, int16
     }
 }
 
+/// As a text, which a driver would otherwise turn into the number that it begins with, or 0.
+Odbc::Return OdbcReader::numberOfAnyType(Odbc::Handle pStatement, uint16_t pColumn, sql::SqlValue& pValue,
+                                         std::string& pBuffer)
+{
+    const Odbc::Return tReturn = read(pStatement, pColumn, sql::SQL_VALUE_TEXT, pValue, pBuffer);
+    if (!odbc::succeeded(tReturn) || pValue.mType == sql::SQL_VALUE_NULL) return tReturn;
+    const char* const tEnd = pBuffer.data() + pBuffer.size();
+    int64_t tInteger = 0;
+    double tDouble = 0;
+    if (const auto tParsed = std::from_chars(pBuffer.data(), tEnd, tInteger);
+        tParsed.ec == std::errc() && tParsed.ptr == tEnd)
+        pValue = sql::integerValue(tInteger);
+    else if (const auto tOther = std::from_chars(pBuffer.data(), tEnd, tDouble);
+             tOther.ec == std::errc() && tOther.ptr == tEnd)
+        pValue = sql::doubleValue(tDouble);
+    return tReturn;
+}
+
 Odbc::Return OdbcReader::read(Odbc::Handle pStatement, uint16_t pColumn, uint32_t pType,
-                              sql::SqlValue& pValue, std::string& pBuffer)
+                              sql::SqlValue& pValue, std::string& pBuffer, bool pAnyType)
 {
     Odbc::Length tLength = 0;
     pValue = sql::nullValue();
+    const bool tIsNumber = pType == sql::SQL_VALUE_INTEGER || pType == sql::SQL_VALUE_DOUBLE;
+    if (pAnyType && tIsNumber) return numberOfAnyType(pStatement, pColumn, pValue, pBuffer);
     if (pType == sql::SQL_VALUE_INTEGER) {
         int64_t tNumber = 0;
         const Odbc::Return tReturn =
@@ -265,7 +294,10 @@ Odbc::Return OdbcReader::read(Odbc::Handle pStatement, uint16_t pColumn, uint32_
         pBuffer.assign(reinterpret_cast<const char*>(mPieces.data()), mSize);
     } else {
         if (!toUtf8({mPieces.data(), mSize / sizeof(char16_t)}, pBuffer)) return NO_TEXT;
-        toOneForm(pType, pBuffer);
+        if (pAnyType && !looksLike(pType, pBuffer))
+            pType = sql::SQL_VALUE_TEXT;
+        else
+            toOneForm(pType, pBuffer);
     }
     pValue = sql::dataValue(pType, pBuffer.data(), pBuffer.size());
     return tReturn;

@@ -15,7 +15,8 @@ uint32_t typeOfOdbc(int16_t pType, bool pUnsigned, std::string_view pName);
 /// A type as it is declared: "varchar(20)".
 std::string declaredOdbc(std::string_view pName, int16_t pType, uint64_t pSize, int16_t pDigits);
 /// Name and type of a result's column, counted from 1; false when ODBC does not tell.
-bool describeOdbc(Odbc::Handle pStatement, uint16_t pColumn, Column& pDescription);
+/// pNarrow: see OdbcDatabase.
+bool describeOdbc(Odbc::Handle pStatement, uint16_t pColumn, bool pNarrow, Column& pDescription);
 /// The one form of a decimal, a time or a timestamp that a driver has written: "0.5" of ".5", "23:59:59.5" of
 /// "23:59:59.500", "+02:00" of " +02".
 void toOneForm(uint32_t pType, std::string& pText);
@@ -43,12 +44,16 @@ public:
     /// Beside what ODBC's calls return: a text that is no UTF-16.
     static constexpr Odbc::Return NO_TEXT = 77;
 
-    /// The value of a column, counted from 1. pBuffer keeps its data.
+    /// The value of a column, counted from 1. pBuffer keeps its data. pAnyType: it may be no value of that
+    /// type, and is then what it looks like.
     Odbc::Return read(Odbc::Handle pStatement, uint16_t pColumn, uint32_t pType, sql::SqlValue& pValue,
-                      std::string& pBuffer);
+                      std::string& pBuffer, bool pAnyType = false);
 
 private:
     Odbc::Return pieces(Odbc::Handle pStatement, uint16_t pColumn, int16_t pType, size_t pUnit, bool& pNull);
+
+    Odbc::Return numberOfAnyType(Odbc::Handle pStatement, uint16_t pColumn, sql::SqlValue& pValue,
+                                 std::string& pBuffer);
 
     std::vector<char16_t> mPieces;
     size_t mSize = 0; ///< of what is in mPieces, in bytes

@@ -101,6 +101,7 @@ std::pair<Kind, size_t> token(std::string_view pText, const Dialect& pDialect)
         if (pDialect.hashComments) return {Kind::COMMENT, enclosed(pText, 1, "\n")};
         break;
     case '/':
+        if (pDialect.bangComments && pText.substr(0, 3) == "/*!") break;
         if (pText.substr(0, 2) == "/*") return {Kind::COMMENT, comment(pText, pDialect.nestedComments)};
         break;
     default:
@@ -254,6 +255,19 @@ std::string firstWord(std::string_view pText, const Dialect& pDialect)
 {
     const std::vector<std::string> tWords = leadingWords(pText, pDialect, 1);
     return tWords.empty() ? std::string() : tWords[0];
+}
+
+std::string bareStatement(std::string_view pText, const Dialect& pDialect)
+{
+    size_t tFirst = pText.size(), tEnd = 0;
+    for (size_t tAt = 0; tAt < pText.size();) {
+        const auto [tKind, tLength] = token(pText.substr(tAt), pDialect);
+        const bool tIsPart = tKind != Kind::COMMENT && BLANKS.find(pText[tAt]) == std::string_view::npos;
+        if (tIsPart) tFirst = std::min(tFirst, tAt);
+        tAt += tLength;
+        if (tIsPart) tEnd = tAt;
+    }
+    return std::string(pText.substr(std::min(tFirst, tEnd), tEnd - std::min(tFirst, tEnd)));
 }
 
 bool isBlank(std::string_view pText, const Dialect& pDialect)

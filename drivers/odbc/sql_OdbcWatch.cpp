@@ -1,6 +1,8 @@
 #include "drivers/odbc/sql_OdbcWatch.h"
 
 #include <chrono>
+#include <new>
+#include <system_error>
 
 #include "kpr/time.h"
 
@@ -22,7 +24,7 @@ uint64_t now()
 OdbcWatch::~OdbcWatch()
 {
     {
-        const std::lock_guard tLock(mMutex);
+        const kpr::Lock tLock(mMutex);
         mQuit = true;
     }
     mChanged.notify_all();
@@ -31,13 +33,17 @@ OdbcWatch::~OdbcWatch()
 
 void OdbcWatch::wake()
 {
-    if (!mThread.joinable()) mThread = std::thread(&OdbcWatch::watch, this);
+    try {
+        if (!mThread.joinable()) mThread = std::thread(&OdbcWatch::watch, this);
+    } catch (const std::system_error&) {
+        throw std::bad_alloc(); // no thread is to be had
+    }
     mChanged.notify_all();
 }
 
 void OdbcWatch::begins(Odbc::Handle pStatement, int64_t pMilliseconds)
 {
-    const std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     mStatement = pStatement;
     mStop = false;
     mDeadline = pMilliseconds < 0 ? 0 : now() + static_cast<uint64_t>(pMilliseconds) * 1000 + 1;
@@ -46,13 +52,13 @@ void OdbcWatch::begins(Odbc::Handle pStatement, int64_t pMilliseconds)
 
 void OdbcWatch::ends()
 {
-    const std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     mStatement = nullptr;
 }
 
 void OdbcWatch::stop()
 {
-    const std::lock_guard tLock(mMutex);
+    const kpr::Lock tLock(mMutex);
     if (!mStatement) return;
     mStop = true;
     wake();
@@ -60,7 +66,7 @@ void OdbcWatch::stop()
 
 void OdbcWatch::watch()
 {
-    std::unique_lock tLock(mMutex);
+    kpr::Lock tLock(mMutex);
     while (!mQuit) {
         const uint64_t tNow = now();
         if (!mStatement || (!mStop && mDeadline == 0)) {

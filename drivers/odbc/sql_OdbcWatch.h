@@ -3,10 +3,10 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 
 #include "drivers/odbc/sql_Odbc.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::drivers {
 
@@ -29,15 +29,15 @@ public:
 
 private:
     void watch();
-    void wake();
+    void wake() K_REQUIRES(mMutex);
 
-    std::mutex mMutex;
-    std::condition_variable mChanged;
+    kpr::Mutex mMutex;
+    std::condition_variable_any mChanged;
     std::thread mThread;
-    Odbc::Handle mStatement = nullptr; ///< what runs
-    uint64_t mDeadline = 0;            ///< in microseconds; 0 without one
-    bool mStop = false;                ///< it is to stop now
-    bool mQuit = false;
+    Odbc::Handle mStatement K_GUARDED_BY(mMutex) = nullptr; ///< what runs
+    uint64_t mDeadline K_GUARDED_BY(mMutex) = 0;            ///< in microseconds; 0 without one
+    bool mStop K_GUARDED_BY(mMutex) = false;                ///< it is to stop now
+    bool mQuit K_GUARDED_BY(mMutex) = false;
 };
 
 /// A call that the watch looks after, for as long as the object lives.

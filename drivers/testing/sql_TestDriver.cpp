@@ -70,6 +70,8 @@ const char* descriptionOfServer(const std::string& pName)
 std::string nativePath(std::string pPath)
 {
     if (kprGetPathSeparator() == '/') return pPath;
+    const char* const tPrefix = std::getenv("WINEPREFIX");
+    if (pPath.starts_with("C:") && tPrefix) pPath.replace(0, 2, std::string(tPrefix) + "/drive_c");
     if (pPath.starts_with("Z:")) pPath.erase(0, 2);
     std::replace(pPath.begin(), pPath.end(), '\\', '/');
     return pPath;

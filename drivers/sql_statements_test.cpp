@@ -167,14 +167,20 @@ TEST_P(StatementsTest, haveRunWhenTheirCallReturns)
               SQL_E_CONSTRAINT);
     EXPECT_FALSE(tNone);
     // With rows: at the latest with the first one; giving the others up takes nothing back.
-    tRows = query("insert into driver_test values (2, 'y'), (3, 'z') returning n");
-    EXPECT_EQ(next(tRows.get()), Row{2});
-    tRows.reset();
+    if (words().returning) {
+        tRows = query("insert into driver_test values (2, 'y'), (3, 'z') returning n");
+        EXPECT_EQ(next(tRows.get()), Row{2});
+        tRows.reset();
+    } else {
+        ASSERT_EQ(execute("insert into driver_test values (2, 'y'), (3, 'z')"), 0u);
+    }
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(3));
-    tRows = query("update driver_test set t = 'q' where n > ? returning n", {1});
-    EXPECT_EQ(all(tRows.get()), (Table{{2}, {3}}));
-    EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
-    EXPECT_EQ(tChanged, 2u);
+    if (words().updateReturning) {
+        tRows = query("update driver_test set t = 'q' where n > ? returning n", {1});
+        EXPECT_EQ(all(tRows.get()), (Table{{2}, {3}}));
+        EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
+        EXPECT_EQ(tChanged, 2u);
+    }
     // Rows that nobody asks for.
     EXPECT_EQ(execute("delete from driver_test returning n", {}, &tChanged), 0u);
     EXPECT_EQ(tChanged, 3u);
@@ -237,9 +243,10 @@ TEST_P(StatementsTest, areManyInAScript)
                   "delete from driver_test where n = 1; selec 2; delete from driver_test", &tCount),
               SQL_E_SYNTAX);
     EXPECT_EQ(tCount, 1u);
-    EXPECT_EQ(error().position, 37) << "counted from the start of the script";
+    EXPECT_EQ(error().position, can(sql::SQL_FEATURE_POSITIONS) ? 37 : -1)
+        << "counted from the start of the script";
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(1));
-    if (isSqlite()) {
+    if (GetParam() == "sqlite") {
         EXPECT_EQ(mDatabase->executeScript(
                       "create trigger driver_trigger after insert on driver_test begin "
                       "update driver_test set t = 'seen'; delete from driver_test where n = 2; end; "
@@ -257,7 +264,7 @@ TEST_P(StatementsTest, tellWhyTheyFailed)
     ASSERT_EQ(mDatabase->executeScript("drop table if exists error_child; drop table if exists error_test;"
                                        "create table error_test (a integer primary key, b integer not null, "
                                        "c integer check (c < 10));"
-                                       "create table error_child (a integer references error_test)",
+                                       "create table error_child (a integer references error_test (a))",
                                        nullptr),
               0u)
         << error().text;
@@ -270,7 +277,7 @@ TEST_P(StatementsTest, tellWhyTheyFailed)
         int64_t position;
     };
     const Case CASES[] = {
-        {"selec 1", SQL_E_SYNTAX, 0, "42601", "syntax error", 0},
+        {"selec 1", SQL_E_SYNTAX, 0, "42601", "syntax", 0},
         {"select 1 from where", SQL_E_SYNTAX, 0, "42601", "where", 14},
         {"  ", SQL_E_SYNTAX, 0, "42601", "no statement", 0},
         {"select 1; select 2", SQL_E_SYNTAX, 0, "42601", "more than one statement", 9},
@@ -299,7 +306,11 @@ TEST_P(StatementsTest, tellWhyTheyFailed)
         EXPECT_EQ(tError.retry, 0u) << tCase.statement;
         EXPECT_EQ(tError.state, tCase.state) << tCase.statement;
         EXPECT_NE(tError.text.find(tCase.text), std::string::npos) << tError.text;
-        EXPECT_EQ(tError.position, tCase.position) << tCase.statement << ": " << tError.text;
+        // What the driver itself has found wrong it always tells.
+        const bool tOwn =
+            std::string_view(tError.text).find("statement in the text") != std::string_view::npos;
+        EXPECT_EQ(tError.position, tOwn || can(sql::SQL_FEATURE_POSITIONS) ? tCase.position : -1)
+            << tCase.statement << ": " << tError.text;
     }
     EXPECT_EQ(cell("select 1"), Cell(1)) << "the connection is still of use";
     ASSERT_EQ(mDatabase->executeScript("drop table error_child; drop table error_test", nullptr), 0u);
@@ -318,11 +329,12 @@ TEST_P(StatementsTest, listAndDescribeTables)
     kom::Ref<sql::ISqlRows> tRows;
     ASSERT_EQ(mDatabase->listTables(tRows.out()), 0u) << error().text;
     const Table tTables = all(tRows.get());
-    const char* const tSchema = isSqlite() ? "main" : "public";
+    const char* const tSchema = words().schema;
     EXPECT_EQ(tTables, (Table{{tSchema, "describe_test", "table"},
                               {tSchema, "describe_view", "view"},
                               {tSchema, "driver_test", "table"}}));
-    for (const std::string& tName : {std::string("describe_test"), std::string(tSchema) + ".describe_test"}) {
+    for (const std::string& tName :
+         {std::string("describe_test"), tSchema + std::string(*tSchema ? "." : "") + "describe_test"}) {
         ASSERT_EQ(mDatabase->describeTable(tName.c_str(), tRows.out()), 0u) << error().text;
         sql::SqlColumnList tColumns{};
         EXPECT_EQ(tRows->getColumns(&tColumns), 0u);
@@ -356,9 +368,9 @@ TEST_P(DriverModuleTest, isCalledByThreadsThatEnd)
         std::thread([&] {
             kom::Ref<sql::ISqlDatabase> tDatabase;
             EXPECT_TRUE(KFAILED(mRegistry->createDatabase(
-                ("type=" + GetParam() + ";file=x;" + tKey + "=y").c_str(), tDatabase.out())));
+                ("type=" + type() + ";file=x;" + tKey + "=y").c_str(), tDatabase.out())));
             kom::Ref<sql::ISqlDatabaseFactory> tFactory;
-            ASSERT_EQ(mRegistry->getFactory(GetParam().c_str(), tFactory.out()), 0u);
+            ASSERT_EQ(mRegistry->getFactory(type().c_str(), tFactory.out()), 0u);
             sql::SqlError tError;
             EXPECT_EQ(tFactory->getCreateError(&tError), 0u);
             EXPECT_STRNE(tError.mText, "");
@@ -375,7 +387,7 @@ TEST_P(DriverModuleTest, isCalledByThreadsThatEnd)
 TEST_P(DriverModuleTest, declinesWhatIsNotItsOwn)
 {
     kom::Ref<sql::ISqlDatabaseFactory> tFactory;
-    ASSERT_EQ(mRegistry->getFactory(GetParam().c_str(), tFactory.out()), 0u);
+    ASSERT_EQ(mRegistry->getFactory(type().c_str(), tFactory.out()), 0u);
     struct Case {
         const char* description;
         const char* text;
@@ -397,7 +409,7 @@ TEST_P(DriverModuleTest, declinesWhatIsNotItsOwn)
     EXPECT_EQ(tFactory->getCreateError(nullptr), E_INVALIDARG);
 }
 
-INSTANTIATE_TEST_SUITE_P(every, DriverModuleTest, testing::Values("sqlite", "postgresql"),
+INSTANTIATE_TEST_SUITE_P(every, DriverModuleTest, testing::Values("sqlite", "postgresql", "odbc"),
                          [](const auto& pInfo) { return pInfo.param; });
 
 } // namespace

@@ -124,6 +124,31 @@ TEST(ScannerTest, findsTheFirstWord)
     EXPECT_EQ(firstWord(" ;", POSTGRESQL), "");
 }
 
+TEST(ScannerTest, findsWordsAndWhatStandsBehindThem)
+{
+    EXPECT_EQ(leadingWords("Start /* x */ TRANSACTION;", POSTGRESQL, 3),
+              (std::vector<std::string>{"start", "transaction"}));
+    EXPECT_EQ(leadingWords("begin x := 1", POSTGRESQL, 3), (std::vector<std::string>{"begin", "x", ""}));
+    EXPECT_EQ(leadingWords("a b c d", POSTGRESQL, 2), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST(ScannerTest, baresAStatement)
+{
+    EXPECT_EQ(bareStatement("-- ; \n select ';' /* x */ , 1 ; -- y\n;", POSTGRESQL),
+              "select ';' /* x */ , 1");
+    EXPECT_EQ(bareStatement(" -- nothing\n;", POSTGRESQL), "");
+    EXPECT_EQ(bareStatement("", POSTGRESQL), "");
+    EXPECT_EQ(bareStatement("select 1", POSTGRESQL), "select 1");
+}
+
+TEST(ScannerTest, knowsCommentsThatAreNone)
+{
+    constexpr Dialect DIALECT = {.bangComments = true};
+    EXPECT_FALSE(isBlank("/*!40101 set names utf8 */;", DIALECT));
+    EXPECT_TRUE(isBlank("/*!40101 set names utf8 */;", POSTGRESQL));
+    EXPECT_TRUE(isBlank("/* ! */;", DIALECT));
+}
+
 TEST(ScannerTest, tellsWhatItCannotTake)
 {
     for (const auto& [tText, tAt] : {std::pair{"? :a", 2u}, {":a, ?", 4u}, {"x ?1", 2u}, {"x $1", 2u}}) {

@@ -132,6 +132,7 @@ TEST_P(TransactionsTest, aCommitThatKeptNothingIsAFailure)
 
 TEST_P(TransactionsTest, aConstraintThatFailsAtTheCommitIsAFailure)
 {
+    if (!words().lateConstraints) GTEST_SKIP() << "the database has no deferred constraints";
     ASSERT_EQ(mDatabase->executeScript("drop table if exists late_child; drop table if exists late_test;"
                                        "create table late_test (a integer primary key);"
                                        "create table late_child (a integer references late_test deferrable "
@@ -154,6 +155,7 @@ TEST_P(TransactionsTest, aConstraintThatFailsAtTheCommitIsAFailure)
 
 TEST_P(TransactionsTest, aStatementThatKeptNothingIsAFailure)
 {
+    if (!words().lateConstraints) GTEST_SKIP() << "the database has no deferred constraints";
     ASSERT_EQ(mDatabase->executeScript("drop table if exists late_child; drop table if exists late_test;"
                                        "create table late_test (a integer primary key);"
                                        "create table late_child (a integer references late_test deferrable "
@@ -169,23 +171,27 @@ TEST_P(TransactionsTest, aStatementThatKeptNothingIsAFailure)
     EXPECT_EQ(tChanged, 0u);
     EXPECT_EQ(error().constraint, uint32_t{sql::SQL_CONSTRAINT_FOREIGN_KEY});
     EXPECT_EQ(run(prepare("insert into late_child values (?)").get(), {99}), SQL_E_CONSTRAINT);
-    auto tRows = query("insert into late_child values (99) returning a");
-    ASSERT_TRUE(tRows);
-    EXPECT_EQ(next(tRows.get()), Row{99});
-    uint32_t tRes = 0;
-    EXPECT_EQ(next(tRows.get(), &tRes), Row{});
-    EXPECT_EQ(tRes, SQL_E_CONSTRAINT) << "never a clean end";
-    EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
-    EXPECT_EQ(tChanged, 0u);
-    tRows = query("insert into late_child values (99) returning a");
-    ASSERT_TRUE(tRows);
-    EXPECT_EQ(next(tRows.get()), Row{99});
-    EXPECT_EQ(tRows->close(), SQL_E_CONSTRAINT) << "giving rows up ends the statement as well";
-    EXPECT_EQ(error().constraint, uint32_t{sql::SQL_CONSTRAINT_FOREIGN_KEY});
-    EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
-    EXPECT_EQ(tChanged, 0u);
-    EXPECT_EQ(tRows->close(), 0u) << "they are closed";
-    tRows.reset();
+    kom::Ref<sql::ISqlRows> tRows;
+    // Through ODBC the statement may have run to its end by now.
+    if (words().returning && !isOdbc()) {
+        tRows = query("insert into late_child values (99) returning a");
+        ASSERT_TRUE(tRows);
+        EXPECT_EQ(next(tRows.get()), Row{99});
+        uint32_t tRes = 0;
+        EXPECT_EQ(next(tRows.get(), &tRes), Row{});
+        EXPECT_EQ(tRes, SQL_E_CONSTRAINT) << "never a clean end";
+        EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
+        EXPECT_EQ(tChanged, 0u);
+        tRows = query("insert into late_child values (99) returning a");
+        ASSERT_TRUE(tRows);
+        EXPECT_EQ(next(tRows.get()), Row{99});
+        EXPECT_EQ(tRows->close(), SQL_E_CONSTRAINT) << "giving rows up ends the statement as well";
+        EXPECT_EQ(error().constraint, uint32_t{sql::SQL_CONSTRAINT_FOREIGN_KEY});
+        EXPECT_EQ(tRows->getChanged(&tChanged), 0u);
+        EXPECT_EQ(tChanged, 0u);
+        EXPECT_EQ(tRows->close(), 0u) << "they are closed";
+        tRows.reset();
+    }
     EXPECT_EQ(state(), NONE);
     ASSERT_EQ(tOther->query("select count(*) from late_child", nullptr, tRows.out()), 0u);
     EXPECT_EQ(next(tRows.get()), Row{0});
@@ -294,7 +300,9 @@ TEST_P(TransactionsTest, whatOthersHaveLockedIsBusy)
     if (isSqlite()) {
         EXPECT_EQ(execute(tOther.get(), "update driver_test set t = 'theirs'"), SQL_E_BUSY);
     } else {
-        ASSERT_EQ(execute(tOther.get(), "set lock_timeout = 100"), 0u);
+        ASSERT_EQ(execute(tOther.get(), database() == "mariadb" ? "set innodb_lock_wait_timeout = 1"
+                                                                : "set lock_timeout = 100"),
+                  0u);
         EXPECT_EQ(execute(tOther.get(), "update driver_test set t = 'theirs'"), SQL_E_BUSY);
     }
     EXPECT_EQ(error(tOther.get()).retry, 1u);
@@ -305,6 +313,8 @@ TEST_P(TransactionsTest, whatOthersHaveLockedIsBusy)
 
 TEST_P(TransactionsTest, twoThatCannotBothHaveHappenedAreInConflict)
 {
+    if (words().readersBlock)
+        GTEST_SKIP() << "the database has readers wait: see aDeadlockEndsOneTransaction";
     const auto tOther = open(isSqlite() ? ";timeout=100" : "");
     ASSERT_TRUE(tOther);
     if (isSqlite()) {
@@ -320,7 +330,7 @@ TEST_P(TransactionsTest, twoThatCannotBothHaveHappenedAreInConflict)
     ASSERT_EQ(mDatabase->commit(), 0u);
     uint32_t tRes = execute(tOther.get(), "update driver_test set t = 'theirs' where n = 1");
     if (!tRes) tRes = tOther->commit();
-    EXPECT_EQ(tRes, SQL_E_CONFLICT) << error(tOther.get()).text;
+    EXPECT_EQ(tRes, words().tellsConflicts ? SQL_E_CONFLICT : SQL_E_BUSY) << error(tOther.get()).text;
     EXPECT_EQ(error(tOther.get()).retry, 1u);
     uint32_t tState = NONE;
     EXPECT_EQ(tOther->getTransactionState(&tState), 0u);
@@ -330,10 +340,50 @@ TEST_P(TransactionsTest, twoThatCannotBothHaveHappenedAreInConflict)
     EXPECT_EQ(table("select t from driver_test order by n"), (Table{{"mine"}, {"x"}}));
 }
 
+TEST_P(TransactionsTest, aDeadlockEndsOneTransaction)
+{
+    if (isSqlite()) GTEST_SKIP() << "SQLite has one lock";
+    const auto tOther = open();
+    ASSERT_TRUE(tOther);
+    ASSERT_EQ(execute("insert into driver_test values (1, 'x'), (2, 'x')"), 0u);
+    ASSERT_EQ(mDatabase->begin(0, 0), 0u);
+    ASSERT_EQ(tOther->begin(0, 0), 0u);
+    ASSERT_EQ(execute("update driver_test set t = 'mine' where n = 1"), 0u);
+    ASSERT_EQ(execute(tOther.get(), "update driver_test set t = 'theirs' where n = 2"), 0u);
+    uint32_t tTheirs = 0;
+    std::thread tThread(
+        [&] { tTheirs = execute(tOther.get(), "update driver_test set t = 'theirs' where n = 1"); });
+    const uint32_t tMine = execute("update driver_test set t = 'mine' where n = 2");
+    // Whoever has lost gives up, so that the other one can go on.
+    sql::ISqlDatabase* const tLoser = tMine ? mDatabase.get() : tOther.get();
+    if (!tMine) {
+        EXPECT_EQ(mDatabase->commit(), 0u) << error().text;
+    }
+    if (tMine) {
+        EXPECT_EQ(error().retry, 1u);
+        EXPECT_EQ(execute("insert into driver_test values (3, 'too late')"), E_WRONG_STATE) << "it is over";
+        EXPECT_EQ(mDatabase->commit(), SQL_E_NOT_COMMITTED);
+    }
+    tThread.join();
+    EXPECT_TRUE((tMine == 0) != (tTheirs == 0)) << tMine << " " << tTheirs;
+    EXPECT_EQ(tMine ? tMine : tTheirs, SQL_E_CONFLICT);
+    if (tTheirs) {
+        EXPECT_EQ(error(tLoser).retry, 1u);
+        EXPECT_EQ(execute(tLoser, "insert into driver_test values (3, 'too late')"), E_WRONG_STATE);
+        EXPECT_EQ(tLoser->commit(), SQL_E_NOT_COMMITTED);
+    } else {
+        EXPECT_EQ(tOther->commit(), 0u);
+    }
+    const char* const tWinner = tMine ? "theirs" : "mine";
+    EXPECT_EQ(table("select t from driver_test order by n"), (Table{{tWinner}, {tWinner}}));
+}
+
 TEST_P(TransactionsTest, twoWritersLoseNothing)
 {
     constexpr int EACH = 50;
     ASSERT_EQ(execute("insert into driver_test values (0, '0')"), 0u);
+    const std::string tUpdate = std::string("update driver_test set t = cast(cast(t as ") +
+                                words().asInteger + ") + 1 as " + words().asText + ")";
     std::vector<std::thread> tThreads;
     std::atomic<int> tFailures{0};
     for (int i = 0; i < 2; ++i)
@@ -341,9 +391,7 @@ TEST_P(TransactionsTest, twoWritersLoseNothing)
             const auto tDatabase = open();
             for (int tDone = 0; tDatabase && tDone < EACH;) {
                 uint32_t tRes = tDatabase->begin(sql::SQL_BEGIN_IMMEDIATE, 0);
-                if (!KFAILED(tRes))
-                    tRes = execute(tDatabase.get(),
-                                   "update driver_test set t = cast(cast(t as integer) + 1 as text)");
+                if (!KFAILED(tRes)) tRes = execute(tDatabase.get(), tUpdate.c_str());
                 if (!KFAILED(tRes)) tRes = tDatabase->commit();
                 if (!KFAILED(tRes)) {
                     ++tDone;
@@ -432,6 +480,8 @@ TEST_P(TransactionsTest, aCancelEndsWithItsCall)
 
 TEST_P(TransactionsTest, waitingForALockCanBeCancelled)
 {
+    if (GetParam() == "odbc_sqlite")
+        GTEST_SKIP() << "SQLite's ODBC driver hears nothing while it waits for a lock";
     const auto tOther = open(isSqlite() ? ";timeout=60000" : "");
     ASSERT_TRUE(tOther);
     ASSERT_EQ(execute("insert into driver_test values (1, 'x')"), 0u);
@@ -447,7 +497,7 @@ TEST_P(TransactionsTest, waitingForALockCanBeCancelled)
     EXPECT_EQ(mDatabase->commit(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(every, DroppedTransactionTest, testing::Values("sqlite"),
+INSTANTIATE_TEST_SUITE_P(every, DroppedTransactionTest, testing::Values("sqlite", "odbc_sqlite"),
                          [](const auto& pInfo) { return pInfo.param; });
 INSTANTIATE_TEST_SUITE_P(every, TransactionsTest, testing::ValuesIn(testedDrivers()),
                          [](const auto& pInfo) { return pInfo.param; });

@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint32_t FEATURES = sql::SQL_FEATURE_DECIMALS | sql::SQL_FEATURE_DATES |
                               sql::SQL_FEATURE_POSITIONS | sql::SQL_FEATURE_ISOLATION | sql::SQL_FEATURE_NAN |
-                              sql::SQL_FEATURE_TRANSACTIONAL_DDL;
+                              sql::SQL_FEATURE_TRANSACTIONAL_DDL | sql::SQL_FEATURE_INFINITY;
 constexpr uint64_t SECOND = 1000000; ///< in microseconds
 /// How long a server may take to stop a statement, before the connection is given up.
 constexpr uint64_t GRACE = 15 * SECOND;

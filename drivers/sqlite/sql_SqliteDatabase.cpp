@@ -12,7 +12,8 @@ namespace {
 
 constexpr uint32_t FEATURES = sql::SQL_FEATURE_MANY_RESULTS | sql::SQL_FEATURE_STATEMENT_ROLLBACK |
                               sql::SQL_FEATURE_ROWS_ACROSS_COMMIT | sql::SQL_FEATURE_TEXT_WITH_NUL |
-                              sql::SQL_FEATURE_POSITIONS | sql::SQL_FEATURE_TRANSACTIONAL_DDL;
+                              sql::SQL_FEATURE_POSITIONS | sql::SQL_FEATURE_TRANSACTIONAL_DDL |
+                              sql::SQL_FEATURE_INFINITY;
 /// After how many steps of its machine the library asks whether to go on.
 constexpr int STEPS = 1000;
 

@@ -21,34 +21,6 @@ uint32_t textType(const char* pDeclared)
     return sql::SQL_VALUE_TEXT;
 }
 
-/// Whether a text begins as a pattern says, in which "0" is any digit.
-bool fits(std::string_view pText, std::string_view pPattern)
-{
-    if (pText.size() < pPattern.size()) return false;
-    for (size_t i = 0; i < pPattern.size(); ++i)
-        if (pPattern[i] == '0' ? !std::isdigit(static_cast<unsigned char>(pText[i]))
-                               : pText[i] != pPattern[i])
-            return false;
-    return true;
-}
-
-/// A column holds whatever was put there: a text is of the declared type only if it looks like it.
-bool isOfType(uint32_t pType, std::string_view pText)
-{
-    switch (pType) {
-    case sql::SQL_VALUE_DATE:
-        return pText.size() == 10 && fits(pText, "0000-00-00");
-    case sql::SQL_VALUE_TIME:
-        return fits(pText, "00:00:00");
-    case sql::SQL_VALUE_TIMESTAMP:
-        return fits(pText, "0000-00-00 00:00:00");
-    case sql::SQL_VALUE_DECIMAL:
-        return pText.find_first_not_of("-.0123456789") == std::string_view::npos && !pText.empty();
-    default:
-        return false;
-    }
-}
-
 } // namespace
 
 SqliteStatement::~SqliteStatement() { gSqlite.finalize(mHandle); }
@@ -127,7 +99,8 @@ uint32_t SqliteStatement::read(sql::SqlValue* pRow)
             const auto tSize = static_cast<uint64_t>(gSqlite.columnBytes(mHandle, i));
             const uint32_t tType = mTextTypes[static_cast<size_t>(i)];
             pRow[i] = sql::dataValue(sql::SQL_VALUE_TEXT, tData, tSize);
-            if (tType != sql::SQL_VALUE_TEXT && isOfType(tType, {pRow[i].mData, static_cast<size_t>(tSize)}))
+            // A column holds whatever was put there.
+            if (tType != sql::SQL_VALUE_TEXT && looksLike(tType, {pRow[i].mData, static_cast<size_t>(tSize)}))
                 pRow[i].mType = tType;
         }
         }

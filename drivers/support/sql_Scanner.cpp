@@ -101,6 +101,7 @@ std::pair<Kind, size_t> token(std::string_view pText, const Dialect& pDialect)
         if (pDialect.hashComments) return {Kind::COMMENT, enclosed(pText, 1, "\n")};
         break;
     case '/':
+        if (pDialect.bangComments && pText.substr(0, 3) == "/*!") break;
         if (pText.substr(0, 2) == "/*") return {Kind::COMMENT, comment(pText, pDialect.nestedComments)};
         break;
     default:
@@ -232,20 +233,41 @@ size_t statementLength(std::string_view pText, const Dialect& pDialect)
     return pText.size();
 }
 
-std::string firstWord(std::string_view pText, const Dialect& pDialect)
+std::vector<std::string> leadingWords(std::string_view pText, const Dialect& pDialect, size_t pMost)
 {
-    while (!pText.empty()) {
+    std::vector<std::string> tWords;
+    while (!pText.empty() && tWords.size() < pMost) {
         const auto [tKind, tLength] = token(pText, pDialect);
         if (tKind == Kind::WORD) {
-            std::string tWord(pText.substr(0, tLength));
+            std::string& tWord = tWords.emplace_back(pText.substr(0, tLength));
             for (char& tChar : tWord)
                 if (tChar >= 'A' && tChar <= 'Z') tChar = static_cast<char>(tChar + ('a' - 'A'));
-            return tWord;
+        } else if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) {
+            tWords.emplace_back();
+            break;
         }
-        if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) break;
         pText.remove_prefix(tLength);
     }
-    return {};
+    return tWords;
+}
+
+std::string firstWord(std::string_view pText, const Dialect& pDialect)
+{
+    const std::vector<std::string> tWords = leadingWords(pText, pDialect, 1);
+    return tWords.empty() ? std::string() : tWords[0];
+}
+
+std::string bareStatement(std::string_view pText, const Dialect& pDialect)
+{
+    size_t tFirst = pText.size(), tEnd = 0;
+    for (size_t tAt = 0; tAt < pText.size();) {
+        const auto [tKind, tLength] = token(pText.substr(tAt), pDialect);
+        const bool tIsPart = tKind != Kind::COMMENT && BLANKS.find(pText[tAt]) == std::string_view::npos;
+        if (tIsPart) tFirst = std::min(tFirst, tAt);
+        tAt += tLength;
+        if (tIsPart) tEnd = tAt;
+    }
+    return std::string(pText.substr(std::min(tFirst, tEnd), tEnd - std::min(tFirst, tEnd)));
 }
 
 bool isBlank(std::string_view pText, const Dialect& pDialect)

@@ -19,6 +19,7 @@ struct Dialect {
     bool brackets = false;         ///< [name]
     bool hashComments = false;     ///< # to the end of the line
     bool questionOperator = false; ///< "?", written "??"
+    bool bangComments = false;     ///< what stands in /*! */ is no comment
     bool returnEndsLine = false;   ///< "\r" alone ends a -- comment as well
 };
 
@@ -49,6 +50,11 @@ ParsedStatement parseStatement(std::string_view pSource, const Dialect& pDialect
 size_t statementLength(std::string_view pText, const Dialect& pDialect);
 /// The word that a statement begins with, in small letters; "" when it begins with none.
 std::string firstWord(std::string_view pText, const Dialect& pDialect);
+/// The words that a statement begins with, in small letters, up to pMost of them; "" stands for whatever else
+/// comes before or behind them.
+std::vector<std::string> leadingWords(std::string_view pText, const Dialect& pDialect, size_t pMost);
+/// A statement without the blanks, comments and ";" before and behind it.
+std::string bareStatement(std::string_view pText, const Dialect& pDialect);
 /// Whether a text holds nothing but blanks, comments and ";".
 bool isBlank(std::string_view pText, const Dialect& pDialect);
 

@@ -8,6 +8,21 @@
 
 namespace vel::kos::drivers {
 
+namespace {
+
+bool isDigit(char pChar) { return pChar >= '0' && pChar <= '9'; }
+
+/// Whether a text begins as a pattern says, in which "0" is any digit.
+bool fits(std::string_view pText, std::string_view pPattern)
+{
+    if (pText.size() < pPattern.size()) return false;
+    for (size_t i = 0; i < pPattern.size(); ++i)
+        if (pPattern[i] == '0' ? !isDigit(pText[i]) : pText[i] != pPattern[i]) return false;
+    return true;
+}
+
+} // namespace
+
 bool isValue(const sql::SqlValue& pValue)
 {
     return pValue.mType <= sql::SQL_VALUE_TIMESTAMP &&
@@ -61,6 +76,22 @@ sql::SqlRowBlock BlockWriter::toBlock() const
             tData += tValues[i].mSize + 1;
         }
     return {mRows, mColumns, tValues};
+}
+
+bool looksLike(uint32_t pType, std::string_view pText)
+{
+    switch (pType) {
+    case sql::SQL_VALUE_DATE:
+        return pText.size() == 10 && fits(pText, "0000-00-00");
+    case sql::SQL_VALUE_TIME:
+        return fits(pText, "00:00:00");
+    case sql::SQL_VALUE_TIMESTAMP:
+        return fits(pText, "0000-00-00 00:00:00");
+    case sql::SQL_VALUE_DECIMAL:
+        return pText.find_first_not_of("-.0123456789") == std::string_view::npos && !pText.empty();
+    default:
+        return false;
+    }
 }
 
 std::string toText(double pNumber)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kfw/sql/SqlValue.h"
@@ -40,6 +41,9 @@ using Columns = std::vector<Column>;
 
 /// Whether a value has a known type, and data where it has a size.
 bool isValue(const sql::SqlValue& pValue);
+/// Whether a text is written as the dates, times, timestamps or decimals of a type are. Where columns hold
+/// whatever was put there, only what looks so is one.
+bool looksLike(uint32_t pType, std::string_view pText);
 /// Whether values of a type are held by mData and mSize.
 inline bool hasData(uint32_t pType) { return pType >= sql::SQL_VALUE_TEXT; }
 

@@ -1,7 +1,11 @@
 #include "drivers/testing/sql_TestDriver.h"
 
+#include <algorithm>
 #include <bit>
+#include <cmath>
+#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 #include "kpr/dso.h"
 #include "kpr/path.h"
@@ -45,16 +49,48 @@ void PrintTo(const Cell& pCell, std::ostream* pStream)
                  << " bytes: " << testing::PrintToString(pCell.data.substr(0, 200));
 }
 
+namespace {
+
+constexpr char ODBC_SQLITE[] = "/usr/lib/x86_64-linux-gnu/odbc/libsqlite3odbc.so";
+
+constexpr std::pair<const char*, const char*> SERVERS[] = {
+    {"postgresql", "KFW_TEST_POSTGRESQL"},
+    {"odbc_postgresql", "KFW_TEST_ODBC_POSTGRESQL"},
+    {"odbc_mariadb", "KFW_TEST_ODBC_MARIADB"},
+};
+
+const char* descriptionOfServer(const std::string& pName)
+{
+    for (const auto& [tName, tVariable] : SERVERS)
+        if (pName == tName) return std::getenv(tVariable);
+    return nullptr;
+}
+
+/// How SQLite's ODBC driver, which runs on the system itself under Wine too, calls a file.
+std::string nativePath(std::string pPath)
+{
+    if (kprGetPathSeparator() == '/') return pPath;
+    const char* const tPrefix = std::getenv("WINEPREFIX");
+    if (pPath.starts_with("C:") && tPrefix) pPath.replace(0, 2, std::string(tPrefix) + "/drive_c");
+    if (pPath.starts_with("Z:")) pPath.erase(0, 2);
+    std::replace(pPath.begin(), pPath.end(), '\\', '/');
+    return pPath;
+}
+
+} // namespace
+
 std::vector<std::string> testedServers()
 {
-    if (!std::getenv("KFW_TEST_POSTGRESQL")) return {};
-    return {"postgresql"};
+    std::vector<std::string> tServers;
+    for (const auto& [tName, tVariable] : SERVERS)
+        if (std::getenv(tVariable)) tServers.push_back(tName);
+    return tServers;
 }
 
 std::vector<std::string> testedDrivers()
 {
     std::vector<std::string> tDrivers = testedServers();
-    tDrivers.push_back("sqlite");
+    tDrivers.insert(tDrivers.end(), {"sqlite", "odbc_sqlite"});
     return tDrivers;
 }
 
@@ -62,7 +98,7 @@ void DriverModuleTest::SetUp()
 {
     char tFolder[4096];
     ASSERT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
-    const std::string tName = std::string(kprGetDSOPrefix()) + "sqldrv_" + GetParam() + kprGetDSOSuffix();
+    const std::string tName = std::string(kprGetDSOPrefix()) + "sqldrv_" + type() + kprGetDSOSuffix();
     const std::string tSeparator(1, kprGetPathSeparator());
     KprDSO tModule = 0;
     ASSERT_EQ(kprOpenDSO((tFolder + tSeparator + "drivers" + tSeparator + tName).c_str(), 0, &tModule), 0u);
@@ -74,8 +110,16 @@ void DriverModuleTest::SetUp()
 void DriverTest::SetUp()
 {
     ASSERT_NO_FATAL_FAILURE(DriverModuleTest::SetUp());
-    mDescription = isSqlite() ? "type=sqlite;file=" + (mDir.path() / "test.db").string()
-                              : std::string(std::getenv("KFW_TEST_POSTGRESQL"));
+    const std::string tFile = (mDir.path() / "test.db").string();
+    if (const char* const tServer = descriptionOfServer(GetParam()))
+        mDescription = tServer;
+    else if (!isOdbc())
+        mDescription = "type=sqlite;file=" + tFile;
+    else if (std::filesystem::exists(ODBC_SQLITE))
+        mDescription =
+            "type=odbc;driver=" + nativePath(ODBC_SQLITE) + ";fksupport=1;database=" + nativePath(tFile);
+    else
+        GTEST_SKIP() << "SQLite's ODBC driver is not installed: there is no " << ODBC_SQLITE;
     mDatabase = open();
     if (!mDatabase) GTEST_SKIP() << mProblem;
     static_cast<void>(execute("drop table if exists driver_test"));
@@ -104,8 +148,7 @@ std::string DriverTest::createError(uint32_t* pCode)
 {
     kom::Ref<sql::ISqlDatabaseFactory> tFactory;
     sql::SqlError tError{};
-    if (!KFAILED(mRegistry->getFactory(GetParam().c_str(), tFactory.out())))
-        tFactory->getCreateError(&tError);
+    if (!KFAILED(mRegistry->getFactory(type().c_str(), tFactory.out()))) tFactory->getCreateError(&tError);
     if (pCode) *pCode = tError.mCode;
     const std::string tText = tError.mText ? tError.mText : "";
     komFree(tError.mText);
@@ -121,14 +164,56 @@ bool DriverTest::can(uint32_t pFeature)
 
 const Words& DriverTest::words() const
 {
-    static const Words SQLITE = {"blob",
-                                 "with recursive c(n) as (select 1 union all select n + 1 from c "
-                                 "where n < 100000000000) select count(*) from c",
-                                 "insert into driver_test with recursive c(n) as (select 1 union all "
-                                 "select n + 1 from c where n < 100000000000) select count(*), 'x' from c"};
-    static const Words POSTGRESQL = {"bytea", "select count(*) from pg_sleep(3600)",
-                                     "insert into driver_test select count(*), 'x' from pg_sleep(3600)"};
-    return isSqlite() ? SQLITE : POSTGRESQL;
+    static const Words SQLITE = {
+        .bytesType = "blob",
+        .slow = "with recursive c(n) as (select 1 union all select n + 1 from c where n < 100000000000) "
+                "select count(*) from c",
+        .slowChange =
+            "insert into driver_test with recursive c(n) as (select 1 union all select n + 1 from c "
+            "where n < 100000000000) select count(*), 'x' from c",
+        .schema = "main"};
+    static const Words ODBC_SQLITE_WORDS = [] {
+        Words tWords = SQLITE;
+        tWords.schema = "";
+        tWords.returning = tWords.updateReturning = tWords.exactDoubles = tWords.tellsConflicts = false;
+        return tWords;
+    }();
+    static const Words POSTGRESQL = {.bytesType = "bytea",
+                                     .slow = "select count(*) from pg_sleep(3600)",
+                                     .slowChange =
+                                         "insert into driver_test select count(*), 'x' from pg_sleep(3600)",
+                                     .ownNumber = "select pg_backend_pid()",
+                                     .kill = "select pg_terminate_backend(cast(? as int))",
+                                     .isThere = "select count(*) from pg_stat_activity where pid = ?",
+                                     .schema = "public"};
+    static const Words MARIADB = {
+        .bytesType = "longblob",
+        .textType = "longtext",
+        .timestampType = "datetime(6)",
+        .timeType = "time(6)",
+        .asText = "char",
+        .asInteger = "signed",
+        .slow = "select count(*) from seq_1_to_1000000 a, seq_1_to_1000000 b where (a.seq * b.seq) % 7 = 3",
+        .slowChange = "insert into driver_test select count(*), 'x' from seq_1_to_1000000 a, "
+                      "seq_1_to_1000000 b where (a.seq * b.seq) % 7 = 3",
+        .ownNumber = "select connection_id()",
+        .kill = "kill ?",
+        .isThere = "select count(*) from information_schema.processlist where id = ?",
+        .schema = "test",
+        .updateReturning = false,
+        .lateConstraints = false,
+        .readersBlock = true};
+    if (isSqlite()) return isOdbc() ? ODBC_SQLITE_WORDS : SQLITE;
+    return database() == "mariadb" ? MARIADB : POSTGRESQL;
+}
+
+double DriverTest::storable(double pNumber) const
+{
+    if (words().exactDoubles || !std::isfinite(pNumber)) return pNumber;
+    if (std::abs(pNumber) > 1e308) return std::copysign(1e308, pNumber);
+    char tText[40];
+    std::snprintf(tText, sizeof tText, "%.15g", pNumber);
+    return std::strtod(tText, nullptr);
 }
 
 DriverTest::Error DriverTest::error(sql::ISqlDatabase* pDatabase)

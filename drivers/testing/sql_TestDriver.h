@@ -44,17 +44,36 @@ void PrintTo(const Cell& pCell, std::ostream* pStream);
 using Row = std::vector<Cell>;
 using Table = std::vector<Row>;
 
-/// What the tests have to say differently to each database.
+/// What the tests have to say differently to each database, and what it has not.
 struct Words {
     const char* bytesType;
+    const char* textType = "text"; ///< for 16 MB
+    const char* timestampType = "timestamp";
+    const char* timeType = "time";
+    const char* asText = "text"; ///< in a cast
+    const char* asInteger = "bigint";
     /// A statement that takes hours, and returns one row at its end.
     const char* slow;
     /// The same without rows, into driver_test.
     const char* slowChange;
+    // A server's connection: its number, the end of the one of a number, whether there is one.
+    const char* ownNumber = "";
+    const char* kill = "";
+    const char* isThere = "";
+    /// How listTables calls the place of the test's tables.
+    const char* schema;
+    bool returning = true;       ///< INSERT ... RETURNING
+    bool updateReturning = true; ///< UPDATE ... RETURNING
+    bool lateConstraints = true; ///< constraints that are looked at when the transaction ends
+    bool readersBlock = false;   ///< in a serializable transaction whatever was read is locked
+    bool exactDoubles = true;    ///< doubles come back bit by bit, not with 15 digits
+    bool tellsConflicts = true;  ///< and does not call them busy
 };
 
-/// The drivers for which there is a database: SQLite always has one, PostgreSQL when KFW_TEST_POSTGRESQL
-/// describes it. The test of khost sql starts a server and runs all this again.
+/// The drivers for which there is a database: "sqlite", "postgresql", and "odbc_sqlite", "odbc_postgresql"
+/// and "odbc_mariadb" for ODBC's with each of these. SQLite always has one; the others have when
+/// KFW_TEST_POSTGRESQL, KFW_TEST_ODBC_POSTGRESQL and KFW_TEST_ODBC_MARIADB describe it. The test of khost sql
+/// starts servers and runs all this again.
 std::vector<std::string> testedDrivers();
 /// Those of them that talk to a server.
 std::vector<std::string> testedServers();
@@ -63,6 +82,8 @@ std::vector<std::string> testedServers();
 class DriverModuleTest : public testing::TestWithParam<std::string> {
 protected:
     void SetUp() override;
+    /// The driver's type of databases.
+    std::string type() const { return GetParam().substr(0, GetParam().find('_')); }
 
     test::LeakCheck mLeaks;
     kom::Ref<kfw::SqlDbFactoryReg> mRegistry = kom::retain(new kfw::SqlDbFactoryReg);
@@ -81,7 +102,13 @@ protected:
 
     bool can(uint32_t pFeature);
     const Words& words() const;
-    bool isSqlite() const { return GetParam() == "sqlite"; }
+    bool isSqlite() const { return database() == "sqlite"; }
+    bool isOdbc() const { return type() == "odbc"; }
+    /// What stands behind the driver.
+    std::string database() const { return GetParam().substr(GetParam().find('_') + 1); }
+
+    /// A double that the database gives back as it is, or nearly the one.
+    double storable(double pNumber) const;
 
     /// The last error of a connection.
     struct Error {

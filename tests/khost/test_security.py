@@ -27,9 +27,10 @@ class CurrentFolder(HostTest):
     def loaded(self):
         """What is loaded at run time."""
         if host.WINDOWS:
-            return ("sqlite3.dll", "libpq.dll", "sqldrv_sqlite.dll", "sqldrv_postgresql.dll", "kfw.dll")
+            return ("sqlite3.dll", "libpq.dll", "sqldrv_sqlite.dll", "sqldrv_postgresql.dll", "odbc32.dll",
+                    "sqldrv_odbc.dll", "kfw.dll")
         return ("libsqlite3.so.0", "libsqlite3.so", "libpq.so.5", "libpq.so", "libsqldrv_sqlite.so",
-                "libsqldrv_postgresql.so", "libkfw.so")
+                "libsqldrv_postgresql.so", "libodbc.so.2", "libodbc.so", "libsqldrv_odbc.so", "libkfw.so")
 
     def needed(self):
         """What programs and libraries are linked to."""
@@ -58,7 +59,8 @@ class CurrentFolder(HostTest):
                 shutil.copy(self.planted(), os.path.join(folder, name))
 
     COMMANDS = (("sql", "query", "type=sqlite;file=:memory:", "select 1"),
-                ("sql", "query", "type=postgresql;host=127.0.0.1;port=1", "select 1"), ("cache", "has", "http://h/"),
+                ("sql", "query", "type=postgresql;host=127.0.0.1;port=1", "select 1"),
+                ("sql", "query", "type=odbc;dsn=missing", "select 1"), ("cache", "has", "http://h/"),
                 ("sysinfo",), ("modules",), ("user", "get"))
 
     def assert_none_executed(self, commands):

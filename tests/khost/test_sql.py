@@ -2,10 +2,13 @@
 
 import json
 import os
+import re
 import shlex
 import shutil
+import signal
 import socket
 import subprocess
+import time
 import unittest
 
 import host
@@ -14,6 +17,9 @@ from host import native, quoted
 POSTGRES = next((os.path.join("/usr/lib/postgresql", version, "bin")
                  for version in sorted(os.listdir("/usr/lib/postgresql"), reverse=True)), None) \
     if os.path.isdir("/usr/lib/postgresql") else None
+MARIADB = shutil.which("mariadbd", path=os.environ.get("PATH", "") + ":/usr/sbin")
+MARIADB_TABLES = "/usr/share/mysql"
+ODBC = "/usr/lib/x86_64-linux-gnu/odbc/"
 
 
 def has_sqlite():
@@ -35,8 +41,8 @@ class SqlTest(host.HostTest):
 
 class Drivers(SqlTest):
     def test_types(self):
-        self.assert_done(self.khost("sql", "types"), "postgresql\nsqlite\n")
-        self.assertEqual(json.loads(self.khost("sql", "types", "--json").text), ["postgresql", "sqlite"])
+        self.assert_done(self.khost("sql", "types"), "odbc\npostgresql\nsqlite\n")
+        self.assertEqual(json.loads(self.khost("sql", "types", "--json").text), ["odbc", "postgresql", "sqlite"])
 
     def test_a_driver_that_is_given(self):
         self.assert_done(self.khost("sql", "types", "--driver", native(self.driver("sqldrv_sqlite"))), "sqlite\n")
@@ -69,7 +75,7 @@ class Drivers(SqlTest):
     def test_a_description_that_nobody_takes(self):
         for description in ("type=oracle;host=x", "file=x.db", ""):
             self.assert_fails(self.query(description, "select 1"), "sql query", "0x80000101", "E_NOT_SUPPORTED",
-                              "no driver takes the description; it says type=NAME, with one of: postgresql, sqlite")
+                              "no driver takes the description; it says type=NAME, with one of: odbc, postgresql, sqlite")
         for description, problem in (("type=sqlite;type=sqlite", "at byte 12: a key is given twice"),
                                      ('type="sqlite', "at byte 0: a quoted value has no end"),
                                      ("sqlite", "at byte 0: a key is not followed by")):
@@ -248,13 +254,71 @@ class Sqlite(SqlTest):
         self.assert_usage(self.query(self.file, "select 1", "--timeout", "soon"), "milliseconds")
 
 
+class Odbc(SqlTest):
+    """SQLite through its ODBC driver. Under Wine the system's ODBC hands everything on to that of Linux."""
+
+    def setUp(self):
+        super().setUp()
+        if not os.path.exists(ODBC + "libsqlite3odbc.so"):
+            self.skipTest("SQLite's ODBC driver is not installed")
+        self.file = f"type=odbc;driver={ODBC}libsqlite3odbc.so;database=" + self.path("test.db")
+
+    def environment(self, **more):
+        # No data source and no driver of this machine's.
+        return super().environment(ODBCSYSINI=self.folder, ODBCINI=self.path("odbc.ini"), **more)
+
+    def test_rows(self):
+        self.assert_done(self.query(self.file, "create table t (a bigint, b text)"), "")
+        self.assert_done(self.query(self.file, "insert into t values (?, ?)", "-p", "5", "-p", "text:ä😀"), "")
+        self.assert_done(self.query(self.file, "select * from t"), "5\tä😀\n")
+        self.assert_done(self.khost("sql", "tables", self.file), "\tt\ttable\n")
+        self.assert_done(self.khost("sql", "describe", self.file, "t"), "a\tbigint\t1\t\\N\t0\nb\tTEXT\t1\t\\N\t0\n")
+
+    def test_a_data_source(self):
+        self.write("odbc.ini", f"[orders]\nDriver={ODBC}libsqlite3odbc.so\nDatabase={self.path('test.db')}\n".encode())
+        self.assert_done(self.query("type=odbc;dsn=orders", "select 6 * 7"), "42\n")
+
+    def test_errors(self):
+        self.assert_fails(self.query(self.file, "selec 1"), "sql query", "0x96270001", "SQL_E_SYNTAX", "[42601]")
+        self.assert_fails(self.query(self.file, "select * from missing"), "sql query", "0x96270005", "SQL_E_NO_OBJECT",
+                          "[42P01] no such table: missing")
+        for wrong, code, name, problem in (
+                ("type=odbc", "0x80070057", "E_INVALIDARG", "names no data source (dsn) and no driver"),
+                ("type=odbc;dsn=x;connect_timeout=soon", "0x80070057", "E_INVALIDARG", "number of seconds"),
+                ("type=odbc;dsn=missing", "0x96270008", "SQL_E_CONNECTION", "[IM002] Data source name not found"),
+                ("type=odbc;driver=/missing.so", "0x96270008", "SQL_E_CONNECTION", "/missing.so")):
+            self.assert_fails(self.query(wrong, "select 1"), "sql query", code, name, problem)
+
+    def test_help(self):
+        self.assertIn("dsn=NAME", self.khost("sql", "help", "odbc").text)
+
+
 def free_port():
     with socket.socket() as probe:
         probe.bind(("127.0.0.1", 0))
         return probe.getsockname()[1]
 
 
-class Postgresql(SqlTest):
+class ServerTest(SqlTest):
+    """With a server of the test's own, of which the contract's tests are told."""
+
+    def run_contract(self, name, description, restart, least, skipped):
+        """Runs the contract's tests of one driver; of those that are skipped the names are given."""
+        program = os.path.join(os.path.dirname(host.KHOST[-1]), "sql_drivers_test")
+        with socket.socket() as silent:
+            silent.bind(("127.0.0.1", 0))
+            silent.listen(1)
+            env = self.environment(**{"KFW_TEST_" + name.upper(): description}, KFW_TEST_RESTART=restart, ODBCSYSINI=self.folder,
+                                   KFW_TEST_SILENT_PORT=str(silent.getsockname()[1]))
+            done = subprocess.run([program, f"--gtest_filter=*/{name}"], stdout=subprocess.PIPE, text=True,
+                                  check=False, env=env, timeout=host.TIMEOUT)
+        self.assertEqual(done.returncode, 0, done.stdout)
+        said = re.findall(r"\[  SKIPPED \] every/\w+\.(\w+)/\w+ \(", done.stdout)
+        self.assertEqual(sorted(said), sorted(skipped), done.stdout)
+        self.assertGreaterEqual(done.stdout.count("[       OK ]"), least, done.stdout)
+
+
+class Postgresql(ServerTest):
     """A server with a private data directory and a loopback port, started and stopped by the test."""
 
     @classmethod
@@ -313,22 +377,20 @@ class Postgresql(SqlTest):
         result = self.query(self.database, "select a, null as b from t where b = 'row 7' and '?' = '?'", "--json")
         self.assertEqual(json.loads(result.text), [{"a": 7, "b": None}])
 
-    def test_the_driver_through_its_interface(self):
-        program = os.path.join(os.path.dirname(host.KHOST[-1]), "sql_drivers_test")
+    def restart(self):
         restart = " ".join(shlex.quote(word) for word in
                            [*self.user, os.path.join(POSTGRES, "pg_ctl"), "-D", self.data + "/db", "-m", "fast", "-w", "-s",
                             "-l", self.data + "/log", "-o", self.options(), "restart"])
-        with socket.socket() as silent:
-            silent.bind(("127.0.0.1", 0))
-            silent.listen(1)
-            env = self.environment(KFW_TEST_POSTGRESQL=self.database,
-                                   KFW_TEST_POSTGRESQL_RESTART=f"cd {shlex.quote(self.data)} && {restart} >/dev/null 2>&1",
-                                   KFW_TEST_SILENT_PORT=str(silent.getsockname()[1]))
-            done = subprocess.run([program, "--gtest_filter=*postgresql*"], stdout=subprocess.PIPE, text=True,
-                                  check=False, env=env, timeout=host.TIMEOUT)
-        self.assertEqual(done.returncode, 0, done.stdout)
-        self.assertNotIn("SKIPPED", done.stdout)
-        self.assertGreaterEqual(done.stdout.count("[       OK ]"), 42, done.stdout)
+        return f"cd {shlex.quote(self.data)} && {restart} >/dev/null 2>&1"
+
+    def test_the_driver_through_its_interface(self):
+        self.run_contract("postgresql", self.database, self.restart(), 43, [])
+
+    def test_the_odbc_driver_through_its_interface(self):
+        if not os.path.exists(ODBC + "psqlodbcw.so"):
+            self.skipTest("PostgreSQL's ODBC driver is not installed")
+        self.run_contract("odbc_postgresql", f"type=odbc;driver={ODBC}psqlodbcw.so;server=127.0.0.1;port={self.port};"
+                          'database=postgres;user=tester;password="se;cret"', self.restart(), 45, [])
 
     def test_passwords_stand_in_no_output(self):
         """A password of a description is searched for in everything that khost says, with every kind of failure."""
@@ -371,3 +433,83 @@ class Postgresql(SqlTest):
         finally:
             self.start()
         self.assert_done(shell.run(line), "1\n")
+
+
+class Mariadb(ServerTest):
+    """MariaDB through its ODBC driver, with a server on a socket in a folder of the test's own."""
+
+    @classmethod
+    def setUpClass(cls):
+        if host.WINDOWS:
+            raise unittest.SkipTest("the server is tested natively; under Wine the same ODBC driver would be used")
+        if MARIADB is None or not os.path.exists(ODBC + "libmaodbc.so"):
+            raise unittest.SkipTest("MariaDB's server or its ODBC driver is not installed")
+        cls.data = subprocess.run(["mktemp", "-d", "-t", "khost-mariadb-XXXXXX"], check=True, stdout=subprocess.PIPE,
+                                  text=True).stdout.strip()
+        cls.addClassCleanup(shutil.rmtree, cls.data, ignore_errors=True)
+        os.mkdir(cls.data + "/db")
+        # What the system's script does, without the help texts.
+        tables = "create database mysql;\ncreate database test character set utf8mb4;\nuse mysql;\n"
+        for part in ("mysql_system_tables.sql", "mysql_system_tables_data.sql"):
+            with open(os.path.join(MARIADB_TABLES, part), encoding="utf-8") as file:
+                tables += file.read()
+        with open(cls.data + "/users", "w", encoding="utf-8") as file:
+            file.write("create user if not exists tester@localhost identified by 'se;cret';\n"
+                       "grant all on *.* to tester@localhost;\n")
+        cls.port = free_port()
+        subprocess.run([*cls.program(), "--bootstrap"], input=tables, text=True, check=True, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL)
+        cls.start()
+        cls.addClassCleanup(cls.stop)
+
+    @classmethod
+    def program(cls):
+        user = ["--user=root"] if os.getuid() == 0 else []
+        return [MARIADB, "--no-defaults", f"--datadir={cls.data}/db", f"--tmpdir={cls.data}", *user,
+                "--innodb-log-file-size=4M", "--innodb-flush-log-at-trx-commit=0"]
+
+    @classmethod
+    def serve(cls):
+        return [*cls.program(), f"--socket={cls.data}/socket", "--bind-address=127.0.0.1", f"--port={cls.port}",
+                "--max-allowed-packet=64M", "--character-set-server=utf8mb4", f"--init-file={cls.data}/users",
+                f"--pid-file={cls.data}/pid", f"--log-error={cls.data}/log"]
+
+    @classmethod
+    def start(cls):
+        cls.server = subprocess.Popen(cls.serve(), stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        for _ in range(600):
+            if cls.server.poll() is None and os.path.exists(cls.data + "/pid"):
+                return
+            time.sleep(0.1)
+        with open(cls.data + "/log", encoding="utf-8", errors="replace") as log:
+            raise AssertionError(log.read())
+
+    @classmethod
+    def restart(cls):
+        """A command for the shell. The server's file with its number is there for as long as it serves."""
+        pid = shlex.quote(cls.data + "/pid")
+        serve = " ".join(shlex.quote(word) for word in cls.serve())
+        return (f"kill $(cat {pid}) && while [ -e {pid} ]; do sleep 0.1; done; "
+                f"{{ {serve} >/dev/null 2>&1 & }}; until [ -e {pid} ]; do sleep 0.1; done")
+
+    @classmethod
+    def stop(cls):
+        with open(cls.data + "/pid", encoding="utf-8") as pid:
+            os.kill(int(pid.read()), signal.SIGKILL)
+        cls.server.kill()
+        cls.server.wait()
+
+    def setUp(self):
+        super().setUp()
+        self.place = f"type=odbc;driver={ODBC}libmaodbc.so;server=localhost;socket={self.data}/socket;database=test;user=tester"
+        self.database = self.place + ';password="se;cret"'
+
+    def test_the_driver_through_its_interface(self):
+        self.run_contract("odbc_mariadb", self.database, self.restart(), 40,
+                          ["aConstraintThatFailsAtTheCommitIsAFailure", "aStatementThatKeptNothingIsAFailure",
+                           "twoThatCannotBothHaveHappenedAreInConflict"])
+
+    def test_a_wrong_password(self):
+        result = self.query(self.place + ";password=wr0ng-marker", "select 1")
+        self.assert_fails(result, "sql query", "0x96270007", "SQL_E_PERMISSION", "Access denied")
+        self.assertNotIn("wr0ng-marker", result.errors)

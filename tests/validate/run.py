@@ -224,7 +224,7 @@ class SoundModules(unittest.TestCase):
         """They have no classes of their own, so what is left to check is little."""
         passed = ["exports", "load", "strings", "unknown-classes", "null-out", "leaks"]
         chosen = [word for name in passed + ["register"] for word in ("--only", name)] if QUICK else []
-        drivers = [native(library(name, "drivers")) for name in ("sqldrv_sqlite", "sqldrv_postgresql")]
+        drivers = [native(library(name, "drivers")) for name in ("sqldrv_sqlite", "sqldrv_postgresql", "sqldrv_odbc")]
         for done in validate_all([["--json", "--export", "sqlAnnounceFactories", driver, *chosen] for driver in drivers]):
             self.assert_sound(done, passed)
             self.assertEqual(results_of(done)["register"]["reasons"], ["the module registers no class"])

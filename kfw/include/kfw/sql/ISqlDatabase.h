@@ -36,6 +36,7 @@ enum SqlFeature : uint32_t {
     SQL_FEATURE_ISOLATION = 128,         ///< weaker isolation than serializable is available
     SQL_FEATURE_NAN = 256,               ///< doubles may be "not a number"
     SQL_FEATURE_TRANSACTIONAL_DDL = 512, ///< a rollback takes back what made or dropped tables
+    SQL_FEATURE_INFINITY = 1024,         ///< doubles may be infinite
 };
 
 /// When a transaction takes the database's locks, and what it may do.

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>

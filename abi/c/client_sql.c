@@ -28,7 +28,7 @@ static const char* sDescription; ///< the one that the factory was given last, w
     static uint32_t pPrefix##Query(pInterface* pThis, const char* pIid, IUnknown** pOut)                     \
     {                                                                                                        \
         static const char* const IDENTITIES[] = {IID_IUnknown, IID_##pInterface, NULL};                      \
-        return findInterface(pThis, IDENTITIES, pIid, pOut);                                                \
+        return findInterface(pThis, IDENTITIES, pIid, pOut);                                                 \
     }                                                                                                        \
     static const char* pPrefix##Identity(pInterface* pThis)                                                  \
     {                                                                                                        \

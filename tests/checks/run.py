@@ -69,8 +69,9 @@ def includes(name):
 
 
 FOLDERS = set(layer.split("/")[0] for layer in LAYERS) | {"tests", "fuzz", "bench", "abi"}
-# The layout of the cache on disk, which the host's offline commands read as well.
-SHARED = {"host": "kfw/cache/format/"}
+# The layout of the cache on disk, which the host's offline commands read as well; a look at what stands beside a
+# SQLite database, for all who open one.
+SHARED = {"host": "kfw/cache/format/", "kutil": "kpr/sqlite/", "drivers": "kpr/sqlite/"}
 
 
 def check_layers():
@@ -177,6 +178,8 @@ OWN_WAITS = re.compile(
     r'\b(system|steady|high_resolution)_clock\b')
 # Who has to wait for what kpr knows nothing of.
 WAITS_OF_THEIR_OWN = {
+    "drivers/odbc/sql_OdbcWatch.cpp": "the end of a call that has no time limit of its own",
+    "drivers/odbc/sql_OdbcWatch.h": "the thread of it",
     "drivers/postgresql/sql_Socket_posix.cpp": "a socket, or a time",
     "drivers/postgresql/sql_Socket_win.cpp": "a socket, or a time",
     "host/host_CloseSignals_win.cpp": "the end of the work, before Windows ends the process",

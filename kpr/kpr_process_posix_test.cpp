@@ -112,7 +112,8 @@ TEST_F(KprPosixTest, FoldersComeFromTheEnvironment)
         char tPath[1024];
         return KFAILED(pFunction(tPath, sizeof tPath)) ? std::string() : std::string(tPath);
     };
-    const std::string tHome = getenv("HOME") ? getenv("HOME") : "";
+    const char* const tBefore = getenv("HOME");
+    const std::string tHome = tBefore ? tBefore : "";
     setenv("XDG_DATA_HOME", "/data/home//", 1);
     EXPECT_EQ(tGet(kprGetUserDataDir), "/data/home");
     setenv("XDG_DATA_HOME", "relative", 1);

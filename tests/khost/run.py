@@ -8,15 +8,15 @@ class or test as unittest names it ("test_cache", "test_cache.Objects.test_has")
 """
 
 import argparse
-import json
 import os
 import sys
 import unittest
 
 FOLDER = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, FOLDER)
+sys.path[:0] = [FOLDER, os.path.join(FOLDER, "..", "support")]
 
 import host  # noqa: E402
+import suite as suite_runner  # noqa: E402
 
 
 def main():
@@ -31,14 +31,7 @@ def main():
 
     loader = unittest.TestLoader()
     suite = loader.loadTestsFromNames(options.tests) if options.tests else loader.discover(FOLDER)
-    result = unittest.TextTestRunner(verbosity=2, stream=sys.stdout).run(suite)
-    bad = len(result.failures) + len(result.errors)
-    if options.report:
-        with open(options.report, "w", encoding="utf-8") as file:
-            json.dump({"passed": result.testsRun - bad - len(result.skipped), "failed": bad,
-                       "skipped": len(result.skipped),
-                       "reasons": [[test.id(), reason] for test, reason in result.skipped]}, file)
-    return 0 if result.wasSuccessful() and result.testsRun else 1
+    return suite_runner.run(suite, options.report)
 
 
 if __name__ == "__main__":

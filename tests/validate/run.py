@@ -23,6 +23,10 @@ import tempfile
 import termios
 import unittest
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+
+import suite as suite_runner  # noqa: E402
+
 COMMAND = []   # the command that starts kom-validate, with an emulator before it where one is needed
 BIN = ""       # the folder of the modules
 WINDOWS = False
@@ -333,14 +337,7 @@ def main():
     WINDOWS = program.endswith(".exe")
 
     suite = unittest.TestLoader().loadTestsFromModule(sys.modules[__name__])
-    result = unittest.TextTestRunner(verbosity=2, stream=sys.stdout).run(suite)
-    bad = len(result.failures) + len(result.errors)
-    if options.report:
-        with open(options.report, "w", encoding="utf-8") as file:
-            json.dump({"passed": result.testsRun - bad - len(result.skipped), "failed": bad,
-                       "skipped": len(result.skipped),
-                       "reasons": [[test.id(), reason] for test, reason in result.skipped]}, file)
-    return 0 if result.wasSuccessful() and result.testsRun else 1
+    return suite_runner.run(suite, options.report)
 
 
 if __name__ == "__main__":

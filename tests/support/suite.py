@@ -1,0 +1,17 @@
+"""Runs a suite of unittest tests and reports its counts as test programs do."""
+
+import json
+import sys
+import unittest
+
+
+def run(suite, report):
+    """Runs the suite, writes the counts to the file `report` (None: nowhere) and returns the exit status."""
+    result = unittest.TextTestRunner(verbosity=2, stream=sys.stdout).run(suite)
+    bad = len(result.failures) + len(result.errors)
+    if report:
+        with open(report, "w", encoding="utf-8") as file:
+            json.dump({"passed": result.testsRun - bad - len(result.skipped), "failed": bad,
+                       "skipped": len(result.skipped),
+                       "reasons": [[test.id(), reason] for test, reason in result.skipped]}, file)
+    return 0 if result.wasSuccessful() and result.testsRun else 1

@@ -141,6 +141,52 @@ TEST_F(RegistryTrustTest, refusesAFileOfSomebodyElse)
     expectRefused();
 }
 
+// Who made it chooses which registry counts, and where a lock file is made.
+TEST_F(RegistryTrustTest, followsNoLinkOfSomebodyElse)
+{
+    const std::filesystem::path tLink = mFolder / "link", tOther = mFolder / "other";
+    std::filesystem::create_directory(tOther);
+    std::filesystem::copy_file(mPath, tOther / "registry");
+    std::filesystem::create_symlink(tOther / "registry", tLink);
+    komSetClassRegistry(tLink.c_str());
+    EXPECT_EQ(registerClass(SECOND, "/two"), 0u) << "a link of the user's own";
+    std::filesystem::remove(tOther / "registry.lock");
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+    ASSERT_EQ(lchown(tLink.c_str(), NOBODY, NOBODY), 0);
+    expectRefused();
+    EXPECT_FALSE(std::filesystem::exists(tOther / "registry.lock"));
+}
+
+TEST_F(RegistryTrustTest, makesNoLockBesideAFileThatIsRefused)
+{
+    std::filesystem::remove(mPath + ".lock");
+    std::filesystem::permissions(mPath, std::filesystem::perms(0666));
+    expectRefused();
+    EXPECT_FALSE(std::filesystem::exists(mPath + ".lock"));
+}
+
+TEST_F(RegistryTrustTest, doesNotWaitForALockOfSomebodyElse)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+    ASSERT_EQ(chown((mPath + ".lock").c_str(), NOBODY, NOBODY), 0);
+    EXPECT_EQ(registerClass(SECOND, "/two"), KPR_E_NOT_TRUSTED);
+}
+
+// A process that holds the lock and was halted.
+TEST_F(RegistryTrustTest, doesNotWaitForALockWithoutEnd)
+{
+    KprFile tFile = KPR_NO_FILE;
+    ASSERT_EQ(kprOpenFile((mPath + ".lock").c_str(), KPR_OPEN_READ_WRITE, &tFile), 0u);
+    ASSERT_EQ(kprLockFile(tFile, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    EXPECT_EQ(inChild([] {
+                  alarm(40);
+                  return registerClass(SECOND, "/two");
+              }),
+              KPR_E_LOCKED);
+    EXPECT_EQ(kprCloseFile(tFile), 0u);
+    EXPECT_EQ(registerClass(SECOND, "/two"), 0u);
+}
+
 TEST_F(RegistryTrustTest, readsATimeThatNoCalendarHas)
 {
     // Of the file systems at hand only one in memory keeps such times.

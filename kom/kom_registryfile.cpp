@@ -27,31 +27,36 @@ public:
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
-    /// Waits until nobody else holds it.
+    /// Waits while others hold it, but not for somebody who was halted: KPR_E_LOCKED.
     uint32_t takeExclusive(const std::string& pRegistry)
     {
+        constexpr uint32_t tPatience = 10000;
         if (auto tRes = open(pRegistry, KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE); KFAILED(tRes)) return tRes;
-        return lock(KPR_LOCK_EXCLUSIVE);
+        return tryToLock(KPR_LOCK_EXCLUSIVE, tPatience);
     }
     /// Shared, when it is available within a second.
     void tryShared(const std::string& pRegistry)
     {
-        if (KFAILED(open(pRegistry, KPR_OPEN_READ))) return;
-        constexpr uint32_t tPause = 5, tPatience = 1000; // milliseconds
-        for (uint32_t tWaited = 0; tWaited < tPatience; tWaited += tPause) {
-            if (lock(KPR_LOCK_SHARED | KPR_LOCK_NO_WAIT) != KPR_E_LOCKED) return;
-            kprSleep(tPause);
-        }
+        constexpr uint32_t tPatience = 1000;
+        if (!KFAILED(open(pRegistry, KPR_OPEN_READ)))
+            static_cast<void>(tryToLock(KPR_LOCK_SHARED, tPatience));
     }
 
 private:
     uint32_t open(const std::string& pRegistry, uint32_t pMode)
     {
-        return kprOpenFile((pRegistry + ".lock").c_str(), pMode, &mFile);
+        // Whose file it is may keep it locked.
+        return kprOpenFile((pRegistry + ".lock").c_str(), pMode | KPR_OPEN_OWN, &mFile);
     }
-    uint32_t lock(uint32_t pMode)
+    /// pPatience is in milliseconds.
+    uint32_t tryToLock(uint32_t pMode, uint32_t pPatience)
     {
-        const uint32_t tRes = kprLockFile(mFile, pMode, 0, 0);
+        constexpr uint32_t tPause = 5;
+        uint32_t tRes = KPR_E_LOCKED;
+        for (uint32_t tWaited = 0; tRes == KPR_E_LOCKED && tWaited < pPatience; tWaited += tPause) {
+            if (tWaited > 0) kprSleep(tPause);
+            tRes = kprLockFile(mFile, pMode | KPR_LOCK_NO_WAIT, 0, 0);
+        }
         mLocked = !KFAILED(tRes);
         return tRes;
     }
@@ -81,6 +86,15 @@ uint32_t lockForChange(const std::string& pRegistry, Lock& pLock)
     if (auto tRes2 = kpr::readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes2)) return tRes2;
     if (auto tRes2 = createDirectories(tFolder); KFAILED(tRes2)) return tRes2;
     return pLock.takeExclusive(pRegistry);
+}
+
+/// Refuses a registry that is not to be trusted before anything is made beside it.
+uint32_t checkRegistry(const std::string& pRegistry)
+{
+    KprFile tFile = KPR_NO_FILE;
+    const uint32_t tRes = kprOpenFile(pRegistry.c_str(), KPR_OPEN_READ | KPR_OPEN_TRUSTED, &tFile);
+    if (tRes == KPR_E_NOT_FOUND) return 0;
+    return KFAILED(tRes) ? tRes : kprCloseFile(tFile);
 }
 
 uint32_t damaged(uint64_t pLine, const char* pWhat)
@@ -134,6 +148,7 @@ uint32_t locateRegistry(const std::string& pPath, RegistryFile& pFile)
     pFile.path = pPath;
     if (auto tRes = kprGetFileInfo(pPath.c_str(), tFacts, &pFile.info); KFAILED(tRes)) return tRes;
     if (pFile.info.kind != KPR_KIND_LINK) return 0;
+    if (auto tRes = kprCheckLink(pPath.c_str()); KFAILED(tRes)) return tRes;
     std::string tTarget;
     if (auto tRes = kpr::readText(tTarget, kprGetRealPath, pPath.c_str()); KFAILED(tRes)) return tRes;
     pFile.path = tTarget;
@@ -157,6 +172,7 @@ uint32_t changeRegistry(const std::string& pPath, const std::function<uint32_t(C
 {
     RegistryFile tRegistry;
     if (auto tRes = locateRegistry(pPath, tRegistry); KFAILED(tRes) && tRes != KPR_E_NOT_FOUND) return tRes;
+    if (auto tRes = checkRegistry(tRegistry.path); KFAILED(tRes)) return tRes;
     Lock tLock;
     if (auto tRes = lockForChange(tRegistry.path, tLock); KFAILED(tRes)) return tRes;
 

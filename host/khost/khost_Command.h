@@ -64,6 +64,7 @@ struct Option {
     std::vector<const char*> words = {};
     bool onlyWords = false;
     bool inShell = false; ///< of a global option: lines of the shell have it too
+    bool secret = false;  ///< errors do not repeat the value
     /// Returns what is wrong with a value, in words that follow the option's name and value; "" for a good
     /// one.
     std::string (*check)(const std::string& pValue) = nullptr;

@@ -6,6 +6,7 @@
 #include <map>
 
 #include "host/khost/khost_Commands.h"
+#include "host/khost/khost_Words.h"
 
 namespace vel::kos::host {
 
@@ -19,6 +20,7 @@ struct Slot {
     std::string text;
     std::vector<std::string> texts;
     bool isList = false;
+    bool isSecret = false;
     const CLI::Option* option = nullptr;
     std::string (*check)(const std::string&) = nullptr;
 
@@ -55,6 +57,7 @@ void addOption(CLI::App& pParser, const Option& pOption, Slots& pSlots)
     Slot& tSlot = pSlots.emplace_back();
     tSlot.name = pOption.name();
     tSlot.isList = pOption.repeatable;
+    tSlot.isSecret = pOption.secret;
     tSlot.check = pOption.check;
     CLI::Option* tOption;
     if (pOption.show) {
@@ -116,11 +119,21 @@ std::string problemText(const CLI::App& pRoot, std::string pProblem)
            (tName.empty() ? "" : " " + tName) + " --help)";
 }
 
-/// A word that was not expected, for the eyes of others: what stands behind a "=" may be a password.
-std::string withoutValue(const std::string& pWord)
+/// A text of the parser that may repeat what was given, with every word as errors show it.
+std::string withShownWords(std::string pText, const std::vector<std::string>& pWords)
 {
-    const std::size_t tEquals = pWord.find('=');
-    return tEquals == std::string::npos ? pWord : pWord.substr(0, tEquals + 1) + "...";
+    const auto tShow = [&pText](const std::string& pWord) {
+        const std::string tShown = shownWord(pWord);
+        if (tShown == pWord) return;
+        for (size_t i = pText.find(pWord); i != std::string::npos; i = pText.find(pWord, i + tShown.size()))
+            pText.replace(i, pWord.size(), tShown);
+    };
+    for (const std::string& tWord : pWords) {
+        tShow(tWord);
+        if (const auto tEquals = tWord.find('='); tWord.starts_with('-') && tEquals != std::string::npos)
+            tShow(tWord.substr(tEquals + 1));
+    }
+    return pText;
 }
 
 /// What is wrong with the words. The parser notices first that a command is missing, also where an unknown
@@ -132,13 +145,13 @@ std::string usageProblem(const CLI::App& pRoot, const CLI::ParseError& pError)
         const auto tRest = pRoot.remaining(true);
         for (const std::string& tWord : tRest)
             if (!tWord.empty() && tWord.front() != '-')
-                return problemText(pRoot, "unknown command \"" + withoutValue(tWord) + "\"");
+                return problemText(pRoot, "unknown command \"" + shownWord(tWord) + "\"");
         if (tRest.empty()) return problemText(pRoot, "a command is missing");
     }
     if (pError.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError)) {
         std::string tText = "not expected here:";
         for (const std::string& tWord : pRoot.remaining(true))
-            tText += " " + withoutValue(tWord);
+            tText += " " + shownWord(tWord);
         return problemText(pRoot, tText);
     }
     return problemText(pRoot, pError.what());
@@ -171,7 +184,7 @@ public:
         } catch (const CLI::CallForVersion& tText) {
             return {ParsedLine::SHOW, nullptr, {}, tText.what()};
         } catch (const CLI::ParseError& tError) {
-            return {ParsedLine::WRONG, nullptr, {}, usageProblem(mRoot, tError)};
+            return {ParsedLine::WRONG, nullptr, {}, withShownWords(usageProblem(mRoot, tError), pWords)};
         }
         tLine.command = mCommands.at(reached(&mRoot));
         for (const Command* tOwner : {static_cast<const Command*>(nullptr), tLine.command})
@@ -180,7 +193,9 @@ public:
                 for (const std::string& tValue : tValues)
                     if (const std::string tProblem = tSlot.check ? tSlot.check(tValue) : "";
                         !tProblem.empty()) {
-                        tLine.text = problemText(mRoot, tSlot.name + " " + tValue + ": " + tProblem);
+                        tLine.text =
+                            problemText(mRoot, tSlot.name + (tSlot.isSecret ? "" : " " + shownWord(tValue)) +
+                                                   ": " + tProblem);
                         return tLine;
                     }
                 tLine.arguments.set(tSlot.name, std::move(tValues));

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/Escape.h"
+#include "host/khost/khost_Console.h"
 #include "host/khost/khost_Session.h"
 
 namespace vel::kos::host {
@@ -148,7 +149,7 @@ public:
         else if (mForm == SqlForm::TABLE)
             addToTable(std::move(tFields));
         else
-            mSession.print(tLine + (mForm == SqlForm::CSV ? "\r\n" : "\n"));
+            printText(tLine);
     }
     void end()
     {
@@ -168,7 +169,13 @@ private:
         for (size_t i = 0; i < mNames.size(); ++i)
             tLine += (i ? mForm == SqlForm::CSV ? "," : "\t" : "") +
                      (mForm == SqlForm::CSV ? csvText(mNames[i]) : tabText(mNames[i]));
-        if (!mNames.empty()) mSession.print(tLine + (mForm == SqlForm::CSV ? "\r\n" : "\n"));
+        if (!mNames.empty()) printText(tLine);
+    }
+    /// A line for programs ends as its form says; one for people is one line, whatever the values hold.
+    void printText(const std::string& pLine)
+    {
+        const bool tCsv = mForm == SqlForm::CSV && !isTerminal(Stream::OUTPUT);
+        mSession.print(mSession.shown(pLine) + (tCsv ? "\r\n" : "\n"));
     }
     void addToTable(std::vector<Field> pFields)
     {

@@ -9,6 +9,7 @@
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_Files.h"
 #include "host/khost/khost_Session.h"
+#include "host/khost/khost_Words.h"
 #include "kfw/classes.h"
 #include "kfw/sql/driver.h"
 #include "kpr/dir.h"
@@ -110,14 +111,15 @@ std::optional<std::string> description(Session& pSession, const std::string& pGi
     std::string tText = pGiven;
     if (pGiven.starts_with("env:")) {
         const uint32_t tRes = kpr::readText(tText, kprGetEnvironment, pGiven.c_str() + 4);
-        if (KFAILED(tRes)) return pSession.fail(tRes, "the variable " + pGiven.substr(4)), std::nullopt;
+        if (KFAILED(tRes))
+            return pSession.fail(tRes, "the variable " + shownWord(pGiven.substr(4))), std::nullopt;
     } else if (pGiven.starts_with("@")) {
         if (pGiven == "@-" && pSession.inShell())
             return *pStatus = pSession.usage("standard input holds the commands of the shell"), std::nullopt;
         fw::CacheBytes tBytes{};
         const uint32_t tRes =
             pGiven == "@-" ? readWholeInput(&tBytes) : readWholeFile(pGiven.substr(1), &tBytes);
-        if (KFAILED(tRes)) return pSession.fail(tRes, pGiven.substr(1)), std::nullopt;
+        if (KFAILED(tRes)) return pSession.fail(tRes, shownWord(pGiven.substr(1))), std::nullopt;
         tText.assign(static_cast<const char*>(static_cast<const void*>(tBytes.mData)), tBytes.mSize);
     }
     return tText;
@@ -205,7 +207,7 @@ SqlRegistry openSqlRegistry(Session& pSession, const Arguments& pArguments)
     if (!tRegistry) return {};
     for (const std::string& tPath : pArguments.list("--driver"))
         if (auto tRes = loadDriver(tRegistry.get(), tPath); KFAILED(tRes)) {
-            pSession.fail(tRes, tPath);
+            pSession.fail(tRes, shownWord(tPath));
             return {};
         }
     if (pArguments.list("--driver").empty())

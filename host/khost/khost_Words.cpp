@@ -33,4 +33,20 @@ bool splitWords(std::string_view pLine, std::vector<std::string>& pWords)
     return tQuote == '\0';
 }
 
+std::string shownWord(std::string_view pWord)
+{
+    constexpr std::string_view tHidden = "...", tMark = "://";
+    const auto tEquals = pWord.find('=');
+    std::string tShown(pWord.substr(0, tEquals));
+    if (const auto tColon = tShown.find(tMark); tColon != std::string::npos) {
+        const auto tUser = tColon + tMark.size();
+        if (const auto tAt = tShown.rfind('@'); tAt != std::string::npos && tAt >= tUser)
+            tShown.replace(tUser, tAt - tUser, tHidden);
+        else if (pWord.find('@', tUser) != std::string_view::npos)
+            return tShown.erase(tUser).append(tHidden); // the "=" is one of the password
+    }
+    if (tEquals != std::string_view::npos) tShown.append("=").append(tHidden);
+    return tShown;
+}
+
 } // namespace vel::kos::host

@@ -1,4 +1,4 @@
-// Splitting a shell line into words.
+// Words: of a shell line, and as errors repeat them.
 #pragma once
 
 #include <string>
@@ -13,5 +13,10 @@ namespace vel::kos::host {
 /// C:\dir\file needs no quotes. "#" at the start of a word begins a comment. False for a quote that is not
 /// closed.
 bool splitWords(std::string_view pLine, std::vector<std::string>& pWords);
+
+/// A word that the user gave, as the text of an error repeats it: a description or an address of a database
+/// may stand anywhere by mistake, so it has "..." for what follows a "=" and for what stands before the "@"
+/// of an address.
+std::string shownWord(std::string_view pWord);
 
 } // namespace vel::kos::host

@@ -52,4 +52,19 @@ TEST(Words, AQuoteHasToBeClosed)
         EXPECT_FALSE(splitWords(tLine, tWords)) << tLine;
 }
 
+TEST(Words, AreShownWithoutWhatMayBeAPassword)
+{
+    EXPECT_EQ(shownWord("plain"), "plain");
+    EXPECT_EQ(shownWord(""), "");
+    EXPECT_EQ(shownWord("type=sqlite;password=secret"), "type=...");
+    EXPECT_EQ(shownWord("a://me:secret@host/db"), "a://...@host/db");
+    EXPECT_EQ(shownWord("a://me:sec@ret/@host/db"), "a://...@host/db")
+        << "one that is not written as it should be";
+    EXPECT_EQ(shownWord("a://me:secret@host/db?password=secret"), "a://...@host/db?password=...");
+    EXPECT_EQ(shownWord("a://me:sec=ret@host"), "a://...");
+    EXPECT_EQ(shownWord("a://me:secret@host?password=sec@ret"), "a://...@host?password=...");
+    EXPECT_EQ(shownWord("http://host/path"), "http://host/path");
+    EXPECT_EQ(shownWord("me@host"), "me@host");
+}
+
 } // namespace

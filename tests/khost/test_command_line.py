@@ -135,6 +135,22 @@ class OnATerminal(host.HostTest):
         self.assertEqual(self.khost("cache", "get", "http://h/").out, data)
         self.assertEqual(self.khost("cache", "attrs", "http://h/").out, b"a=b\nc=d\x1b[0m\n")
 
+    def test_what_a_module_says_of_itself(self):
+        """On one line, whatever it holds."""
+        module = os.path.join(os.path.dirname(host.KHOST[-1]), "libkfw.so")
+        with open(module, "rb") as file:
+            data = file.read()
+        version = self.khost("version", "kfw").text.strip().encode()
+        self.assertIn(version + b"\0", data)
+        forged = self.write("libkfw.so", data.replace(version + b"\0", version[:-2] + b"\n\x1b\0"))
+        self.assert_done(self.khost("register", forged), None)
+        shown = version[:-2] + b"\\n\\x1b"
+        self.assertEqual(self.shown("version", "kfw"), shown + b"\n")
+
+    def test_comma_separated_values(self):
+        shown = self.shown("sql", "query", "type=sqlite;file=:memory:", "select 'a\nb' as \"x\ny\", 'c' as z", "--csv")
+        self.assertEqual(shown, b'"x\\ny",z\n"a\\nb",c\n')
+
     def test_values_of_settings(self):
         self.assert_done(self.khost("user", "set", "City", "one\ntwo\x1b"))
         self.assertEqual(self.shown("user", "get", "City"), b"City=one\\ntwo\\x1b\n")

@@ -447,10 +447,33 @@ class Passwords(HostTest):
                       ("sql", "query", "type=postgresql;password={}", "select", "1", "type=x;password={}"),
                       ("sql", "query", "--password={}", "x", "y"),
                       ("sql", "types", "type=postgresql;password={}"),
-                      ("sql", "password={}"), ("type=postgresql;password={}",), ("cache", "id", "u", "password={}")):
+                      ("sql", "password={}"), ("type=postgresql;password={}",), ("cache", "id", "u", "password={}"),
+                      ("sysinfo", "type=postgresql;password={}")):
             with self.subTest(words=words):
                 result = self.khost(*(word.replace("{}", self.MARKER) for word in words))
                 self.assert_usage(result, "=...")
+                self.assert_silent(result, words)
+
+    def test_in_the_form_of_an_address(self):
+        address = "postgresql://me:{}@h/db"
+        for words in (("sql", "query", "a", "b", address), (address,), ("sql", address), ("-D", address, "errors")):
+            with self.subTest(words=words):
+                result = self.khost(*(word.replace("{}", self.MARKER) for word in words))
+                self.assert_usage(result, "postgresql://...@h/db")
+                self.assert_silent(result, words)
+
+    def test_where_something_else_belongs(self):
+        description = "type=postgresql;password={}"
+        for words, status in ((("sql", "types", "--driver", description), 1), (("sql", "help", description), 1),
+                              (("sql", "query", "@" + description, "select 1"), 1),
+                              (("sql", "query", "env:" + description, "select 1"), 1),
+                              (("sql", "exec", "type=sqlite;file=:memory:", "--script", description), 1),
+                              (("sql", "query", "x", "y", "--param", "int:{}"), 2),
+                              (("sql", "query", "x", "y", "--param", ":{}"), 2)):
+            with self.subTest(words=words):
+                result = self.khost(*self.options, *(word.replace("{}", self.MARKER) for word in words))
+                self.assertEqual(result.status, status)
+                self.assertEqual(result.errors.count("\n"), 1)
                 self.assert_silent(result, words)
 
     def test_in_a_line_of_the_shell(self):

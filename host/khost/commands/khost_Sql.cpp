@@ -8,6 +8,7 @@
 #include "host/khost/khost_Session.h"
 #include "host/khost/khost_SqlOutput.h"
 #include "host/khost/khost_SqlSession.h"
+#include "host/khost/khost_Words.h"
 #include "kpr/time.h"
 
 namespace vel::kos::host {
@@ -50,7 +51,7 @@ int types(Session& pSession, const Arguments& pArguments)
     const auto tTypes = sqlTypes(tRegistry.get());
     if (pSession.json()) pSession.printJson(tTypes);
     for (const std::string& tType : tTypes)
-        if (!pSession.json()) pSession.print(tType + "\n");
+        if (!pSession.json()) pSession.print(pSession.shown(tType) + "\n");
     return STATUS_DONE;
 }
 
@@ -61,7 +62,7 @@ int help(Session& pSession, const Arguments& pArguments)
     const std::string& tType = pArguments.text("TYPE");
     kom::Ref<sql::ISqlDatabaseFactory> tFactory;
     if (auto tRes = tRegistry->getFactory(tType.c_str(), tFactory.out()); KFAILED(tRes))
-        return pSession.fail(tRes, "no driver is loaded for the type \"" + tType + "\"");
+        return pSession.fail(tRes, "no driver is loaded for the type \"" + shownWord(tType) + "\"");
     kom::HeapString tText;
     if (auto tRes = tFactory->getDescriptionHelp(tText.out()); KFAILED(tRes))
         return pSession.fail(tRes, tType);
@@ -127,7 +128,7 @@ int script(Session& pSession, const Arguments& pArguments, sql::ISqlDatabase* pD
         return pSession.usage("standard input holds the commands of the shell");
     fw::CacheBytes tBytes{};
     if (auto tRes = tFile == "-" ? readWholeInput(&tBytes) : readWholeFile(tFile, &tBytes); KFAILED(tRes))
-        return pSession.fail(tRes, tFile);
+        return pSession.fail(tRes, shownWord(tFile));
     const std::string tScript(static_cast<const char*>(static_cast<const void*>(tBytes.mData)), tBytes.mSize);
     if (tScript.find('\0') != std::string::npos) return pSession.fail(E_INVALIDARG, tFile + " holds a NUL");
     const auto tBegan = now();
@@ -219,6 +220,7 @@ void addSqlCommands(std::vector<Command>& pTable)
                            .value = "VALUE",
                            .help = "The value of the next \"?\", or :NAME=VALUE that of \":NAME\"",
                            .repeatable = true,
+                           .secret = true,
                            .check = checkSqlParameter};
     const Option tCsv = {.names = "--csv", .help = "Print lines of comma-separated values, with a header"};
     const Option tHeader = {.names = "--header", .help = "Print the names of the columns before the rows"};

@@ -163,7 +163,7 @@ int showVersion(Session& pSession, const Arguments& pArguments)
     if (pSession.json())
         pSession.printJson(tVersion.isNull() ? Json() : Json(tVersion.c_str()));
     else
-        pSession.print(std::string(tVersion.c_str()) + "\n");
+        pSession.print(pSession.shown(tVersion.c_str()) + "\n");
     return STATUS_DONE;
 }
 
@@ -178,7 +178,7 @@ int showProduct(Session& pSession, const Arguments& pArguments)
     if (pSession.json())
         pSession.printJson(Json::object({{"min", tMin.c_str()}, {"max", tMax.c_str()}}));
     else
-        pSession.print(std::string(tMin.c_str()) + " " + tMax.c_str() + "\n");
+        pSession.print(pSession.shown(tMin.c_str()) + " " + pSession.shown(tMax.c_str()) + "\n");
     return STATUS_DONE;
 }
 

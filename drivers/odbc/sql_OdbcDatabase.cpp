@@ -9,12 +9,21 @@
 #include "drivers/odbc/sql_OdbcStatement.h"
 #include "drivers/odbc/sql_OdbcText.h"
 #include "drivers/odbc/sql_OdbcTypes.h"
+#include "kpr/time.h"
 
 namespace vel::kos::drivers {
 
 namespace {
 
 constexpr uint64_t CONNECT_SECONDS = 10;
+constexpr uint64_t SECOND = 1000000; ///< in microseconds
+
+uint64_t now()
+{
+    uint64_t tNow = 0;
+    kprGetMonotonicTime(&tNow);
+    return tNow;
+}
 
 /// The first thing that an ODBC call has to say, with what else it says behind it; warnings only when there
 /// is nothing else.
@@ -122,7 +131,7 @@ Failure refused(std::string pText)
 }
 
 /// Why there is no connection, which drivers and the driver manager tell in many ways.
-Failure failedToConnect(Odbc::Handle pHandle)
+Failure failedToConnect(Odbc::Handle pHandle, bool pTimeOver)
 {
     Failure tFailure = diagnostics(odbc::CONNECTION, pHandle, profileOf(""));
     const auto tHas = [&](const char* pPart) { return tFailure.text.find(pPart) != std::string::npos; };
@@ -135,6 +144,7 @@ Failure failedToConnect(Odbc::Handle pHandle)
         tFailure.code = SQL_E_TIMEOUT;
     else if (tFailure.code == E_FAIL || tFailure.code == SQL_E_CANCELLED)
         tFailure.code = SQL_E_CONNECTION;
+    if (pTimeOver && tFailure.code == SQL_E_CONNECTION) tFailure.code = SQL_E_TIMEOUT;
     tFailure.retry = tFailure.retry || tFailure.code == SQL_E_TIMEOUT;
     return tFailure;
 }
@@ -190,11 +200,14 @@ Failure OdbcDatabase::open(const Description& pDescription, kom::Ref<sql::ISqlDa
     // Drivers hand back the string as they have understood it.
     std::vector<char16_t> tUnderstood(4096);
     int16_t tLength = 0;
+    const uint64_t tStarted = now();
     const Odbc::Return tReturn = gOdbc.connect(
         tHandle.get(), nullptr, tString.data(), static_cast<int16_t>(tString.size()), tUnderstood.data(),
         static_cast<int16_t>(tUnderstood.size()), &tLength, odbc::DRIVER_NOPROMPT);
     if (!odbc::succeeded(tReturn)) {
-        Failure tFailure = failedToConnect(tHandle.get());
+        // Many drivers do not say that it was the time.
+        const bool tTimeOver = tSeconds > 0 && now() - tStarted >= tSeconds * SECOND;
+        Failure tFailure = failedToConnect(tHandle.get(), tTimeOver);
         for (const std::string& tSecret : secretsOfConnection(pDescription))
             hideSecret(tFailure.text, tSecret);
         return tFailure;

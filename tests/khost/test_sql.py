@@ -310,12 +310,15 @@ class ServerTest(SqlTest):
             silent.listen(1)
             env = self.environment(**{"KFW_TEST_" + name.upper(): description}, KFW_TEST_RESTART=restart, ODBCSYSINI=self.folder,
                                    KFW_TEST_SILENT_PORT=str(silent.getsockname()[1]))
-            done = subprocess.run([program, f"--gtest_filter=*/{name}"], stdout=subprocess.PIPE, text=True,
-                                  check=False, env=env, timeout=host.TIMEOUT)
-        self.assertEqual(done.returncode, 0, done.stdout)
-        said = re.findall(r"\[  SKIPPED \] every/\w+\.(\w+)/\w+ \(", done.stdout)
-        self.assertEqual(sorted(said), sorted(skipped), done.stdout)
-        self.assertGreaterEqual(done.stdout.count("[       OK ]"), least, done.stdout)
+            # Into a file: a server that is started anew may keep a pipe open.
+            with open(self.path("contract"), "w+", encoding="utf-8") as output:
+                done = subprocess.run([program, f"--gtest_filter=*/{name}"], stdout=output, check=False, env=env,
+                                      timeout=host.TIMEOUT)
+                output.seek(0)
+                said = output.read()
+        self.assertEqual(done.returncode, 0, said)
+        self.assertEqual(sorted(re.findall(r"\[  SKIPPED \] every/\w+\.(\w+)/\w+ \(", said)), sorted(skipped), said)
+        self.assertGreaterEqual(said.count("[       OK ]"), least, said)
 
 
 class Postgresql(ServerTest):
@@ -506,7 +509,7 @@ class Mariadb(ServerTest):
 
     def test_the_driver_through_its_interface(self):
         self.run_contract("odbc_mariadb", self.database, self.restart(), 40,
-                          ["aConstraintThatFailsAtTheCommitIsAFailure", "aStatementThatKeptNothingIsAFailure",
+                          ["aServerThatDoesNotReactIsGivenUp", "aConstraintThatFailsAtTheCommitIsAFailure", "aStatementThatKeptNothingIsAFailure",
                            "twoThatCannotBothHaveHappenedAreInConflict"])
 
     def test_a_wrong_password(self):

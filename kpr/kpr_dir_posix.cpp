@@ -26,7 +26,7 @@ struct Listing {
 
 Listing* toListing(KprDir pDir)
 {
-    return pDir == KPR_NO_DIR || pDir == 0 ? nullptr : reinterpret_cast<Listing*>(pDir);
+    return pDir == KPR_NO_DIR ? nullptr : reinterpret_cast<Listing*>(pDir); // 0 is null as well
 }
 
 uint32_t toKind(Listing* pListing, const dirent& pEntry)

@@ -148,6 +148,8 @@ protected:
         EXPECT_EQ(tRead.substr(0, tMoved), CONTENT);
         EXPECT_EQ(kprSeekAndRead(tFile, LENGTH, tRead.data(), LENGTH + 10, &tMoved), 0u);
         EXPECT_EQ(tRead.substr(0, tMoved), CONTENT) << "as far as the file goes";
+        EXPECT_EQ(kprSeekAndRead(tFile, 3, tRead.data(), 10, &tMoved), 0u);
+        EXPECT_EQ(tRead.substr(0, tMoved), CONTENT.substr(3, 10)) << "and no more than asked for";
         EXPECT_EQ(kprLockFile(tFile, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
         EXPECT_EQ(kprUnlockFile(tFile, 0, 0), 0u);
         EXPECT_EQ(kprLockFile(tFile, KPR_LOCK_SHARED | KPR_LOCK_NO_WAIT, 0, 0), 0u);

@@ -191,7 +191,9 @@ TEST_F(KprRenameTest, AFileThatIsBegunHasANameOfItsOwn)
     EXPECT_EQ(kprBeginFile((mDir / "missing/to").c_str(), tPath, sizeof tPath, &tFile), KPR_E_NOT_FOUND);
     EXPECT_EQ(tFile, KPR_NO_FILE);
     EXPECT_EQ(kprBeginFile(nullptr, tPath, sizeof tPath, &tFile), E_INVALIDARG);
+    tFile = 5;
     EXPECT_EQ(kprBeginFile("", tPath, sizeof tPath, &tFile), E_INVALIDARG);
+    EXPECT_EQ(tFile, KPR_NO_FILE);
     EXPECT_EQ(kprBeginFile(mTo.c_str(), nullptr, 0, &tFile), E_INVALIDARG);
     EXPECT_EQ(kprBeginFile(mTo.c_str(), tPath, sizeof tPath, nullptr), E_INVALIDARG);
     EXPECT_EQ(kprPutInPlace(KPR_NO_FILE, mFrom.c_str(), mTo.c_str(), 4), E_INVALIDARG);

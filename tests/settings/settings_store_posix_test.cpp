@@ -221,6 +221,18 @@ TEST_F(SettingsStoreTest, noticesDamageWhileItIsOpen)
     EXPECT_EQ(copies().size(), 1u);
 }
 
+TEST_F(SettingsStoreTest, holdsNoLockOnceABatchHasMetDamage)
+{
+    auto tModule = Registry::openCurrentUserKOSModule(mSettings.application().get(), "KFW", false);
+    overwrite(24, "\x7F\x7F\x7F\x7F"); // the count of changes: what was read before counts no more
+    overwrite(4096, std::string(200, '\xA5'));
+    RegBatch tBatch(tModule, RegBatch::Kind::WRITE);
+    std::string tText;
+    EXPECT_TRUE(KFAILED(tModule.get("Name", &tText)));
+    EXPECT_EQ(copies().size(), 1u);
+    execute("BEGIN IMMEDIATE; ROLLBACK");
+}
+
 TEST_F(SettingsStoreTest, leavesStoresOfOtherLayoutsAlone)
 {
     execute("PRAGMA user_version = 2");

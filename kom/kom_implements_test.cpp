@@ -235,6 +235,18 @@ TEST(ImplementsTest, startsAtZeroAndGoesWithTheLastReference)
     EXPECT_EQ(liveObjects(), tBefore);
 }
 
+TEST(ImplementsTest, addsAReferenceOnlyToOthers)
+{
+    RefCount tCount;
+    EXPECT_FALSE(tCount.incrementIfHeld()) << "nobody has the object yet";
+    tCount.increment();
+    EXPECT_TRUE(tCount.incrementIfHeld());
+    EXPECT_EQ(tCount.value(), 2u);
+    tCount.decrement();
+    tCount.decrement();
+    EXPECT_FALSE(tCount.incrementIfHeld()) << "it is on its way out";
+}
+
 TEST(ImplementsTest, countsAmongThreads)
 {
     const uint64_t tBefore = liveObjects();

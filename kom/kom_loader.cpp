@@ -1,4 +1,5 @@
 #include <condition_variable>
+#include <list>
 #include <map>
 #include <set>
 #include <string>
@@ -34,7 +35,9 @@ struct Module {
 // Never destroyed: modules stay loaded until the process ends.
 struct Loader {
     kpr::Mutex mutex; // not held while a module's own code runs: opening and closing run some as well
-    std::map<std::string, Module> modules K_GUARDED_BY(mutex); // by the path in the registry
+    std::list<Module> modules K_GUARDED_BY(mutex);
+    std::map<std::string, Module*>
+        paths K_GUARDED_BY(mutex); // in the registry, and the module that each led to
     std::condition_variable_any emptied;
 };
 
@@ -97,34 +100,45 @@ private:
     {
         Loader& tLoader = loader();
         kpr::Lock tLock(tLoader.mutex);
-        awaitEmptied(tLoader, pPath, tLock);
-        const auto tFound = tLoader.modules.find(pPath);
-        if (tFound == tLoader.modules.end()) return false;
-        take(tFound->second);
-        return true;
+        Module* tFound = awaitModule(tLoader, pPath, nullptr, tLock);
+        if (tFound) take(*tFound);
+        return tFound != nullptr;
     }
-    /// Whether it was new; the module entered before is taken otherwise.
+    /// Whether it was new; the module entered before is taken otherwise, also when another path has led to
+    /// it.
     bool enter(const std::string& pPath, const Module& pModule)
     {
         Loader& tLoader = loader();
         kpr::Lock tLock(tLoader.mutex);
-        awaitEmptied(tLoader, pPath, tLock);
-        const auto [tEntry, tNew] = tLoader.modules.emplace(pPath, pModule);
-        take(tEntry->second);
+        Module* tFound = awaitModule(tLoader, pPath, pModule.record, tLock);
+        const bool tNew = !tFound;
+        if (tNew) tFound = &tLoader.modules.emplace_back(pModule);
+        tLoader.paths.emplace(pPath, tFound);
+        take(*tFound);
         return tNew;
     }
-    /// Waits while another thread has the module's holders release what they hold. The module may be gone
-    /// then.
-    static void awaitEmptied(Loader& pLoader, const std::string& pPath, kpr::Lock<kpr::Mutex>& pLock)
-        K_REQUIRES(pLoader.mutex)
+    /// The module that a path has led to, or that kom has the record of (null: none); null when it is not
+    /// loaded. Waits while another thread has the module's holders release what they hold; the module may be
+    /// gone then.
+    static Module* awaitModule(Loader& pLoader, const std::string& pPath, const KomModule* pRecord,
+                               kpr::Lock<kpr::Mutex>& pLock) K_REQUIRES(pLoader.mutex)
     {
         for (;;) {
-            const auto tFound = pLoader.modules.find(pPath);
-            if (tFound == pLoader.modules.end()) return;
-            const std::thread::id tEmptier = tFound->second.emptier;
-            if (tEmptier == std::thread::id() || tEmptier == std::this_thread::get_id()) return;
+            Module* tFound = findModule(pLoader, pPath, pRecord);
+            if (!tFound) return nullptr;
+            const std::thread::id tEmptier = tFound->emptier;
+            if (tEmptier == std::thread::id() || tEmptier == std::this_thread::get_id()) return tFound;
             pLoader.emptied.wait(pLock);
         }
+    }
+    static Module* findModule(Loader& pLoader, const std::string& pPath, const KomModule* pRecord)
+        K_REQUIRES(pLoader.mutex)
+    {
+        if (const auto tPath = pLoader.paths.find(pPath); tPath != pLoader.paths.end()) return tPath->second;
+        if (!pRecord) return nullptr;
+        for (Module& tModule : pLoader.modules)
+            if (tModule.record == pRecord) return &tModule;
+        return nullptr;
     }
     void take(Module& pModule)
     {
@@ -132,7 +146,7 @@ private:
         ++pModule.users;
     }
 
-    Module* mModule = nullptr; // nodes of a map stay where they are
+    Module* mModule = nullptr; // elements of a list stay where they are
 };
 
 /// The class's factory; pUse keeps its module for as long as the caller is busy with it.
@@ -163,14 +177,14 @@ uint32_t callServer(const char* pPath, RegisterServer Module::*pFunction)
 }
 
 /// Releases the holders of the first module, not in pDone, whose objects only its own holders keep, and adds
-/// its path to pDone. False when there is none.
-bool emptyNext(std::set<std::string>& pDone)
+/// it to pDone. False when there is none.
+bool emptyNext(std::set<const KomModule*>& pDone)
 {
     Loader& tLoader = loader();
     kpr::Lock tLock(tLoader.mutex);
-    for (auto& [tPath, tModule] : tLoader.modules) {
+    for (Module& tModule : tLoader.modules) {
         if (tModule.users != 0 || !tModule.record || !kom::isOnlyHeld(*tModule.record)) continue;
-        if (!pDone.insert(tPath).second) continue;
+        if (!pDone.insert(tModule.record).second) continue;
         ++tModule.users;
         tModule.emptier = std::this_thread::get_id();
         tLock.unlock();
@@ -190,10 +204,10 @@ std::vector<KprDSO> takeEmpty()
     std::vector<KprDSO> tHandles;
     Loader& tLoader = loader();
     const kpr::Lock tLock(tLoader.mutex);
-    std::erase_if(tLoader.modules, [&](const auto& pEntry) {
-        const Module& tModule = pEntry.second;
-        if (tModule.users != 0 || !tModule.record || !kom::isEmpty(*tModule.record)) return false;
-        tHandles.push_back(tModule.handle);
+    tLoader.modules.remove_if([&](const Module& pModule) {
+        if (pModule.users != 0 || !pModule.record || !kom::isEmpty(*pModule.record)) return false;
+        tHandles.push_back(pModule.handle);
+        std::erase_if(tLoader.paths, [&](const auto& pPath) { return pPath.second == &pModule; });
         return true;
     });
     return tHandles;
@@ -227,7 +241,7 @@ uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown
 uint32_t komUnloadModules(uint32_t* pUnloaded)
 {
     uint32_t tCount = 0;
-    std::set<std::string> tDone;
+    std::set<const KomModule*> tDone;
     std::vector<KprDSO> tHandles;
     do {
         // First the singletons, while all code is there: one may hold another module's last objects, and an

@@ -118,16 +118,51 @@ TEST_F(LoaderTest, keepsAModuleThatIsBeingCalled)
     const auto tOnFactory = tModule.symbol<TestOnFactory>("testOnFactory");
     static uint32_t tCalls;
     tCalls = 0;
-    tOnFactory([] {
+    const auto tUnload = [] {
         ++tCalls;
-        EXPECT_EQ(unload(), 0u) << "no object lives, but its code runs";
-    });
-    IUnknown* tOut = nullptr;
-    EXPECT_EQ(komGetObjectFactory(CLASS_A_MISSING, IUnknown::IID, &tOut), KOM_E_CLASSNOTAVAILABLE);
-    EXPECT_EQ(komCreateInstance(CLASS_A_MISSING, IUnknown::IID, &tOut), KOM_E_CLASSNOTAVAILABLE);
-    EXPECT_EQ(tCalls, 2u);
+        const uint64_t tLive = heapStats().liveObjects;
+        EXPECT_EQ(unload(), 0u) << "its code runs";
+        EXPECT_EQ(heapStats().liveObjects, tLive) << "the call may be about to use the singleton";
+    };
+    for (const bool tSingleton : {false, true}) {
+        tOnFactory(nullptr);
+        if (tSingleton) make(CLASS_A_SINGLETON);
+        tOnFactory(tUnload);
+        IUnknown* tOut = nullptr;
+        EXPECT_EQ(komGetObjectFactory(CLASS_A_MISSING, IUnknown::IID, &tOut), KOM_E_CLASSNOTAVAILABLE);
+        EXPECT_EQ(komCreateInstance(CLASS_A_MISSING, IUnknown::IID, &tOut), KOM_E_CLASSNOTAVAILABLE);
+    }
+    EXPECT_EQ(tCalls, 4u);
     tOnFactory(nullptr);
     EXPECT_EQ(unload(), 1u);
+}
+
+TEST_F(LoaderTest, knowsAModuleUnderEachOfItsPaths)
+{
+    const std::string tAlias = otherPath("a");
+    KomRegistration tRegistration = {nullptr, tAlias.c_str()};
+    ASSERT_EQ(komRegisterDSO(CLASS_A_MISSING, 0, &tRegistration), 0u);
+    // Loaded by the one path and by the other.
+    for (const char* tFirst : {CLASS_A_THING, CLASS_A_MISSING}) {
+        IUnknown* tOut = nullptr;
+        EXPECT_TRUE(KFAILED(komGetObjectFactory(tFirst, "IDL:x:1.0", &tOut)));
+        {
+            OpenModule tModule("a");
+            const auto tOnFactory = tModule.symbol<TestOnFactory>("testOnFactory");
+            make(CLASS_A_SINGLETON);
+            tOnFactory([] {
+                const uint64_t tLive = heapStats().liveObjects;
+                EXPECT_EQ(unload(), 0u) << "its code runs";
+                EXPECT_EQ(heapStats().liveObjects, tLive) << "the call may be about to use the singleton";
+            });
+            for (const char* tClass : {CLASS_A_THING, CLASS_A_MISSING})
+                EXPECT_TRUE(KFAILED(komGetObjectFactory(tClass, "IDL:x:1.0", &tOut)));
+            tOnFactory(nullptr);
+            EXPECT_EQ(unload(), 1u) << "it is one module";
+        }
+        EXPECT_FALSE(isLoaded("a")) << "however often it was opened";
+        EXPECT_EQ(unload(), 0u);
+    }
 }
 
 TEST_F(LoaderTest, unloadsNothingThatIsBeingCalled)

@@ -45,11 +45,25 @@ TEST_F(LoaderTest, letsASingletonGoWithItsModule)
 
 TEST_F(LoaderTest, unloadsWhatOnlyAnUnloadedModuleUsed)
 {
-    // In both directions, since the modules are looked at in the order of their paths.
+    // In both directions, since the modules are looked at in the order in which they were loaded.
     for (const auto& [tKeeper, tKept] :
          {std::pair(CLASS_A_SINGLETON, CLASS_B_THING), std::pair(CLASS_B_SINGLETON, CLASS_A_THING)}) {
+        make(CLASS_A_THING);
+        make(CLASS_B_THING);
         make(tKeeper)->keep(make(tKept).get());
         EXPECT_EQ(unload(), 2u);
+    }
+}
+
+TEST_F(LoaderTest, unloadsWhatTheEndOfAnotherModuleSetFree)
+{
+    // In both directions again.
+    for (const auto& [tKeeper, tKept] : {std::pair("a", CLASS_B_THING), std::pair("b", CLASS_A_THING)}) {
+        make(CLASS_A_THING);
+        make(CLASS_B_THING);
+        OpenModule(tKeeper).symbol<TestKeep>("testKeep")(make(tKept).get());
+        EXPECT_EQ(unload(), 2u) << "the object goes with a static object of the first module";
+        EXPECT_FALSE(isLoaded("a") || isLoaded("b"));
     }
 }
 

@@ -157,7 +157,9 @@ bool isEmpty(const KomModule& pModule) noexcept { return countObjects(pModule) =
 bool isOnlyHeld(const KomModule& pModule) noexcept
 {
     // Only when every live object is a held one or owned, no factory among them, can nobody change a holder
-    // meanwhile, and the objects may be looked at.
+    // meanwhile, and the objects may be looked at. Others may still call an owned object, at this moment too:
+    // such a call has a reference to the owner, which lives until the call gives it back even if its holder
+    // lets go.
     const int64_t tLive = countObjects(pModule) - pModule.ownedObjects;
     int64_t tHeld = 0;
     for (KomHolder* tHolder = pModule.holders.load(); tHolder; tHolder = tHolder->next)

@@ -1,6 +1,6 @@
 add_subdirectory(testmodule)
 
-foreach(tSubject heap identity ref implements)
+foreach(tSubject backpointer heap identity ref implements)
     k_test(kom_${tSubject}_test SOURCES kom_${tSubject}_test.cpp LIBRARIES kom)
 endforeach()
 k_test(kom_pathstart_test SOURCES kom_pathstart_test.cpp LIBRARIES kom)

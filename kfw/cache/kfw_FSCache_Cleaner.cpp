@@ -66,7 +66,7 @@ void Cleaner::run()
 {
     try {
         if (KFAILED(acquireCleanerLock())) return;
-        static_cast<void>(work()); // whatever failed is reported
+        static_cast<void>(work()); // what failed is reported, but for a wait
     } catch (const std::bad_alloc&) {
         reportException(komStrError(E_OUTOFMEMORY));
     } catch (const std::exception& tException) {

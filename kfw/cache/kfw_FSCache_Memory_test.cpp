@@ -100,6 +100,22 @@ TEST_F(CleanerMemoryTest, unlocksNothingThatItHasClosed)
     }
 }
 
+TEST_F(CleanerMemoryTest, closesWhatItCouldNotUnlock)
+{
+    bool tFailed = true;
+    for (uint64_t tNth = 1; tFailed; ++tNth) {
+        SCOPED_TRACE(tNth);
+        arrange();
+        FaultTable::fail("kprUnlockFile", KPR_E_IO, 1, 4);
+        const uint32_t tOpen = FaultTable::openHandles();
+        tFailed = cleanWithout(tNth);
+        if (tFailed) {
+            EXPECT_EQ(FaultTable::openHandles(), tOpen - 1) << "whether or not the message had memory";
+        }
+        FaultTable::forgetRules();
+    }
+}
+
 TEST_F(CleanerMemoryTest, aCacheThatCouldNotBeSetUpGoesInOrder)
 {
     bool tFailed = true;

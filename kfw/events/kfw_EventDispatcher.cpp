@@ -18,7 +18,7 @@ std::string_view nameOf(const char* pType) { return pType ? pType : ""; }
 } // namespace
 
 /// Keeps the dispatcher during a send: a handler may give the last outside reference back. A plain guard,
-/// since whoever sends has a reference, which only a handler can have given back meanwhile.
+/// since whoever sends has a reference, an idle run too, which only a handler can have given back meanwhile.
 class EventDispatcher::SendGuard {
 public:
     explicit SendGuard(EventDispatcher& pDispatcher)
@@ -43,34 +43,11 @@ private:
     const bool mOutermost;
 };
 
-/// Keeps the dispatcher during an idle run, which has no reference to it: another thread may give the last
-/// one back at any moment, so that the phase is changed and looked at in one step.
-class EventDispatcher::IdleGuard {
-public:
-    explicit IdleGuard(EventDispatcher& pDispatcher)
-        : mDispatcher(pDispatcher),
-          mOutermost(pDispatcher.mPhase.load(std::memory_order_relaxed) == PHASE_IDLE)
-    {
-        if (mOutermost) mDispatcher.mPhase.store(PHASE_DELIVERING);
-    }
-    IdleGuard(const IdleGuard&) = delete;
-    IdleGuard& operator=(const IdleGuard&) = delete;
-    ~IdleGuard()
-    {
-        if (mOutermost && mDispatcher.mPhase.exchange(PHASE_IDLE) == PHASE_DELETE_PENDING)
-            delete &mDispatcher;
-    }
-
-private:
-    EventDispatcher& mDispatcher;
-    const bool mOutermost;
-};
-
 EventDispatcher::EventDispatcher() : mIdleCallout(kom::retain(new IdleCallout(this))) {}
 
 EventDispatcher::~EventDispatcher()
 {
-    mIdleCallout->mDispatcher = nullptr;
+    mIdleCallout->mDispatcher.clear();
     // Consumers and events that go with the dispatcher may still call it, and may add others: each is taken
     // out before it is given back, until nothing is left. A reference of our own keeps theirs from destroying
     // the dispatcher a second time.
@@ -195,7 +172,6 @@ uint32_t EventDispatcher::postEvent(fw::IEvent* pEvent)
 
 void EventDispatcher::processQueue()
 {
-    const IdleGuard tGuard(*this);
     while (!mQueue.empty()) {
         const auto tEvent = std::move(mQueue.front());
         mQueue.pop_front();
@@ -207,12 +183,13 @@ void EventDispatcher::processQueue()
 uint32_t EventDispatcher::IdleCallout::onIdle(unsigned int* pAgain)
 {
     if (!pAgain) return E_INVALIDARG;
-    if (!mDispatcher) {
+    const auto tDispatcher = mDispatcher.get();
+    if (!tDispatcher) {
         *pAgain = 0;
         return E_WRONG_STATE;
     }
-    if (!mDispatcher->mInitialized) return E_WRONG_STATE;
-    mDispatcher->processQueue();
+    if (!tDispatcher->mInitialized) return E_WRONG_STATE;
+    tDispatcher->processQueue();
     *pAgain = 0;
     return 0;
 }

@@ -7,6 +7,7 @@
 
 #include "kfw/IEventDispatcher.h"
 #include "kfw/events/kfw_EventConsumerTable.h"
+#include "kom/backpointer.h"
 #include "kom/implements.h"
 
 namespace vel::kos::kfw {
@@ -19,8 +20,9 @@ class EventDispatcher final : public kom::Implements<EventDispatcher, fw::IEvent
     friend Implements;
 
 public:
-    /// What the dispatcher hands to the application. It may outlive the dispatcher, which then has cleared
-    /// the pointer.
+    /// What the dispatcher hands to the application. It may outlive the dispatcher, and be called while
+    /// another thread gives the dispatcher's last reference back; an idle run that has begun keeps the
+    /// dispatcher.
     class IdleCallout : public kom::Implements<IdleCallout, fw::IIdleCallout> {
         friend Implements;
         friend EventDispatcher;
@@ -30,13 +32,13 @@ public:
         virtual ~IdleCallout() = default;
 
         /// Delivers the queued events and sets *pAgain to 0. Returns E_INVALIDARG for a null pAgain,
-        /// E_WRONG_STATE when the dispatcher is gone (*pAgain is 0) or not initialised (*pAgain is
-        /// untouched).
+        /// E_WRONG_STATE when nobody has the dispatcher any more (*pAgain is 0) or it is not initialised
+        /// (*pAgain is untouched).
         uint32_t onIdle(unsigned int* pAgain) override;
 
     private:
         kom::RefCount mRefCount;
-        EventDispatcher* mDispatcher;
+        kom::BackPointer<EventDispatcher> mDispatcher;
     };
 
     EventDispatcher();
@@ -54,7 +56,6 @@ public:
 
 private:
     class SendGuard;
-    class IdleGuard;
     /// What the release of the last reference has to do.
     enum Phase : uint8_t {
         PHASE_IDLE,          ///< delete the object

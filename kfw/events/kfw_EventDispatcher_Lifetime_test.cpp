@@ -1,4 +1,5 @@
 // Who lives how long: consumers that go while they are served, the dispatcher that goes while it delivers.
+#include <atomic>
 #include <csignal>
 #include <functional>
 #include <string>
@@ -117,6 +118,21 @@ TEST_F(LifetimeTest, survivesItsLastReferenceDuringASend)
     EXPECT_EQ(mApp->references(), 1u);
 }
 
+TEST_F(LifetimeTest, beginsNoIdleRunOnceItsLastReferenceIsGone)
+{
+    mA = consumer("a", [&](TestEvent* pEvent) {
+        if (pEvent->type != "t") return;
+        mDispatcher.reset();
+        EXPECT_EQ(mApp->idle(), 1u);
+    });
+    add(mA, nullptr);
+    post("queued");
+    mDispatcher.get()->sendEvent(TestEvent::make("t").get());
+    EXPECT_EQ(mServed, Strings{"a"});
+    EXPECT_EQ(mA->references(), 1u);
+    EXPECT_EQ(mApp->references(), 1u);
+}
+
 using LifetimeDeathTest = LifetimeTest;
 
 TEST_F(LifetimeDeathTest, stopsTheProcessWhenAHandlerTakesAReferenceAfterTheLastOne)
@@ -163,6 +179,33 @@ TEST_F(LifetimeTest, goesOnceWhenAnotherThreadGivesBackTheLastReferenceAtAnyMome
         tDispatcher->postEvent(TestEvent::make("t").get());
         ASSERT_EQ(mApp->idle(), 1u);
         tThread.join();
+        ASSERT_EQ(tConsumer->references(), 1u);
+        ASSERT_EQ(mApp->references(), 2u);
+    }
+}
+
+TEST_F(LifetimeTest, goesOnceWhenAnotherThreadGivesBackTheLastReferenceAsAnIdleRunBegins)
+{
+    for (int i = 0; i < 200; ++i) {
+        auto tDispatcher = makeDispatcher();
+        ASSERT_EQ(tDispatcher->init(mApp.get()), 0u);
+        unsigned tServed = 0;
+        const auto tConsumer = TestConsumer::make([&](TestEvent*) {
+            ++tServed;
+            return 0u;
+        });
+        tDispatcher->addConsumer(tConsumer.get());
+        tDispatcher->postEvent(TestEvent::make("t").get());
+        std::atomic<bool> tReady = false;
+        std::thread tThread([tLent = tDispatcher.detach(), &tReady] {
+            tReady = true;
+            tLent->release();
+        });
+        while (!tReady)
+            std::this_thread::yield();
+        ASSERT_EQ(mApp->idle(), 1u);
+        tThread.join();
+        ASSERT_LE(tServed, 1u);
         ASSERT_EQ(tConsumer->references(), 1u);
         ASSERT_EQ(mApp->references(), 2u);
     }

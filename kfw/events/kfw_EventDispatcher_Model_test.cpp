@@ -88,7 +88,8 @@ public:
     {
         const auto tCallouts = mCallouts;
         for (const uint32_t tGeneration : tCallouts) {
-            if (tGeneration == mGeneration) drain();
+            // An idle run keeps the dispatcher, but none begins for one that nobody has any more.
+            if (tGeneration == mGeneration && (!mDropped || mDraining > 0)) drain();
             for (auto tEntry = mCallouts.begin(); tEntry != mCallouts.end(); ++tEntry) {
                 if (*tEntry != tGeneration) continue;
                 mCallouts.erase(tEntry);
@@ -151,12 +152,14 @@ private:
     void drain()
     {
         ++mBusy;
+        ++mDraining;
         while (!mQueue.empty()) {
             const uint32_t tEvent = mQueue.front();
             mQueue.pop_front();
             send(tEvent);
         }
         mScheduled = false;
+        --mDraining;
         leave();
     }
     void leave()
@@ -179,6 +182,7 @@ private:
     std::vector<std::string> mMessages;
     uint32_t mGeneration = 0;
     uint32_t mBusy = 0;
+    uint32_t mDraining = 0;
     bool mScheduled = false;
     bool mDropped = false;
 };

@@ -1,12 +1,14 @@
 // Lets a settings object learn that the application closes.
 #pragma once
 
+#include "kom/backpointer.h"
 #include "kutil/AppCloseHookBase.h"
 
 namespace vel::kos::util {
 
 /// Has its target saved when the application closes. The target owns a reference to the adapter and is only
-/// pointed back to; it calls detach before it goes. T has a saveToRegistry().
+/// pointed back to; it calls detach first of all in its destructor. T is a class over kom::Implements and has
+/// a saveToRegistry().
 template <class T>
 class AppCloseHookAdapter : public AppCloseHookBase {
 public:
@@ -15,15 +17,17 @@ public:
 
     AppCloseHookAdapter(fw::IApplication* pApp, T* pTarget) : AppCloseHookBase(pApp, ORDER), mTarget(pTarget)
     {
-        if (mTarget) kom::countOwned(1);
+        if (pTarget) kom::countOwned(1);
     }
     ~AppCloseHookAdapter() override { disown(); }
 
-    /// E_WRONG_STATE once detached; otherwise 0, whatever became of the saving.
+    /// E_WRONG_STATE once detached; otherwise 0, whatever became of the saving. The target stays until it has
+    /// saved: whoever it reports to may call anything, and other threads may unload modules.
     uint32_t onAppClose() override
     {
-        if (!mTarget) return E_WRONG_STATE;
-        mTarget->saveToRegistry();
+        const auto tTarget = mTarget.get();
+        if (!tTarget) return E_WRONG_STATE;
+        tTarget->saveToRegistry();
         return 0;
     }
 
@@ -37,10 +41,10 @@ public:
 private:
     void disown()
     {
-        if (std::exchange(mTarget, nullptr)) kom::countOwned(-1);
+        if (mTarget.clear()) kom::countOwned(-1);
     }
 
-    T* mTarget;
+    kom::BackPointer<T> mTarget;
 };
 
 } // namespace vel::kos::util

@@ -1,5 +1,5 @@
 // When the user's record is saved, and the close hook that does it.
-#include <memory>
+#include <functional>
 
 #include "kfw/settings/testing/kfw_UserDataTest.h"
 
@@ -54,13 +54,29 @@ TEST_F(UserDataTest, savesAtItsPlaceAmongTheHooks)
     EXPECT_EQ(tAfter.values, 28u);
 }
 
+/// What a hook saves, without settings.
+class Target : public kom::Implements<Target, fw::IIdleCallout> {
+    friend Implements;
+
+public:
+    virtual ~Target() = default;
+    uint32_t onIdle(unsigned int*) override { return 0; }
+    void saveToRegistry()
+    {
+        if (onSave) onSave();
+        ++saved;
+    }
+
+    std::function<void()> onSave;
+    int saved = 0;
+
+private:
+    kom::RefCount mRefCount;
+};
+
 TEST_F(UserDataTest, aHookThatOutlivesTheRecordDoesNothing)
 {
-    struct Target {
-        int saved = 0;
-        void saveToRegistry() { ++saved; }
-    };
-    auto tTarget = std::make_unique<Target>();
+    auto tTarget = kom::retain(new Target);
     const auto tHook = kom::retain(new util::AppCloseHookAdapter<Target>(mApp.get(), tTarget.get()));
     EXPECT_STREQ(tHook->getInterfaceId(), "IDL:vel/kos/fw/IAppCloseHook:1.0");
     EXPECT_EQ(tHook->onAppClose(), 0u);
@@ -69,6 +85,22 @@ TEST_F(UserDataTest, aHookThatOutlivesTheRecordDoesNothing)
     EXPECT_EQ(mApp->hookCount(), 0u);
     tTarget.reset();
     EXPECT_EQ(tHook->onAppClose(), 0x80000100u);
+}
+
+TEST_F(UserDataTest, aHookKeepsTheRecordThatItSavesAndNoLonger)
+{
+    auto tTarget = kom::retain(new Target);
+    const auto tHook = kom::retain(new util::AppCloseHookAdapter<Target>(mApp.get(), tTarget.get()));
+    int tReferences = 0;
+    tTarget->onSave = [&] {
+        tReferences = static_cast<int>(tTarget->addRef()) - 1;
+        tTarget->release();
+    };
+    EXPECT_EQ(tHook->onAppClose(), 0u);
+    EXPECT_EQ(tReferences, 2);
+    EXPECT_EQ(tTarget->addRef(), 2u);
+    EXPECT_EQ(tTarget->release(), 1u);
+    tHook->detach();
 }
 
 TEST_F(UserDataTest, aHookThatTheApplicationKeepsLeavesTheFreedRecordAlone)

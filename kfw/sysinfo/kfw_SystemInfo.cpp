@@ -106,7 +106,8 @@ uint32_t SystemInfo::getProductVersionRange(const char* pProduct, char** pMinVer
 
     bool tFound = false;
     Version tMin{}, tMax{};
-    for (const auto& [tInternalName, tModule] : mInventory.modules()) {
+    const auto tModules = mInventory.modules(); // a copy: what a log line leads to may change the inventory
+    for (const auto& [tInternalName, tModule] : tModules) {
         if (!belongsTo(*tModule, pProduct)) continue;
         const char* tText = tModule->findAttr("ProductVersion");
         if (!tText) continue;

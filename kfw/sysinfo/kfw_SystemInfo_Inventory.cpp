@@ -92,12 +92,17 @@ uint32_t ModuleInventory::refresh(fw::IApplication* pApp)
 {
     ModuleListPtr tList;
     if (const uint32_t tRes = listLoaded(tList); KFAILED(tRes)) return tRes;
+    const uint64_t tRefresh = ++mRefreshes;
     std::vector<const KprLoadedModule*> tNew;
     for (uint32_t i = 0; i < tList->count; ++i)
         if (!mPaths.contains(tList->modules[i].path)) tNew.push_back(&tList->modules[i]);
     if (tNew.size() + mPaths.size() > tList->count) dropUnloaded(*tList);
-    for (const KprLoadedModule* tModule : tNew)
-        addModule(pApp, tModule->path, tModule->handle);
+    for (const KprLoadedModule* tModule : tNew) {
+        // Adding logs, and what that leads to may use the inventory: a module that was found meanwhile is
+        // there, and a refresh meanwhile has done the rest, from a newer list.
+        if (mRefreshes != tRefresh) break;
+        if (!mPaths.contains(tModule->path)) addModule(pApp, tModule->path, tModule->handle);
+    }
     return 0;
 }
 

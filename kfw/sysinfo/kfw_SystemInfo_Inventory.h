@@ -15,6 +15,7 @@ namespace vel::kos::kfw {
 
 /// Starts empty, grows when modules are found by name and at refreshes, and shrinks only at refreshes. A
 /// module that cannot be opened or described, or whose internal name another one bears already, is left out.
+/// For one thread at a time; a log sink may call it again.
 class ModuleInventory {
 public:
     using Module = std::shared_ptr<const util::KSysInfoModule>;
@@ -41,6 +42,7 @@ private:
 
     ModuleMap mModules;
     std::map<std::string, std::string> mPaths; ///< path as listed to internal name
+    uint64_t mRefreshes = 0;                   ///< that have got a list
 };
 
 } // namespace vel::kos::kfw

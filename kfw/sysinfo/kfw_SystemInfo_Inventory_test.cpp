@@ -1,6 +1,10 @@
 // The inventory over a loader that the test makes up.
 #include "kfw/sysinfo/testing/kfw_SystemInfo_InventoryTest.h"
 
+#include <functional>
+#include <string>
+#include <utility>
+
 namespace vel::kos::kfw::test {
 
 namespace {
@@ -389,6 +393,74 @@ TEST_F(InventoryTest, copiesOverWhatTheRecordHeld)
     EXPECT_EQ(mInfo->getModule("a.bin", &tModule), 0u);
     EXPECT_STREQ(tModule.mFileName, "a.bin");
     fw::freeModule(&tModule);
+}
+
+// Log sinks that come back: the application does something at the next line that is logged.
+
+class ReentryTest : public InventoryTest {
+protected:
+    ReentryTest() { mApp->setObserver(onOperation); }
+    ~ReentryTest() override { sOnLog = nullptr; }
+
+    inline static std::function<void()> sOnLog;
+
+private:
+    static void onOperation(const char* pOperation)
+    {
+        if (pOperation != std::string("logMessage")) return;
+        if (const auto tOnLog = std::exchange(sOnLog, nullptr)) tOnLog();
+    }
+};
+
+TEST_F(ReentryTest, tellsTheRangeWhileAModuleGoes)
+{
+    load("/r/a.bin", {{"Product", "P"}, {"ProductVersion", "1.0.0.0"}});
+    load("/r/b.bin", {{"Product", "P"}, {"ProductVersion", "bad"}});
+    load("/r/c.bin", {{"Product", "P"}, {"ProductVersion", "2.0.0.0"}});
+    sOnLog = [&] {
+        gLoader.unload("/r/b.bin");
+        EXPECT_EQ(list(), (Messages{"a.bin|/r/a.bin|a.bin", "c.bin|/r/c.bin|c.bin"}));
+    };
+    EXPECT_EQ(range("P"), "1.0.0.0 2.0.0.0");
+    EXPECT_EQ(debugMessages(), Messages{"Invalid product version 'bad' in '/r/b.bin'"});
+}
+
+TEST_F(ReentryTest, refreshesWhileItRefreshes)
+{
+    load("/x/a.bin");
+    load("/x/b.bin");
+    load("/x/c.bin");
+    gLoader.modules[0].readFails = true;
+    const Messages tExpected = {"b.bin|/x/b.bin|b.bin", "c.bin|/x/c.bin|c.bin"};
+    sOnLog = [&] { EXPECT_EQ(list(), tExpected); };
+    EXPECT_EQ(list(), tExpected);
+    const std::string tFailed = "Failed to get attributes from DSO '" + kgen::toNativePath("/x/a.bin") + "'.";
+    EXPECT_EQ(debugMessages(), (Messages{tFailed, tFailed})) << "once by each, and nothing is in conflict";
+    EXPECT_EQ(gLoader.reads, 2 + 2);
+}
+
+TEST_F(ReentryTest, findsWhileItRefreshes)
+{
+    load("/y/a.bin");
+    load("/y/b.bin");
+    load("/y/c.bin");
+    gLoader.modules[0].readFails = true;
+    sOnLog = [&] { EXPECT_EQ(find("c.bin"), "/y/c.bin"); };
+    EXPECT_EQ(list(), (Messages{"b.bin|/y/b.bin|b.bin", "c.bin|/y/c.bin|c.bin"}));
+    EXPECT_EQ(debugMessages().size(), 1u) << "nothing is in conflict";
+}
+
+TEST_F(ReentryTest, looksIntoNothingThatWentWhileItRefreshes)
+{
+    load("/z/a.bin");
+    load("/z/b.bin");
+    gLoader.modules[0].readFails = true;
+    sOnLog = [&] {
+        gLoader.unload("/z/b.bin");
+        EXPECT_EQ(list(), Messages());
+    };
+    EXPECT_EQ(list(), Messages());
+    EXPECT_EQ(gLoader.reads, 2) << "b's handle is no longer one";
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // The loader on real modules, with a class registry of its own.
 #pragma once
 
+#include <cctype>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <utility>
@@ -122,6 +124,21 @@ protected:
         EXPECT_EQ(heapStats().liveObjects, mBefore.liveObjects);
         EXPECT_EQ(heapStats().liveBlocks, mBefore.liveBlocks);
         komSetClassRegistry(nullptr);
+    }
+
+    /// Another path of the same module's file.
+    std::string otherPath(const std::string& pName) const
+    {
+        std::string tPath = modulePath(pName);
+#if defined(_WIN32)
+        for (size_t i = tPath.rfind('\\') + 1; i < tPath.size(); ++i)
+            tPath[i] = static_cast<char>(std::toupper(tPath[i]));
+#else
+        const std::filesystem::path tLink = mFolder / "other_path.so";
+        std::filesystem::create_symlink(tPath, tLink);
+        tPath = tLink.string();
+#endif
+        return tPath;
     }
 
     const KomHeapStats mBefore = heapStats();

@@ -47,5 +47,7 @@ using TestOnFactory = void (*)(void (*pAction)());
 /// Exported by a and b as "testOnRegister": from now on dsoRegisterServer ends with calling pAction, with its
 /// own arguments, and returns its result; null ends it.
 using TestOnRegister = void (*)(uint32_t (*pAction)(unsigned int pArg1, void* pArg2));
+/// Exported by a and b as "testKeep": keeps a reference in a static object, which goes with the module.
+using TestKeep = void (*)(IUnknown* pObject);
 
 } // namespace kom::test

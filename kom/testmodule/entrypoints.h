@@ -18,6 +18,7 @@ KOM_TEST_EXPORT uint32_t dsoGetObjectFactory(const char* pClassId, const char* p
 KOM_TEST_EXPORT uint32_t dsoRegisterServer(unsigned int pArg1, void* pArg2);
 KOM_TEST_EXPORT uint32_t dsoUnregisterServer(unsigned int pArg1, void* pArg2);
 KOM_TEST_EXPORT void testFailAt(uint32_t pIndex, uint32_t pCode);
+KOM_TEST_EXPORT void testKeep(kom::IUnknown* pObject);
 KOM_TEST_EXPORT void testOnFactory(void (*pAction)());
 KOM_TEST_EXPORT void testOnRegister(uint32_t (*pAction)(unsigned int, void*));
 KOM_TEST_EXPORT void testOnUnregister(void (*pAction)());

@@ -44,6 +44,7 @@ private:
 };
 
 ModuleRef<Thing> gSingleton;
+Ref<IUnknown> gKept;
 
 class Factory : public Implements<Factory, IObjectFactory> {
     friend Implements;
@@ -118,6 +119,8 @@ void testFailAt(uint32_t pIndex, uint32_t pCode)
     gFailIndex = pIndex;
     gFailCode = pCode;
 }
+
+void testKeep(kom::IUnknown* pObject) { gKept = kom::retain(pObject); }
 
 void testOnFactory(void (*pAction)()) { gOnFactory = pAction; }
 

@@ -5,6 +5,7 @@ import json
 import os
 import re
 import subprocess
+import threading
 
 import host
 
@@ -85,6 +86,32 @@ class Events(host.HostTest):
                 process.stdin.close()
                 self.assertEqual(process.wait(host.TIMEOUT), 0)
                 self.assertLess(peak, 48 << 10, "after 100 MB of input")
+
+    def test_types_without_end(self):
+        if os.environ.get("KFW_SANITIZE"):
+            self.skipTest("sanitizers take memory of their own")
+        types = [b"type-%06d" % number for number in range(100000)]
+        process = subprocess.Popen(self.command("events", "--fail", "type-000001"), stdin=subprocess.PIPE,
+                                   stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, env=self.environment())
+        reader = threading.Thread(target=lambda: shown.append(process.stdout.read()))
+        shown = []
+        reader.start()
+        process.stdin.write(b"".join(name + b"\tx\n" for name in types + types[:2]))
+        process.stdin.flush()
+        peak = 0
+        if not host.WINDOWS:
+            with open(f"/proc/{process.pid}/status", encoding="utf-8") as file:
+                peak = int(re.search(r"VmHWM:\s+(\d+) kB", file.read()).group(1))
+        process.stdin.close()
+        reader.join(host.TIMEOUT)
+        process.stdout.close()
+        self.assertEqual(process.wait(host.TIMEOUT), 0)
+        expected = []
+        for name in types + types[:2]:
+            expected += [b"*\t" + name + b"\tx"] + [b"fail\t" + name + b"\tx"] * (name == b"type-000001")
+            expected.append(name + b"\t" + name + b"\tx")
+        self.assertEqual(shown[0].replace(b"\r\n", b"\n").splitlines(), expected)
+        self.assertLess(peak, 32 << 10, "after 100,000 types")
 
     def test_ends_when_nobody_reads_its_output(self):
         process = subprocess.Popen(self.command("events"), stdin=subprocess.PIPE, stdout=subprocess.PIPE,

@@ -2,6 +2,7 @@
 
 import json
 import os
+import re
 import urllib.parse
 
 import host
@@ -127,3 +128,21 @@ class Import(host.HostTest):
         self.assertEqual(result.status, 1, result.errors)
         self.assertRegex(result.errors, r"\Akhost: cache import: 0x96230002 KPR_E_ACCESS_DENIED [^\n]*a\.txt\n\Z")
         self.assertEqual(len(result.text.splitlines()), len(FILES) - 1)
+
+    @host.posix_only("a folder whose entries may not be looked at is made with file modes")
+    def test_an_entry_that_cannot_be_looked_at_is_told(self):
+        self.fill()
+        for folder, _, _ in os.walk(self.folder):
+            os.chmod(folder, 0o777)
+        os.makedirs(self.path("tree", "closed"))
+        for name in ("one", "two"):
+            with open(self.path("tree", "closed", name), "wb"):
+                pass
+        os.chmod(self.path("tree", "closed"), 0o744)  # its names may be read, but nothing about them
+        result = self.khost(command=host.other_user() +
+                            self.command("cache", "import", self.path("tree"), "--base", "http://h/"))
+        os.chmod(self.path("tree", "closed"), 0o755)
+        self.assertEqual(result.status, 1, result.errors)
+        self.assertEqual(sorted(re.findall(r"khost: cache import: 0x96230002 KPR_E_ACCESS_DENIED [^\n]*closed/(\w+)\n",
+                                           result.errors)), ["one", "two"], result.errors)
+        self.assertEqual(len(result.text.splitlines()), len(FILES))

@@ -1,6 +1,7 @@
 #include "tests/module/hookmodule.h"
 
 #include "kfw/ISendMailConfig.h"
+#include "kfw/settings/kfw_AppCloseHookAdapter.h"
 #include "kom/runtime.h"
 #include "kom/testmodule/entrypoints.h"
 #include "kutil/AppCloseHookBase.h"
@@ -34,19 +35,55 @@ private:
     kom::RefCount mRefCount;
 };
 
+class Saver : public kom::Implements<Saver, fw::IRegDbSendMailConfig> {
+    friend Implements;
+
+public:
+    virtual ~Saver()
+    {
+        if (mHook) mHook->detach();
+        if (mApp) mApp->requestClose(0);
+    }
+    uint32_t init(fw::IApplication* pApp) override
+    {
+        mApp = kom::retain(pApp);
+        mHook = kom::retain(new util::AppCloseHookAdapter<Saver>(pApp, this));
+        return 0;
+    }
+    uint32_t isInitialized(uint32_t*) override { return E_NOT_SUPPORTED; }
+
+    void saveToRegistry()
+    {
+        mApp->setStatusText("saving");
+        ++mSaved;
+    }
+
+private:
+    kom::RefCount mRefCount;
+    kom::Ref<util::AppCloseHookAdapter<Saver>> mHook;
+    kom::Ref<fw::IApplication> mApp;
+    uint32_t mSaved = 0;
+};
+
+kom::ModuleRef<Saver> gSaver;
+
 class Factory : public kom::Implements<Factory, kom::IObjectFactory> {
     friend Implements;
 
 public:
+    explicit Factory(bool pSaver) : mSaver(pSaver) {}
     virtual ~Factory() = default;
     uint32_t createInstance(kom::IUnknown*, const char* pIid, kom::IUnknown** pOut) override
     {
-        return kom::retain(new Enroller)->queryInterface(pIid, pOut);
+        if (!mSaver) return kom::retain(new Enroller)->queryInterface(pIid, pOut);
+        if (!gSaver) gSaver = kom::retain(new Saver);
+        return gSaver->queryInterface(pIid, pOut);
     }
     uint32_t lockServer() override { return 0; }
 
 private:
     kom::RefCount mRefCount;
+    const bool mSaver;
 };
 
 } // namespace
@@ -61,17 +98,21 @@ uint32_t dsoGetAttributes(ModuleAttributes* pOut)
     return 0;
 }
 
-uint32_t dsoGetObjectFactory(const char*, const char* pIid, kom::IUnknown** pOut)
+uint32_t dsoGetObjectFactory(const char* pClassId, const char* pIid, kom::IUnknown** pOut)
 {
-    return kom::retain(new Factory)->queryInterface(pIid, pOut);
+    return kom::retain(new Factory(komCompareCLSID(pClassId, CLASS_SAVER) == 0))->queryInterface(pIid, pOut);
 }
 
 uint32_t dsoRegisterServer(unsigned int pArg1, void* pArg2)
 {
-    return komRegisterDSO(CLASS_ENROLLER, pArg1, pArg2);
+    for (const char* tClass : {CLASS_ENROLLER, CLASS_SAVER})
+        if (auto tRes = komRegisterDSO(tClass, pArg1, pArg2); KFAILED(tRes)) return tRes;
+    return 0;
 }
 
 uint32_t dsoUnregisterServer(unsigned int pArg1, void* pArg2)
 {
-    return komUnregisterDSO(CLASS_ENROLLER, pArg1, pArg2);
+    const uint32_t tRes = komUnregisterDSO(CLASS_ENROLLER, pArg1, pArg2);
+    const uint32_t tOther = komUnregisterDSO(CLASS_SAVER, pArg1, pArg2);
+    return KFAILED(tRes) ? tRes : tOther;
 }

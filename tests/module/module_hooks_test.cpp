@@ -2,6 +2,7 @@
 // came to keep it. Each test runs in a process of its own, which a call into a module that is gone ends.
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -161,6 +162,43 @@ void useTheSettingsAndUnload()
     EXPECT_EQ(tApp->references(), 1u);
 }
 
+TestApplication* gApp = nullptr;
+
+/// Has the application that closes unload modules while the singleton of hookmodule saves.
+void unloadWhileASingletonSaves(void (*pObserver)(const char* pOperation))
+{
+    const LeakCheck tLeaks;
+    const Host tHost;
+    auto tApp = tHost.settings.application();
+    EXPECT_EQ(make<fw::IRegDbSendMailConfig>(CLASS_SAVER)->init(tApp.get()), 0u);
+    gApp = tApp.get();
+    tApp->setObserver(pObserver);
+    tApp->close();
+    EXPECT_EQ(tApp->calls("setStatusText"), 1u);
+    EXPECT_EQ(tApp->calls("requestClose"), 0u);
+    EXPECT_EQ(unload(), 1u);
+    EXPECT_EQ(tApp->calls("requestClose"), 1u);
+    EXPECT_FALSE(isLoaded("hookmodule"));
+}
+
+void unloadFromWithinASave()
+{
+    unloadWhileASingletonSaves([](const char* pOperation) {
+        if (pOperation != std::string("setStatusText")) return;
+        EXPECT_EQ(unload(), 0u);
+        EXPECT_EQ(gApp->calls("requestClose"), 0u) << "the singleton that saves is gone";
+    });
+}
+
+void unloadFromAnotherThreadDuringASave()
+{
+    unloadWhileASingletonSaves([](const char* pOperation) {
+        if (pOperation != std::string("setStatusText")) return;
+        std::thread([] { EXPECT_EQ(unload(), 0u); }).join();
+        EXPECT_EQ(gApp->calls("requestClose"), 0u) << "the singleton that saves is gone";
+    });
+}
+
 /// Runs a scene in a process of its own, which ends with 0 when nothing in it failed.
 void expectGood(void (*pScene)())
 {
@@ -186,6 +224,12 @@ TEST(ModuleHooksDeathTest, anEnrolledHookKeepsAModuleThatHasNothingElse)
 TEST(ModuleHooksDeathTest, aHookThatIsNobodysKeepsTheSingletonsToo)
 {
     expectGood(keepASingletonBesideAHookThatIsNobodys);
+}
+
+TEST(ModuleHooksDeathTest, aSingletonStaysWhileItSaves)
+{
+    expectGood(unloadFromWithinASave);
+    expectGood(unloadFromAnotherThreadDuringASave);
 }
 
 TEST(ModuleHooksDeathTest, theSettingsHooksGoWithTheModule) { expectGood(useTheSettingsAndUnload); }

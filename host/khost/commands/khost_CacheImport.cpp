@@ -87,7 +87,13 @@ private:
             const char* const tText = tName.c_str(); // it ends before the buffer does
             const std::string tEntry = (pRelative.empty() ? "" : pRelative + "/") + tText;
             KprFileInfo tInfo = {};
-            if (KFAILED(kprGetFileInfo(joinPath(mFolder, tEntry).c_str(), KPR_INFO_KIND, &tInfo))) continue;
+            const std::string tPath = joinPath(mFolder, tEntry);
+            const uint32_t tFound = kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND, &tInfo);
+            if (KFAILED(tFound)) {
+                // What has gone meanwhile is no longer there to be stored.
+                if (tFound != KPR_E_NOT_FOUND) mStatus = mSession.fail(tFound, tPath);
+                continue;
+            }
             if (tInfo.kind == KPR_KIND_FILE) tFiles.push_back(tEntry);
             if (tInfo.kind == KPR_KIND_DIRECTORY) tFolders.push_back(tEntry);
         }

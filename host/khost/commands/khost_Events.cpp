@@ -73,7 +73,8 @@ private:
     uint64_t mCount = 0;
 };
 
-/// Shows what it gets. Every event of this command is a LineEvent.
+/// Shows what it gets, as its name's or, without a name, as that of the event's type. Every event of this
+/// command is a LineEvent.
 class ShowingConsumer : public kom::Implements<ShowingConsumer, fw::IEventConsumer> {
     friend Implements;
 
@@ -88,7 +89,8 @@ public:
 
     uint32_t handleEvent(fw::IEvent* pEvent) override
     {
-        mDeliveries.show(mName, *static_cast<LineEvent*>(pEvent));
+        const auto& tEvent = *static_cast<LineEvent*>(pEvent);
+        mDeliveries.show(mName.empty() ? tEvent.type() : mName, tEvent);
         if (mBehaviour == CONSUMES) pEvent->consume();
         return mBehaviour == FAILS ? E_FAIL : 0;
     }
@@ -101,11 +103,14 @@ private:
 };
 
 /// The dispatcher with its consumers: "*" for all types, those that the options ask for, and one for each
-/// type from its first event on.
+/// type that waits to be delivered. The last ones are registrations of one consumer, dropped from time to
+/// time: types without end take bounded memory.
 class Stage {
 public:
     Stage(kom::Ref<fw::IEventDispatcher> pDispatcher, Deliveries& pDeliveries)
-        : mDispatcher(std::move(pDispatcher)), mDeliveries(pDeliveries)
+        : mDispatcher(std::move(pDispatcher)),
+          mDeliveries(pDeliveries),
+          mTyped(kom::retain(new ShowingConsumer("", ShowingConsumer::PASSES_ON, pDeliveries)))
     {
     }
 
@@ -130,12 +135,26 @@ public:
         if (tTab == std::string_view::npos) return E_INVALIDARG;
         const std::string tType(pLine.substr(0, tTab));
         if (tType.find('\0') != std::string::npos) return E_INVALIDARG;
-        if (!tType.empty() && mTypes.insert(tType).second)
-            if (auto tRes = add(tType.c_str(), tType, ShowingConsumer::PASSES_ON); KFAILED(tRes)) return tRes;
+        if (!tType.empty() && mTypes.insert(tType).second) {
+            mTypeBytes += tType.size();
+            if (auto tRes = mDispatcher->addConsumer(tType.c_str(), mTyped.get()); KFAILED(tRes)) return tRes;
+        }
         return mDispatcher->postEvent(kom::retain(new LineEvent(tType, pLine.substr(tTab + 1))).get());
     }
 
+    /// To be called when nothing waits to be delivered.
+    uint32_t forgetTypes()
+    {
+        if (mTypes.size() < MAX_TYPES && mTypeBytes < MAX_TYPE_BYTES) return 0;
+        mTypes.clear();
+        mTypeBytes = 0;
+        return mDispatcher->removeConsumer(mTyped.get());
+    }
+
 private:
+    static constexpr std::size_t MAX_TYPES = 4096;
+    static constexpr std::size_t MAX_TYPE_BYTES = 1u << 20;
+
     /// A null type stands for all types.
     uint32_t add(const char* pType, const std::string& pName, ShowingConsumer::Behaviour pBehaviour)
     {
@@ -146,7 +165,9 @@ private:
 
     kom::Ref<fw::IEventDispatcher> mDispatcher;
     Deliveries& mDeliveries;
-    std::set<std::string> mTypes;
+    const kom::Ref<ShowingConsumer> mTyped;
+    std::set<std::string> mTypes; ///< that mTyped is registered for
+    std::size_t mTypeBytes = 0;
 };
 
 int watchEvents(Session& pSession, const Arguments& pArguments)
@@ -177,8 +198,10 @@ int watchEvents(Session& pSession, const Arguments& pArguments)
             tStatus = pSession.fail(tRes, "line " + std::to_string(tNumber));
         // Input may be there faster than the loop is ever idle: the events get their turn all the same.
         constexpr uint64_t LINES_AT_ONCE = 256;
-        if (tNumber % LINES_AT_ONCE == 0)
-            if (auto tRes = tApp->runIdleCallouts(&tRan); KFAILED(tRes)) tStatus = pSession.fail(tRes);
+        if (tNumber % LINES_AT_ONCE != 0) continue;
+        uint32_t tRes = tApp->runIdleCallouts(&tRan);
+        if (!KFAILED(tRes)) tRes = tStage.forgetTypes();
+        if (KFAILED(tRes)) tStatus = pSession.fail(tRes);
     }
     if (!tOutput) return STATUS_DONE; // which the session makes a failure of standard output
     if (auto tRes = tApp->runIdleCallouts(&tRan); KFAILED(tRes)) tStatus = pSession.fail(tRes);

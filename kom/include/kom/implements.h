@@ -44,6 +44,16 @@ public:
         if (static_cast<int32_t>(tCount) < 0) std::abort();
         return tCount;
     }
+    /// Adds one where there is a reference already; whether there was. For who has none of his own.
+    bool incrementIfHeld() noexcept
+    {
+        unsigned int tCount = value();
+        while (static_cast<int32_t>(tCount) > 0)
+            if (__atomic_compare_exchange_n(&mCount, &tCount, tCount + 1, false, __ATOMIC_SEQ_CST,
+                                            __ATOMIC_SEQ_CST))
+                return true;
+        return false;
+    }
     /// Stops the process when there was no reference to give back.
     uint32_t decrement() noexcept
     {
@@ -112,6 +122,8 @@ public:
         if (tCount == 0) delete self();
         return tCount;
     }
+    /// Takes a reference where somebody has one; whether it did. For kom::BackPointer.
+    bool addRefIfHeld() noexcept { return self()->mRefCount.incrementIfHeld(); }
     /// Count the object for the module that makes it, which has a copy of them of its own: a base class may
     /// lie in a library that knows nothing of the module.
     KOM_LOCAL static void* operator new(std::size_t pSize)

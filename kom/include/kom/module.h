@@ -11,6 +11,17 @@
 //     ...
 //     if (!gInstance) gInstance = kom::retain(new UserData);
 //     return gInstance->unknown();
+//
+// An object that a module hands to others so that they call it (a close hook, an idle callout, a consumer) is
+// called when they like, on their thread, and may be kept for longer than what it works for. Its class
+// - leads to its owner through a kom::BackPointer (kom/backpointer.h), which the owner clears first of all
+// when
+//   it is destroyed, and takes a reference there at each call: the owner then has a user and is left alone
+//   until the call is done;
+// - is reported with kom::countOwned only where the owner takes the object back from the others when it goes,
+//   and from the moment it is handed out until the owner clears the pointer. What others keep all the same
+//   then keeps the module, and its operations return from code that is there.
+// What works for nobody else needs neither: it lives as long as its references, and keeps the module.
 #pragma once
 
 #include <cstddef>
@@ -84,7 +95,8 @@ KOM_LOCAL inline ModuleEntry gModule;
 /// Tells kom that an object of this module is owned by another object of the module, and goes with it (1), or
 /// that it no longer is, because it was given up or destroyed (-1). Owned objects alone do not keep a module
 /// loaded: komUnloadModules has the module's singletons released, and closes the module when the objects that
-/// they owned went with them. Any thread.
+/// they owned went with them. An owned object that others may call keeps the rules at the top of this file.
+/// Any thread.
 KOM_LOCAL inline void countOwned(int32_t pChange) { komCountOwned(detail::gModule.record, pChange); }
 
 /// The counted reference that a module itself keeps to the one object of a singleton class (a class over

@@ -79,7 +79,8 @@ KOM_API uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::
 /// so does a module that kom has no record of (kom/module.h). *pUnloaded (may be null) gets the number of
 /// modules that were closed. Another thread that asks for a class of a module waits while that module's
 /// holders release. Call it only when no other thread can be inside a release of a module's last object: the
-/// code that it returns to would be gone.
+/// code that it returns to would be gone. Nor is that the moment for another thread to close an application:
+/// that gives back the last references to its close hooks.
 KOM_API uint32_t komUnloadModules(uint32_t* pUnloaded);
 
 } // extern "C"

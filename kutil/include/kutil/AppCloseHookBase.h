@@ -16,6 +16,7 @@ namespace vel::kos::util {
 /// application must not call the hook before its constructor has returned.
 ///
 /// A hook counts for the module that derives from the base, which stays loaded while anybody keeps the hook.
+/// One that works for another object keeps the rules of kom/module.h.
 class AppCloseHookBase : public kom::Implements<AppCloseHookBase, fw::IAppCloseHook> {
     friend Implements;
 

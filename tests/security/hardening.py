@@ -28,7 +28,7 @@ def check_elf(tools, path, sanitized):
         "all bound at start (BIND_NOW)": re.search(r"\(FLAGS(_1)?\).*NOW", dynamic),
         "no executable stack": stack and "E" not in stack.group(0).split()[-2],
         "no text relocations": "TEXTREL" not in dynamic,
-        "marks for indirect branches (endbr64)": "endbr64" in code,
+        "marks for indirect branches (endbr64)": has_branch_marks(tools, path, code),
         "stack protector": "__stack_chk_fail" in symbols,
     }
     if not sanitized and re.search(r" U (memcpy|memmove|memset|snprintf|read|realpath)(@|$)", symbols, re.M):
@@ -36,6 +36,16 @@ def check_elf(tools, path, sanitized):
         wanted["checked calls of the C library (FORTIFY)"] = re.search(r" U __\w+_chk(@|$)", symbols, re.M) or \
             is_compiled_with(tools.commands, path, "-D_FORTIFY_SOURCE=2")
     return [what for what, there in wanted.items() if not there]
+
+
+def has_branch_marks(tools, path, code):
+    """Whether every function that a library exports, or a program's main, begins with the mark. The C library's start
+    files bring functions with it into everything, whatever was compiled how."""
+    names = set(re.findall(r" T (\S+?)(?:@.*)?$", output(tools.nm, "-D", "--defined-only", path), re.M)) - {"_init", "_fini"}
+    main = re.search(r" T main$", output(tools.nm, "--defined-only", path), re.M)
+    begins = dict(re.findall(r"^[0-9a-f]+ <([^>]+)>:\n\s*[0-9a-f]+:\s*(\S+)", code, re.M))
+    wanted = {"main"} if main else {name for name in names if name in begins}
+    return wanted and all(begins.get(name) == "endbr64" for name in wanted)
 
 
 def is_compiled_with(commands, path, option):

@@ -16,6 +16,9 @@ TEST_P(ValuesTest, tellsWhatItIs)
     kom::HeapString tType;
     EXPECT_EQ(mDatabase->getDatabaseType(tType.out()), 0u);
     EXPECT_EQ(tType.c_str(), type());
+    uint32_t tFeatures = 0;
+    EXPECT_EQ(mDatabase->getFeatures(&tFeatures), 0u);
+    EXPECT_EQ(tFeatures, words().features);
     EXPECT_EQ(mDatabase->check(), 0u);
     EXPECT_EQ(error().code, 0u) << "nothing has failed yet";
 }

@@ -164,7 +164,11 @@ bool DriverTest::can(uint32_t pFeature)
 
 const Words& DriverTest::words() const
 {
+    constexpr uint32_t THREE = sql::SQL_FEATURE_MANY_RESULTS | sql::SQL_FEATURE_STATEMENT_ROLLBACK |
+                               sql::SQL_FEATURE_ROWS_ACROSS_COMMIT;
     static const Words SQLITE = {
+        .features = THREE | sql::SQL_FEATURE_TEXT_WITH_NUL | sql::SQL_FEATURE_POSITIONS |
+                    sql::SQL_FEATURE_TRANSACTIONAL_DDL | sql::SQL_FEATURE_INFINITY,
         .bytesType = "blob",
         .slow = "with recursive c(n) as (select 1 union all select n + 1 from c where n < 100000000000) "
                 "select count(*) from c",
@@ -174,19 +178,30 @@ const Words& DriverTest::words() const
         .schema = "main"};
     static const Words ODBC_SQLITE_WORDS = [] {
         Words tWords = SQLITE;
+        tWords.features = THREE | sql::SQL_FEATURE_TRANSACTIONAL_DDL;
         tWords.schema = "";
         tWords.returning = tWords.updateReturning = tWords.exactDoubles = tWords.tellsConflicts = false;
         return tWords;
     }();
-    static const Words POSTGRESQL = {.bytesType = "bytea",
-                                     .slow = "select count(*) from pg_sleep(3600)",
-                                     .slowChange =
-                                         "insert into driver_test select count(*), 'x' from pg_sleep(3600)",
-                                     .ownNumber = "select pg_backend_pid()",
-                                     .kill = "select pg_terminate_backend(cast(? as int))",
-                                     .isThere = "select count(*) from pg_stat_activity where pid = ?",
-                                     .schema = "public"};
+    static const Words POSTGRESQL = {
+        .features = sql::SQL_FEATURE_DECIMALS | sql::SQL_FEATURE_DATES | sql::SQL_FEATURE_POSITIONS |
+                    sql::SQL_FEATURE_ISOLATION | sql::SQL_FEATURE_NAN | sql::SQL_FEATURE_TRANSACTIONAL_DDL |
+                    sql::SQL_FEATURE_INFINITY,
+        .bytesType = "bytea",
+        .slow = "select count(*) from pg_sleep(3600)",
+        .slowChange = "insert into driver_test select count(*), 'x' from pg_sleep(3600)",
+        .ownNumber = "select pg_backend_pid()",
+        .kill = "select pg_terminate_backend(cast(? as int))",
+        .isThere = "select count(*) from pg_stat_activity where pid = ?",
+        .schema = "public"};
+    static const Words ODBC_POSTGRESQL_WORDS = [] {
+        Words tWords = POSTGRESQL;
+        tWords.features = (POSTGRESQL.features & ~uint32_t{sql::SQL_FEATURE_POSITIONS}) | THREE;
+        return tWords;
+    }();
     static const Words MARIADB = {
+        .features = THREE | sql::SQL_FEATURE_TEXT_WITH_NUL | sql::SQL_FEATURE_DECIMALS |
+                    sql::SQL_FEATURE_DATES | sql::SQL_FEATURE_ISOLATION,
         .bytesType = "longblob",
         .textType = "longtext",
         .timestampType = "datetime(6)",
@@ -204,7 +219,8 @@ const Words& DriverTest::words() const
         .lateConstraints = false,
         .readersBlock = true};
     if (isSqlite()) return isOdbc() ? ODBC_SQLITE_WORDS : SQLITE;
-    return database() == "mariadb" ? MARIADB : POSTGRESQL;
+    if (database() == "mariadb") return MARIADB;
+    return isOdbc() ? ODBC_POSTGRESQL_WORDS : POSTGRESQL;
 }
 
 double DriverTest::storable(double pNumber) const

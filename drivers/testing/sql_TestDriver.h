@@ -46,6 +46,7 @@ using Table = std::vector<Row>;
 
 /// What the tests have to say differently to each database, and what it has not.
 struct Words {
+    uint32_t features = 0; ///< SqlFeature flags
     const char* bytesType;
     const char* textType = "text"; ///< for 16 MB
     const char* timestampType = "timestamp";

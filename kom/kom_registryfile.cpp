@@ -15,6 +15,15 @@ constexpr uint64_t LARGEST = 16u << 20; // bytes; far more than any number of cl
 
 thread_local char gProblem[160]; // plain bytes: they need no destructor at a thread's end
 
+/// Refuses a registry that is not to be trusted before anything is made beside it.
+uint32_t checkRegistry(const std::string& pRegistry)
+{
+    KprFile tFile = KPR_NO_FILE;
+    const uint32_t tRes = kprOpenFile(pRegistry.c_str(), KPR_OPEN_READ | KPR_OPEN_TRUSTED, &tFile);
+    if (tRes == KPR_E_NOT_FOUND) return 0;
+    return KFAILED(tRes) ? tRes : kprCloseFile(tFile);
+}
+
 /// The lock of a registry: a file beside it, since the registry itself is replaced.
 class Lock {
 public:
@@ -31,7 +40,12 @@ public:
     uint32_t takeExclusive(const std::string& pRegistry)
     {
         constexpr uint32_t tPatience = 10000;
-        if (auto tRes = open(pRegistry, KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE); KFAILED(tRes)) return tRes;
+        uint32_t tRes = open(pRegistry, KPR_OPEN_READ_WRITE);
+        // Who holds a lock may be replacing the registry: only where there is none yet it is opened without.
+        if (tRes == KPR_E_NOT_FOUND) tRes = checkRegistry(pRegistry);
+        if (!KFAILED(tRes) && mFile == KPR_NO_FILE)
+            tRes = open(pRegistry, KPR_OPEN_READ_WRITE | KPR_OPEN_CREATE);
+        if (KFAILED(tRes)) return tRes;
         return tryToLock(KPR_LOCK_EXCLUSIVE, tPatience);
     }
     /// Shared, when it is available within a second.
@@ -86,15 +100,6 @@ uint32_t lockForChange(const std::string& pRegistry, Lock& pLock)
     if (auto tRes2 = kpr::readText(tFolder, kprGetDirname, pRegistry.c_str()); KFAILED(tRes2)) return tRes2;
     if (auto tRes2 = createDirectories(tFolder); KFAILED(tRes2)) return tRes2;
     return pLock.takeExclusive(pRegistry);
-}
-
-/// Refuses a registry that is not to be trusted before anything is made beside it.
-uint32_t checkRegistry(const std::string& pRegistry)
-{
-    KprFile tFile = KPR_NO_FILE;
-    const uint32_t tRes = kprOpenFile(pRegistry.c_str(), KPR_OPEN_READ | KPR_OPEN_TRUSTED, &tFile);
-    if (tRes == KPR_E_NOT_FOUND) return 0;
-    return KFAILED(tRes) ? tRes : kprCloseFile(tFile);
 }
 
 uint32_t damaged(uint64_t pLine, const char* pWhat)
@@ -172,7 +177,6 @@ uint32_t changeRegistry(const std::string& pPath, const std::function<uint32_t(C
 {
     RegistryFile tRegistry;
     if (auto tRes = locateRegistry(pPath, tRegistry); KFAILED(tRes) && tRes != KPR_E_NOT_FOUND) return tRes;
-    if (auto tRes = checkRegistry(tRegistry.path); KFAILED(tRes)) return tRes;
     Lock tLock;
     if (auto tRes = lockForChange(tRegistry.path, tLock); KFAILED(tRes)) return tRes;
 

@@ -10,9 +10,9 @@
 #include <atomic>
 #include <vector>
 
-#include "host/Escape.h"
 #include "host/host_LogFile.h"
 #include "kfw/IApplication.h"
+#include "kgen/escape.h"
 #include "kpr/mutex.h"
 #include "kpr/process.h"
 
@@ -94,8 +94,8 @@ void LogSink::write(uint32_t pLevel, const char* pDomain, const char* pMessage)
 {
     if (pLevel > mState->level.load(std::memory_order_relaxed)) return;
     const Level& tLevel = levelOf(pLevel);
-    mState->logger->log(tLevel.level, "{} {}: {}", tLevel.name, escapeControls(pDomain ? pDomain : ""),
-                        escapeControls(pMessage ? pMessage : ""));
+    mState->logger->log(tLevel.level, "{} {}: {}", tLevel.name, kgen::escapeControls(pDomain ? pDomain : ""),
+                        kgen::escapeControls(pMessage ? pMessage : ""));
 }
 
 uint32_t LogSink::level() const noexcept { return mState->level.load(std::memory_order_relaxed); }

@@ -2,6 +2,7 @@
 
 #include <atomic>
 
+#include "kgen/escape.h"
 #include "kgen/text.h"
 #include "kom/identity.h"
 #include "kpr/process.h"
@@ -14,8 +15,8 @@ void writeToStandardError(uint32_t pLevel, const char* pDomain, const char* pMes
 {
     if (pLevel > fw::LOG_LEVEL_WARNING) return;
     // One call per line, so that lines of several threads do not mix.
-    const std::string tLine =
-        message("%1 %2: %3\n", pLevel == fw::LOG_LEVEL_ERROR ? "ERROR" : "WARNING", pDomain, pMessage);
+    const std::string tLine = message("%1 %2: %3\n", pLevel == fw::LOG_LEVEL_ERROR ? "ERROR" : "WARNING",
+                                      kgen::escapeControls(pDomain), kgen::escapeControls(pMessage));
     kprWriteStream(KPR_STDERR, tLine.data(), static_cast<uint32_t>(tLine.size()));
 }
 

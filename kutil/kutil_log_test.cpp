@@ -109,12 +109,12 @@ TEST_F(Log, WritesWarningsAndErrorsToStandardErrorUnlessToldOtherwise)
     kSetFallbackLog(nullptr);
     testing::internal::CaptureStderr();
     kError(nullptr, "kos:kfw", "broken %1");
-    kWarning(nullptr, "kos:kfw", "odd");
+    kWarning(nullptr, "kos:kfw", "odd\x1B[2J\nERROR forged");
     kInfo(nullptr, "kos:kfw", "info");
     kDebug(nullptr, "kos:kfw", "debug");
     std::string tText = testing::internal::GetCapturedStderr();
     std::erase(tText, '\r');
-    EXPECT_EQ(tText, "ERROR kos:kfw: broken %1\nWARNING kos:kfw: odd\n");
+    EXPECT_EQ(tText, "ERROR kos:kfw: broken %1\nWARNING kos:kfw: odd\\x1b[2J\\nERROR forged\n");
     EXPECT_THAT(gLines, IsEmpty());
 }
 

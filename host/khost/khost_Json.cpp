@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "kgen/escape.h"
+
 namespace vel::kos::host {
 
 struct Json::Value {
@@ -64,22 +66,7 @@ std::string Json::text() const
     const std::string tText =
         mValue->json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
     // The library escapes what JSON asks for. The other control characters stand in texts only, as UTF-8.
-    constexpr char DIGITS[] = "0123456789abcdef";
-    std::string tEscaped;
-    tEscaped.reserve(tText.size());
-    for (std::size_t i = 0; i < tText.size(); ++i) {
-        const auto tByte = static_cast<unsigned char>(tText[i]);
-        const auto tNext = static_cast<unsigned char>(i + 1 < tText.size() ? tText[i + 1] : 0);
-        if (tByte == 0x7F) {
-            tEscaped += "\\u007f";
-        } else if (tByte == 0xC2 && tNext >= 0x80 && tNext < 0xA0) {
-            tEscaped.append("\\u00").append({DIGITS[tNext >> 4], DIGITS[tNext & 15]});
-            ++i;
-        } else {
-            tEscaped += tText[i];
-        }
-    }
-    return tEscaped;
+    return kgen::escapeJsonControls(tText);
 }
 
 } // namespace vel::kos::host

@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <new>
 
-#include "host/Escape.h"
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_Parser.h"
 #include "host/khost/khost_Words.h"
 #include "kfw/classes.h"
+#include "kgen/escape.h"
 #include "kom/identity.h"
 #include "kpr/dso.h"
 #include "kpr/file.h"
@@ -23,7 +23,10 @@ constexpr std::size_t OUTPUT_PART = 1u << 20;
 constexpr char PROGRAM[] = "khost";
 constexpr char MODULE[] = "kfw";
 
-void tell(const std::string& pLine) { writeStream(Stream::ERRORS, "khost: " + escapeControls(pLine) + "\n"); }
+void tell(const std::string& pLine)
+{
+    writeStream(Stream::ERRORS, "khost: " + kgen::escapeControls(pLine) + "\n");
+}
 
 } // namespace
 
@@ -109,7 +112,7 @@ void Session::print(std::string_view pBytes)
     mAtLineStart = pBytes.back() == '\n';
     static const bool ON_TERMINAL = isTerminal(Stream::OUTPUT);
     if (ON_TERMINAL)
-        mOutput += escapeControls(pBytes, "\t\n");
+        mOutput += kgen::escapeControls(pBytes, "\t\n");
     else
         mOutput += pBytes;
     if (mOutput.size() >= OUTPUT_PART) flush();
@@ -117,7 +120,7 @@ void Session::print(std::string_view pBytes)
 
 std::string Session::shown(std::string_view pValue) const
 {
-    return isTerminal(Stream::OUTPUT) ? escapeControls(pValue, "\t") : std::string(pValue);
+    return isTerminal(Stream::OUTPUT) ? kgen::escapeControls(pValue, "\t") : std::string(pValue);
 }
 
 void Session::printJson(const Json& pValue) { print(pValue.text() + "\n"); }

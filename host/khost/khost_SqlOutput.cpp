@@ -7,9 +7,9 @@
 #include <string_view>
 #include <vector>
 
-#include "host/Escape.h"
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_Session.h"
+#include "kgen/escape.h"
 
 namespace vel::kos::host {
 
@@ -138,7 +138,8 @@ public:
             if (mForm == SqlForm::JSON)
                 tObject.set(mNames[i], jsonValue(tValue));
             else if (mForm == SqlForm::TABLE)
-                tFields.push_back({tNull ? "NULL" : escapeControls(plainText(tValue)), isNumber(tValue)});
+                tFields.push_back(
+                    {tNull ? "NULL" : kgen::escapeControls(plainText(tValue)), isNumber(tValue)});
             else if (mForm == SqlForm::TABS)
                 tLine += (i ? "\t" : "") + fieldText(tValue);
             else
@@ -189,7 +190,7 @@ private:
         if (mNames.empty()) return;
         std::vector<Field> tNames, tRule;
         for (size_t i = 0; i < mNames.size(); ++i) {
-            tNames.push_back({escapeControls(mNames[i]), false});
+            tNames.push_back({kgen::escapeControls(mNames[i]), false});
             size_t tWidth = width(tNames[i].text);
             for (const auto& tRow : mRows)
                 tWidth = std::max(tWidth, width(tRow[i].text));

@@ -5,13 +5,13 @@
 #include <optional>
 #include <set>
 
-#include "host/Escape.h"
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_Files.h"
 #include "host/khost/khost_Session.h"
 #include "host/khost/khost_Words.h"
 #include "kfw/classes.h"
 #include "kfw/sql/driver.h"
+#include "kgen/escape.h"
 #include "kpr/dir.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
@@ -194,9 +194,9 @@ std::string marked(const std::string& pText, size_t pPosition)
     const size_t tStart = tAt == 0 ? 0 : pText.rfind('\n', tAt - 1) + 1;
     const std::string tLine = pText.substr(tStart, pText.find('\n', tStart) - tStart);
     std::string tBefore = tLine.substr(0, tAt - tStart), tMark;
-    for (const char tChar : escapeControls(tBefore))
+    for (const char tChar : kgen::escapeControls(tBefore))
         if ((static_cast<unsigned char>(tChar) & 0xC0) != 0x80) tMark += ' ';
-    return "  " + escapeControls(tLine) + "\n  " + tMark + "^\n";
+    return "  " + kgen::escapeControls(tLine) + "\n  " + tMark + "^\n";
 }
 
 } // namespace

@@ -20,7 +20,7 @@ LAYERS = {
     "kfw": ["kutil", "kom", "kpr", "kgen"],
     "host": ["kfw", "kutil", "kom", "kpr", "kgen"],
     "drivers": ["kfw", "kom", "kpr"],
-    "tools": ["kom", "kpr"],
+    "tools": ["kom", "kpr", "kgen"],
     "examples": ["host", "kfw", "kutil", "kom", "kpr"],
 }
 SYSTEM_HEADERS = re.compile(

@@ -276,6 +276,8 @@ class CommandLine(unittest.TestCase):
                     (("--only", "nothing", native(broken("none"))), "no check matches"),
                     (("--class", "x=y", native(broken("none"))), '"y" is not an interface identity'),
                     (("--frob",), "--frob"),
+                    (("--frob\x1b[2J\nforged",), "--frob\\x1b[2J\\nforged"),
+                    ((native(os.path.join(folder, "a\x1b[31m\x7f")),), "a\\x1b[31m\\x7f"),
                     (("--timeout", "0", native(broken("none"))), "--timeout")):
                 with self.subTest(arguments=arguments):
                     done = validate(*arguments)

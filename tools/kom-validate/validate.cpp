@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "kgen/escape.h"
 #include "kom/identity.h"
 #include "kpr/dso.h"
 #include "kpr/path.h"
@@ -41,7 +42,7 @@ bool matches(const char* pPattern, const char* pText)
 
 int usage(const std::string& pProblem)
 {
-    put(KPR_STDERR, std::string(PROGRAM) + ": " + pProblem + "\n");
+    put(KPR_STDERR, std::string(PROGRAM) + ": " + kgen::escapeControls(pProblem) + "\n");
     return STATUS_USAGE;
 }
 
@@ -159,7 +160,7 @@ std::string lineOf(const char* pName, const std::string& pText)
     constexpr size_t COLUMN = 16;
     std::string tLine = pName;
     tLine.resize(std::max(tLine.size(), COLUMN), ' ');
-    return tLine + " " + pText + "\n";
+    return tLine + " " + kgen::escapeControls(pText) + "\n";
 }
 
 void print(const Result& pResult)
@@ -188,7 +189,7 @@ void printJson(const std::string& pModule, const std::vector<Result>& pResults, 
                                           {"failed", pCounts[1]},
                                           {"skipped", pCounts[2]}};
     const auto tText = tJson.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-    put(KPR_STDOUT, tText + "\n");
+    put(KPR_STDOUT, kgen::escapeJsonControls(tText) + "\n");
 }
 
 int validate(const Options& pOptions, const std::vector<const Check*>& pChecks,
@@ -196,7 +197,7 @@ int validate(const Options& pOptions, const std::vector<const Check*>& pChecks,
 {
     std::vector<Result> tResults;
     size_t tCounts[3] = {};
-    if (!pOptions.json) put(KPR_STDOUT, pOptions.settings.module + "\n");
+    if (!pOptions.json) put(KPR_STDOUT, kgen::escapeControls(pOptions.settings.module) + "\n");
     for (const Check* tCheck : pChecks) {
         tResults.push_back(runCheck(*tCheck, pArguments, pOptions.seconds));
         ++tCounts[static_cast<size_t>(tResults.back().verdict)];

@@ -8,7 +8,7 @@
 namespace vel::kos::host {
 
 /// Writes lines "LEVEL domain: message"; in the file each is preceded by local time, process and thread.
-/// Control characters of a message are written as escapes (host/Escape.h), so that a message is one line. All
+/// Control characters of a message are written as escapes (kgen/escape.h), so that a message is one line. All
 /// operations from any thread; a line that cannot be written is lost and disturbs nobody. Several processes
 /// may write to one file, also while it is renamed: they take turns by a small file "<file>.lock" beside it.
 class LogSink {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace vel::kos::host {
+namespace kgen {
 
 /// A text in which nothing moves a terminal's cursor or ends a line: control characters (C0, DEL, C1) and
 /// bytes that are not UTF-8 become escapes, "\n", "\r", "\t", else "\x1b" for a byte and "\u0085" for a C1
@@ -12,4 +12,8 @@ namespace vel::kos::host {
 /// cannot be turned back. Any thread.
 std::string escapeControls(std::string_view pText, std::string_view pKept = {});
 
-} // namespace vel::kos::host
+/// A JSON document with DEL and the C1 control characters as escapes too: JSON itself asks for those of C0
+/// only. Any thread.
+std::string escapeJsonControls(std::string_view pJson);
+
+} // namespace kgen

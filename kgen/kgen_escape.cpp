@@ -1,6 +1,6 @@
-#include "host/Escape.h"
+#include "kgen/escape.h"
 
-namespace vel::kos::host {
+namespace kgen {
 
 namespace {
 
@@ -56,4 +56,22 @@ std::string escapeControls(std::string_view pText, std::string_view pKept)
     return tText;
 }
 
-} // namespace vel::kos::host
+std::string escapeJsonControls(std::string_view pJson)
+{
+    std::string tText;
+    tText.reserve(pJson.size());
+    for (std::size_t i = 0; i < pJson.size(); ++i) {
+        const unsigned char tByte = byteAt(pJson, i), tNext = byteAt(pJson, i + 1);
+        const bool tIsLate = tByte == 0xC2 && tNext >= 0x80 && tNext < 0xA0;
+        if (tIsLate || tByte == 0x7F) {
+            tText += "\\u00";
+            addDigits(tText, tIsLate ? tNext : tByte);
+            i += tIsLate;
+        } else {
+            tText += pJson[i];
+        }
+    }
+    return tText;
+}
+
+} // namespace kgen

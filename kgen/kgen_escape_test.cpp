@@ -1,8 +1,8 @@
-#include "host/Escape.h"
+#include "kgen/escape.h"
 
 #include <gtest/gtest.h>
 
-using vel::kos::host::escapeControls;
+using kgen::escapeControls;
 
 namespace {
 
@@ -14,6 +14,13 @@ TEST(Escape, ControlCharactersBecomeEscapes)
     EXPECT_EQ(escapeControls("\xC2\x9B"
                              "2J\xC2\x80\xC2\x9F"),
               "\\u009b2J\\u0080\\u009f");
+}
+
+TEST(Escape, JsonKeepsNoControlCharacter)
+{
+    EXPECT_EQ(kgen::escapeJsonControls("[\"a\x7F\xC2\x9B\xC2\xA0\xC3\xA4\"]"),
+              "[\"a\\u007f\\u009b\xC2\xA0\xC3\xA4\"]");
+    EXPECT_EQ(kgen::escapeJsonControls("\xC2"), "\xC2");
 }
 
 TEST(Escape, WhatIsKeptStays) { EXPECT_EQ(escapeControls("a\tb\n\x1B", "\n\t"), "a\tb\n\\x1b"); }

@@ -164,6 +164,14 @@ class Objects(host.HostTest):
         self.assertEqual(self.read("app", "cache", "objects", other), self.read("whole"))
         self.assertEqual(json.loads(shell.run(f"cache put-file {other} {quoted(native(whole))} --json").text),
                          {"id": other, "bytes": len(self.read("whole"))})
+        same = shell.run(f"cache put-file {other} {quoted(native(whole))}")
+        self.assertEqual((same.status, same.errors), (0, ""))
+        kept = self.read("whole")
+        self.write("whole", kept + b"more")
+        again = shell.run(f"cache put-file {other} {quoted(native(whole))}")
+        self.assertEqual((again.status, again.text, again.errors), (0, other + "\n", "khost: cache put-file: the cache has "
+                         f"another object of that identity, which is kept: {other}\n"))
+        self.assertEqual(self.read("app", "cache", "objects", other), kept)
         self.assert_fails(shell.run(f"cache get-file {'F' * 32}"), "cache get-file", "0x96230003", "KPR_E_NOT_FOUND",
                           "F" * 32)
 

@@ -186,8 +186,17 @@ int putFile(Session& pSession, const Arguments& pArguments)
         return tStatus;
     fw::IFileSystemCache* tCache = pSession.cache();
     if (!tCache) return STATUS_FAILED;
-    const uint32_t tRes = tCache->putObjectFile(&tId, &tFile);
-    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.text("ID")) : printStored(pSession, tId);
+    bool tWasThere = false;
+    CacheFiles(pSession.application()->userAppDir()).hasObject(cacheIdText(tId), &tWasThere);
+    if (auto tRes = tCache->putObjectFile(&tId, &tFile); KFAILED(tRes))
+        return pSession.fail(tRes, pArguments.text("ID"));
+    if (tWasThere) {
+        fw::CacheBytes tKept;
+        if (KFAILED(tCache->getObjectFile(&tId, &tKept)) || view(tKept) != view(tFile))
+            pSession.note("the cache has another object of that identity, which is kept: " +
+                          pArguments.text("ID"));
+    }
+    return printStored(pSession, tId);
 }
 
 int getFile(Session& pSession, const Arguments& pArguments)
@@ -288,6 +297,9 @@ void addCacheObjectCommands(std::vector<Command>& pTable)
           .summary = "Store an object file as it is.",
           .run = putFile,
           .positionals = {tId, tFile},
+          .details =
+              "An object that is there already is kept. When it is another one, a line on standard error "
+              "says so.",
           .json = tStored},
          {.name = "cache get-file",
           .summary = "Read an object file as it is.",

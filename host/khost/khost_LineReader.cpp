@@ -31,6 +31,7 @@ struct LineReader::State {
     std::deque<Line> lines K_GUARDED_BY(mutex);
     std::size_t bytes K_GUARDED_BY(mutex) = 0; ///< of the lines that wait
     bool ended K_GUARDED_BY(mutex) = false;
+    bool failed K_GUARDED_BY(mutex) = false;
     bool gone K_GUARDED_BY(mutex) = false; ///< nobody takes lines any more
 
     /// False when nobody wants more lines.
@@ -45,19 +46,19 @@ struct LineReader::State {
         wake();
         return true;
     }
-    void end()
+    void end(bool pFailed)
     {
         const kpr::Lock tLock(mutex);
         ended = true;
+        failed = pFailed;
         if (!gone) wake();
     }
     void read()
     {
         std::array<char, 4096> tPart;
         Line tLine{{}, true};
-        for (;;) {
-            const int64_t tRead = readInput(tPart.data(), tPart.size());
-            if (tRead <= 0) break;
+        int64_t tRead = 0;
+        while ((tRead = readInput(tPart.data(), tPart.size())) > 0) {
             for (int64_t i = 0; i < tRead; ++i) {
                 const char tChar = tPart[static_cast<std::size_t>(i)];
                 if (tChar == '\n') {
@@ -69,7 +70,7 @@ struct LineReader::State {
                 }
             }
         }
-        if (tLine.text.empty() || add(std::move(tLine))) end();
+        if (tLine.text.empty() || add(std::move(tLine))) end(tRead < 0);
     }
 };
 
@@ -99,6 +100,12 @@ bool LineReader::isReady() const
 {
     const kpr::Lock tLock(mState->mutex);
     return mState->ended || !mState->lines.empty();
+}
+
+bool LineReader::hasFailed() const
+{
+    const kpr::Lock tLock(mState->mutex);
+    return mState->failed;
 }
 
 bool LineReader::next(std::string& pLine, bool* pWhole)

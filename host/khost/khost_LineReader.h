@@ -30,6 +30,8 @@ public:
     /// Takes the next line, without its end; false when none is there (yet, or any more). *pWhole tells
     /// whether it is all of it: a line of more than MAX_LINE bytes is cut.
     bool next(std::string& pLine, bool* pWhole);
+    /// Whether the input could not be read to its end. Final once the last line has been taken.
+    bool hasFailed() const;
 
 private:
     struct State;

@@ -4,7 +4,9 @@ import json
 import os
 import re
 import shutil
+import subprocess
 import time
+import unittest
 
 import host
 from host import native
@@ -111,6 +113,16 @@ class CommandLine(host.HostTest):
         self.assert_done(before)
         self.assertEqual(before.text, self.khost("cache", "id", "http://h/", "--json").text)
         self.assertRegex(before.text, r'\A"[0-9A-F]{32}"\n\Z')
+
+    @unittest.skipIf(host.WINDOWS, "no folder can be the standard input of a Windows program")
+    def test_input_that_cannot_be_read(self):
+        for command in ("events", "shell"):
+            folder = os.open(self.folder, os.O_RDONLY)
+            done = subprocess.run(self.command(command), stdin=folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                  env=self.environment(), timeout=host.TIMEOUT, check=False)
+            os.close(folder)
+            self.assert_fails(host.Result(done.returncode, done.stdout, done.stderr), command, "0x96230001", "KPR_E_IO",
+                              "standard input")
 
 
 @host.posix_only("Wine has no pseudo terminals")

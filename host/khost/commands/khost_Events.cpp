@@ -206,6 +206,7 @@ int watchEvents(Session& pSession, const Arguments& pArguments)
     if (!tOutput) return STATUS_DONE; // which the session makes a failure of standard output
     if (auto tRes = tApp->runIdleCallouts(&tRan); KFAILED(tRes)) tStatus = pSession.fail(tRes);
     tDeliveries.finish();
+    if (tReader.hasFailed()) tStatus = pSession.fail(KPR_E_IO, "standard input");
     return tStatus;
 }
 

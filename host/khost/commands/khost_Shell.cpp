@@ -54,7 +54,7 @@ int runShell(Session& pSession, const Arguments&)
     }
     if (tTerminal && !pSession.atLineStart()) pSession.print("\n");
     pSession.inShell() = false;
-    return STATUS_DONE;
+    return tReader.hasFailed() ? pSession.fail(KPR_E_IO, "standard input") : STATUS_DONE;
 }
 
 int sleepSeconds(Session& pSession, const Arguments& pArguments)

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace kom::validate {
 
@@ -64,8 +65,11 @@ std::vector<std::string> readElf(const Reader& pReader)
     const auto sectionAt = [&](uint32_t pIndex) { return tSections + pIndex * SECTION_SIZE; };
 
     std::vector<std::string> tNames;
+    bool tFound = false;
     for (uint32_t i = 0; i < tSectionCount; ++i) {
         if (pReader.u32(sectionAt(i) + 4) != DYNAMIC_SYMBOLS) continue;
+        // A file has one; of a hostile one thousands could name the same large table.
+        if (std::exchange(tFound, true)) throw std::out_of_range(CUT_SHORT);
         const uint64_t tSymbols = pReader.offset(sectionAt(i) + 24);
         const uint64_t tCount = pReader.u64(sectionAt(i) + 32) / SYMBOL_SIZE;
         const uint64_t tTexts = pReader.offset(sectionAt(pReader.u32(sectionAt(i) + 40)) + 24);

@@ -166,6 +166,8 @@ TEST(ValidateImage, SaysWhatIsWrongWithAFile)
     EXPECT_EQ(problemOf(with(makeElf(), 40, UINT64_MAX, 8)), CUT);
     EXPECT_EQ(problemOf(with(makeElf(), 0x400 + 64 + 24, UINT64_MAX - 4, 8)), CUT);
     EXPECT_EQ(problemOf(with(makeElf(), 0x400 + 64 + 32, UINT64_MAX, 8)), CUT);
+    const Bytes tTwice = with(with(with(makeElf(), 0x404, 11, 4), 0x418, 0x100, 8), 0x420, 8 * 24, 8);
+    EXPECT_EQ(problemOf(with(tTwice, 0x428, 2, 4)), CUT) << "two tables of symbols";
     EXPECT_EQ(problemOf(with(makePe(), 0x80, 0, 2)), "the file is not a Windows module");
     EXPECT_EQ(problemOf(with(makePe(), 0x84, 0x14C, 2)), ARCHITECTURE);
     EXPECT_EQ(problemOf(with(makePe(), 0x96, 0x22, 2)), "the file is not a DLL");

@@ -276,7 +276,11 @@ class Odbc(SqlTest):
 
     def test_a_data_source(self):
         self.write("odbc.ini", f"[orders]\nDriver={ODBC}libsqlite3odbc.so\nDatabase={self.path('test.db')}\n".encode())
-        self.assert_done(self.query("type=odbc;dsn=orders", "select 6 * 7"), "42\n")
+        # unixODBC keeps what it has read of such a file, and leaks it when it is unloaded: then it has no name any more
+        # by which a leak check could leave it out.
+        result = self.khost("sql", "query", "type=odbc;dsn=orders", "select 6 * 7",
+                            env=self.environment(ASAN_OPTIONS="detect_leaks=0"))
+        self.assert_done(result, "42\n")
 
     def test_errors(self):
         self.assert_fails(self.query(self.file, "selec 1"), "sql query", "0x96270001", "SQL_E_SYNTAX", "[42601]")
@@ -305,11 +309,14 @@ class ServerTest(SqlTest):
     def run_contract(self, name, description, restart, least, skipped):
         """Runs the contract's tests of one driver; of those that are skipped the names are given."""
         program = os.path.join(os.path.dirname(host.KHOST[-1]), "sql_drivers_test")
+        # PostgreSQL's ODBC driver leaks some of each connection.
+        known = self.write("known-leaks", b"leak:psqlodbcw.so\n")
         with socket.socket() as silent:
             silent.bind(("127.0.0.1", 0))
             silent.listen(1)
             env = self.environment(**{"KFW_TEST_" + name.upper(): description}, KFW_TEST_RESTART=restart, ODBCSYSINI=self.folder,
-                                   KFW_TEST_SILENT_PORT=str(silent.getsockname()[1]))
+                                   KFW_TEST_SILENT_PORT=str(silent.getsockname()[1]),
+                                   LSAN_OPTIONS=f"suppressions={known}:print_suppressions=0")
             # Into a file: a server that is started anew may keep a pipe open.
             with open(self.path("contract"), "w+", encoding="utf-8") as output:
                 done = subprocess.run([program, f"--gtest_filter=*/{name}"], stdout=output, check=False, env=env,

@@ -60,6 +60,12 @@ TEST_P(FileTest, aValueThatIsTooLongIsNotMade)
     EXPECT_EQ(execute("drop view hostile"), 0u);
 }
 
+TEST_P(FileTest, anotherFileThatCannotBeOpenedIsNoLostConnection)
+{
+    EXPECT_NE(execute("attach '/no/such/folder/x.db' as other"), 0u);
+    EXPECT_EQ(cell("select 1"), Cell(1)) << error().text;
+}
+
 TEST_P(FileTest, aFileThatIsNoDatabaseIsTold)
 {
     mDatabase.reset();

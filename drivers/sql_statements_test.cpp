@@ -316,6 +316,14 @@ TEST_P(StatementsTest, tellWhyTheyFailed)
     ASSERT_EQ(mDatabase->executeScript("drop table error_child; drop table error_test", nullptr), 0u);
 }
 
+TEST_P(StatementsTest, loseNoConnectionByWhatAUserSays)
+{
+    kom::Ref<sql::ISqlRows> tRows;
+    mDatabase->query("select cast('no connection to the server' as integer)", nullptr, tRows.out());
+    tRows.reset();
+    EXPECT_EQ(cell("select 1"), Cell(1)) << error().text;
+}
+
 TEST_P(StatementsTest, listAndDescribeTables)
 {
     ASSERT_EQ(
@@ -352,6 +360,7 @@ TEST_P(StatementsTest, listAndDescribeTables)
         EXPECT_EQ(Row(tTable[2].begin() + 2, tTable[2].end()), (Row{1, "7", 0}));
     }
     EXPECT_EQ(mDatabase->describeTable("missing_table", tRows.out()), SQL_E_NO_OBJECT);
+    EXPECT_EQ(mDatabase->describeTable("", tRows.out()), SQL_E_NO_OBJECT);
     EXPECT_FALSE(tRows);
     EXPECT_EQ(mDatabase->describeTable("missing.driver_test", tRows.out()), SQL_E_NO_OBJECT) << error().text;
     ASSERT_EQ(mDatabase->executeScript("drop view describe_view; drop table describe_test", nullptr), 0u);

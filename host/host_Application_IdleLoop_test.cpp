@@ -174,7 +174,7 @@ TEST_F(ApplicationTest, ServesForSoLongAtMost)
     EXPECT_TRUE(mApp->serve({}, 50));
     kprGetMonotonicTime(&tEnd);
     EXPECT_GE(tEnd - tStart, 50000u);
-    EXPECT_GT(tCalls, 1);
+    EXPECT_GE(tCalls, 1);
 }
 
 } // namespace

@@ -117,13 +117,14 @@ struct SlowOwner {
     bool addRefIfHeld()
     {
         taking = true;
+        begun = true;
         kprSleep(100);
         taking = false;
         return false;
     }
     uint32_t release() { return 0; }
 
-    std::atomic<bool> taking = false;
+    std::atomic<bool> taking = false, begun = false;
 };
 
 TEST(BackPointerClearTest, waitsForAUseThatIsJustBeginning)
@@ -131,7 +132,7 @@ TEST(BackPointerClearTest, waitsForAUseThatIsJustBeginning)
     SlowOwner tOwner;
     BackPointer<SlowOwner> tPointer(&tOwner);
     std::thread tOther([&] { EXPECT_FALSE(tPointer.get()); });
-    while (!tOwner.taking)
+    while (!tOwner.begun)
         std::this_thread::yield();
     EXPECT_TRUE(tPointer.clear());
     EXPECT_FALSE(tOwner.taking) << "the owner's memory was used after it";

@@ -144,8 +144,11 @@ public:
     int type() { return sqlite3_column_type(mStatement, 0); }
     std::string text()
     {
-        const auto* tText = static_cast<const char*>(sqlite3_column_blob(mStatement, 0));
-        return std::string(tText ? tText : "", static_cast<size_t>(sqlite3_column_bytes(mStatement, 0)));
+        // As text first: of a store in UTF-16 the length is that of the text in UTF-8, which is another
+        // buffer.
+        const auto* tText = reinterpret_cast<const char*>(sqlite3_column_text(mStatement, 0));
+        return tText ? std::string(tText, static_cast<size_t>(sqlite3_column_bytes(mStatement, 0)))
+                     : std::string();
     }
     int number() { return sqlite3_column_int(mStatement, 0); }
 

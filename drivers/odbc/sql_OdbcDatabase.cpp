@@ -246,7 +246,8 @@ Failure OdbcDatabase::failureAt(int16_t pType, Odbc::Handle pHandle)
         tFailure = stopped(std::move(tFailure.text));
         tFailure.nativeCode = tNativeCode;
     }
-    if (tFailure.code == SQL_E_CONNECTION)
+    // A file has no connection to lose: SQLite cannot open another one, for example.
+    if (tFailure.code == SQL_E_CONNECTION && mProfile.afterFailure != AfterFailure::NESTED)
         mLost = tFailure.text.empty() ? "the connection is lost" : tFailure.text;
     return tFailure;
 }
@@ -363,6 +364,7 @@ uint32_t OdbcDatabase::describeTable(const char* pTable, sql::ISqlRows** pRows)
 {
     if (!pTable || !pRows) return E_INVALIDARG;
     *pRows = nullptr;
+    if (!*pTable) return fail(failureOf("42P01", "there is no table \"\""));
     const auto tCatalog = kom::retain(new OdbcCatalog(this, pTable));
     if (auto tRes = tCatalog->query(nullptr, pRows); KFAILED(tRes)) return tRes;
     if (tCatalog->isOnRow()) return 0;

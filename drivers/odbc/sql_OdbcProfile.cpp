@@ -152,10 +152,17 @@ const OdbcProfile& profileOf(std::string_view pName)
 std::string bestState(const OdbcProfile& pProfile, std::string pSqlState, int32_t pNativeCode,
                       std::string_view pText)
 {
-    for (const OdbcMeaning* tRow = pProfile.meanings; tRow->sqlState; ++tRow)
+    // Words may be a user's: they say that a connection is lost only where the state does not say otherwise.
+    const std::string_view tClass = std::string_view(pSqlState).substr(0, 2);
+    const bool tVague = tClass.empty() || tClass == "HY" || tClass == "08" || tClass == "57";
+    for (const OdbcMeaning* tRow = pProfile.meanings; tRow->sqlState; ++tRow) {
+        const std::string_view tMeaning = tRow->sqlState;
+        const bool tLost = tMeaning.starts_with("08") || tMeaning.starts_with("57P");
+        if (tRow->nativeCode == 0 && tLost && !tVague) continue;
         if ((tRow->nativeCode == 0 || tRow->nativeCode == pNativeCode) &&
             (!tRow->text || pText.find(tRow->text) != std::string_view::npos))
             return tRow->sqlState;
+    }
     return pSqlState;
 }
 

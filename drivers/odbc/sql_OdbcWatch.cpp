@@ -44,10 +44,11 @@ void OdbcWatch::wake()
 void OdbcWatch::begins(Odbc::Handle pStatement, int64_t pMilliseconds)
 {
     const kpr::Lock tLock(mMutex);
-    mStatement = pStatement;
+    mStatement = nullptr;
     mStop = false;
     mDeadline = pMilliseconds < 0 ? 0 : now() + static_cast<uint64_t>(pMilliseconds) * 1000 + 1;
-    if (mDeadline) wake();
+    if (mDeadline) wake(); // may throw: the call is not made then
+    mStatement = pStatement;
 }
 
 void OdbcWatch::ends()

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <list>
 #include <map>
+#include <set>
 
 #include "host/khost/khost_Commands.h"
 #include "host/khost/khost_Words.h"
@@ -122,16 +123,21 @@ std::string problemText(const CLI::App& pRoot, std::string pProblem)
 /// A text of the parser that may repeat what was given, with every word as errors show it.
 std::string withShownWords(std::string pText, const std::vector<std::string>& pWords)
 {
-    const auto tShow = [&pText](const std::string& pWord) {
-        const std::string tShown = shownWord(pWord);
-        if (tShown == pWord) return;
-        for (size_t i = pText.find(pWord); i != std::string::npos; i = pText.find(pWord, i + tShown.size()))
-            pText.replace(i, pWord.size(), tShown);
+    // Each once, the longest first: one may stand in another. What is shown may begin with the word itself.
+    const auto tLonger = [](const std::string& pA, const std::string& pB) {
+        return pA.size() != pB.size() ? pA.size() > pB.size() : pA < pB;
     };
+    std::set<std::string, decltype(tLonger)> tWords(tLonger);
     for (const std::string& tWord : pWords) {
-        tShow(tWord);
+        tWords.insert(tWord);
         if (const auto tEquals = tWord.find('='); tWord.starts_with('-') && tEquals != std::string::npos)
-            tShow(tWord.substr(tEquals + 1));
+            tWords.insert(tWord.substr(tEquals + 1));
+    }
+    for (const std::string& tWord : tWords) {
+        const std::string tShown = shownWord(tWord);
+        if (tShown == tWord) continue;
+        for (size_t i = pText.find(tWord); i != std::string::npos; i = pText.find(tWord, i + tShown.size()))
+            if (pText.compare(i, tShown.size(), tShown) != 0) pText.replace(i, tWord.size(), tShown);
     }
     return pText;
 }

@@ -114,6 +114,9 @@ class CommandLine(host.HostTest):
         self.assertEqual(before.text, self.khost("cache", "id", "http://h/", "--json").text)
         self.assertRegex(before.text, r'\A"[0-9A-F]{32}"\n\Z')
 
+    def test_words_that_end_in_an_equals_sign(self):
+        self.assert_usage(self.khost("cache", "stat", "a=", "="), "not expected here: a=... =... (see")
+
     @unittest.skipIf(host.WINDOWS, "no folder can be the standard input of a Windows program")
     def test_input_that_cannot_be_read(self):
         for command in ("events", "shell"):

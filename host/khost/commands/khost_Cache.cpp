@@ -192,7 +192,7 @@ int putFile(Session& pSession, const Arguments& pArguments)
         return pSession.fail(tRes, pArguments.text("ID"));
     if (tWasThere) {
         fw::CacheBytes tKept;
-        if (KFAILED(tCache->getObjectFile(&tId, &tKept)) || view(tKept) != view(tFile))
+        if (!KFAILED(tCache->getObjectFile(&tId, &tKept)) && view(tKept) != view(tFile))
             pSession.note("the cache has another object of that identity, which is kept: " +
                           pArguments.text("ID"));
     }

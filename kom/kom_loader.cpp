@@ -204,12 +204,13 @@ std::vector<KprDSO> takeEmpty()
     std::vector<KprDSO> tHandles;
     Loader& tLoader = loader();
     const kpr::Lock tLock(tLoader.mutex);
-    tLoader.modules.remove_if([&](const Module& pModule) {
-        if (pModule.users != 0 || !pModule.record || !kom::isEmpty(*pModule.record)) return false;
-        tHandles.push_back(pModule.handle);
-        std::erase_if(tLoader.paths, [&](const auto& pPath) { return pPath.second == &pModule; });
-        return true;
-    });
+    for (auto tNext = tLoader.modules.begin(); tNext != tLoader.modules.end();) {
+        const auto tModule = tNext++;
+        if (tModule->users != 0 || !tModule->record || !kom::isEmpty(*tModule->record)) continue;
+        tHandles.push_back(tModule->handle);
+        std::erase_if(tLoader.paths, [&](const auto& pPath) { return pPath.second == &*tModule; });
+        tLoader.modules.erase(tModule);
+    }
     return tHandles;
 }
 

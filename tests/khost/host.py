@@ -140,9 +140,13 @@ class HostTest(unittest.TestCase):
 
     def khost(self, *arguments, stdin=b"", env=None, command=None):
         """One khost process."""
-        done = subprocess.run(command or self.command(*arguments), input=stdin, stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, env=env or self.environment(), timeout=TIMEOUT)
-        return Result(done.returncode, done.stdout, done.stderr)
+        # Into files: a program with a window may have to start Wine's desktop, which inherits a pipe and keeps it open.
+        with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as errors:
+            done = subprocess.run(command or self.command(*arguments), input=stdin, stdout=out, stderr=errors,
+                                  env=env or self.environment(), timeout=TIMEOUT)
+            out.seek(0)
+            errors.seek(0)
+            return Result(done.returncode, out.read(), errors.read())
 
     def shell(self, *arguments, env=None):
         """A shell that ends with the test."""

@@ -21,7 +21,7 @@ class Processes(host.HostTest):
 
     def test_many_processes_make_the_registry_at_once(self):
         processes = [subprocess.Popen(self.command("classes"), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                      env=self.environment()) for _ in range(4)]
+                                      stderr=subprocess.DEVNULL, env=self.environment()) for _ in range(4)]
         outputs = {process.communicate(timeout=host.TIMEOUT)[0] for process in processes}
         self.assertEqual([process.returncode for process in processes], [0] * 4)
         self.assertEqual(len(outputs), 1)

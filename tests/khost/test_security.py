@@ -43,8 +43,8 @@ class CurrentFolder(HostTest):
 
     def executed(self, *arguments, env=None):
         """Whether the planted library was executed by khost, started in its folder."""
-        subprocess.run(self.command(*arguments), cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                       stderr=subprocess.PIPE, timeout=host.TIMEOUT, env=env or self.environment())
+        subprocess.run(self.command(*arguments), cwd=self.folder, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, timeout=host.TIMEOUT, env=env or self.environment())
         done = os.path.exists(self.path("executed"))
         if done:
             os.remove(self.path("executed"))

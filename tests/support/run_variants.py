@@ -10,10 +10,10 @@ asan       the same with the address and undefined-behaviour sanitizers
 tsan       the same with the thread sanitizer
 windows    Windows programs, tested under Wine
 clang      the product with Clang's thread-safety analysis, and the benchmarks, both only built
-tidy       clang-tidy over the sources that changed last
+tidy       clang-tidy over the sources that changed last; only when it is named
 fuzz       a short run of each fuzz target: KFW_FUZZ_SECONDS each (5)
 
-Without names it runs all. Two lanes work at once: one tests what is built, and one at low priority builds what comes
+Without names it runs all others. Two lanes work at once: one tests what is built, and one at low priority builds what comes
 next, so that the processors are busy while tests wait. A variant ends with a line of its counts and of the seconds
 that each step took. Logs are build/<variant>/<step>.log.
 """
@@ -156,7 +156,7 @@ def main(names):
         if name not in known:
             print(f"test: unknown variant {name} ({', '.join(known)})", file=sys.stderr)
             return 2
-    variants = [variant for variant in variants if not names or variant.name in names]
+    variants = [variant for variant in variants if variant.name in (names or set(known) - {"tidy"})]
     os.chdir(os.path.join(SUPPORT, "..", ".."))
     output = Output()
     for variant in variants:

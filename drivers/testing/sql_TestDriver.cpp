@@ -121,7 +121,7 @@ void DriverTest::SetUp()
     else
         GTEST_SKIP() << "SQLite's ODBC driver is not installed: there is no " << ODBC_SQLITE;
     mDatabase = open();
-    if (!mDatabase) GTEST_SKIP() << mProblem;
+    if (!mDatabase) GTEST_SKIP() << createError();
     static_cast<void>(execute("drop table if exists driver_test"));
     ASSERT_EQ(execute("create table driver_test (n bigint primary key, t text)"), 0u) << error().text;
 }
@@ -137,8 +137,7 @@ kom::Ref<sql::ISqlDatabase> DriverTest::open(const std::string& pMore)
 {
     kom::Ref<sql::ISqlDatabase> tDatabase;
     const uint32_t tRes = mRegistry->createDatabase((mDescription + pMore).c_str(), tDatabase.out());
-    mProblem = createError();
-    EXPECT_TRUE(tRes == 0 || tRes == KPR_E_NOT_FOUND) << mProblem;
+    EXPECT_TRUE(tRes == 0 || tRes == KPR_E_NOT_FOUND) << createError();
     // No test cuts the power.
     if (tDatabase && isSqlite()) tDatabase->execute("pragma synchronous = off", nullptr, nullptr);
     return tDatabase;

@@ -96,7 +96,7 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    /// A connection; empty, and mProblem says why, when there is no client library.
+    /// A connection; empty, and createError() says why, when there is no client library. From any thread.
     kom::Ref<sql::ISqlDatabase> open(const std::string& pMore = "");
     /// Why the last connection could not be made.
     std::string createError(uint32_t* pCode = nullptr);
@@ -141,7 +141,7 @@ protected:
     Cell cell(const char* pStatement, const Row& pValues = {});
 
     test::TestDirectory mDir;
-    std::string mDescription, mProblem;
+    std::string mDescription;
     kom::Ref<sql::ISqlDatabase> mDatabase;
 };
 

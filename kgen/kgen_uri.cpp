@@ -263,9 +263,10 @@ bool appendAuthority(std::string& pOut, string_view pAuthority, string_view pSch
 std::string normaliseUri(string_view pUri)
 {
     string_view tRest = pUri.substr(0, pUri.find('#'));
-    const size_t tColon = tRest.find_first_of(":/?");
-    if (tColon == string_view::npos || tColon == 0 || tRest[tColon] != ':') return {};
-    if (!isAlpha(tRest[0]) || !allBelong(tRest.substr(0, tColon), IN_SCHEME)) return {};
+    size_t tColon = 0;
+    while (tColon < tRest.size() && belongs(tRest[tColon], IN_SCHEME))
+        ++tColon;
+    if (tColon == tRest.size() || tRest[tColon] != ':' || !isAlpha(tRest[0])) return {};
 
     std::string tOut;
     tOut.reserve(tRest.size() + 8);

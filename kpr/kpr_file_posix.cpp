@@ -120,6 +120,12 @@ uint32_t kprOpenFile(const char* pPath, uint32_t pMode, KprFile* pFile)
     const bool tRegularOnly = !(pMode & KPR_OPEN_ANY);
     if (tDescriptor < 0) return openError(errno, tRegularOnly);
 
+    // What the call itself has made is a regular file of ours.
+    constexpr uint32_t tMake = KPR_OPEN_CREATE | KPR_OPEN_EXCLUSIVE;
+    if ((pMode & (tMake | KPR_OPEN_TRUSTED)) == tMake) {
+        *pFile = tDescriptor;
+        return K_SUCCESS;
+    }
     struct stat tStat;
     uint32_t tRes = K_SUCCESS;
     if (fstat(tDescriptor, &tStat) != 0)

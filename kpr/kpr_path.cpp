@@ -1,6 +1,7 @@
 // Path texts, with the rules of the target that this is built for.
 #include "kpr/path.h"
 
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -111,8 +112,13 @@ uint32_t kprGetBasename(const char* pPath, char* pBuffer, uint32_t pSize)
 
 uint32_t kprAppendToPath(const char* pPath, const char* pName, char* pBuffer, uint32_t pSize)
 {
-    if (!pPath || !pName) return E_INVALIDARG;
-    std::string tPath = pPath;
-    if (!tPath.empty() && !isSeparator(tPath.back()) && !isBareDrive(tPath)) tPath += kprGetPathSeparator();
-    return kpr::copyOut(tPath += pName, pBuffer, pSize);
+    if (!pPath || !pName || !pBuffer) return E_INVALIDARG;
+    const std::string_view tPath = pPath, tName = pName;
+    const bool tJoined = tPath.empty() || isSeparator(tPath.back()) || isBareDrive(tPath);
+    const size_t tStart = tPath.size() + (tJoined ? 0 : 1);
+    if (tStart + tName.size() >= pSize) return KPR_E_BUFFER_TOO_SMALL;
+    std::memmove(pBuffer, tPath.data(), tPath.size());
+    if (!tJoined) pBuffer[tPath.size()] = kprGetPathSeparator();
+    std::memcpy(pBuffer + tStart, tName.data(), tName.size() + 1);
+    return K_SUCCESS;
 }

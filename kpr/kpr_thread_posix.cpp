@@ -96,6 +96,7 @@ uint32_t kprThreadDetach(KprThread pThread)
     return tError ? threadError(tError) : K_SUCCESS;
 }
 
-uint64_t kprGetThreadId(void) { return static_cast<uint64_t>(gettid()); }
+// The library's own number: the kernel's would take a system call.
+uint64_t kprGetThreadId(void) { return static_cast<uint64_t>(pthread_self()); }
 
 uint32_t kprGetProcessId(void) { return static_cast<uint32_t>(getpid()); }

@@ -53,25 +53,16 @@ uint32_t FSCache::computeCacheId(const char* pUri, fw::CacheId* pId)
 
 uint32_t FSCache::checkReady() const { return mState->mObjectsDir.empty() ? E_WRONG_STATE : 0; }
 
-uint32_t FSCache::composeObjectName(const fw::CacheId& pId, std::string* pName)
+uint32_t FSCache::locateObject(const fw::CacheId& pId, std::string* pPath, std::string* pName)
 {
+    if (const uint32_t tRes = checkReady(); KFAILED(tRes)) return tRes;
     char tName[OBJECT_NAME_LENGTH + 1];
     if (const uint32_t tRes = kfwFormatCacheId(&pId, tName, sizeof tName); KFAILED(tRes)) {
         mState->mLog.debug("FS cache: failed to convert cache ID to string: %1", komStrError(tRes));
         return tRes;
     }
-    *pName = tName;
-    return 0;
-}
-
-uint32_t FSCache::locateObject(const fw::CacheId& pId, std::string* pPath, std::string* pName)
-{
-    if (const uint32_t tRes = checkReady(); KFAILED(tRes)) return tRes;
-    std::string tName;
-    if (const uint32_t tRes = composeObjectName(pId, &tName); KFAILED(tRes)) return tRes;
-    const uint32_t tRes = mState->composeObjectPath(tName, pPath);
-    if (pName) pName->swap(tName);
-    return tRes;
+    if (pName) *pName = tName;
+    return mState->composeObjectPath(tName, pPath);
 }
 
 uint32_t FSCache::putObject(const char* pUri, const fw::CacheAttrList* pAttributes,

@@ -52,9 +52,7 @@ private:
 
     /// Whether the directories stand; E_WRONG_STATE when not.
     uint32_t checkReady() const;
-    /// The name of an object's file. Its failure is reported.
-    uint32_t composeObjectName(const fw::CacheId& pId, std::string* pName);
-    /// The path of an object's file, and its name when it is wanted.
+    /// The path of an object's file, and its name when it is wanted. Failures are reported.
     uint32_t locateObject(const fw::CacheId& pId, std::string* pPath, std::string* pName = nullptr);
     /// Reads an object; its data only when that is wanted.
     uint32_t readObject(const char* pUri, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData);

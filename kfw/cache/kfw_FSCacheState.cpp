@@ -28,12 +28,12 @@ void FSCacheState::detach()
     mPinned.clear();
 }
 
-uint32_t FSCacheState::composeObjectPath(const std::string& pName, std::string* pPath)
+uint32_t FSCacheState::composeObjectPath(const char* pName, std::string* pPath)
 {
     // Room for the separator and the terminating NUL.
-    std::string tPath(mObjectsDir.size() + pName.size() + 2, '\0');
-    const uint32_t tRes = kprAppendToPath(mObjectsDir.c_str(), pName.c_str(), tPath.data(),
-                                          static_cast<uint32_t>(tPath.size()));
+    std::string tPath(mObjectsDir.size() + std::strlen(pName) + 2, '\0');
+    const uint32_t tRes =
+        kprAppendToPath(mObjectsDir.c_str(), pName, tPath.data(), static_cast<uint32_t>(tPath.size()));
     if (KFAILED(tRes)) {
         mLog.assertion("!KFAILED(tRes)", __LINE__);
         return tRes;

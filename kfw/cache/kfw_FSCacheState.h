@@ -31,7 +31,7 @@ struct FSCacheState {
     void detach();
 
     /// The path of an object's file. Its failure is reported.
-    uint32_t composeObjectPath(const std::string& pName, std::string* pPath);
+    uint32_t composeObjectPath(const char* pName, std::string* pPath);
     /// Sets an object file's times to now, by the file system's clock. Its failure is reported.
     uint32_t touchObject(const std::string& pPath);
 

@@ -182,7 +182,7 @@ uint32_t Cleaner::refreshPinned()
     }
     for (const std::string& tName : tNames) {
         std::string tPath;
-        if (KFAILED(mState.composeObjectPath(tName, &tPath))) continue;
+        if (KFAILED(mState.composeObjectPath(tName.c_str(), &tPath))) continue;
         if (const uint32_t tRes = kprSetFileTime(tPath.c_str(), &tTime, &tTime); KFAILED(tRes))
             mState.mLog.debug("FS cache cleaner: failed to touch %1: %2", tPath, komStrError(tRes));
     }
@@ -259,7 +259,7 @@ uint32_t Cleaner::removeCandidates(const Candidates& pCandidates)
 bool Cleaner::removeCandidate(const Candidate& pCandidate, int64_t pNow)
 {
     std::string tPath;
-    if (KFAILED(mState.composeObjectPath(pCandidate.name, &tPath))) return false;
+    if (KFAILED(mState.composeObjectPath(pCandidate.name.c_str(), &tPath))) return false;
     KprFileInfo tInfo;
     uint32_t tRes = kprGetFileInfo(tPath.c_str(), KPR_INFO_MTIME, &tInfo);
     if (KFAILED(tRes)) {

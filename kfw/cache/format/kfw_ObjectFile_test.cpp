@@ -144,6 +144,7 @@ public:
     uint32_t getSize(uint64_t* pSize) override { return mBytes.getSize(pSize); }
     uint32_t read(void* pBuffer, uint32_t pLength, uint32_t* pRead) override
     {
+        first = pLength;
         return mBytes.read(pBuffer, pLength, pRead);
     }
     uint32_t readAt(uint64_t pOffset, void* pBuffer, uint32_t pLength, uint32_t* pRead) override
@@ -153,6 +154,7 @@ public:
         return pOffset + pLength > readable ? uint32_t{KPR_E_IO} : tRes;
     }
 
+    uint32_t first = 0;
     uint32_t largest = 0;
     uint64_t readable = UINT64_MAX;
 
@@ -199,6 +201,18 @@ TEST_F(CheckedAttributesTest, saysWhatTheReaderSaysOfEveryFile)
             tFile[i] = tByte;
             tCompare(tFile, i);
         }
+    }
+}
+
+TEST_F(CheckedAttributesTest, asksForNothingBeyondTheEnd)
+{
+    fw::CacheAttrList tList;
+    tList.add("key", "value");
+    for (const std::size_t tSize : {0u, 1u, 4048u, 4049u, 10000u}) {
+        const std::string tFile = compose(tList, std::string(tSize, 'd'));
+        WatchedBytes tBytes(tFile);
+        EXPECT_EQ(read(tBytes, true), "");
+        EXPECT_EQ(tBytes.first, std::min<std::size_t>(tFile.size(), 4096));
     }
 }
 

@@ -31,7 +31,9 @@ uint32_t ObjectReader::readObjectHeader()
     }
     if (const std::string tProblem = checkObjectSize(mPath, tSize); !tProblem.empty())
         return refuse(tProblem);
-    tRes = mSource.read(mHead, sizeof mHead, &mHeadSize);
+    // Not beyond the end, where a second call would bring nothing.
+    const auto tWanted = static_cast<uint32_t>(std::min<uint64_t>(sizeof mHead, tSize));
+    tRes = mSource.read(mHead, tWanted, &mHeadSize);
     // A place that cannot be read may lie beyond the header: then the step that needs it fails.
     if (KFAILED(tRes)) tRes = mSource.readAt(0, mHead, OBJECT_HEADER_SIZE, &mHeadSize);
     if (KFAILED(tRes)) {

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "kfw/cache/kfw_CleaningPolicy.h"
+#include "kfw/cache/format/kfw_CleaningPolicy.h"
 #include "kfw/cache/kfw_FSCacheState.h"
 
 namespace vel::kos::kfw {

@@ -2,7 +2,7 @@
 // second. Two clocks count: the local one, and that of the file system, which gives new files their times.
 #include <functional>
 
-#include "kfw/cache/kfw_CleaningPolicy.h"
+#include "kfw/cache/format/kfw_CleaningPolicy.h"
 #include "kfw/cache/testing/kfw_Counter.h"
 #include "kfw/cache/testing/kfw_FSCache_TestFixture.h"
 

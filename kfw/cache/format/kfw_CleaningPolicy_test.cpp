@@ -1,4 +1,4 @@
-#include "kfw/cache/kfw_CleaningPolicy.h"
+#include "kfw/cache/format/kfw_CleaningPolicy.h"
 
 #include <limits>
 #include <string>

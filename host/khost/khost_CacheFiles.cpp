@@ -1,6 +1,7 @@
 #include "host/khost/khost_CacheFiles.h"
 
 #include <algorithm>
+#include <set>
 
 #include "host/khost/khost_Paths.h"
 #include "kfw/cache/format/kfw_CacheId.h"
@@ -34,11 +35,10 @@ uint32_t CacheFiles::hasObject(const std::string& pName, bool* pExists) const
     return tRes == KPR_E_NOT_FOUND ? uint32_t{K_SUCCESS} : tRes;
 }
 
-uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
+uint32_t
+CacheFiles::visitEntries(const std::function<void(const char*, uint32_t, const KprFileInfo&)>& pVisit)
 {
     constexpr uint32_t NAME_SIZE = 4096;
-    pFiles.clear();
-    *pOthers = 0;
     mFailedPath = mObjectsDir;
     KprDir tDir = KPR_NO_DIR;
     if (auto tRes = kprOpenDir(mObjectsDir.c_str(), &tDir); KFAILED(tRes)) return tRes;
@@ -46,23 +46,36 @@ uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
     uint32_t tRes;
     while ((tRes = kprReadDir(tDir, tName.data(), NAME_SIZE, nullptr)) != KPR_E_END) {
         if (KFAILED(tRes) && tRes != KPR_E_BUFFER_TOO_SMALL) break;
-        CacheFile tFile;
-        tFile.name = KFAILED(tRes) ? "" : tName.c_str();
-        if (!kfw::isObjectName(tFile.name)) {
-            ++*pOthers;
-            continue;
-        }
         KprFileInfo tInfo = {};
-        // What is cleaned while we look is no longer there to be listed.
-        const uint32_t tFound = kprGetFileInfo(objectPath(tFile.name).c_str(), KPR_INFO_ALL, &tInfo);
-        if (tFound == KPR_E_NOT_FOUND) continue;
-        tFile.bytes = tInfo.size;
-        tFile.modified = tInfo.modified.seconds;
-        tFile.kind = tInfo.kind;
-        pFiles.push_back(std::move(tFile));
+        if (KFAILED(tRes))
+            pVisit("", tRes, tInfo);
+        else
+            pVisit(tName.c_str(), kprGetFileInfo(objectPath(tName.c_str()).c_str(), KPR_INFO_ALL, &tInfo),
+                   tInfo);
     }
     kprCloseDir(tDir);
-    if (tRes != KPR_E_END) return tRes;
+    return tRes == KPR_E_END ? uint32_t{K_SUCCESS} : tRes;
+}
+
+uint32_t CacheFiles::listCandidates(kfw::Candidates* pCandidates)
+{
+    std::set<std::string> tSeen; // a listing may show an entry twice that changes meanwhile
+    return visitEntries([&](const char* pName, uint32_t pFound, const KprFileInfo& pInfo) {
+        if (*pName && !KFAILED(pFound) && tSeen.insert(pName).second) pCandidates->add(pName, pInfo);
+    });
+}
+
+uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
+{
+    pFiles.clear();
+    *pOthers = 0;
+    const uint32_t tRes = visitEntries([&](const char* pName, uint32_t pFound, const KprFileInfo& pInfo) {
+        if (!kfw::isObjectName(pName))
+            ++*pOthers;
+        else if (pFound != KPR_E_NOT_FOUND) // what is cleaned while we look is no longer there to be listed
+            pFiles.push_back({pName, pInfo.size, pInfo.modified.seconds, pInfo.kind});
+    });
+    if (KFAILED(tRes)) return tRes;
     std::sort(pFiles.begin(), pFiles.end(), [](const auto& pA, const auto& pB) { return pA.name < pB.name; });
     // A listing may show an entry twice that changes meanwhile.
     pFiles.erase(std::unique(pFiles.begin(), pFiles.end(),

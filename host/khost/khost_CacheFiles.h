@@ -3,11 +3,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "kfw/IFileSystemCache.h"
 #include "kfw/cache/format/kfw_CacheLayout.h"
+#include "kfw/cache/format/kfw_CleaningPolicy.h"
+#include "kpr/file.h"
 
 namespace vel::kos::host {
 
@@ -55,6 +58,9 @@ public:
     /// The object files in the order of their names. Temporary files of unfinished writes and other
     /// unrecognised files are counted apart.
     uint32_t list(std::vector<CacheFile>& pFiles, uint64_t* pOthers);
+    /// What a cleaner would find to remove if it looked now. It passes over what cannot be asked for its
+    /// time, as this does.
+    uint32_t listCandidates(kfw::Candidates* pCandidates);
     /// Reads one object file's header and attributes as the cache would. The data itself may be any bytes:
     /// that its space lies in the file is all that can be told. However large the file, little memory is
     /// taken.
@@ -70,6 +76,9 @@ public:
 
 private:
     uint32_t readCounter(const char* pName, uint64_t* pValue);
+    /// Calls pVisit(name, result of looking at it, information) for each entry of the objects directory; one
+    /// whose name is too long has the name "".
+    uint32_t visitEntries(const std::function<void(const char*, uint32_t, const KprFileInfo&)>& pVisit);
 
     std::string mDir;
     std::string mObjectsDir;

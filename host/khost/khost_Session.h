@@ -88,6 +88,8 @@ public:
     /// the command at hand only reads, *pReadOnly becomes true instead of a failure being reported, and the
     /// result is null: its files are then read without it.
     fw::IFileSystemCache* cache(bool* pReadOnly = nullptr);
+    /// How often this process has pinned each object, by the object's name; none that is not pinned.
+    std::map<std::string, uint32_t>& pins() noexcept { return mPins; }
     /// Whether there is a class registry; false with *pFailed true after a failure, which has been reported.
     bool hasRegistry(bool* pFailed);
     /// Makes sure that there is a class registry: without one the module that findModule finds is registered.
@@ -128,6 +130,7 @@ private:
     bool mOutputFailed = false;
     kom::Ref<Application> mApplication;
     kom::Ref<fw::IFileSystemCache> mCache;
+    std::map<std::string, uint32_t> mPins;
     std::map<std::string, std::function<int()>> mChecks;
 };
 

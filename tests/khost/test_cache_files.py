@@ -86,7 +86,7 @@ class Files(host.HostTest):
         os.utime(self.path("app", "cache", "objects", name), (951782400, 951782399))
         rows = json.loads(shell.run("cache ls --json").text)
         self.assertEqual([row["id"] for row in rows], self.objects())
-        self.assertEqual(list(rows[0]), ["id", "bytes", "attributes", "data_bytes", "modified", "valid"])
+        self.assertEqual(list(rows[0]), ["id", "bytes", "attributes", "data_bytes", "modified", "valid", "score"])
         self.assertEqual(sorted((row["attributes"], row["data_bytes"], row["valid"]) for row in rows),
                          [(0, 0, True), (1, 10, True), (2, 3000, True)])
         self.assertEqual(rows[0]["modified"], "2000-02-28T23:59:59Z")

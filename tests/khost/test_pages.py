@@ -102,7 +102,7 @@ class Completion(host.HostTest):
         self.assertEqual(self.candidates("--app-dir", "x"), [":folders"])
         self.assertEqual(self.candidates("cache", "get", "--o"), ["--output"])
         self.assertEqual(self.candidates("cache", "get", "-o", "f"), [":files"])
-        self.assertEqual(self.candidates("--json", "cache", "s"), ["stat"])
+        self.assertEqual(self.candidates("--json", "cache", "st"), ["stat"])
         self.assertEqual(self.candidates("--completion", ""), ["bash", "zsh", "powershell"])
         self.assertIn("--help", self.candidates("cache", "--"))
 

@@ -217,23 +217,28 @@ int getFile(Session& pSession, const Arguments& pArguments)
     return writeResult(pSession, pArguments.text("--output"), tFile);
 }
 
-int changePin(Session& pSession, const Arguments& pArguments,
-              uint32_t (fw::IFileSystemCache::*pOperation)(const char*))
-{
-    fw::IFileSystemCache* tCache = pSession.cache();
-    if (!tCache) return STATUS_FAILED;
-    const uint32_t tRes = (tCache->*pOperation)(pArguments.text("URI").c_str());
-    return KFAILED(tRes) ? pSession.fail(tRes, pArguments.text("URI")) : STATUS_DONE;
-}
-
 int pin(Session& pSession, const Arguments& pArguments)
 {
-    return changePin(pSession, pArguments, &fw::IFileSystemCache::pinObject);
+    const std::string& tUri = pArguments.text("URI");
+    fw::IFileSystemCache* tCache = pSession.cache();
+    if (!tCache) return STATUS_FAILED;
+    if (auto tRes = tCache->pinObject(tUri.c_str()); KFAILED(tRes)) return pSession.fail(tRes, tUri);
+    fw::CacheId tId;
+    if (!KFAILED(computeCacheId(tUri, &tId))) ++pSession.pins()[cacheIdText(tId)];
+    return STATUS_DONE;
 }
 
 int unpin(Session& pSession, const Arguments& pArguments)
 {
-    return changePin(pSession, pArguments, &fw::IFileSystemCache::unpinObject);
+    const std::string& tUri = pArguments.text("URI");
+    fw::IFileSystemCache* tCache = pSession.cache();
+    if (!tCache) return STATUS_FAILED;
+    if (auto tRes = tCache->unpinObject(tUri.c_str()); KFAILED(tRes)) return pSession.fail(tRes, tUri);
+    fw::CacheId tId;
+    if (KFAILED(computeCacheId(tUri, &tId))) return STATUS_DONE;
+    const auto tPin = pSession.pins().find(cacheIdText(tId));
+    if (tPin != pSession.pins().end() && --tPin->second == 0) pSession.pins().erase(tPin);
+    return STATUS_DONE;
 }
 
 void addCacheObjectCommands(std::vector<Command>& pTable)
@@ -321,6 +326,7 @@ void addCacheCommands(std::vector<Command>& pTable)
     pTable.push_back({.name = "cache", .summary = "Store, read and examine cached objects."});
     addCacheObjectCommands(pTable);
     addCacheLookCommands(pTable);
+    addCacheExplainCommands(pTable);
     addCacheImportCommands(pTable);
 }
 

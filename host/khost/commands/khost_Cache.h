@@ -12,6 +12,8 @@ namespace vel::kos::host {
 
 /// ls, stat, verify: made by looking only.
 void addCacheLookCommands(std::vector<Command>& pTable);
+/// explain, show: made by looking only.
+void addCacheExplainCommands(std::vector<Command>& pTable);
 /// import.
 void addCacheImportCommands(std::vector<Command>& pTable);
 

@@ -1,58 +1,16 @@
 // cache ls, stat, verify.
 #include <algorithm>
-#include <array>
-#include <cstdio>
+#include <cstdint>
 
 #include "host/khost/commands/khost_Cache.h"
 #include "host/khost/khost_CacheFiles.h"
+#include "host/khost/khost_Format.h"
 #include "host/khost/khost_Progress.h"
 #include "host/khost/khost_Session.h"
 
 namespace vel::kos::host {
 
 namespace {
-
-/// "2026-11-20T19:08:00Z".
-std::string utcTime(int64_t pSeconds)
-{
-    constexpr int64_t DAY = 86400;
-    const bool tBeforeMidnight = pSeconds % DAY < 0;
-    const int64_t tDays = pSeconds / DAY - (tBeforeMidnight ? 1 : 0);
-    const int64_t tRest = pSeconds % DAY + (tBeforeMidnight ? DAY : 0);
-    // The civil date of a count of days: years begin in March, so that the leap day is the last.
-    const int64_t tShifted = tDays + 719468;
-    const int64_t tEra = (tShifted >= 0 ? tShifted : tShifted - 146096) / 146097;
-    const int64_t tDayOfEra = tShifted - tEra * 146097;
-    const int64_t tYearOfEra = (tDayOfEra - tDayOfEra / 1460 + tDayOfEra / 36524 - tDayOfEra / 146096) / 365;
-    const int64_t tDayOfYear = tDayOfEra - (365 * tYearOfEra + tYearOfEra / 4 - tYearOfEra / 100);
-    const int64_t tMonth = (5 * tDayOfYear + 2) / 153;
-    const int tDay = static_cast<int>(tDayOfYear - (153 * tMonth + 2) / 5 + 1);
-    const int tCivilMonth = static_cast<int>(tMonth < 10 ? tMonth + 3 : tMonth - 9);
-    const long long tYear = tYearOfEra + tEra * 400 + (tCivilMonth <= 2 ? 1 : 0);
-    std::array<char, 48> tText;
-    std::snprintf(tText.data(), tText.size(), "%04lld-%02d-%02dT%02d:%02d:%02dZ", tYear, tCivilMonth, tDay,
-                  static_cast<int>(tRest / 3600), static_cast<int>(tRest / 60 % 60),
-                  static_cast<int>(tRest % 60));
-    return tText.data();
-}
-
-/// A size in bytes for people: "17.0 MiB".
-std::string readableSize(uint64_t pBytes)
-{
-    constexpr std::array<const char*, 5> UNITS = {"B", "KiB", "MiB", "GiB", "TiB"};
-    double tAmount = static_cast<double>(pBytes);
-    std::size_t tUnit = 0;
-    for (; tAmount >= 1024 && tUnit + 1 < UNITS.size(); ++tUnit)
-        tAmount /= 1024;
-    std::array<char, 32> tText;
-    std::snprintf(tText.data(), tText.size(), tUnit == 0 ? "%.0f %s" : "%.1f %s", tAmount, UNITS[tUnit]);
-    return tText.data();
-}
-
-std::string padded(const std::string& pText, std::size_t pWidth)
-{
-    return pText.size() < pWidth ? std::string(pWidth - pText.size(), ' ') + pText : pText;
-}
 
 int failLook(Session& pSession, uint32_t pCode, const CacheFiles& pCache)
 {
@@ -66,11 +24,60 @@ bool isGone(const CacheFiles& pCache, const CacheFile& pFile)
     return !KFAILED(pCache.hasObject(pFile.name, &tExists)) && !tExists;
 }
 
-int ls(Session& pSession, CacheFiles& pCache)
+uint32_t scoreOf(const CacheFile& pFile)
+{
+    return kfw::evictionScore(pFile.modified, kfw::kilobytes(pFile.bytes));
+}
+
+/// Puts what comes first in the order asked for first; files that are equal in it stay in that of their
+/// names.
+void sortFiles(std::vector<CacheFile>& pFiles, const std::string& pOrder)
+{
+    const auto tSort = [&pFiles](auto pComesFirst) {
+        std::stable_sort(pFiles.begin(), pFiles.end(), pComesFirst);
+    };
+    if (pOrder == "size") tSort([](const auto& pA, const auto& pB) { return pA.bytes > pB.bytes; });
+    if (pOrder == "age") tSort([](const auto& pA, const auto& pB) { return pA.modified < pB.modified; });
+    if (pOrder == "score") tSort([](const auto& pA, const auto& pB) { return scoreOf(pA) > scoreOf(pB); });
+}
+
+/// An object's attributes: pairs in JSON, lines for people. Nothing where they cannot be read.
+void addAttributes(Session& pSession, const CacheFiles& pCache, const CacheFile& pFile, Json* pJson,
+                   std::string* pLines)
+{
+    fw::CacheAttrList tList;
+    std::string tProblem;
+    if (KFAILED(pCache.read(pFile.name, &tList, nullptr, &tProblem))) return;
+    auto tPairs = Json::array();
+    for (uint32_t i = 0; i < tList.mCount; ++i) {
+        const fw::KFSCacheAttr& tAttr = tList.mAttrs[i];
+        tPairs.add(std::vector<std::string>{tAttr.mKey, tAttr.mValue});
+        *pLines += "    " + pSession.shown(tAttr.mKey) + "=" + pSession.shown(tAttr.mValue) + "\n";
+    }
+    *pJson = tPairs;
+}
+
+/// The number of --limit; without it everything.
+std::size_t limitOf(const Arguments& pArguments)
+{
+    return pArguments.has("--limit") ? std::stoull(pArguments.text("--limit")) : SIZE_MAX;
+}
+
+std::string checkLimit(const std::string& pValue)
+{
+    constexpr std::size_t MOST_DIGITS = 18;
+    const bool tNumber = !pValue.empty() && pValue.size() <= MOST_DIGITS &&
+                         pValue.find_first_not_of("0123456789") == std::string::npos;
+    return tNumber ? "" : "not a number of objects";
+}
+
+int ls(Session& pSession, CacheFiles& pCache, const Arguments& pArguments)
 {
     std::vector<CacheFile> tFiles;
     uint64_t tOthers = 0;
     if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    sortFiles(tFiles, pArguments.text("--sort"));
+    if (tFiles.size() > limitOf(pArguments)) tFiles.resize(limitOf(pArguments));
     auto tJson = Json::array();
     if (!pSession.json() && !tFiles.empty())
         pSession.print("ID                                    BYTES  ATTRIBUTES       DATA  MODIFIED         "
@@ -80,25 +87,31 @@ int ls(Session& pSession, CacheFiles& pCache)
         const bool tValid = tFacts.problem.empty();
         if (!tValid && isGone(pCache, tFile)) continue;
         const std::string tModified = utcTime(tFile.modified);
+        Json tPairs;
+        std::string tLines;
+        if (pArguments.has("--attrs")) addAttributes(pSession, pCache, tFile, &tPairs, &tLines);
         if (pSession.json()) {
-            tJson.add(Json::object({{"id", tFile.name},
-                                    {"bytes", tFile.bytes},
-                                    {"attributes", tValid ? Json(tFacts.attributes) : Json()},
-                                    {"data_bytes", tValid ? Json(tFacts.dataBytes) : Json()},
-                                    {"modified", tModified},
-                                    {"valid", tValid}}));
+            Json tObject = Json::object({{"id", tFile.name},
+                                         {"bytes", tFile.bytes},
+                                         {"attributes", tValid ? Json(tFacts.attributes) : Json()},
+                                         {"data_bytes", tValid ? Json(tFacts.dataBytes) : Json()},
+                                         {"modified", tModified},
+                                         {"valid", tValid},
+                                         {"score", scoreOf(tFile)}});
+            if (pArguments.has("--attrs")) tObject.set("attribute_list", tPairs);
+            tJson.add(tObject);
         } else {
             pSession.print(tFile.name + " " + padded(std::to_string(tFile.bytes), 10) + "  " +
                            padded(tValid ? std::to_string(tFacts.attributes) : "-", 10) + " " +
                            padded(tValid ? std::to_string(tFacts.dataBytes) : "-", 10) + "  " + tModified +
-                           "  " + (tValid ? "yes" : "no") + "\n");
+                           "  " + (tValid ? "yes" : "no") + "\n" + tLines);
         }
     }
     if (pSession.json()) pSession.printJson(tJson);
     return STATUS_DONE;
 }
 
-int stat(Session& pSession, CacheFiles& pCache)
+int stat(Session& pSession, CacheFiles& pCache, const Arguments&)
 {
     std::vector<CacheFile> tFiles;
     uint64_t tOthers = 0;
@@ -138,7 +151,7 @@ int stat(Session& pSession, CacheFiles& pCache)
     return STATUS_DONE;
 }
 
-int verify(Session& pSession, CacheFiles& pCache)
+int verify(Session& pSession, CacheFiles& pCache, const Arguments&)
 {
     std::vector<CacheFile> tFiles;
     uint64_t tOthers = 0;
@@ -170,13 +183,13 @@ int verify(Session& pSession, CacheFiles& pCache)
 }
 
 /// Opens the cache's files for one of the functions above.
-template <int (*TAction)(Session&, CacheFiles&)>
-int look(Session& pSession, const Arguments&)
+template <int (*TAction)(Session&, CacheFiles&, const Arguments&)>
+int look(Session& pSession, const Arguments& pArguments)
 {
     std::string tAppDir;
     if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return pSession.fail(tRes);
     CacheFiles tCache(tAppDir);
-    return TAction(pSession, tCache);
+    return TAction(pSession, tCache, pArguments);
 }
 
 } // namespace
@@ -188,13 +201,26 @@ void addCacheLookCommands(std::vector<Command>& pTable)
         {{.name = "cache ls",
           .summary = "List the objects.",
           .run = look<ls>,
-          .json = {.shape = "an array of objects, in the order of the identities",
+          .options =
+              {{.names = "--attrs", .help = "Show the attributes as well"},
+               {.names = "--sort",
+                .value = "ORDER",
+                .help = "id (the default), size, age (the largest first), or score (what is removed "
+                        "first)",
+                .words = {"id", "size", "age", "score"},
+                .onlyWords = true},
+               {.names = "--limit", .value = "N", .help = "Show the first N only", .check = checkLimit}},
+          .json = {.shape = "an array of objects",
                    .fields = {{"id", "string", "the object's identity, 32 hexadecimal digits"},
                               {"bytes", "number", "size of the object file"},
                               {"attributes", "number", "how many it has; null when the file is bad"},
                               {"data_bytes", "number", "size of the data; null when the file is bad"},
                               {"modified", "string", "time of the last store or refreshment, UTC"},
-                              {"valid", "boolean", "whether the cache would read it"}}},
+                              {"valid", "boolean", "whether the cache would read it"},
+                              {"score", "number", "the higher, the earlier it is removed"},
+                              {"attribute_list", "array",
+                               "with --attrs: pairs (arrays of two strings); null when the file is bad"}}},
+          .examples = {{"khost cache ls --sort score --limit 20", "see what the next pass removes first"}},
           .effect = Command::LOOKS},
          {.name = "cache stat",
           .summary = "Show the cache's size, its counters and whether a cleaner is at work.",

@@ -132,7 +132,7 @@ uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList)
     if (auto tRes = tOwn ? readOwnAttributes(tOwn, &tPairs) : kpr::readFileAttributes(pHandle, &tPairs);
         KFAILED(tRes))
         return tRes;
-    if (auto tRes = kpr::addFileId(pHandle, &tPairs); KFAILED(tRes)) return tRes;
+    kpr::addFileId(pHandle, &tPairs);
     return kpr::makeAttributeList(tPairs, pList);
 }
 

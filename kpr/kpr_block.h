@@ -43,11 +43,12 @@ uint32_t makeModuleList(const std::vector<ModuleEntry>& pModules, KprModuleList*
 /// Copies a program's arguments into one block.
 uint32_t makeArgumentList(const std::vector<std::string>& pArguments, KprArgumentList** pList);
 
-/// What the module's file says of itself (target specific); nothing that the file lacks.
+/// What the module's file says of itself (target specific); nothing that the file lacks. KPR_E_BAD_HANDLE for
+/// what is no module's handle.
 uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs);
 
 /// Adds what debuggers and symbol stores know the module by, under a key of the target's, unless that key is
-/// there.
-uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs);
+/// there or it cannot be read.
+void addFileId(KprDSO pHandle, AttributePairs* pPairs);
 
 } // namespace kpr

@@ -231,12 +231,9 @@ uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
     return K_SUCCESS;
 }
 
-uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs)
+void addFileId(KprDSO pHandle, AttributePairs* pPairs)
 {
-    const link_map* tMap = mapOf(pHandle);
-    if (!tMap) return KPR_E_BAD_HANDLE;
-    addMissing("BuildId", notesOf(tMap).buildId, pPairs);
-    return K_SUCCESS;
+    if (const link_map* tMap = mapOf(pHandle)) addMissing("BuildId", notesOf(tMap).buildId, pPairs);
 }
 
 } // namespace kpr

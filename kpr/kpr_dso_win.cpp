@@ -134,6 +134,12 @@ static size_t readableSize(const uint8_t* pStart, size_t pSize)
 
 uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
 {
+    // A module's handle is the address of its image.
+    HMODULE tModule = nullptr;
+    const DWORD tFlags = GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    if (KFAILED(moduleHolding(reinterpret_cast<const void*>(pHandle), tFlags, &tModule)) ||
+        tModule != toModule(pHandle))
+        return KPR_E_BAD_HANDLE;
     // The resource lies in the loaded image, so no file is read.
     const HRSRC tResource = FindResourceW(toModule(pHandle), MAKEINTRESOURCEW(VS_VERSION_INFO), RT_VERSION);
     const HGLOBAL tLoaded = tResource ? LoadResource(toModule(pHandle), tResource) : nullptr;
@@ -144,19 +150,13 @@ uint32_t readFileAttributes(KprDSO pHandle, AttributePairs* pPairs)
     return K_SUCCESS;
 }
 
-uint32_t addFileId(KprDSO pHandle, AttributePairs* pPairs)
+void addFileId(KprDSO pHandle, AttributePairs* pPairs)
 {
-    // A module's handle is the address of its image. Its size is the loader's to tell: others may have
-    // overwritten the image's headers.
-    const auto* const tImage = reinterpret_cast<const uint8_t*>(pHandle);
-    HMODULE tModule = nullptr;
-    if (KFAILED(moduleHolding(tImage, GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT, &tModule)) ||
-        tModule != toModule(pHandle))
-        return KPR_E_BAD_HANDLE;
+    // The image's size is the loader's to tell: others may have overwritten the image's headers.
     MODULEINFO tInfo{};
-    if (!GetModuleInformation(GetCurrentProcess(), tModule, &tInfo, sizeof tInfo)) return lastError();
+    if (!GetModuleInformation(GetCurrentProcess(), toModule(pHandle), &tInfo, sizeof tInfo)) return;
+    const auto* const tImage = reinterpret_cast<const uint8_t*>(pHandle);
     addMissing("DebugId", readDebugId({tImage, readableSize(tImage, tInfo.SizeOfImage)}), pPairs);
-    return K_SUCCESS;
 }
 
 } // namespace kpr

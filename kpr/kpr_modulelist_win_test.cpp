@@ -1,9 +1,11 @@
-// Listing the loaded modules while the system's list fails or changes: its call is wrapped.
+// Listing and describing the loaded modules while the system's calls fail or what they tell changes: these
+// are wrapped.
 #include <windows.h>
 // after windows.h
 #include <psapi.h>
 
 #include <functional>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -16,6 +18,8 @@ int gCalls = 0;
 /// What becomes of a successful call's list: gets the number of the call and the bytes needed, which it may
 /// lower. False makes the call fail with ERROR_PARTIAL_COPY.
 std::function<bool(int, DWORD&)> gLens;
+/// Whether the system does not tell where a module's image lies.
+bool gHidesImages = false;
 
 class ModuleList : public testing::Test {
 protected:
@@ -46,6 +50,14 @@ BOOL WINAPI __wrap_K32EnumProcessModules(HANDLE pProcess, HMODULE* pModules, DWO
 {
     if (!__real_K32EnumProcessModules(pProcess, pModules, pRoom, pNeeded)) return FALSE;
     if (!gLens || gLens(gCalls++, *pNeeded)) return TRUE;
+    SetLastError(ERROR_PARTIAL_COPY);
+    return FALSE;
+}
+
+BOOL WINAPI __real_K32GetModuleInformation(HANDLE, HMODULE, MODULEINFO*, DWORD);
+BOOL WINAPI __wrap_K32GetModuleInformation(HANDLE pProcess, HMODULE pModule, MODULEINFO* pInfo, DWORD pSize)
+{
+    if (!gHidesImages) return __real_K32GetModuleInformation(pProcess, pModule, pInfo, pSize);
     SetLastError(ERROR_PARTIAL_COPY);
     return FALSE;
 }
@@ -97,4 +109,33 @@ TEST_F(ModuleList, IsTheLatestWhenNoTwoAgree)
     EXPECT_EQ(count(), mAll) << "the fiftieth";
     EXPECT_EQ(mResult, 0u);
     EXPECT_EQ(gCalls, 50);
+}
+
+TEST(ModuleAttributes, AModuleWhoseImageCannotBeReadHasTheOthers)
+{
+    const auto tRead = [](std::string* pLast) {
+        KprAttributeList* tList = nullptr;
+        EXPECT_EQ(kprGetDSOAttributes(reinterpret_cast<KprDSO>(GetModuleHandleW(L"kernel32.dll")), &tList),
+                  0u);
+        const uint32_t tCount = tList ? tList->count : 0;
+        if (tCount) *pLast = tList->pairs[tCount - 1].key;
+        kprFree(tList);
+        return tCount;
+    };
+    std::string tLast;
+    const uint32_t tAll = tRead(&tLast);
+    ASSERT_GT(tAll, 1u);
+    ASSERT_EQ(tLast, "DebugId");
+    gHidesImages = true;
+    EXPECT_EQ(tRead(&tLast), tAll - 1);
+    gHidesImages = false;
+    EXPECT_NE(tLast, "DebugId");
+}
+
+TEST(ModuleAttributes, AnAddressThatIsNoModulesHandleIsRefused)
+{
+    KprAttributeList* tList = nullptr;
+    for (const void* tAddress : {static_cast<const void*>(&tList), static_cast<const void*>(&gCalls)})
+        EXPECT_EQ(kprGetDSOAttributes(reinterpret_cast<KprDSO>(tAddress), &tList), KPR_E_BAD_HANDLE);
+    EXPECT_EQ(tList, nullptr);
 }

@@ -75,6 +75,35 @@ TEST_F(KprPosixTest, ListsThatFindNoMemoryHoldNothing)
     EXPECT_FALSE(isLoaded()) << "the list that failed has let it go";
 }
 
+TEST_F(KprPosixTest, AModuleWhoseBuildIdCannotBeReadHasItsOtherAttributes)
+{
+    char tFolder[4096];
+    ASSERT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
+    // How often the loader is asked before the build id is wanted: for the symbol of a module that speaks for
+    // itself, and for the file of one that does not.
+    const std::pair<const char*, std::size_t> tModules[] = {{"module", 1}, {"plain", 2}};
+    for (const auto& [tName, tAsked] : tModules) {
+        KprDSO tHandle;
+        const std::string tPath = std::string(tFolder) + "/libkpr_test_" + tName + ".so";
+        ASSERT_EQ(kprOpenDSO(tPath.c_str(), 0, &tHandle), 0u) << kprGetDSOErrorText();
+        KprAttributeList* tAll = nullptr;
+        EXPECT_EQ(kprGetDSOAttributes(tHandle, &tAll), 0u);
+        KprAttributeList* tRest = nullptr;
+        gMostModules = tAsked;
+        EXPECT_EQ(kprGetDSOAttributes(tHandle, &tRest), 0u) << tName;
+        gMostModules = SIZE_MAX;
+        if (tAll && tRest) {
+            ASSERT_EQ(tRest->count, tAll->count - 1);
+            EXPECT_STREQ(tAll->pairs[tRest->count].key, "BuildId");
+            for (uint32_t i = 0; i < tRest->count; ++i)
+                EXPECT_STREQ(tRest->pairs[i].key, tAll->pairs[i].key);
+        }
+        kprFree(tAll);
+        kprFree(tRest);
+        EXPECT_EQ(kprCloseDSO(tHandle), 0u);
+    }
+}
+
 TEST_F(KprPosixTest, ATerminalIsKnown)
 {
     const int tMaster = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);

@@ -56,7 +56,7 @@ k_test(kpr_strict_test SOURCES kpr_strict_test.cpp LIBRARIES kpr_testing kpr_str
 if(WIN32)
     # With kpr's own sources, so that its calls of the system can be made to fail.
     k_test(kpr_modulelist_test SOURCES kpr_modulelist_win_test.cpp ${tSources} LIBRARIES ${tLibraries}
-        WRAP K32EnumProcessModules)
+        WRAP K32EnumProcessModules K32GetModuleInformation)
     # These are imported through pointers, and the pointers are what is wrapped.
     set(tCalls CreateFileW DeleteFileW MoveFileExW SetFileInformationByHandle LockFileEx CreateDirectoryW
         RemoveDirectoryW GetFileAttributesW GetFileAttributesExW SetEndOfFile Sleep ReadFile WriteFile)
@@ -98,7 +98,7 @@ else()
     k_test(kpr_posix_test SOURCES kpr_dir_posix_test.cpp kpr_file_posix_test.cpp kpr_process_posix_test.cpp
             kpr_rights_posix_test.cpp testing/kpr_faults_posix.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries} WRAP kprOpenFile renameat2 link unlink read write readdir secure_getenv getauxval
-            calloc)
+            calloc dlinfo)
     add_dependencies(kpr_posix_test ${tModules})
     k_test(kpr_child_posix_test SOURCES kpr_child_posix_test.cpp kpr_child_posix.cpp kpr_error_posix.cpp
         LIBRARIES kpr WRAP kprGetMonotonicTime kprSleep waitpid)

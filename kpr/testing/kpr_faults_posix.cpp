@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include <dirent.h>
+#include <dlfcn.h>
 #include <sys/auxv.h>
 
 namespace kprtest {
@@ -13,6 +14,7 @@ bool gHidesKinds = false;
 bool gSecure = false;
 std::size_t gMostPerWrite = SIZE_MAX;
 std::size_t gMostTaken = 0;
+std::size_t gMostModules = SIZE_MAX;
 std::vector<std::string> gTaken;
 
 } // namespace kprtest
@@ -72,6 +74,14 @@ unsigned long __real_getauxval(unsigned long pType);
 unsigned long __wrap_getauxval(unsigned long pType)
 {
     return pType == AT_SECURE ? gSecure : __real_getauxval(pType);
+}
+
+int __real_dlinfo(void* pHandle, int pRequest, void* pResult);
+int __wrap_dlinfo(void* pHandle, int pRequest, void* pResult)
+{
+    if (gMostModules == 0) return -1;
+    if (gMostModules != SIZE_MAX) --gMostModules;
+    return __real_dlinfo(pHandle, pRequest, pResult);
 }
 
 dirent* __real_readdir(DIR* pDir);

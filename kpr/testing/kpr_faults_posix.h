@@ -46,6 +46,7 @@ extern bool gHidesKinds;                ///< listings tell no kinds, as on some 
 extern bool gSecure;                    ///< as in a program with rights that its caller does not have
 extern std::size_t gMostPerWrite;       ///< bytes
 extern std::size_t gMostTaken;          ///< how often exclusive creation finds the name taken
+extern std::size_t gMostModules;        ///< how often the loader still tells of a module what it knows
 extern std::vector<std::string> gTaken; ///< the paths that it found taken
 
 class KprPosixTest : public testing::Test {
@@ -58,6 +59,7 @@ protected:
         gTaken.clear();
         gMostPerWrite = SIZE_MAX;
         gMostTaken = 0;
+        gMostModules = SIZE_MAX;
     }
 
     uint32_t open(const std::string& pPath, uint32_t pMode)

@@ -73,7 +73,7 @@ KPR_API const char* kprGetDSOErrorText(void);
 ///   "InternalName" (the soname) and "FileVersion" (the version in the real file name), if there are such.
 /// - Last, where nothing above gave it, what debuggers find symbols by: "BuildId" on Linux (the build id in
 ///   lower-case hexadecimal), "DebugId" on Windows (GUID and age of the debug information, else time stamp
-///   and size of the image).
+///   and size of the image). Where it cannot be read it is missing.
 ///
 /// The list may be empty. A failure of the module's dsoGetAttributes is returned.
 KPR_API uint32_t kprGetDSOAttributes(KprDSO pHandle, KprAttributeList** pList);

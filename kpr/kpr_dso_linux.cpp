@@ -15,6 +15,7 @@
 #include "kpr/kpr_block.h"
 #include "kpr/kpr_error.h"
 #include "kpr/kpr_internal.h"
+#include "kpr/kpr_notes.h"
 #include "kpr/path.h"
 
 namespace {
@@ -99,61 +100,15 @@ std::string readSoname(const link_map* pMap)
     return tFound && tStrings ? tStrings + tOffset : std::string();
 }
 
-std::string hexadecimal(std::string_view pBytes)
-{
-    std::string tText;
-    for (const char tChar : pBytes) {
-        const auto tByte = static_cast<unsigned char>(tChar);
-        tText += "0123456789abcdef"[tByte >> 4];
-        tText += "0123456789abcdef"[tByte & 15];
-    }
-    return tText;
-}
-
-// Keys and values in turn, each with its terminator.
-void addPairs(std::string_view pTexts, kpr::AttributePairs* pPairs)
-{
-    const auto tNext = [&]() -> std::string_view {
-        const size_t tLength = pTexts.find('\0');
-        const std::string_view tText = pTexts.substr(0, tLength);
-        pTexts.remove_prefix(tLength == std::string_view::npos ? pTexts.size() : tLength + 1);
-        return tText;
-    };
-    while (!pTexts.empty()) {
-        const std::string tKey(tNext());
-        kpr::addMissing(tKey.c_str(), std::string(tNext()), pPairs);
-    }
-}
-
-// What the notes of a module say, which lie in memory.
-struct Notes {
+/// The module that is looked for, and what its notes say, which lie in memory.
+struct Wanted {
     const link_map* map;
-    std::string buildId;
-    kpr::AttributePairs attributes; ///< owner "KOS", type 1
+    kpr::Notes notes;
 };
 
-void readNotes(std::string_view pNotes, size_t pAlignment, Notes* pResult)
+int visitModule(dl_phdr_info* pInfo, size_t, void* pWanted)
 {
-    const auto tPadded = [&](size_t pLength) { return (pLength + pAlignment - 1) & ~(pAlignment - 1); };
-    while (pNotes.size() >= sizeof(ElfW(Nhdr))) {
-        ElfW(Nhdr) tNote;
-        std::memcpy(&tNote, pNotes.data(), sizeof tNote);
-        const size_t tContent = tPadded(sizeof tNote + tNote.n_namesz);
-        if (tContent > pNotes.size() || tNote.n_descsz > pNotes.size() - tContent) break;
-        const std::string_view tOwner = pNotes.substr(sizeof tNote, tNote.n_namesz),
-                               tText = pNotes.substr(tContent, tNote.n_descsz);
-        // An owner has its terminator.
-        if (tOwner == std::string_view("GNU", 4) && tNote.n_type == NT_GNU_BUILD_ID &&
-            pResult->buildId.empty())
-            pResult->buildId = hexadecimal(tText);
-        if (tOwner == std::string_view("KOS", 4) && tNote.n_type == 1) addPairs(tText, &pResult->attributes);
-        pNotes.remove_prefix(std::min(pNotes.size(), tContent + tPadded(tNote.n_descsz)));
-    }
-}
-
-int visitModule(dl_phdr_info* pInfo, size_t, void* pNotes)
-{
-    auto* tNotes = static_cast<Notes*>(pNotes);
+    auto* tModule = static_cast<Wanted*>(pWanted);
     const char* const tBase = reinterpret_cast<const char*>(pInfo->dlpi_addr);
     const auto tHeaders = [&](auto pVisit) {
         for (int i = 0; i < pInfo->dlpi_phnum; ++i)
@@ -161,7 +116,8 @@ int visitModule(dl_phdr_info* pInfo, size_t, void* pNotes)
     };
     bool tWanted = false;
     tHeaders([&](const ElfW(Phdr) & pHeader, const char* pStart) {
-        tWanted |= pHeader.p_type == PT_DYNAMIC && pStart == reinterpret_cast<const char*>(tNotes->map->l_ld);
+        tWanted |=
+            pHeader.p_type == PT_DYNAMIC && pStart == reinterpret_cast<const char*>(tModule->map->l_ld);
     });
     if (!tWanted) return 0;
     tHeaders([&](const ElfW(Phdr) & pHeader, const char* pStart) {
@@ -173,16 +129,17 @@ int visitModule(dl_phdr_info* pInfo, size_t, void* pNotes)
             const auto tOffset = pHeader.p_vaddr - pLoad.p_vaddr;
             tIsLoaded |= tOffset <= pLoad.p_filesz && pHeader.p_filesz <= pLoad.p_filesz - tOffset;
         });
-        if (tIsLoaded) readNotes({pStart, pHeader.p_filesz}, pHeader.p_align == 8 ? 8 : 4, tNotes);
+        if (tIsLoaded)
+            kpr::readNotes({pStart, pHeader.p_filesz}, pHeader.p_align == 8 ? 8 : 4, &tModule->notes);
     });
     return 1;
 }
 
-Notes notesOf(const link_map* pMap)
+kpr::Notes notesOf(const link_map* pMap)
 {
-    Notes tNotes{pMap, {}, {}};
-    dl_iterate_phdr(visitModule, &tNotes);
-    return tNotes;
+    Wanted tWanted{pMap, {}};
+    dl_iterate_phdr(visitModule, &tWanted);
+    return tWanted.notes;
 }
 
 bool isVersion(std::string_view pText)

@@ -106,9 +106,9 @@ std::string nameOfPg(unsigned pType, int pModifier)
 {
     const PgType* const tType = find(pType);
     std::string tName = tType ? tType->name : "";
+    if (pModifier < 0) return tName;
     // The modifier counts the four bytes of its own length.
     const int tModifier = pModifier - 4;
-    if (pModifier < 0) return tName;
     if (pType == 1042 || pType == 1043) tName += "(" + std::to_string(tModifier) + ")";
     if (pType == 1700)
         tName +=

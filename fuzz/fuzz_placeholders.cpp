@@ -1,4 +1,5 @@
-// Parameters in statements: a statement changes in its markers, and in nothing else; its parts are a whole.
+// Statements as texts: a statement changes in its markers, and in nothing else; its parts are a whole; what
+// is left of it without blanks and comments says the same.
 #include <algorithm>
 
 #include "drivers/support/sql_Scanner.h"
@@ -39,6 +40,21 @@ void parse(std::string_view pText, const Dialect& pDialect, Markers pMarkers)
     require(tParsed.text.substr(tText) == pText.substr(tSource));
 }
 
+void words(std::string_view pText, const Dialect& pDialect)
+{
+    const std::string tBare = bareStatement(pText, pDialect);
+    require(pText.find(tBare) != std::string_view::npos);
+    require(tBare.empty() == isBlank(pText, pDialect));
+    require(bareStatement(tBare, pDialect) == tBare);
+    const auto tWords = leadingWords(pText, pDialect, 3);
+    require(tWords.size() <= 3);
+    require(firstWord(pText, pDialect) == (tWords.empty() ? "" : tWords[0]));
+    require(firstWord(tBare, pDialect) == firstWord(pText, pDialect));
+    for (const std::string& tWord : tWords)
+        require(std::none_of(tWord.begin(), tWord.end(),
+                             [](char pChar) { return pChar >= 'A' && pChar <= 'Z'; }));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t pSize)
@@ -48,7 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t pSize)
          {Dialect{}, Dialect{.backticks = true, .brackets = true},
           Dialect{
               .nestedComments = true, .dollarQuotes = true, .escapeTexts = true, .questionOperator = true},
-          Dialect{.backslashes = true, .backticks = true, .hashComments = true}}) {
+          Dialect{.backslashes = true, .backticks = true, .hashComments = true},
+          Dialect{.backslashes = true, .hashComments = true, .bangComments = true, .returnEndsLine = true}}) {
         for (const Markers tMarkers : {Markers::DOLLAR, Markers::NUMBERED, Markers::PLAIN})
             parse(tText, tDialect, tMarkers);
         for (size_t tAt = 0; tAt < tText.size();) {
@@ -56,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* pData, size_t pSize)
             require(tLength > 0 && tLength <= tText.size() - tAt);
             tAt += tLength;
         }
-        static_cast<void>(isBlank(tText, tDialect));
+        words(tText, tDialect);
     }
     return 0;
 }

@@ -52,6 +52,9 @@ add_dependencies(kpr_dso_test ${tModules})
 k_knows_version(kpr_dso_test kpr_dso_test.cpp)
 k_test(kpr_debug_id_test SOURCES kpr_debug_id_test.cpp kpr_debug_id.cpp)
 k_test(kpr_version_resource_test SOURCES kpr_version_resource_test.cpp kpr_version_resource.cpp LIBRARIES kpr)
+# With the source of its subject, so that its numbers and its opening of files can be the test's.
+k_test(kpr_temp_test SOURCES kpr_temp_test.cpp kpr_temp.cpp LIBRARIES kpr_testing WRAP kprGetCurrentTime kprOpenFile)
+target_compile_definitions(kpr_temp_test PRIVATE KPR_BUILD)
 k_test(kpr_strict_test SOURCES kpr_strict_test.cpp LIBRARIES kpr_testing kpr_strict)
 if(WIN32)
     # With kpr's own sources, so that its calls of the system can be made to fail.

@@ -1,7 +1,11 @@
 #!/usr/bin/env python3
 """What the built programs, libraries and modules carry against attacks, read from the files themselves.
 
-hardening.py [--sanitized] --readelf PROGRAM --objdump PROGRAM --nm PROGRAM --report FILE FILE...
+hardening.py [--sanitized] --readelf PROGRAM --objdump PROGRAM --nm PROGRAM --commands FILE --report FILE
+    [--lacks WORDS FILE]... [FILE...]
+
+Each FILE has to have everything. One behind --lacks has to lack what WORDS, with commas between them, name, and nothing else:
+so this program itself is tested.
 """
 
 import argparse
@@ -75,15 +79,23 @@ def main():
     parser.add_argument("--sanitized", action="store_true")
     for tool in ("readelf", "objdump", "nm", "commands", "report"):
         parser.add_argument("--" + tool, required=True)
-    parser.add_argument("files", nargs="+")
+    parser.add_argument("--lacks", nargs=2, action="append", default=[], metavar=("WORDS", "FILE"))
+    parser.add_argument("files", nargs="*")
     options = parser.parse_args()
     report = {"passed": 0, "failed": 0, "skipped": 0, "reasons": []}
-    for path in options.files:
+    for words, path in [("", path) for path in options.files] + options.lacks:
         with open(path, "rb") as file:
             windows = file.read(2) == b"MZ"
         missing = check_pe(options, path) if windows else check_elf(options, path, options.sanitized)
         print(f"{path}: {'ok' if not missing else 'MISSING ' + '; '.join(missing)}")
-        report["failed" if missing else "passed"] += 1
+        words = [word for word in words.split(",") if word]
+        unseen = [word for word in words if not any(word in what for what in missing)]
+        if unseen:
+            print(f"  not noticed: {', '.join(unseen)}")
+        unexpected = [what for what in missing if not any(word in what for word in words)]
+        report["failed" if unseen or unexpected else "passed"] += 1
+    if not report["passed"] + report["failed"]:
+        sys.exit("hardening: no file to look at")
     with open(options.report, "w", encoding="utf-8") as file:
         json.dump(report, file)
     return 1 if report["failed"] else 0

@@ -44,7 +44,7 @@ if(WIN32)
     # Guard is not available from GCC.
     target_compile_options(kfw_flags INTERFACE $<${tShipped}:-fstack-protector-strong>)
     target_link_options(kfw_flags INTERFACE -Wl,--dynamicbase,--nxcompat,--high-entropy-va)
-    target_link_libraries(kfw_flags INTERFACE -Wl,-Bstatic -lssp -Wl,-Bdynamic)
+    target_link_libraries(kfw_flags INTERFACE -Wl,--push-state,-Bstatic -lssp -Wl,--pop-state)
 else()
     target_compile_options(kfw_flags INTERFACE
         "$<${tShipped}:-fstack-protector-strong;-fstack-clash-protection;-fcf-protection=full>")

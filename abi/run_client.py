@@ -70,7 +70,7 @@ def drive(options, folder):
     settings = Settings(options, folder)
     settings.make()
     try:
-        result = subprocess.run(([options.emulator] if options.emulator else []) + [options.client] +
+        result = subprocess.run(([options.emulator] if options.emulator else []) + options.client +
                                 [options.native(options.module), options.native(folder), settings.name],
                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=TIMEOUT, text=True,
                                 cwd=options.folder, errors="replace")
@@ -91,7 +91,7 @@ def drive(options, folder):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("client")
+    parser.add_argument("client", nargs="+", help="the program, and arguments that come first")
     parser.add_argument("--module", required=True)
     parser.add_argument("--khost", required=True, help="makes and reads the settings where they are a file")
     parser.add_argument("--emulator", default="", help="runs the programs of the other target")

@@ -109,20 +109,6 @@ function(k_library pName)
     endif()
 endfunction()
 
-# The run-time libraries of the Windows tool chain, beside the programs that need them.
-if(WIN32)
-    foreach(tDll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
-        execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${tDll}
-            OUTPUT_VARIABLE tPath OUTPUT_STRIP_TRAILING_WHITESPACE)
-        if(NOT EXISTS "${tPath}")
-            find_file(K_DLL_${tDll} ${tDll} PATHS ${CMAKE_FIND_ROOT_PATH}/lib NO_CMAKE_FIND_ROOT_PATH REQUIRED)
-            set(tPath "${K_DLL_${tDll}}")
-        endif()
-        configure_file("${tPath}" ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${tDll} COPYONLY)
-        install(FILES "${tPath}" DESTINATION ${CMAKE_INSTALL_BINDIR})
-    endforeach()
-endif()
-
 if(WIN32)
     # Nothing is started on a system older than Windows 10 (hosts check more: host_System_win.cpp).
     add_link_options(-Wl,--major-os-version,10,--minor-os-version,0

@@ -35,7 +35,7 @@ class CurrentFolder(HostTest):
     def needed(self):
         """What programs and libraries are linked to."""
         if host.WINDOWS:
-            return ("kom.dll", "kpr.dll", "kutil.dll", "libgcc_s_seh-1.dll", "libstdc++-6.dll", "libwinpthread-1.dll",
+            return ("kom.dll", "kpr.dll", "kutil.dll", "kosgcc_s_seh-1.dll", "kosstdc++-6.dll", "koswinpthread-1.dll",
                     "bcrypt.dll", "psapi.dll", "version.dll", "wtsapi32.dll", "cryptbase.dll", "libssl-3-x64.dll",
                     "libcrypto-3-x64.dll", "libintl-9.dll", "zlib1.dll")
         return ("libkom.so", "libkpr.so", "libkutil.so", "libstdc++.so.6", "libgcc_s.so.1", "libmd.so.0", "libssl.so.3",

@@ -61,12 +61,13 @@ class Bundle(unittest.TestCase):
         self.assertEqual(self.found, [])
         names = {program["name"] for program in self.plan["programs"]}
         for name in ("kpr_file_test", "storm_test", "kom-validate-kfw", "abi_microsoft_client", "real_windows_test",
-                     "seeds_fuzz_uri_test"):
+                     "seeds_fuzz_uri_test", "run_time_win_test", "older_host_test", "older_host_client"):
             self.assertIn(name, names)
         self.assertGreater(len(names), 80)
         self.assertIn("khost_cache", [name for name, reason in self.plan["left_out"]])
         self.assertTrue(any((self.folder / "data" / "fuzz_uri").iterdir()))
-        self.assertTrue((self.folder / "bin" / "drivers" / "sqldrv_sqlite.dll").exists())
+        for file in ("bin/drivers/sqldrv_sqlite.dll", "bin/kosstdc++-6.dll", "share/doc/kfw/run-time/GPL-3.txt"):
+            self.assertTrue((self.folder / file).exists(), file)
 
     def test_what_is_missing_is_told(self):
         library, program = self.folder / "bin" / "libgtest.dll", self.folder / "bin" / "kpr_md5_test.exe"
@@ -91,11 +92,13 @@ class Bundle(unittest.TestCase):
         slow = {"name": "slow", "seconds": 3, "command": ["{bundle}\\bin\\real_windows_test.exe", "--host", "{work}"]}
         failing = {"name": "failing", "command": ["{bundle}\\bin\\kom-validate.exe", "--frob"]}
         done, report, programs = self.run_tests("real_windows_test", "kpr_error_test", "seeds_fuzz_uri_test",
-                                                "abi_microsoft_client", more=(slow, failing))
+                                                "abi_microsoft_client", "run_time_win_test", "older_host_test",
+                                                "older_host_client", "foreign_module_test", more=(slow, failing))
         text = done.stdout.decode("utf-8")
         self.assertEqual({name: program["result"] for name, program in programs.items()}, {
             "real_windows_test": "passed", "kpr_error_test": "passed", "seeds_fuzz_uri_test": "passed",
-            "abi_microsoft_client": "passed", "slow": "was stopped at its time limit",
+            "abi_microsoft_client": "passed", "run_time_win_test": "passed", "older_host_test": "passed",
+            "older_host_client": "passed", "foreign_module_test": "passed", "slow": "was stopped at its time limit",
             "failing": "ended with status 2"}, text)
         self.assertEqual((done.returncode, report["status"], report["failed"]), (1, 1, 2))
         self.assertEqual(programs["kpr_error_test"]["passed"], 4)

@@ -18,7 +18,7 @@ uint32_t OdbcControl::start(const sql::SqlValue*, bool)
     if (mControl == Control::ROLLBACK) return mDatabase->endTransaction(false);
     if (tState == sql::SQL_TRANSACTION_OPEN) return mDatabase->endTransaction(true);
     if (auto tRes = mDatabase->endTransaction(false); KFAILED(tRes)) return tRes;
-    mDatabase->statementSucceeded(text());
+    mDatabase->statementSucceeded(text(), true);
     return mDatabase->fail(SQL_E_NOT_COMMITTED, "the transaction had failed, and was rolled back");
 }
 

@@ -171,7 +171,6 @@ OdbcDatabase::~OdbcDatabase()
     // A driver does not let go of a connection with a transaction.
     if (mState != sql::SQL_TRANSACTION_NONE && !mProfile.begins)
         gOdbc.endTransaction(odbc::CONNECTION, handle(), odbc::ROLLBACK);
-    gOdbc.disconnect(handle());
 }
 
 Failure OdbcDatabase::open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase)
@@ -319,24 +318,23 @@ uint32_t OdbcDatabase::makeStatement(ParsedStatement pText, bool pOnce, kom::Ref
     std::u16string tWide;
     if (!toUtf16(pText.text, tWide)) return fail(failureOf("22021", "the statement is no UTF-8"));
     const TimedCall tCall(*this);
-    if (auto tRes = runBegins(); KFAILED(tRes)) return tRes;
+    const OwnRun tRun(*this);
+    if (KFAILED(tRun.result())) return tRun.result();
     OdbcHandle tHandle;
-    uint32_t tRes = makeHandle(tHandle);
-    if (!KFAILED(tRes)) {
-        const bool tOnce = pOnce && pText.places.empty();
-        const auto tStatement = kom::retain(new OdbcStatement(this, std::move(pText), std::move(tHandle)));
-        if (!tOnce) tRes = tStatement->prepare();
-        if (!KFAILED(tRes)) pStatement = tStatement;
-    }
-    runEnded();
-    return tRes;
+    if (auto tRes = makeHandle(tHandle); KFAILED(tRes)) return tRes;
+    const bool tOnce = pOnce && pText.places.empty();
+    const auto tStatement = kom::retain(new OdbcStatement(this, std::move(pText), std::move(tHandle)));
+    if (!tOnce)
+        if (auto tRes = tStatement->prepare(); KFAILED(tRes)) return tRes;
+    pStatement = tStatement;
+    return 0;
 }
 
 uint32_t OdbcDatabase::askForLife()
 {
-    if (auto tRes = runBegins(); KFAILED(tRes)) return tRes;
+    const OwnRun tRun(*this);
+    if (KFAILED(tRun.result())) return tRun.result();
     Failure tFailure = runText("SELECT 1", true);
-    runEnded();
     const bool tStopped = tFailure.code == SQL_E_CANCELLED || tFailure.code == SQL_E_TIMEOUT;
     // Whatever else it says, it speaks.
     return tFailure.code == SQL_E_CONNECTION || tStopped ? fail(std::move(tFailure)) : 0;
@@ -411,8 +409,7 @@ bool OdbcDatabase::setIsolation(uint32_t pIsolation, Failure& pFailure)
 uint32_t OdbcDatabase::runBegin(uint32_t pMode, uint32_t pIsolation)
 {
     const TimedCall tCall(*this);
-    if (auto tRes = runBegins(); KFAILED(tRes)) return tRes;
-    runEnded();
+    if (const OwnRun tRun(*this); KFAILED(tRun.result())) return tRun.result();
     if (auto tRes = beginNow(pMode, pIsolation); KFAILED(tRes)) return tRes;
     // As after a statement that has begun one.
     statementSucceeded({});
@@ -450,14 +447,16 @@ Failure OdbcDatabase::endAndLeave(int16_t pHow)
         // Nothing of it may be kept by what comes after it.
         gOdbc.endTransaction(odbc::CONNECTION, handle(), odbc::ROLLBACK);
     }
-    if (!setConnection(odbc::AUTOCOMMIT, odbc::AUTOCOMMIT_ON) && !tFailure.code)
-        tFailure = failureAt(odbc::CONNECTION, handle());
-    return tFailure;
+    if (setConnection(odbc::AUTOCOMMIT, odbc::AUTOCOMMIT_ON)) return tFailure;
+    // What came now would be in a transaction that nobody ends.
+    Failure tStuck = failureAt(odbc::CONNECTION, handle());
+    if (mLost.empty()) mLost = "the connection does not leave its transaction: " + tStuck.text;
+    return tFailure.code ? tFailure : tStuck;
 }
 
 uint32_t OdbcDatabase::endTransaction(bool pKeep)
 {
-    if (mOpenRows > 0 && !can(sql::SQL_FEATURE_ROWS_ACROSS_COMMIT))
+    if (pKeep && mOpenRows > 0 && !can(sql::SQL_FEATURE_ROWS_ACROSS_COMMIT))
         return fail(E_WRONG_STATE, "the rows of a statement have not been read to their end or closed");
     if (!mProfile.begins) {
         Failure tFailure = endAndLeave(pKeep ? odbc::COMMIT : odbc::ROLLBACK);

@@ -11,7 +11,7 @@
 
 namespace vel::kos::drivers {
 
-/// A handle of ODBC, freed with the object.
+/// A handle of ODBC, freed with the object; a connection is closed before.
 class OdbcHandle {
 public:
     OdbcHandle() = default;
@@ -27,7 +27,10 @@ public:
     }
     ~OdbcHandle()
     {
-        if (mHandle) gOdbc.free(mType, mHandle);
+        if (!mHandle) return;
+        // One that is open is not freed; of one that is not, the driver manager says so, and that is all.
+        if (mType == odbc::CONNECTION) gOdbc.disconnect(mHandle);
+        gOdbc.free(mType, mHandle);
     }
     /// false when there is none to be had; the parent tells why.
     bool make(int16_t pType, Odbc::Handle pParent)
@@ -64,6 +67,8 @@ public:
     Odbc::Return timed(Odbc::Handle pStatement, TCall pCall)
     {
         const OdbcCall tCall(mWatch, pStatement, timeLeft());
+        // A cancel since the call before found nothing to stop.
+        if (isCancelled()) mWatch.stop();
         return pCall();
     }
     /// Has the driver prepare or run a statement.

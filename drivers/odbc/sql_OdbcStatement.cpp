@@ -155,9 +155,10 @@ uint32_t OdbcStatement::finish()
 {
     count(false);
     const Odbc::Handle tHandle = mHandle.get();
-    const Odbc::Return tReturn =
-        mDatabase->timed(tHandle, [&] { return gOdbc.freeStatement(tHandle, odbc::CLOSE); });
-    return mOnRow ? mDatabase->checkCall(tReturn, tHandle) : 0;
+    const auto tClose = [tHandle] { return gOdbc.freeStatement(tHandle, odbc::CLOSE); };
+    // What has ended is not stopped any more.
+    if (!mOnRow) return tClose(), 0;
+    return mDatabase->checkCall(mDatabase->timed(tHandle, tClose), tHandle);
 }
 
 uint32_t OdbcStatement::describe(std::shared_ptr<const Columns>& pColumns)

@@ -1,6 +1,8 @@
 // The functions of PostgreSQL's client library that the driver calls, bound when it is first needed.
 #pragma once
 
+#include <memory>
+
 #include <libpq-fe.h>
 
 #include "drivers/support/sql_Library.h"
@@ -57,5 +59,11 @@ struct Libpq {
 
 /// The one of the module; loaded by whoever opens a database first.
 extern Libpq gLibpq;
+
+/// Closes a connection of the library.
+struct PgCloser {
+    void operator()(PGconn* pHandle) const { gLibpq.finish(pHandle); }
+};
+using PgConnection = std::unique_ptr<PGconn, PgCloser>;
 
 } // namespace vel::kos::drivers

@@ -88,8 +88,10 @@ std::string tidy(const char* pText)
     return tText;
 }
 
-PostgresqlDatabase::PostgresqlDatabase(PGconn* pHandle, std::vector<std::string> pSecrets)
-    : Connection(TYPE, FEATURES, std::move(pSecrets)), mHandle(pHandle), mCancel(gLibpq.getCancel(pHandle))
+PostgresqlDatabase::PostgresqlDatabase(PgConnection pHandle, std::vector<std::string> pSecrets)
+    : Connection(TYPE, FEATURES, std::move(pSecrets)),
+      mHandle(pHandle.release()),
+      mCancel(gLibpq.getCancel(mHandle))
 {
     gLibpq.setNonBlocking(mHandle, 1);
 }
@@ -119,7 +121,8 @@ Failure PostgresqlDatabase::open(const Description& pDescription, kom::Ref<sql::
         }
     tKeys.insert(tKeys.end(), {"client_encoding", nullptr});
     tValues.insert(tValues.end(), {"UTF8", nullptr});
-    PGconn* tHandle = gLibpq.connectStart(tKeys.data(), tValues.data(), 0);
+    PgConnection tOwned(gLibpq.connectStart(tKeys.data(), tValues.data(), 0));
+    PGconn* const tHandle = tOwned.get();
     if (!tHandle) return failureOf("HY001", "out of memory");
     Failure tFailure;
     if (gLibpq.status(tHandle) == CONNECTION_BAD) {
@@ -132,11 +135,8 @@ Failure PostgresqlDatabase::open(const Description& pDescription, kom::Ref<sql::
         gLibpq.setNoticeProcessor(tHandle, dropNotice, nullptr);
         tFailure = connect(tHandle, tSeconds);
     }
-    if (tFailure.code) {
-        gLibpq.finish(tHandle);
-        return tFailure;
-    }
-    const auto tDatabase = kom::retain(new PostgresqlDatabase(tHandle, pDescription.secrets()));
+    if (tFailure.code) return tFailure;
+    const auto tDatabase = kom::retain(new PostgresqlDatabase(std::move(tOwned), pDescription.secrets()));
     std::string tSettings;
     const auto tIs = [tHandle](const char* pName, std::string_view pValue) {
         const char* const tValue = gLibpq.parameterStatus(tHandle, pName);
@@ -294,28 +294,26 @@ uint32_t PostgresqlDatabase::makeStatement(ParsedStatement pText, bool pOnce, ko
         return 0;
     }
     const TimedCall tCall(*this);
-    if (auto tRes = runBegins(); KFAILED(tRes)) return tRes;
+    const OwnRun tRun(*this);
+    if (KFAILED(tRun.result())) return tRun.result();
     const auto tStatement =
         kom::retain(new PostgresqlStatement(this, std::move(pText), "kos_" + std::to_string(++mNextName)));
     sendingBegins();
-    uint32_t tRes = dropForgotten();
-    if (!KFAILED(tRes)) tRes = tStatement->prepare();
-    runEnded();
-    if (!KFAILED(tRes)) pStatement = tStatement;
-    return tRes;
+    if (auto tRes = dropForgotten(); KFAILED(tRes)) return tRes;
+    if (auto tRes = tStatement->prepare(); KFAILED(tRes)) return tRes;
+    pStatement = tStatement;
+    return 0;
 }
 
 uint32_t PostgresqlDatabase::askForLife()
 {
-    if (auto tRes = runBegins(); KFAILED(tRes)) return tRes;
+    const OwnRun tRun(*this);
+    if (KFAILED(tRun.result())) return tRun.result();
     sendingBegins();
-    uint32_t tRes = sent(gLibpq.sendQuery(mHandle, ""));
-    if (!KFAILED(tRes)) {
-        const PgResult tResult = nextResult();
-        tRes = checkResult(tResult, {});
-        drain();
-    }
-    runEnded();
+    if (auto tRes = sent(gLibpq.sendQuery(mHandle, "")); KFAILED(tRes)) return tRes;
+    const PgResult tResult = nextResult();
+    const uint32_t tRes = checkResult(tResult, {});
+    drain();
     return tRes;
 }
 

@@ -74,7 +74,7 @@ protected:
     const char* columnsText() override;
 
 private:
-    PostgresqlDatabase(PGconn* pHandle, std::vector<std::string> pSecrets);
+    PostgresqlDatabase(PgConnection pHandle, std::vector<std::string> pSecrets);
 
     bool wait(bool pWrite);
     bool isLost() const { return mLost || gLibpq.status(mHandle) != CONNECTION_OK; }

@@ -124,7 +124,7 @@ uint32_t PostgresqlStatement::step()
     }
     uint32_t tRes = restOfResults();
     if (!KFAILED(tRes) && mDatabase->isLostCommit(tTag, text())) {
-        mDatabase->statementSucceeded(text());
+        mDatabase->statementSucceeded(text(), true);
         tRes = mDatabase->fail(SQL_E_NOT_COMMITTED, "the server has rolled the transaction back");
     }
     if (KFAILED(tRes)) mChanged = 0;

@@ -1,6 +1,8 @@
 // The functions of the SQLite library that the driver calls, bound when it is first needed.
 #pragma once
 
+#include <memory>
+
 #include <sqlite3.h>
 
 #include "drivers/support/sql_Library.h"
@@ -60,5 +62,13 @@ struct Sqlite {
 
 /// The one of the module; loaded by whoever opens a database first.
 extern Sqlite gSqlite;
+
+/// Closes what the library has opened.
+struct SqliteCloser {
+    void operator()(sqlite3* pHandle) const { gSqlite.close(pHandle); }
+    void operator()(sqlite3_stmt* pHandle) const { gSqlite.finalize(pHandle); }
+};
+using SqliteConnection = std::unique_ptr<sqlite3, SqliteCloser>;
+using SqliteHandle = std::unique_ptr<sqlite3_stmt, SqliteCloser>;
 
 } // namespace vel::kos::drivers

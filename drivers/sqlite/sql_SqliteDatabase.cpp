@@ -87,8 +87,8 @@ const char* sqlState(int pCode, const std::string& pText, bool pPreparing)
 
 } // namespace
 
-SqliteDatabase::SqliteDatabase(sqlite3* pHandle, uint32_t pBusyTimeout)
-    : Connection(TYPE, FEATURES, {}), mHandle(pHandle), mBusyTimeout(pBusyTimeout)
+SqliteDatabase::SqliteDatabase(SqliteConnection pHandle, uint32_t pBusyTimeout)
+    : Connection(TYPE, FEATURES, {}), mHandle(pHandle.release()), mBusyTimeout(pBusyTimeout)
 {
     gSqlite.busyHandler(
         mHandle,
@@ -173,11 +173,10 @@ uint32_t SqliteDatabase::makeStatement(ParsedStatement pText, bool pOnce, kom::R
         return fail(std::move(tFailure));
     }
     if (!tHandle) return fail(failureOf("42601", "there is no statement in the text"));
-    if (static_cast<size_t>(gSqlite.parameterCount(tHandle)) != pText.names.size()) {
-        gSqlite.finalize(tHandle);
+    SqliteHandle tOwned(tHandle);
+    if (static_cast<size_t>(gSqlite.parameterCount(tHandle)) != pText.names.size())
         return fail(SQL_E_PARAMETERS, "parameters are written \"?\" or \":name\"");
-    }
-    pStatement = kom::retain(new SqliteStatement(this, tHandle, std::move(pText)));
+    pStatement = kom::retain(new SqliteStatement(this, std::move(tOwned), std::move(pText)));
     return 0;
 }
 

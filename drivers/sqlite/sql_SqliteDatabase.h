@@ -10,8 +10,8 @@ class SqliteDatabase final : public Connection {
 public:
     static constexpr char TYPE[] = "sqlite";
 
-    /// Takes over the handle. pBusyTimeout: milliseconds to wait for somebody else's lock.
-    SqliteDatabase(sqlite3* pHandle, uint32_t pBusyTimeout);
+    /// pBusyTimeout: milliseconds to wait for somebody else's lock.
+    SqliteDatabase(SqliteConnection pHandle, uint32_t pBusyTimeout);
     ~SqliteDatabase() override;
 
     /// What the library says of what has just failed. pPreparing: it was no run of a statement.

@@ -61,12 +61,10 @@ protected:
             tReadOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | (tCreate ? SQLITE_OPEN_CREATE : 0);
         const int tCode =
             gSqlite.open(tFile.c_str(), &tHandle, tFlags | SQLITE_OPEN_EXRESCODE, gSqlite.guard.name());
-        if (tCode != SQLITE_OK) {
-            Failure tFailure = SqliteDatabase::failureOfCode(
+        SqliteConnection tOwned(tHandle); // there is one after most failures, too
+        if (tCode != SQLITE_OK)
+            return SqliteDatabase::failureOfCode(
                 tCode, tHandle ? gSqlite.errmsg(tHandle) : gSqlite.errstr(tCode), false);
-            gSqlite.close(tHandle);
-            return tFailure;
-        }
         // The file may come from anybody: functions with effects are not for its views and triggers, and no
         // statement may turn the file itself inside out.
         for (const auto& [tSwitch, tOn] : {std::pair{SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0},
@@ -74,7 +72,7 @@ protected:
                                            {SQLITE_DBCONFIG_ENABLE_FKEY, tForeignKeys ? 1 : 0}})
             gSqlite.config(tHandle, tSwitch, tOn, nullptr);
         gSqlite.limit(tHandle, SQLITE_LIMIT_LENGTH, LONGEST_VALUE);
-        pDatabase = kom::retain(new SqliteDatabase(tHandle, tMilliseconds));
+        pDatabase = kom::retain(new SqliteDatabase(std::move(tOwned), tMilliseconds));
         return {};
     }
 };

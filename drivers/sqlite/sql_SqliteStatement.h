@@ -8,9 +8,8 @@ namespace vel::kos::drivers {
 
 class SqliteStatement final : public Statement {
 public:
-    /// Takes over the handle.
-    SqliteStatement(SqliteDatabase* pDatabase, sqlite3_stmt* pHandle, ParsedStatement pText)
-        : Statement(pDatabase, std::move(pText)), mDatabase(pDatabase), mHandle(pHandle)
+    SqliteStatement(SqliteDatabase* pDatabase, SqliteHandle pHandle, ParsedStatement pText)
+        : Statement(pDatabase, std::move(pText)), mDatabase(pDatabase), mHandle(pHandle.release())
     {
     }
     ~SqliteStatement() override;

@@ -87,6 +87,7 @@ uint32_t Connection::prepare(const char* pStatement, sql::ISqlStatement** pPrepa
 {
     if (!pStatement || !pPrepared) return E_INVALIDARG;
     *pPrepared = nullptr;
+    const TimedCall tCall(*this);
     kom::Ref<Statement> tStatement;
     if (auto tRes = make(pStatement, false, tStatement); KFAILED(tRes)) return tRes;
     *pPrepared = tStatement.detach();
@@ -97,6 +98,7 @@ uint32_t Connection::execute(const char* pStatement, const sql::SqlValueList* pV
 {
     if (!pStatement) return E_INVALIDARG;
     if (pChanged) *pChanged = 0;
+    const TimedCall tCall(*this);
     kom::Ref<Statement> tStatement;
     if (auto tRes = make(pStatement, true, tStatement); KFAILED(tRes)) return tRes;
     return tStatement->execute(pValues, pChanged);
@@ -106,6 +108,7 @@ uint32_t Connection::query(const char* pStatement, const sql::SqlValueList* pVal
 {
     if (!pStatement || !pRows) return E_INVALIDARG;
     *pRows = nullptr;
+    const TimedCall tCall(*this);
     kom::Ref<Statement> tStatement;
     if (auto tRes = make(pStatement, true, tStatement); KFAILED(tRes)) return tRes;
     return tStatement->query(pValues, pRows);
@@ -115,6 +118,7 @@ uint32_t Connection::executeScript(const char* pScript, uint64_t* pStatements)
 {
     if (!pScript) return E_INVALIDARG;
     if (pStatements) *pStatements = 0;
+    const TimedCall tCall(*this);
     const std::string_view tScript = pScript;
     for (size_t tAt = 0; tAt < tScript.size();) {
         const auto tText = tScript.substr(tAt, lengthOfStatement(tScript.substr(tAt)));
@@ -135,23 +139,25 @@ uint32_t Connection::executeScript(const char* pScript, uint64_t* pStatements)
 
 uint32_t Connection::run(const std::string& pText)
 {
-    kom::Ref<Statement> tStatement;
-    if (auto tRes = make(pText, true, tStatement); KFAILED(tRes)) return tRes;
     struct Control {
         explicit Control(bool& pFlag) : flag(pFlag) { flag = true; }
         ~Control() { flag = false; }
         bool& flag;
     } tControl(mControl);
+    const TimedCall tCall(*this);
+    kom::Ref<Statement> tStatement;
+    if (auto tRes = make(pText, true, tStatement); KFAILED(tRes)) return tRes;
     return tStatement->execute(nullptr, nullptr);
 }
 
-void Connection::statementSucceeded(const ParsedStatement& pText)
+void Connection::statementSucceeded(const ParsedStatement& pText, bool pLostCommit)
 {
     const bool tIs = transactionOfDatabase() != sql::SQL_TRANSACTION_NONE;
     const bool tWas = std::exchange(mBegun, tIs);
     if (!tWas || mControl) return;
     // A statement of the client's may end it, too.
-    if (firstWord(pText.text, dialect()) == "rollback") ++mEpoch;
+    const std::string tWord = firstWord(pText.text, dialect());
+    if (tWord == "rollback" || tWord == "abort" || pLostCommit) ++mEpoch;
     if (!tIs) transactionEnded();
 }
 
@@ -274,9 +280,11 @@ uint32_t Connection::setTimeout(uint32_t pMilliseconds)
 
 void Connection::callBegins()
 {
-    if (mCalls++ > 0) return;
-    mDeadline = mTimeout ? now() + uint64_t{mTimeout} * 1000 : 0;
-    mCancelled = false;
+    if (mCalls == 0) {
+        mDeadline = mTimeout ? now() + uint64_t{mTimeout} * 1000 : 0;
+        mCancelled = false;
+    }
+    ++mCalls; // from here on cancel is heard
 }
 
 void Connection::callEnds()
@@ -331,6 +339,7 @@ uint32_t Connection::describeTable(const char* pTable, sql::ISqlRows** pRows)
         tDot == std::string_view::npos ? sql::nullValue() : sql::dataValue(sql::SQL_VALUE_TEXT, pTable, tDot),
         sql::dataValue(sql::SQL_VALUE_TEXT, tName.data(), tName.size())};
     const sql::SqlValueList tList{2, tValues};
+    const TimedCall tCall(*this);
     kom::Ref<Statement> tStatement;
     if (auto tRes = make(columnsText(), true, tStatement); KFAILED(tRes)) return tRes;
     if (auto tRes = tStatement->query(&tList, pRows); KFAILED(tRes)) return tRes;

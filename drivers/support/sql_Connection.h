@@ -61,8 +61,9 @@ public:
     /// time is over. Otherwise the run counts as open until runEnded.
     uint32_t runBegins();
     void runEnded() { --mOpenRuns; }
-    /// After a statement has succeeded: whether there is a transaction is as the database says.
-    void statementSucceeded(const ParsedStatement& pText);
+    /// After a statement has succeeded: whether there is a transaction is as the database says. pLostCommit:
+    /// it was to keep a transaction, which was rolled back instead.
+    void statementSucceeded(const ParsedStatement& pText, bool pLostCommit = false);
     /// Whether the database has dropped a transaction, which waits for its rollback.
     bool isDropped() { return mBegun && transactionOfDatabase() == sql::SQL_TRANSACTION_NONE; }
     /// Counts the transactions that were dropped: what was read within one is not read on after it.
@@ -146,6 +147,24 @@ private:
     uint64_t mDeadline = 0;          ///< in microseconds; 0 without one
     std::atomic<uint32_t> mCalls{0}; ///< calls under way, one within the other
     std::atomic<bool> mCancelled{false};
+};
+
+/// Something that counts as a run of a statement, for as long as the object lives.
+class OwnRun {
+public:
+    explicit OwnRun(Connection& pConnection) : mConnection(pConnection), mResult(pConnection.runBegins()) {}
+    ~OwnRun()
+    {
+        if (!KFAILED(mResult)) mConnection.runEnded();
+    }
+    OwnRun(const OwnRun&) = delete;
+    OwnRun& operator=(const OwnRun&) = delete;
+    /// A failure, which is kept, when it may not run.
+    uint32_t result() const { return mResult; }
+
+private:
+    Connection& mConnection;
+    const uint32_t mResult;
 };
 
 /// A call that may take time, for as long as the object lives.

@@ -233,10 +233,16 @@ uint32_t Statement::runToEnd()
 uint32_t Statement::endRun()
 {
     if (!std::exchange(mRunning, false)) return 0;
+    struct End {
+        ~End()
+        {
+            statement.mOnRow = false;
+            statement.mConnection->runEnded();
+        }
+        Statement& statement;
+    } const tEnd{*this};
     const uint32_t tRes = finish();
     if (KFAILED(tRes)) mChanged = 0;
-    mOnRow = false;
-    mConnection->runEnded();
     return tRes;
 }
 

@@ -187,6 +187,52 @@ TEST_P(LibpqTest, housekeepingHarmsNoTransaction)
     EXPECT_TRUE(prepare("select 2"));
 }
 
+TEST_P(LibpqTest, copyingIsRefusedWhateverItBrings)
+{
+    ASSERT_EQ(execute("insert into driver_test select n, repeat('x', 1000) from generate_series(1, 2000) n"),
+              0u);
+    kom::Ref<sql::ISqlRows> tRows;
+    for (const char* tStatement : {"copy driver_test to stdout", "copy driver_test from stdin",
+                                   "copy driver_test to stdout (format binary)"}) {
+        EXPECT_EQ(execute(tStatement), E_NOT_SUPPORTED) << tStatement;
+        EXPECT_EQ(error().state, "0A000");
+        EXPECT_EQ(mDatabase->query(tStatement, nullptr, tRows.out()), E_NOT_SUPPORTED) << tStatement;
+        EXPECT_EQ(run(prepare(tStatement).get(), {}), E_NOT_SUPPORTED) << tStatement;
+        EXPECT_EQ(cell("select count(*) from driver_test"), Cell(2000)) << error().text;
+    }
+    EXPECT_EQ(mDatabase->executeScript("select 1; copy driver_test to stdout", nullptr), E_NOT_SUPPORTED);
+    // Nothing comes for an hour: the limit counts all the same.
+    ASSERT_EQ(mDatabase->setTimeout(200), 0u);
+    for (const char* tStatement :
+         {"copy (select pg_sleep(3600)) to stdout",
+          "copy (select n, pg_sleep(0.05) from generate_series(1, 72000) n) to stdout"})
+        EXPECT_EQ(execute(tStatement), SQL_E_TIMEOUT) << tStatement << ": " << error().text;
+    ASSERT_EQ(mDatabase->setTimeout(0), 0u);
+    EXPECT_EQ(cell("select 1"), Cell(1)) << error().text;
+}
+
+TEST_P(LibpqTest, aFunctionWithABodyOfStatementsIsOneStatement)
+{
+    uint64_t tCount = 0;
+    EXPECT_EQ(
+        mDatabase->executeScript(
+            "drop function if exists driver_function(int);"
+            "create function driver_function(n int) returns int begin atomic select case when n > 0 then 1 "
+            "end; select n + 1; end; insert into driver_test values (1, 'x')",
+            &tCount),
+        0u)
+        << error().text;
+    EXPECT_EQ(tCount, 3u);
+    EXPECT_EQ(cell("select driver_function(41)"), Cell(42));
+    EXPECT_EQ(execute("drop function driver_function(int)"), 0u);
+}
+
+TEST_P(LibpqTest, textsGoOnOnTheNextLine)
+{
+    EXPECT_EQ(cell("select E'a' -- and\n'b\\'?' || cast(? as text)", {text("c")}), text("ab'?c"))
+        << error().text;
+}
+
 TEST_P(LibpqTest, noticesOfTheServerStayInside)
 {
     // From the first word on: with this the server tells of its own start.

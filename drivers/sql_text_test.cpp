@@ -16,7 +16,8 @@ constexpr Dialect POSTGRESQL = {.nestedComments = true,
                                 .dollarQuotes = true,
                                 .escapeTexts = true,
                                 .questionOperator = true,
-                                .returnEndsLine = true};
+                                .returnEndsLine = true,
+                                .atomicBodies = true};
 constexpr Dialect MYSQL = {.backslashes = true, .backticks = true, .hashComments = true};
 
 TEST(DescriptionTest, takesPairsApart)
@@ -26,6 +27,8 @@ TEST(DescriptionTest, takesPairsApart)
     EXPECT_EQ(tDescription.values(),
               (std::map<std::string, std::string>{
                   {"type", "sqlite"}, {"file", "a b.db"}, {"x", "a;b \"c\" "}, {"empty", ""}}));
+    EXPECT_EQ(tDescription.place("type"), 1u);
+    EXPECT_EQ(tDescription.place("file"), 18u);
     EXPECT_TRUE(tDescription.parse(""));
     EXPECT_TRUE(tDescription.values().empty());
 }
@@ -108,6 +111,36 @@ TEST(ScannerTest, knowsThatATextGoesOnAfterADoubledQuote)
     EXPECT_EQ(parseStatement("E'a''\\' ?? ' ?", POSTGRESQL, Markers::DOLLAR).text, "E'a''\\' ?? ' $1");
     EXPECT_EQ(parseStatement("'a''\\' ?", POSTGRESQL, Markers::DOLLAR).text, "'a''\\' $1");
     EXPECT_EQ(statementLength("E'a''b\\';c'; d", POSTGRESQL), 12u);
+}
+
+TEST(ScannerTest, knowsThatATextGoesOnOnTheNextLine)
+{
+    // A text of one kind goes on as the same kind, however often; without a line break it is another one.
+    for (const char* tBetween : {"\n", " \r\n\t", " -- it's ?\n ", "\n\n-- ?\n"}) {
+        const std::string tStatement = std::string("E'a'") + tBetween + "'b\\'?'";
+        EXPECT_EQ(parseStatement(tStatement + " ?", POSTGRESQL, Markers::DOLLAR).text, tStatement + " $1");
+        const std::string tPlain = std::string("'a'") + tBetween + "'b\\' ";
+        EXPECT_EQ(parseStatement(tPlain + "?", POSTGRESQL, Markers::DOLLAR).text, tPlain + "$1");
+    }
+    EXPECT_EQ(parseStatement("E'a' 'b\\' ?", POSTGRESQL, Markers::DOLLAR).text, "E'a' 'b\\' $1");
+    EXPECT_EQ(parseStatement("E'a' -- ?", POSTGRESQL, Markers::DOLLAR).text, "E'a' -- ?");
+    EXPECT_EQ(parseStatement("E'a'\n ?", POSTGRESQL, Markers::DOLLAR).text, "E'a'\n $1");
+    EXPECT_EQ(statementLength("E'a'\n'b\\';c'; d", POSTGRESQL), 13u);
+}
+
+TEST(ScannerTest, knowsTheBodyOfAFunction)
+{
+    const std::string tBody =
+        "create or replace function f(n int) returns int begin atomic select case when n > 0 "
+        "then 1 else (case n when 0 then 2 end) end; select 'end;'; END;";
+    EXPECT_EQ(statementLength(tBody + " select 1; end", POSTGRESQL), tBody.size());
+    const std::string tProcedure = "CREATE PROCEDURE p() /* ; */ BEGIN ATOMIC insert into t values (1); end;";
+    EXPECT_EQ(statementLength(tProcedure + "x", POSTGRESQL), tProcedure.size());
+    // Elsewhere the words are others.
+    EXPECT_EQ(statementLength("begin; atomic", POSTGRESQL), 6u);
+    EXPECT_EQ(statementLength("create table begin (atomic int); x", POSTGRESQL), 32u);
+    EXPECT_EQ(statementLength("select 1 as begin, 2 as atomic; x", POSTGRESQL), 31u);
+    EXPECT_EQ(statementLength("create function f() begin atomic select 1; end; x", Dialect{}), 42u);
 }
 
 TEST(ScannerTest, knowsWhereAnEndOfLineIs)

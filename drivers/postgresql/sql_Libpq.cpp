@@ -12,7 +12,8 @@ bool Libpq::load()
 #else
     if (!library.load({"libpq.so.5"})) return false;
 #endif
-    return library.bind("PQconnectStartParams", connectStart) && library.bind("PQconnectPoll", connectPoll) &&
+    return library.bind("PQconndefaults", options) && library.bind("PQconninfoFree", freeOptions) &&
+           library.bind("PQconnectStartParams", connectStart) && library.bind("PQconnectPoll", connectPoll) &&
            library.bind("PQfinish", finish) && library.bind("PQstatus", status) &&
            library.bind("PQsocket", socket) && library.bind("PQserverVersion", serverVersion) &&
            library.bind("PQparameterStatus", parameterStatus) &&

@@ -11,6 +11,8 @@ namespace vel::kos::drivers {
 
 struct Libpq {
     Library library;
+    decltype(PQconndefaults)* options = nullptr;
+    decltype(PQconninfoFree)* freeOptions = nullptr;
     decltype(PQconnectStartParams)* connectStart = nullptr;
     decltype(PQconnectPoll)* connectPoll = nullptr;
     decltype(PQfinish)* finish = nullptr;

@@ -38,6 +38,33 @@ Failure noConnection(std::string pText, bool pRetry = false)
     return tFailure;
 }
 
+Failure refused(std::string pText)
+{
+    Failure tFailure;
+    tFailure.code = E_INVALIDARG;
+    tFailure.text = std::move(pText);
+    return tFailure;
+}
+
+/// A failure when the library does not know a key. It is not repeated: it may be part of a password that was
+/// cut in two.
+Failure unknownKey(const Description& pDescription)
+{
+    const std::unique_ptr<PQconninfoOption, decltype(gLibpq.freeOptions)> tKnown(gLibpq.options(),
+                                                                                 gLibpq.freeOptions);
+    if (!tKnown) return failureOf("HY001", "out of memory");
+    for (const auto& [tKey, tValue] : pDescription.values()) {
+        const PQconninfoOption* tOption = tKnown.get();
+        while (tOption->keyword && tKey != tOption->keyword)
+            ++tOption;
+        if (!tOption->keyword && tKey != "type")
+            return refused("libpq knows no key like the one at byte " +
+                           std::to_string(pDescription.place(tKey)) +
+                           " of the description (a value with a \";\" in it is written in double quotes)");
+    }
+    return {};
+}
+
 /// Goes on with a connection until it stands, or cannot, or the time is over (0: without end).
 Failure connect(PGconn* pHandle, uint64_t pSeconds)
 {
@@ -108,11 +135,9 @@ Failure PostgresqlDatabase::open(const Description& pDescription, kom::Ref<sql::
     const std::string tGiven = pDescription.value("connect_timeout");
     if (!tGiven.empty())
         if (const auto tParsed = std::from_chars(tGiven.data(), tGiven.data() + tGiven.size(), tSeconds);
-            tParsed.ec != std::errc() || tParsed.ptr != tGiven.data() + tGiven.size() || tSeconds > 1000000) {
-            Failure tFailure = noConnection("\"connect_timeout\" takes a number of seconds");
-            tFailure.code = E_INVALIDARG;
-            return tFailure;
-        }
+            tParsed.ec != std::errc() || tParsed.ptr != tGiven.data() + tGiven.size() || tSeconds > 1000000)
+            return refused("\"connect_timeout\" takes a number of seconds");
+    if (Failure tFailure = unknownKey(pDescription); tFailure.code) return tFailure;
     std::vector<const char*> tKeys, tValues;
     for (const auto& [tKey, tValue] : pDescription.values())
         if (tKey != "type" && tKey != "client_encoding") {
@@ -127,9 +152,7 @@ Failure PostgresqlDatabase::open(const Description& pDescription, kom::Ref<sql::
     Failure tFailure;
     if (gLibpq.status(tHandle) == CONNECTION_BAD) {
         tFailure = noConnection(tidy(gLibpq.errorMessage(tHandle)));
-        if (tFailure.text.find("invalid connection option") != std::string::npos ||
-            tFailure.text.find("invalid ") == 0)
-            tFailure.code = E_INVALIDARG;
+        if (tFailure.text.starts_with("invalid ")) tFailure.code = E_INVALIDARG;
     } else {
         // Before the server has said a word.
         gLibpq.setNoticeProcessor(tHandle, dropNotice, nullptr);
@@ -206,12 +229,24 @@ void PostgresqlDatabase::drain()
     while (!mLost) {
         const PgResult tResult = nextResult();
         if (!tResult) return;
-        const ExecStatusType tStatus = gLibpq.resultStatus(tResult.get());
-        if (tStatus == PGRES_COPY_IN) gLibpq.endCopy(mHandle, "COPY is not supported");
-        if (tStatus == PGRES_COPY_OUT || tStatus == PGRES_COPY_BOTH) {
-            char* tData = nullptr;
-            while (gLibpq.copyData(mHandle, &tData, 0) > 0)
+        endCopy(tResult);
+    }
+}
+
+void PostgresqlDatabase::endCopy(const PgResult& pResult)
+{
+    const ExecStatusType tStatus = gLibpq.resultStatus(pResult.get());
+    if (tStatus == PGRES_COPY_IN) {
+        static_cast<void>(sent(gLibpq.endCopy(mHandle, "COPY is not supported") > 0));
+    } else if (tStatus == PGRES_COPY_OUT || tStatus == PGRES_COPY_BOTH) {
+        // As it comes: there may be much of it, or long nothing.
+        char* tData = nullptr;
+        for (int tLength = 0; tLength >= 0;) {
+            tLength = gLibpq.copyData(mHandle, &tData, 1);
+            if (tLength > 0)
                 gLibpq.freeMemory(tData);
+            else if (tLength == 0 && (!wait(false) || !gLibpq.consumeInput(mHandle)))
+                return;
         }
     }
 }
@@ -227,11 +262,9 @@ uint32_t PostgresqlDatabase::checkResult(const PgResult& pResult, const ParsedSt
     if (!pResult) return lost();
     const ExecStatusType tStatus = gLibpq.resultStatus(pResult.get());
     if (tStatus == PGRES_COPY_IN || tStatus == PGRES_COPY_OUT || tStatus == PGRES_COPY_BOTH) {
-        // To be answered before anything else can be said.
-        if (tStatus == PGRES_COPY_IN) gLibpq.endCopy(mHandle, "COPY is not supported");
-        char* tData = nullptr;
-        while (tStatus != PGRES_COPY_IN && gLibpq.copyData(mHandle, &tData, 0) > 0)
-            gLibpq.freeMemory(tData);
+        endCopy(pResult);
+        if (isLost()) return lost();
+        if (isCancelled() || isTimeOver()) return fail(stopped("COPY was stopped"));
         return fail(failureOf("0A000", "COPY from or to the client is not supported"));
     }
     if (tStatus != PGRES_FATAL_ERROR && tStatus != PGRES_BAD_RESPONSE) return 0;
@@ -270,7 +303,8 @@ const Dialect& PostgresqlDatabase::dialect() const
                                         .dollarQuotes = true,
                                         .escapeTexts = true,
                                         .questionOperator = true,
-                                        .returnEndsLine = true};
+                                        .returnEndsLine = true,
+                                        .atomicBodies = true};
     return DIALECT;
 }
 

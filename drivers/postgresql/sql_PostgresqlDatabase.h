@@ -51,6 +51,8 @@ public:
     PgResult nextResult();
     /// Reads and drops what is left of a statement's results.
     void drain();
+    /// Ends the copying that a result has begun, which nobody asked for: only then is there a next result.
+    void endCopy(const PgResult& pResult);
     /// 0 for a result that is none of a failure; otherwise keeps the failure. Positions count in pText.
     uint32_t checkResult(const PgResult& pResult, const ParsedStatement& pText);
     /// Drops a prepared statement when there is a chance to.

@@ -35,6 +35,7 @@ bool Description::fail(size_t pAt, const char* pProblem)
 bool Description::parse(std::string_view pText)
 {
     mValues.clear();
+    mPlaces.clear();
     mProblem.clear();
     const char* const tStart = pText.data();
     while (!(pText = trim(pText)).empty()) {
@@ -77,6 +78,7 @@ bool Description::parse(std::string_view pText)
             pText.remove_prefix(tEnd);
         }
         if (!mValues.emplace(tKey, std::move(tValue)).second) return fail(tAt, "a key is given twice");
+        mPlaces[tKey] = tAt;
     }
     return true;
 }

@@ -18,6 +18,9 @@ public:
     /// A key's value (keys are given in lower case); "" when it is missing.
     std::string value(const std::string& pKey) const;
     bool has(const std::string& pKey) const { return mValues.contains(pKey); }
+    /// At which byte of the description a key stands that is there: what a text tells of a key that may be
+    /// part of a password.
+    size_t place(const std::string& pKey) const { return mPlaces.at(pKey); }
     /// A key's value as yes or no; false when it is neither, or pDefault when the key is missing.
     bool yes(const std::string& pKey, bool pDefault, bool& pAnswer) const;
     /// The values that no text may hold: those of keys with "password", "passwd", "pwd" or "secret" in them.
@@ -29,6 +32,7 @@ private:
     bool fail(size_t pAt, const char* pProblem);
 
     std::map<std::string, std::string> mValues;
+    std::map<std::string, size_t> mPlaces;
     std::string mProblem;
 };
 

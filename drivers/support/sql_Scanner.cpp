@@ -65,6 +65,26 @@ size_t line(std::string_view pText, bool pReturnEnds)
     return tEnd == std::string_view::npos ? pText.size() : tEnd + 1;
 }
 
+/// How far behind a quoted text it goes on: behind a line break, and comments. 0 when it does not.
+size_t continuation(std::string_view pText)
+{
+    bool tNewLine = false;
+    for (size_t tAt = 0; tAt < pText.size();) {
+        const char tChar = pText[tAt];
+        if (tChar == '\'') return tNewLine ? tAt : 0;
+        if (pText.substr(tAt, 2) == "--") {
+            tAt += line(pText.substr(tAt), true);
+            tNewLine = true;
+        } else if (tChar == '\n' || tChar == '\r' || tChar == ' ' || tChar == '\t' || tChar == '\f') {
+            tNewLine = tNewLine || tChar == '\n' || tChar == '\r';
+            ++tAt;
+        } else {
+            return 0;
+        }
+    }
+    return 0;
+}
+
 /// The length of $tag$...$tag$; 0 when pText does not start with one.
 size_t dollarQuoted(std::string_view pText)
 {
@@ -111,15 +131,53 @@ std::pair<Kind, size_t> token(std::string_view pText, const Dialect& pDialect)
     const size_t tLength = nameLength(pText, pDialect.dollarQuotes);
     if (pDialect.escapeTexts && tLength == 1 && (tChar == 'e' || tChar == 'E') && pText.size() > 1 &&
         pText[1] == '\'') {
-        // What follows a doubled quote is still a text of this kind.
+        // What follows a doubled quote, or stands on the next line, is still a text of this kind.
         size_t tEnd = 1;
-        do
+        for (size_t tNext = 0; tEnd < pText.size() && pText[tEnd] == '\''; tEnd += tNext) {
             tEnd += quoted(pText.substr(tEnd), true);
-        while (tEnd < pText.size() && pText[tEnd] == '\'');
+            tNext = continuation(pText.substr(tEnd));
+        }
         return {Kind::QUOTED, tEnd};
     }
     return {Kind::WORD, tLength};
 }
+
+/// A word in small letters.
+std::string lower(std::string_view pText)
+{
+    std::string tWord(pText);
+    for (char& tChar : tWord)
+        if (tChar >= 'A' && tChar <= 'Z') tChar = static_cast<char>(tChar + ('a' - 'A'));
+    return tWord;
+}
+
+/// Whether the words of a statement so far have begun the body of a function and not ended it.
+class Body {
+public:
+    bool isOpen() const { return mDepth > 0; }
+    void add(std::string pWord)
+    {
+        if (mDepth > 0)
+            mDepth += pWord == "case" ? 1 : pWord == "end" ? -1 : 0;
+        else if (pWord == "atomic" && mLast == "begin" && isRoutine())
+            mDepth = 1;
+        if (mFirst.size() < 4) mFirst.push_back(pWord);
+        mLast = std::move(pWord);
+    }
+
+private:
+    /// "create function", "create or replace procedure"
+    bool isRoutine() const
+    {
+        const size_t tAt = mFirst.size() == 4 && mFirst[1] == "or" ? 3 : 1;
+        return mFirst.size() > tAt && mFirst[0] == "create" &&
+               (mFirst[tAt] == "function" || mFirst[tAt] == "procedure");
+    }
+
+    std::vector<std::string> mFirst;
+    std::string mLast;
+    int mDepth = 0;
+};
 
 /// One run of parseStatement.
 class Parser {
@@ -226,9 +284,12 @@ ParsedStatement parseStatement(std::string_view pSource, const Dialect& pDialect
 
 size_t statementLength(std::string_view pText, const Dialect& pDialect)
 {
+    Body tBody;
     for (size_t tAt = 0; tAt < pText.size();) {
-        if (pText[tAt] == ';') return tAt + 1;
-        tAt += token(pText.substr(tAt), pDialect).second;
+        if (pText[tAt] == ';' && !tBody.isOpen()) return tAt + 1;
+        const auto [tKind, tLength] = token(pText.substr(tAt), pDialect);
+        if (tKind == Kind::WORD && pDialect.atomicBodies) tBody.add(lower(pText.substr(tAt, tLength)));
+        tAt += tLength;
     }
     return pText.size();
 }
@@ -239,9 +300,7 @@ std::vector<std::string> leadingWords(std::string_view pText, const Dialect& pDi
     while (!pText.empty() && tWords.size() < pMost) {
         const auto [tKind, tLength] = token(pText, pDialect);
         if (tKind == Kind::WORD) {
-            std::string& tWord = tWords.emplace_back(pText.substr(0, tLength));
-            for (char& tChar : tWord)
-                if (tChar >= 'A' && tChar <= 'Z') tChar = static_cast<char>(tChar + ('a' - 'A'));
+            tWords.push_back(lower(pText.substr(0, tLength)));
         } else if (tKind != Kind::COMMENT && BLANKS.find(pText.front()) == std::string_view::npos) {
             tWords.emplace_back();
             break;

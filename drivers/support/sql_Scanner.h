@@ -21,6 +21,7 @@ struct Dialect {
     bool questionOperator = false; ///< "?", written "??"
     bool bangComments = false;     ///< what stands in /*! */ is no comment
     bool returnEndsLine = false;   ///< "\r" alone ends a -- comment as well
+    bool atomicBodies = false;     ///< BEGIN ATOMIC ...; ...; END of a function's text
 };
 
 /// How parameters are given to the database.

@@ -436,8 +436,14 @@ class Postgresql(ServerTest):
         self.assertEqual(result.errors.splitlines(), [
             "khost: sql query: 0x96270001 SQL_E_SYNTAX the statement is not valid: [42601] syntax error at or near \"t\"",
             "  select 'ä', 1 frm t", "                    ^"])
-        self.assert_fails(self.query(self.database + ";colour=red", "select 1"), "sql query", "0x80070057", "E_INVALIDARG",
-                          "colour")
+        place = len(self.place) + 1
+        for description in (self.place + ";colour=red", self.place + ";hal=f;password=marker"):
+            self.assert_fails(self.query(description, "select 1"), "sql query", "0x80070057", "E_INVALIDARG",
+                              f"libpq knows no key like the one at byte {place} of the description (a value with a \";\" in it")
+        # What follows may be the rest of a password: it is not repeated.
+        result = self.query(self.place + ";password=half;marker=half", "select 1")
+        self.assert_fails(result, "sql query", "0x80070057", "E_INVALIDARG", "is written in double quotes")
+        self.assertNotIn("marker", result.errors)
 
     def test_a_server_that_is_gone(self):
         shell = self.shell()

@@ -86,6 +86,20 @@ int finishRows(Session& pSession, const Arguments& pArguments, sql::ISqlDatabase
     return STATUS_DONE;
 }
 
+/// The statement of the command with the values of "--param", if there are any: empty without. *pRes is what
+/// became of preparing it. False after a wrong value, which has been reported; *pStatus is then the exit
+/// status.
+bool prepareWithParameters(Session& pSession, const Arguments& pArguments, sql::ISqlDatabase* pDatabase,
+                           kom::Ref<sql::ISqlStatement>& pStatement, uint32_t* pRes, int* pStatus)
+{
+    *pRes = 0;
+    if (!pArguments.has("--param")) return true;
+    const std::string& tText = pArguments.text("SQL");
+    *pRes = pDatabase->prepare(tText.c_str(), pStatement.out());
+    return !pStatement ||
+           bindSqlParameters(pSession, pArguments, pDatabase, pStatement.get(), tText, pStatus);
+}
+
 int query(Session& pSession, const Arguments& pArguments)
 {
     int tStatus = STATUS_FAILED;
@@ -96,15 +110,11 @@ int query(Session& pSession, const Arguments& pArguments)
     kom::Ref<sql::ISqlRows> tRows;
     kom::Ref<sql::ISqlStatement> tStatement;
     uint32_t tRes = 0;
-    if (pArguments.has("--param")) {
-        tRes = tDatabase->prepare(tText.c_str(), tStatement.out());
-        if (tStatement &&
-            !bindSqlParameters(pSession, pArguments, tDatabase.get(), tStatement.get(), tText, &tStatus))
-            return tStatus;
-        if (tStatement) tRes = tStatement->query(nullptr, tRows.out());
-    } else {
-        tRes = tDatabase->query(tText.c_str(), nullptr, tRows.out());
-    }
+    if (!prepareWithParameters(pSession, pArguments, tDatabase.get(), tStatement, &tRes, &tStatus))
+        return tStatus;
+    if (!KFAILED(tRes))
+        tRes = tStatement ? tStatement->query(nullptr, tRows.out())
+                          : tDatabase->query(tText.c_str(), nullptr, tRows.out());
     if (KFAILED(tRes)) return failSql(pSession, tDatabase.get(), tRes, tText);
     return finishRows(pSession, pArguments, tDatabase.get(), tRows.get(), tText, tBegan);
 }
@@ -157,15 +167,11 @@ int exec(Session& pSession, const Arguments& pArguments)
     uint64_t tChanged = 0;
     kom::Ref<sql::ISqlStatement> tStatement;
     uint32_t tRes = 0;
-    if (pArguments.has("--param")) {
-        tRes = tDatabase->prepare(tText.c_str(), tStatement.out());
-        if (tStatement &&
-            !bindSqlParameters(pSession, pArguments, tDatabase.get(), tStatement.get(), tText, &tStatus))
-            return tStatus;
-        if (tStatement) tRes = tStatement->execute(nullptr, &tChanged);
-    } else {
-        tRes = tDatabase->execute(tText.c_str(), nullptr, &tChanged);
-    }
+    if (!prepareWithParameters(pSession, pArguments, tDatabase.get(), tStatement, &tRes, &tStatus))
+        return tStatus;
+    if (!KFAILED(tRes))
+        tRes = tStatement ? tStatement->execute(nullptr, &tChanged)
+                          : tDatabase->execute(tText.c_str(), nullptr, &tChanged);
     if (KFAILED(tRes)) return failSql(pSession, tDatabase.get(), tRes, tText);
     return finishChange(pSession, tChanged, "row", "changed", secondsSince(tBegan));
 }

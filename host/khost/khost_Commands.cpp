@@ -15,8 +15,8 @@ namespace {
 using AddFunction = void (*)(std::vector<Command>&);
 
 constexpr std::array GROUPS = {
-    addRegistryCommands, addCacheCommands, addSystemInfoCommands, addSettingsCommands, addFeatureCommands,
-    addEventCommands,    addErrorCommands, addSqlCommands,        addShellCommands,
+    addRegistryCommands, addWhyCommands,   addCacheCommands, addSystemInfoCommands, addSettingsCommands,
+    addFeatureCommands,  addEventCommands, addErrorCommands, addSqlCommands,        addShellCommands,
 };
 
 } // namespace

@@ -34,6 +34,7 @@ void addSettingsCommands(std::vector<Command>& pTable);
 void addShellCommands(std::vector<Command>& pTable);
 void addSystemInfoCommands(std::vector<Command>& pTable);
 void addSqlCommands(std::vector<Command>& pTable);
+void addWhyCommands(std::vector<Command>& pTable);
 
 /// Every command; a group comes before its commands.
 const std::vector<Command>& commands();

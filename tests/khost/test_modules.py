@@ -70,6 +70,71 @@ class Registry(host.HostTest):
         self.assertEqual(self.read("classes"), damaged)
 
 
+class Why(host.HostTest):
+    CLASS = MODULE_CLASSES["file-system cache"]
+
+    def ask(self, name=CLASS):
+        """What JSON tells; the lines for people hold the same."""
+        told = self.khost("why", name, "--json")
+        facts = json.loads(told.text)
+        self.assertEqual((told.status, told.errors), (1 if facts["problem"] else 0, ""))
+        lines = dict(line.split(None, 1) for line in self.khost("why", name).text.splitlines())
+        named = {"class": "class", "registry": "registry", "module": "module", "internal": "internal_name",
+                 "version": "version", "problem": "problem"}
+        expected = {label: facts[key] for label, key in named.items() if facts[key] is not None}
+        if not facts["problem"]:
+            expected["result"] = "its objects can be made"
+        self.assertEqual(lines, expected)
+        return facts
+
+    def registered(self, path, name=CLASS):
+        self.write("classes", f"kom-classes 1\n{name} {path}\n".encode())
+
+    def test_a_class_that_can_be_made(self):
+        self.assert_done(self.khost("register"))
+        before = self.tree()
+        facts = self.ask()
+        self.assertEqual(facts["module"].lower(), native(module_path()).lower())
+        self.assertEqual((facts["registered"], facts["internal_name"], facts["version"]), (True, "kfw", "1.29.3.0"))
+        self.assertEqual(self.tree(), before, "looking changes nothing")
+
+    def test_a_class_that_nobody_has_registered(self):
+        facts = self.ask()
+        self.assertIn("there is no class registry yet", facts["problem"])
+        self.assertEqual(os.listdir(self.folder), [])
+        self.assert_done(self.khost("register"))
+        facts = self.ask("none")
+        self.assertEqual((facts["registered"], facts["module"]), (False, None))
+        self.assertIn("no module is registered for it", facts["problem"])
+
+    def test_a_module_that_is_gone(self):
+        path = native(self.path("gone.so"))
+        self.registered(path)
+        facts = self.ask()
+        self.assertEqual((facts["registered"], facts["module"]), (True, path))
+        self.assertRegex(facts["problem"], r"the registered module is not there: KPR_E_NOT_FOUND .*: register it where it is now")
+
+    def test_a_file_that_cannot_be_loaded(self):
+        self.registered(native(self.write("text.so", b"this is no module\n")))
+        self.assertRegex(self.ask()["problem"], r"the module cannot be loaded: KPR_E_NOT_A_DSO .* \(.+\)")
+
+    def test_a_library_that_is_no_module(self):
+        other = os.path.join(os.path.dirname(module_path()), "kpr.dll" if host.WINDOWS else "libkpr.so")
+        self.registered(native(other))
+        facts = self.ask()
+        self.assertEqual(facts["internal_name"], "kpr")
+        self.assertEqual(facts["problem"], "the file is no component module: it does not export dsoGetObjectFactory")
+
+    def test_a_class_that_the_module_has_no_more(self):
+        self.registered(native(module_path()), "11111111-2222-3333-4444-555555555555")
+        self.assertRegex(self.ask("11111111-2222-3333-4444-555555555555")["problem"],
+                         r"the module does not have the class any more: KOM_E_CLASSNOTAVAILABLE .*: register it anew")
+
+    def test_a_damaged_registry(self):
+        self.write("classes", b"this is no class registry\n")
+        self.assertRegex(self.ask()["problem"], r"the class registry cannot be read: KOM_E_BAD_REGISTRY .* \(.+\)")
+
+
 class Description(host.HostTest):
     KEYS = ["Product", "ProductName", "FileVersion", "ProductVersion", "FileVersionStr", "ProductVersionStr",
             "FileDescription", "InternalName", "BuildDate"]

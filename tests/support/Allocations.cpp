@@ -21,6 +21,15 @@ void* allocate(std::size_t pSize)
 
 void* operator new(std::size_t pSize) { return allocate(pSize); }
 void* operator new[](std::size_t pSize) { return allocate(pSize); }
+// The library sorts with a buffer of this kind. A sanitizer has its own otherwise, and misses its match.
+void* operator new(std::size_t pSize, const std::nothrow_t&) noexcept
+{
+    try {
+        return allocate(pSize);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
 void operator delete(void* pBlock) noexcept { std::free(pBlock); }
 void operator delete[](void* pBlock) noexcept { std::free(pBlock); }
 void operator delete(void* pBlock, std::size_t) noexcept { std::free(pBlock); }

@@ -20,10 +20,10 @@ endfunction()
 set(K_VERSION_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
 # k_version(<target> <description>): gives a library or program a version resource (Windows) or a note (Linux) with
-# the same attributes, which kprGetDSOAttributes reads.
+# the same attributes, which kprGetDSOAttributes reads. The description begins with the product's name.
 function(k_version pTarget pDescription)
     set(K_INTERNAL_NAME ${pTarget})
-    set(K_DESCRIPTION ${pDescription})
+    set(K_DESCRIPTION "${K_PRODUCT} ${pDescription}")
     get_target_property(tType ${pTarget} TYPE)
     if(tType STREQUAL "EXECUTABLE")
         set(K_FILE_TYPE VFT_APP)

@@ -24,8 +24,8 @@ OPTIONS = argparse.Namespace()
 def load_script():
     """scripts/windows-bundle as a module."""
     loader = importlib.machinery.SourceFileLoader("windows_bundle", str(ROOT / "scripts" / "windows-bundle"))
-    spec = importlib.util.spec_from_loader("windows_bundle", loader)
-    module = importlib.util.module_from_spec(spec)
+    loader_description = importlib.util.spec_from_loader("windows_bundle", loader)
+    module = importlib.util.module_from_spec(loader_description)
     loader.exec_module(module)
     return module
 

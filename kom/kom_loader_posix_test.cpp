@@ -7,14 +7,8 @@
 #include <utility>
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
-#include "kom/implements.h"
-#include "kom/runtime.h"
-#include "kom/testmodule/ITestThing.h"
-#include "kpr/dso.h"
-#include "kpr/path.h"
-#include "kpr/testing/kpr_testing.h"
+#include "kom/testing/kom_LoaderTest.h"
 #include "kpr/time.h"
 
 namespace {
@@ -37,40 +31,11 @@ namespace kom::test {
 
 namespace {
 
-/// Calls a function when it is destroyed.
-class EndTeller : public Implements<EndTeller, ITestThing> {
-    friend Implements;
-
-public:
-    explicit EndTeller(std::function<void()> pOnEnd) : mOnEnd(std::move(pOnEnd)) {}
-    virtual ~EndTeller() { mOnEnd(); }
-    uint32_t getModule(char*) override { return E_NOT_SUPPORTED; }
-    uint32_t keep(IUnknown*) override { return E_NOT_SUPPORTED; }
-
-private:
-    const std::function<void()> mOnEnd;
-    RefCount mRefCount;
-};
-
-std::string modulePath()
-{
-    char tFolder[4096];
-    EXPECT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
-    return std::string(tFolder) + "/libkom_testmodule_a.so";
-}
-
-Ref<ITestThing> make(const char* pClassId)
-{
-    Ref<ITestThing> tThing;
-    EXPECT_EQ(createInstance(pClassId, tThing), 0u);
-    return tThing;
-}
-
 TEST(LoaderOrderTest, aThreadThatHasJustOpenedAModuleWaitsWhileItsSingletonGoes)
 {
     const kprtest::TemporaryDirectory tFolder;
     komSetClassRegistry((tFolder / "classes").c_str());
-    ASSERT_EQ(komRegisterModule(modulePath().c_str()), 0u);
+    ASSERT_EQ(komRegisterModule(modulePath("a").c_str()), 0u);
 
     std::promise<void> tOpened, tEmptying;
     std::atomic<bool> tServed = false;
@@ -88,11 +53,10 @@ TEST(LoaderOrderTest, aThreadThatHasJustOpenedAModuleWaitsWhileItsSingletonGoes)
                                       kprSleep(100);
                                       EXPECT_FALSE(tServed) << "the holder is just being emptied";
                                   })).get());
-    uint32_t tCount = 99;
-    EXPECT_EQ(komUnloadModules(&tCount), 0u);
+    unload();
     tLate.join();
     EXPECT_TRUE(tServed);
-    EXPECT_EQ(komUnloadModules(&tCount), 0u);
+    unload();
     komSetClassRegistry(nullptr);
 }
 

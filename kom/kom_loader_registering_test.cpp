@@ -3,6 +3,8 @@
 
 #include <thread>
 
+#include "kpr/path.h"
+
 namespace kom::test {
 
 namespace {

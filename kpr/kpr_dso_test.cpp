@@ -29,12 +29,8 @@ constexpr char ID_KEY[] = "BuildId", MODULE_ID[] = "0123456789abcdef0123456789ab
 
 using Pairs = std::vector<std::pair<std::string, std::string>>;
 
-std::string modulePath(const std::string& pName)
-{
-    char tDir[2048];
-    EXPECT_EQ(kprGetDirname(kprGetProgramPath(), tDir, sizeof tDir), 0u);
-    return std::string(tDir) + kprGetPathSeparator() + kprGetDSOPrefix() + pName + kprGetDSOSuffix();
-}
+using kprtest::isLoaded;
+using kprtest::modulePath;
 
 class Module {
 public:
@@ -87,13 +83,6 @@ std::string basename(const std::string& pPath)
     char tName[512];
     EXPECT_EQ(kprGetBasename(pPath.c_str(), tName, sizeof tName), 0u);
     return tName;
-}
-
-bool isLoaded(const std::string& pName)
-{
-    for (const std::string& tPath : loadedPaths())
-        if (basename(tPath) == kprGetDSOPrefix() + pName + kprGetDSOSuffix()) return true;
-    return false;
 }
 
 } // namespace

@@ -42,21 +42,10 @@ TEST_F(KprPosixTest, AProgramWithMoreRightsTakesNothingFromTheEnvironment)
 
 TEST_F(KprPosixTest, ListsThatFindNoMemoryHoldNothing)
 {
-    char tFolder[4096];
-    ASSERT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
-    const std::string tPath = std::string(tFolder) + "/libkpr_test_plain.so";
-    const auto isLoaded = [&] {
-        KprModuleList* tList = nullptr;
-        EXPECT_EQ(kprListLoadedModules(&tList), 0u);
-        bool tFound = false;
-        for (uint32_t i = 0; tList && i < tList->count; ++i)
-            tFound |= tList->modules[i].path == tPath;
-        kprFree(tList);
-        return tFound;
-    };
+    const std::string tPath = kprtest::modulePath("kpr_test_plain");
     KprDSO tHandle;
     ASSERT_EQ(kprOpenDSO(tPath.c_str(), 0, &tHandle), 0u) << kprGetDSOErrorText();
-    ASSERT_TRUE(isLoaded());
+    ASSERT_TRUE(kprtest::isLoaded("kpr_test_plain"));
 
     auto* tAttributes = reinterpret_cast<KprAttributeList*>(this);
     gCalloc.set(ENOMEM, 1);
@@ -72,7 +61,7 @@ TEST_F(KprPosixTest, ListsThatFindNoMemoryHoldNothing)
     EXPECT_EQ(tArguments, nullptr);
 
     EXPECT_EQ(kprCloseDSO(tHandle), 0u);
-    EXPECT_FALSE(isLoaded()) << "the list that failed has let it go";
+    EXPECT_FALSE(kprtest::isLoaded("kpr_test_plain")) << "the list that failed has let it go";
 }
 
 TEST_F(KprPosixTest, AModuleWhoseBuildIdCannotBeReadHasItsOtherAttributes)

@@ -8,6 +8,7 @@
 
 #include "kfw/sysinfo/kfw_SystemInfo_LinuxFacts.h"
 #include "kfw/sysinfo/testing/kfw_SystemInfo_TestFixture.h"
+#include "kpr/testing/kpr_testing.h"
 #include "tests/support/TestDirectory.h"
 
 namespace {
@@ -214,11 +215,8 @@ TEST_F(LinuxFactsTest, countsNoMoreAsAvailableThanThereIs)
 /// What a shell command prints, without the last line break.
 std::string output(const std::string& pCommand)
 {
-    std::string tText;
-    FILE* tPipe = popen(pCommand.c_str(), "r");
-    for (int tChar; tPipe && (tChar = std::fgetc(tPipe)) != EOF;)
-        tText += static_cast<char>(tChar);
-    if (tPipe) pclose(tPipe);
+    int tStatus = -1;
+    std::string tText = kprtest::outputOf("/bin/sh", {"-c", pCommand}, &tStatus);
     while (tText.ends_with('\n'))
         tText.pop_back();
     return tText;

@@ -12,9 +12,9 @@
 #include "kom/heap.h"
 #include "kom/implements.h"
 #include "kom/runtime.h"
+#include "kom/testing/kom_unload.h"
 #include "kom/testmodule/ITestThing.h"
 #include "kpr/dso.h"
-#include "kpr/path.h"
 #include "kpr/testing/kpr_testing.h"
 
 namespace kom::test {
@@ -22,36 +22,16 @@ namespace kom::test {
 /// The path of a test module, which lies beside this program.
 inline std::string modulePath(const std::string& pName)
 {
-    char tFolder[4096];
-    EXPECT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
-    return std::string(tFolder) + kprGetPathSeparator() + kprGetDSOPrefix() + "kom_testmodule_" + pName +
-           kprGetDSOSuffix();
+    return kprtest::modulePath("kom_testmodule_" + pName);
 }
 
-inline bool isLoaded(const std::string& pName)
-{
-    const std::string tFile = "kom_testmodule_" + pName + kprGetDSOSuffix();
-    KprModuleList* tList = nullptr;
-    EXPECT_EQ(kprListLoadedModules(&tList), 0u);
-    bool tFound = false;
-    for (uint32_t i = 0; tList && i < tList->count; ++i)
-        tFound = tFound || std::string(tList->modules[i].path).ends_with(tFile);
-    kprFree(tList);
-    return tFound;
-}
+inline bool isLoaded(const std::string& pName) { return kprtest::isLoaded("kom_testmodule_" + pName); }
 
 inline KomHeapStats heapStats()
 {
     KomHeapStats tStats;
     komGetHeapStats(&tStats);
     return tStats;
-}
-
-inline uint32_t unload()
-{
-    uint32_t tCount = 99;
-    EXPECT_EQ(komUnloadModules(&tCount), 0u);
-    return tCount;
 }
 
 inline Ref<ITestThing> make(const char* pClassId)

@@ -1,6 +1,7 @@
 #include "kpr/testing/kpr_testing.h"
 
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "kpr/codes.h"
@@ -18,6 +19,27 @@ namespace {
 void require(uint32_t pResult, const std::string& pWhat)
 {
     if (KFAILED(pResult)) throw std::runtime_error(pWhat + " failed with " + std::to_string(pResult));
+}
+
+/// Starts a program; where pOutput is given it has no input, and prints into that file, which exists.
+KprChild start(const std::string& pProgram, const std::vector<std::string>& pArguments, const char* pOutput)
+{
+    std::vector<const char*> tArguments;
+    for (const std::string& tArgument : pArguments)
+        tArguments.push_back(tArgument.c_str());
+    const KprChildStart tStart = {pProgram.c_str(), tArguments.data(),
+                                  static_cast<uint32_t>(tArguments.size()), pOutput != nullptr, pOutput};
+    KprChild tChild = 0;
+    require(kprStartChild(&tStart, &tChild), "starting " + pProgram);
+    return tChild;
+}
+
+/// Waits for a child's end; its exit status, or -1 when it was stopped.
+int statusOf(KprChild pChild)
+{
+    KprChildEnd tEnd;
+    const uint32_t tRes = kprWaitForChild(pChild, KPR_WAIT_FOREVER, &tEnd);
+    return !KFAILED(tRes) && tEnd.kind == KPR_CHILD_EXITED ? static_cast<int>(tEnd.code) : -1;
 }
 
 } // namespace
@@ -91,14 +113,8 @@ bool waitForFile(const std::string& pPath, uint32_t pSeconds)
 }
 
 ChildProcess::ChildProcess(const std::vector<std::string>& pArguments, const std::string& pProgram)
+    : mChild(start(pProgram.empty() ? kprGetProgramPath() : pProgram, pArguments, nullptr))
 {
-    const std::string tProgram = pProgram.empty() ? kprGetProgramPath() : pProgram;
-    std::vector<const char*> tArguments;
-    for (const std::string& tArgument : pArguments)
-        tArguments.push_back(tArgument.c_str());
-    const KprChildStart tStart = {tProgram.c_str(), tArguments.data(),
-                                  static_cast<uint32_t>(tArguments.size()), 0, nullptr};
-    require(kprStartChild(&tStart, &mChild), "starting " + tProgram);
 }
 
 ChildProcess::~ChildProcess()
@@ -107,16 +123,20 @@ ChildProcess::~ChildProcess()
     wait();
 }
 
-int ChildProcess::wait()
-{
-    KprChildEnd tEnd;
-    const uint32_t tRes = kprWaitForChild(std::exchange(mChild, 0), KPR_WAIT_FOREVER, &tEnd);
-    return !KFAILED(tRes) && tEnd.kind == KPR_CHILD_EXITED ? static_cast<int>(tEnd.code) : -1;
-}
+int ChildProcess::wait() { return statusOf(std::exchange(mChild, 0)); }
 
 void ChildProcess::kill()
 {
     if (mChild) kprStopChild(mChild);
+}
+
+std::string outputOf(const std::string& pProgram, const std::vector<std::string>& pArguments, int* pStatus)
+{
+    const TemporaryDirectory tFolder;
+    const std::string tOutput = tFolder / "output";
+    writeFile(tOutput, "");
+    *pStatus = statusOf(start(pProgram, pArguments, tOutput.c_str()));
+    return readFile(tOutput);
 }
 
 std::vector<std::string> arguments()
@@ -126,6 +146,25 @@ std::vector<std::string> arguments()
     std::vector<std::string> tArguments(tList->values + 1, tList->values + tList->count);
     kprFree(tList);
     return tArguments;
+}
+
+std::string modulePath(const std::string& pName)
+{
+    std::string tFolder;
+    require(kpr::readText(tFolder, kprGetDirname, kprGetProgramPath()), "kprGetDirname");
+    return tFolder + kprGetPathSeparator() + kprGetDSOPrefix() + pName + kprGetDSOSuffix();
+}
+
+bool isLoaded(const std::string& pName)
+{
+    const std::string tFile = kprGetPathSeparator() + (kprGetDSOPrefix() + pName) + kprGetDSOSuffix();
+    KprModuleList* tList = nullptr;
+    require(kprListLoadedModules(&tList), "kprListLoadedModules");
+    bool tFound = false;
+    for (uint32_t i = 0; i < tList->count; ++i)
+        tFound = tFound || std::string_view(tList->modules[i].path).ends_with(tFile);
+    kprFree(tList);
+    return tFound;
 }
 
 } // namespace kprtest

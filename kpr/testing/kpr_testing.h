@@ -1,4 +1,5 @@
-// What tests of every layer need from the system beside kpr itself: scratch folders and child processes.
+// What tests of every layer need from the system beside kpr itself: scratch folders, child processes, loaded
+// modules.
 #pragma once
 
 #include <cstdint>
@@ -56,7 +57,16 @@ private:
     KprChild mChild = 0;
 };
 
+/// Runs a program (its path) to its end, without input. Returns what it printed, output and errors; *pStatus
+/// is its exit status, or -1 when it was stopped. Throws std::runtime_error when it cannot be started.
+std::string outputOf(const std::string& pProgram, const std::vector<std::string>& pArguments, int* pStatus);
+
 /// The program's arguments after its name, in UTF-8.
 std::vector<std::string> arguments();
+
+/// The path of a module that lies beside this program, by the name of its target.
+std::string modulePath(const std::string& pName);
+/// Whether a module is loaded, by the name of its target.
+bool isLoaded(const std::string& pName);
 
 } // namespace kprtest

@@ -10,7 +10,8 @@
 #include "kfw/IUserData.h"
 #include "kfw/classes.h"
 #include "kom/runtime.h"
-#include "kpr/dso.h"
+#include "kom/testing/kom_unload.h"
+#include "kpr/testing/kpr_testing.h"
 #include "tests/module/hookmodule.h"
 #include "tests/support/LeakCheck.h"
 #include "tests/support/TestDirectory.h"
@@ -20,36 +21,14 @@ namespace vel::kos::test {
 
 namespace {
 
-/// A module beside this program.
-std::string modulePath(const std::string& pName)
-{
-    const auto tFolder = std::filesystem::path(kprGetProgramPath()).parent_path();
-    return (tFolder / (kprGetDSOPrefix() + pName + kprGetDSOSuffix())).string();
-}
+using kom::test::unload;
+using kprtest::isLoaded;
+using kprtest::modulePath;
 
-bool isLoaded(const std::string& pName)
+template <class TInterface>
+kom::Ref<TInterface> make(const char* pClassId)
 {
-    KprModuleList* tList = nullptr;
-    EXPECT_EQ(kprListLoadedModules(&tList), 0u);
-    const std::string tFile = kprGetDSOPrefix() + pName + kprGetDSOSuffix();
-    bool tFound = false;
-    for (uint32_t i = 0; tList && i < tList->count; ++i)
-        tFound = tFound || std::filesystem::path(tList->modules[i].path).filename() == tFile;
-    kprFree(tList);
-    return tFound;
-}
-
-uint32_t unload()
-{
-    uint32_t tCount = 99;
-    EXPECT_EQ(komUnloadModules(&tCount), 0u);
-    return tCount;
-}
-
-template <class TFace>
-kom::Ref<TFace> make(const char* pClassId)
-{
-    kom::Ref<TFace> tObject;
+    kom::Ref<TInterface> tObject;
     EXPECT_EQ(kom::createInstance(pClassId, tObject), 0u);
     return tObject;
 }

@@ -13,8 +13,9 @@
 #include "kfw/classes.h"
 #include "kfw/sql/ISqlDatabaseFactoryRegistry.h"
 #include "kom/runtime.h"
-#include "kpr/dso.h"
+#include "kom/testing/kom_unload.h"
 #include "kpr/path.h"
+#include "kpr/testing/kpr_testing.h"
 #include "tests/support/LeakCheck.h"
 #include "tests/support/TestDirectory.h"
 #include "tests/support/TestSettings.h"
@@ -28,32 +29,11 @@ constexpr const char* CLASSES[] = {fw::CLASS_EVENT_DISPATCHER,  fw::CLASS_USER_D
                                    fw::CLASS_FILE_SYSTEM_CACHE, fw::CLASS_SYSTEM_INFO,
                                    fw::CLASS_FEATURE_SET};
 
-std::string modulePath()
-{
-    char tFolder[4096];
-    EXPECT_EQ(kprGetDirname(kprGetProgramPath(), tFolder, sizeof tFolder), 0u);
-    return std::string(tFolder) + kprGetPathSeparator() + kprGetDSOPrefix() + "kfw" + kprGetDSOSuffix();
-}
+using kom::test::unload;
 
-bool isLoaded()
-{
-    KprModuleList* tList = nullptr;
-    EXPECT_EQ(kprListLoadedModules(&tList), 0u);
-    const std::string tFile =
-        kprGetPathSeparator() + std::string(kprGetDSOPrefix()) + "kfw" + kprGetDSOSuffix();
-    bool tFound = false;
-    for (uint32_t i = 0; tList && i < tList->count; ++i)
-        tFound = tFound || std::string(tList->modules[i].path).ends_with(tFile);
-    kprFree(tList);
-    return tFound;
-}
+std::string modulePath() { return kprtest::modulePath("kfw"); }
 
-uint32_t unload()
-{
-    uint32_t tCount = 99;
-    EXPECT_EQ(komUnloadModules(&tCount), 0u);
-    return tCount;
-}
+bool isLoaded() { return kprtest::isLoaded("kfw"); }
 
 uint64_t liveObjects()
 {
@@ -64,9 +44,9 @@ uint64_t liveObjects()
 
 kom::Ref<kom::IObjectFactory> factory(const char* pClassId)
 {
-    kom::IUnknown* tFace = nullptr;
-    EXPECT_EQ(komGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tFace), 0u);
-    return kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
+    kom::IUnknown* tInterface = nullptr;
+    EXPECT_EQ(komGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tInterface), 0u);
+    return kom::adopt(static_cast<kom::IObjectFactory*>(tInterface));
 }
 
 uint32_t countClasses()
@@ -78,10 +58,10 @@ uint32_t countClasses()
     return tCount;
 }
 
-template <class TFace>
-kom::Ref<TFace> make(const char* pClassId)
+template <class TInterface>
+kom::Ref<TInterface> make(const char* pClassId)
 {
-    kom::Ref<TFace> tObject;
+    kom::Ref<TInterface> tObject;
     EXPECT_EQ(kom::createInstance(pClassId, tObject), 0u);
     return tObject;
 }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <sstream>
 
 #include <grp.h>
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "kpr/testing/kpr_testing.h"
 #include "kutil/Registry.h"
 
 namespace vel::kos::test {
@@ -52,21 +54,19 @@ void TestSettings::makeModuleNode() const
 std::map<std::string, std::string> TestSettings::seenFromOutside(const std::string& pNode) const
 {
     const std::string tNode = std::string(SETTINGS_NAME) + "/KOS/KFW" + (pNode.empty() ? "" : "/" + pNode);
-    const std::string tCommand = "sqlite3 -readonly -separator : '" + file() +
-                                 "' \"SELECT name, CASE typeof(value) WHEN 'text' THEN 'string' "
-                                 "WHEN 'integer' THEN 'bool' ELSE typeof(value) END, value FROM setting "
-                                 "WHERE node = '" +
-                                 tNode + "' AND name <> ''\"";
+    const std::string tQuery = "SELECT name, CASE typeof(value) WHEN 'text' THEN 'string' "
+                               "WHEN 'integer' THEN 'bool' ELSE typeof(value) END, value FROM setting "
+                               "WHERE node = '" +
+                               tNode + "' AND name <> ''";
+    int tStatus = -1;
+    std::istringstream tOutput(kprtest::outputOf(
+        "/usr/bin/env", {"sqlite3", "-readonly", "-separator", ":", file(), tQuery}, &tStatus));
+    EXPECT_EQ(tStatus, 0) << tOutput.str();
     std::map<std::string, std::string> tValues;
-    std::FILE* tPipe = ::popen(tCommand.c_str(), "r");
-    char tLine[4096];
-    while (std::fgets(tLine, sizeof tLine, tPipe)) {
-        std::string tText = tLine;
-        tText.pop_back();
-        const auto tColon = tText.find(':');
-        tValues[tText.substr(0, tColon)] = tText.substr(tColon + 1);
+    for (std::string tLine; std::getline(tOutput, tLine);) {
+        const auto tColon = tLine.find(':');
+        tValues[tLine.substr(0, tColon)] = tLine.substr(tColon + 1);
     }
-    EXPECT_EQ(::pclose(tPipe), 0) << tCommand;
     return tValues;
 }
 

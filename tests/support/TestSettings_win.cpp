@@ -6,11 +6,11 @@
 #include "tests/support/TestSettings.h"
 
 #include <atomic>
-#include <cstdio>
 #include <sstream>
 
 #include <gtest/gtest.h>
 
+#include "kpr/testing/kpr_testing.h"
 #include "kutil/Registry.h"
 
 namespace vel::kos::test {
@@ -68,23 +68,24 @@ void TestSettings::makeModuleNode() const
 
 std::map<std::string, std::string> TestSettings::seenFromOutside(const std::string& pNode) const
 {
-    const std::string tCommand = "reg query \"HKEY_CURRENT_USER\\" + keyOf(mName, pNode) + "\"";
+    const std::string tKey = "HKEY_CURRENT_USER\\" + keyOf(mName, pNode);
+    char tSystem[MAX_PATH];
+    EXPECT_NE(GetSystemDirectoryA(tSystem, sizeof tSystem), 0u);
+    int tStatus = -1;
+    std::istringstream tOutput(
+        kprtest::outputOf(std::string(tSystem) + "\\reg.exe", {"query", tKey}, &tStatus));
+    EXPECT_EQ(tStatus, 0) << tKey << "\n" << tOutput.str();
     std::map<std::string, std::string> tValues;
-    std::FILE* tPipe = _popen(tCommand.c_str(), "r");
-    char tLine[4096];
     // "    Name    REG_SZ    text"
-    while (std::fgets(tLine, sizeof tLine, tPipe)) {
-        const std::string tText = tLine;
+    for (std::string tText; std::getline(tOutput, tText);) {
         const auto tType = tText.find("    REG_");
         if (tText.compare(0, 4, "    ") != 0 || tType == std::string::npos) continue;
         std::string tValue = tText.substr(tText.find(' ', tType + 4) + 4);
-        while (!tValue.empty() && (tValue.back() == '\n' || tValue.back() == '\r'))
-            tValue.pop_back();
+        if (tValue.ends_with('\r')) tValue.pop_back();
         const bool tBool = tText.compare(tType + 4, 9, "REG_DWORD") == 0;
         if (tBool) tValue = std::to_string(std::stoul(tValue, nullptr, 0));
         tValues[tText.substr(4, tType - 4)] = (tBool ? "bool:" : "string:") + tValue;
     }
-    EXPECT_EQ(_pclose(tPipe), 0) << tCommand;
     return tValues;
 }
 

@@ -12,7 +12,9 @@ k_test(kom_registry_fault_test SOURCES kom_registry_fault_test.cpp
 k_test(kom_loader_test
     SOURCES kom_loader_test.cpp kom_loader_registering_test.cpp kom_loader_unloading_test.cpp
     LIBRARIES kom kom_testmodules kpr_testing)
-if(NOT WIN32)
+if(WIN32)
+    k_test(kom_registry_win_test SOURCES kom_registry_win_test.cpp LIBRARIES kom kpr_testing advapi32 COST 10)
+else()
     k_test(kom_registry_posix_test SOURCES kom_registry_posix_test.cpp LIBRARIES kom kpr_testing)
     k_test(kom_loader_posix_test SOURCES kom_loader_posix_test.cpp LIBRARIES kom kom_testmodules kpr_testing
         ${CMAKE_DL_LIBS})

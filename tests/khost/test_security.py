@@ -77,7 +77,7 @@ class CurrentFolder(HostTest):
         for name in self.loaded():
             with self.subTest(name=name):
                 self.plant((name,))
-                self.assert_none_executed(self.COMMANDS[:2])
+                self.assert_none_executed(self.COMMANDS[:3])
                 os.remove(self.path(name))
 
     def test_what_is_needed_is_not_looked_for_there(self):

@@ -37,9 +37,17 @@ target_compile_options(kfw_flags INTERFACE
 if(NOT KFW_SANITIZE)
     target_compile_options(kfw_flags INTERFACE $<$<NOT:$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>>:-Wnull-dereference>)
 endif()
-# Against attacks, in everything but the tests themselves (tests/security reads it from the built files).
+# Against attacks, in everything but the tests themselves (tests/security reads it from the built files). Without it only
+# to measure what it costs (scripts/bench-hardening).
 set(tShipped $<NOT:$<BOOL:$<TARGET_PROPERTY:K_IS_TEST>>>)
-if(WIN32)
+if(NOT KFW_HARDENING)
+    # Said, since a compiler may have been built to do it unasked.
+    target_compile_options(kfw_flags INTERFACE -fno-stack-protector -U_FORTIFY_SOURCE)
+    if(NOT WIN32)
+        target_compile_options(kfw_flags INTERFACE -fno-stack-clash-protection -fcf-protection=none)
+        target_link_options(kfw_flags INTERFACE -Wl,-z,norelro,-z,lazy,-z,noexecstack)
+    endif()
+elseif(WIN32)
     # What the protector calls is linked in: a library of its own would lie beside every program. Control Flow
     # Guard is not available from GCC.
     target_compile_options(kfw_flags INTERFACE $<${tShipped}:-fstack-protector-strong>)

@@ -65,7 +65,7 @@ def records(text):
 def c_header(lists, functions):
     """The header. lists: the texts of the golden lists; functions: the declarations of the component runtime."""
     text = HEAD
-    faces, types = interfaces(lists["interfaces.txt"]), records(lists["records.txt"])
+    tables, types = interfaces(lists["interfaces.txt"]), records(lists["records.txt"])
     for value, name in (line.split()[:2] for line in lists["codes.txt"].splitlines()):
         text += f"#define {name} {value}u\n"
     text += "#define KFAILED(pCode) ((int32_t)(pCode) < 0)\n\n"
@@ -74,7 +74,7 @@ def c_header(lists, functions):
     text += "\n"
     for identity, name in (line.split() for line in lists["classes.txt"].splitlines()):
         text += f'#define {name} "{identity}"\n'
-    text += "\n" + "".join(f"typedef struct {name} {name};\n" for name, *_ in types + faces)
+    text += "\n" + "".join(f"typedef struct {name} {name};\n" for name, *_ in types + tables)
 
     for name, size, fields in types:
         text += f"\nstruct {name} {{\n" + "".join(f"{declaration};\n" for _, declaration, _ in fields) + "};\n"
@@ -82,7 +82,7 @@ def c_header(lists, functions):
         text += "".join(f'_Static_assert(offsetof({name}, {field}) == {offset}, "{name}");\n'
                         for offset, _, field in fields)
 
-    for name, identity, slots in faces:
+    for name, identity, slots in tables:
         text += f'\n#define IID_{name} "{identity}"\nstruct {name}Slots {{\n'
         for result, operation, parameters in slots:
             text += f"{result}(*{operation})({name}* pThis{', ' + parameters if parameters else ''});\n"

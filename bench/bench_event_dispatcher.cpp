@@ -17,11 +17,11 @@ class Dispatcher final : public Contestant {
 public:
     explicit Dispatcher(const Scene& pScene)
     {
-        kom::IUnknown* tFace = nullptr;
-        dsoGetObjectFactory(fw::CLASS_EVENT_DISPATCHER, kom::IObjectFactory::IID, &tFace);
-        const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
-        tFactory->createInstance(nullptr, fw::IEventDispatcher::IID, &tFace);
-        mDispatcher = kom::adopt(static_cast<fw::IEventDispatcher*>(tFace));
+        kom::IUnknown* tInterface = nullptr;
+        dsoGetObjectFactory(fw::CLASS_EVENT_DISPATCHER, kom::IObjectFactory::IID, &tInterface);
+        const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tInterface));
+        tFactory->createInstance(nullptr, fw::IEventDispatcher::IID, &tInterface);
+        mDispatcher = kom::adopt(static_cast<fw::IEventDispatcher*>(tInterface));
         mDispatcher->init(mApp.get());
         for (const auto& [tType, tConsumers] : pScene.consumers)
             for (const auto& tConsumer : tConsumers)

@@ -43,11 +43,11 @@ void isEnabled(benchmark::State& pState)
 {
     const auto tNames = names(pState.range(0));
     const auto tApp = test::TestApplication::make();
-    kom::IUnknown* tFace = nullptr;
-    dsoGetObjectFactory(fw::CLASS_FEATURE_SET, kom::IObjectFactory::IID, &tFace);
-    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
-    tFactory->createInstance(nullptr, fw::IFeatureSet::IID, &tFace);
-    const auto tSet = kom::adopt(static_cast<fw::IFeatureSet*>(tFace));
+    kom::IUnknown* tInterface = nullptr;
+    dsoGetObjectFactory(fw::CLASS_FEATURE_SET, kom::IObjectFactory::IID, &tInterface);
+    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tInterface));
+    tFactory->createInstance(nullptr, fw::IFeatureSet::IID, &tInterface);
+    const auto tSet = kom::adopt(static_cast<fw::IFeatureSet*>(tInterface));
     tSet->init(tApp.get(), 0);
     uint32_t tEnabled = 0;
     for (const auto& tName : tNames) {

@@ -23,9 +23,9 @@ TEST_F(ApplicationTest, ReturnsEveryRevision)
     start();
     for (const char* tIid : {fw::IApplication::IID, fw::IApplication2::IID, fw::IApplication3::IID,
                              fw::IApplication4::IID, fw::IApplication5::IID, kom::IUnknown::IID}) {
-        kom::IUnknown* tFace = nullptr;
-        ASSERT_EQ(mApp->queryInterface(tIid, &tFace), 0u) << tIid;
-        tFace->release();
+        kom::IUnknown* tInterface = nullptr;
+        ASSERT_EQ(mApp->queryInterface(tIid, &tInterface), 0u) << tIid;
+        tInterface->release();
     }
     EXPECT_STREQ(mApp->getInterfaceId(), "IDL:vel/kos/fw/IApplication5:1.0");
 }

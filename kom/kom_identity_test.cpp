@@ -118,7 +118,7 @@ public:
     uint32_t release() override { return 1; }
 };
 
-TEST(SameObjectTest, tellsObjectsApartAcrossFaces)
+TEST(SameObjectTest, tellsObjectsApartAcrossInterfaces)
 {
     const auto tFirst = retain(new Both), tSecond = retain(new Both);
     IOne* tOne = tFirst.get();
@@ -134,12 +134,12 @@ TEST(SameObjectTest, tellsObjectsApartAcrossFaces)
 TEST(SameObjectTest, returnsWhatAnInterfaceReturns)
 {
     const auto tObject = retain(new Both);
-    IOne* tFace = tObject.get();
+    IOne* tInterface = tObject.get();
     Mute tMute;
-    EXPECT_EQ(komSameObject(tFace, &tMute), KPR_E_STALE);
-    EXPECT_EQ(komSameObject(&tMute, tFace), KPR_E_STALE);
-    EXPECT_EQ(komSameObject(nullptr, tFace), E_INVALIDARG);
-    EXPECT_EQ(komSameObject(tFace, nullptr), E_INVALIDARG);
+    EXPECT_EQ(komSameObject(tInterface, &tMute), KPR_E_STALE);
+    EXPECT_EQ(komSameObject(&tMute, tInterface), KPR_E_STALE);
+    EXPECT_EQ(komSameObject(nullptr, tInterface), E_INVALIDARG);
+    EXPECT_EQ(komSameObject(tInterface, nullptr), E_INVALIDARG);
     EXPECT_EQ(tObject->addRef(), 2u);
     EXPECT_EQ(tObject->release(), 1u);
 }

@@ -108,10 +108,10 @@ private:
 template <class T>
 IUnknown* ask(T& pObject, const char* pIid)
 {
-    IUnknown* tFace = nullptr;
-    EXPECT_EQ(pObject->queryInterface(pIid, &tFace), 0u) << pIid;
-    if (tFace) tFace->release();
-    return tFace;
+    IUnknown* tInterface = nullptr;
+    EXPECT_EQ(pObject->queryInterface(pIid, &tInterface), 0u) << pIid;
+    if (tInterface) tInterface->release();
+    return tInterface;
 }
 
 uint64_t liveObjects()
@@ -125,11 +125,11 @@ TEST(ImplementsTest, returnsItsIdentitiesWithOneReference)
 {
     const auto tObject = retain(new Plain);
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:test/IOld:1.0"}) {
-        IUnknown* tFace = nullptr;
-        EXPECT_EQ(tObject->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, tObject.get()) << "the object itself";
+        IUnknown* tInterface = nullptr;
+        EXPECT_EQ(tObject->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, tObject.get()) << "the object itself";
         EXPECT_EQ(tObject->count(), 2u);
-        EXPECT_EQ(tFace->release(), 1u);
+        EXPECT_EQ(tInterface->release(), 1u);
     }
 }
 
@@ -140,9 +140,9 @@ TEST(ImplementsTest, refusesEveryOtherIdentity)
          {"IDL:test/INew:1.0", "IDL:test/IOld:1.1", "IDL:test/IOld:2.0", "IDL:test/iold:1.0",
           "IDL:TEST/IOld:1.0", "IDL:test/IOld:1.0 ", "IDL:test/IOld:1", "IOld", "IDL:kom/IUnknown:1.1",
           "IDL:kom/iUnknown:1.0", "IDL:kom/IObjectFactory:1.0", "", static_cast<const char*>(nullptr)}) {
-        IUnknown* tFace = tObject.get();
-        EXPECT_EQ(tObject->queryInterface(tIid, &tFace), 0x80004002u) << (tIid ? tIid : "null");
-        EXPECT_EQ(tFace, nullptr);
+        IUnknown* tInterface = tObject.get();
+        EXPECT_EQ(tObject->queryInterface(tIid, &tInterface), 0x80004002u) << (tIid ? tIid : "null");
+        EXPECT_EQ(tInterface, nullptr);
         EXPECT_EQ(tObject->count(), 1u);
     }
 }
@@ -185,17 +185,17 @@ TEST(ImplementsTest, refusesComInGoodOrder)
     const auto tObject = retain(new Rich);
     const unsigned char tUnknownGuid[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
     const void* tQuestions[] = {tUnknownGuid, IUnknown::IID, INew::IID, nullptr};
-    for (IUnknown* tFace : {static_cast<IUnknown*>(static_cast<INew*>(tObject.get())),
-                            static_cast<IUnknown*>(static_cast<ISide*>(tObject.get()))}) {
+    for (IUnknown* tInterface : {static_cast<IUnknown*>(static_cast<INew*>(tObject.get())),
+                                 static_cast<IUnknown*>(static_cast<ISide*>(tObject.get()))}) {
         for (const void* tQuestion : tQuestions) {
-            void* tOut = tFace;
-            EXPECT_EQ(tFace->QueryInterface(tQuestion, &tOut), 0x80004002u);
+            void* tOut = tInterface;
+            EXPECT_EQ(tInterface->QueryInterface(tQuestion, &tOut), 0x80004002u);
             EXPECT_EQ(tOut, nullptr);
         }
-        EXPECT_EQ(tFace->AddRef(), 2u);
-        EXPECT_EQ(tFace->addRef(), 3u) << "one count for all";
-        EXPECT_EQ(tFace->Release(), 2u);
-        EXPECT_EQ(tFace->release(), 1u);
+        EXPECT_EQ(tInterface->AddRef(), 2u);
+        EXPECT_EQ(tInterface->addRef(), 3u) << "one count for all";
+        EXPECT_EQ(tInterface->Release(), 2u);
+        EXPECT_EQ(tInterface->release(), 1u);
     }
 }
 

@@ -233,9 +233,10 @@ uint32_t komCreateInstance(const char* pClassId, const char* pIid, kom::IUnknown
     if (!pOut) return E_INVALIDARG;
     *pOut = nullptr;
     ModuleUse tUse; // outlives the factory
-    kom::IUnknown* tFace = nullptr;
-    if (auto tRes = getFactory(pClassId, kom::IObjectFactory::IID, &tFace, tUse); KFAILED(tRes)) return tRes;
-    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
+    kom::IUnknown* tInterface = nullptr;
+    if (auto tRes = getFactory(pClassId, kom::IObjectFactory::IID, &tInterface, tUse); KFAILED(tRes))
+        return tRes;
+    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tInterface));
     return tFactory->createInstance(nullptr, pIid, pOut);
 }
 

@@ -57,16 +57,16 @@ TEST_F(LoaderTest, returnsWhyThereIsNoFactory)
 TEST_F(LoaderTest, handsOutFactories)
 {
     Ref<IObjectFactory> tFactory;
-    IUnknown* tFace = nullptr;
-    ASSERT_EQ(komGetObjectFactory(CLASS_A_THING, IObjectFactory::IID, &tFace), 0u);
-    tFactory = adopt(static_cast<IObjectFactory*>(tFace));
+    IUnknown* tInterface = nullptr;
+    ASSERT_EQ(komGetObjectFactory(CLASS_A_THING, IObjectFactory::IID, &tInterface), 0u);
+    tFactory = adopt(static_cast<IObjectFactory*>(tInterface));
     EXPECT_EQ(unload(), 0u) << "a factory lives";
-    ASSERT_EQ(tFactory->createInstance(nullptr, ITestThing::IID, &tFace), 0u);
-    EXPECT_EQ(tFace->release(), 0u);
-    EXPECT_EQ(komGetObjectFactory(CLASS_A_THING, ITestThing::IID, &tFace), E_NOINTERFACE);
-    EXPECT_EQ(tFace, nullptr);
-    EXPECT_EQ(komCreateInstance(CLASS_A_THING, "IDL:kom/test/ITestThing:1.1", &tFace), E_NOINTERFACE);
-    EXPECT_EQ(tFace, nullptr);
+    ASSERT_EQ(tFactory->createInstance(nullptr, ITestThing::IID, &tInterface), 0u);
+    EXPECT_EQ(tInterface->release(), 0u);
+    EXPECT_EQ(komGetObjectFactory(CLASS_A_THING, ITestThing::IID, &tInterface), E_NOINTERFACE);
+    EXPECT_EQ(tInterface, nullptr);
+    EXPECT_EQ(komCreateInstance(CLASS_A_THING, "IDL:kom/test/ITestThing:1.1", &tInterface), E_NOINTERFACE);
+    EXPECT_EQ(tInterface, nullptr);
 }
 
 TEST_F(LoaderTest, makesObjectsOfTheirModules)

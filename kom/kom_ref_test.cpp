@@ -176,13 +176,13 @@ TEST_F(RefTest, isEmptyWhenTheObjectGoes)
 TEST_F(RefTest, lendsItsPointerToAResult)
 {
     const auto tObject = retain(new Object("a"));
-    Ref<IUnknown> tFace = Ref<IBase>(retain(new Object("old")));
+    Ref<IUnknown> tInterface = Ref<IBase>(retain(new Object("old")));
     gEvents.clear();
-    IUnknown** tOut = tFace.out();
+    IUnknown** tOut = tInterface.out();
     EXPECT_EQ(gEvents, (Events{"-old", "~old"})) << "what was held goes first";
     EXPECT_EQ(*tOut, nullptr);
     EXPECT_EQ(tObject->queryInterface(IBase::IID, tOut), 0u);
-    EXPECT_TRUE(tFace);
+    EXPECT_TRUE(tInterface);
     EXPECT_EQ(tObject->count(), 2u);
 }
 
@@ -195,12 +195,12 @@ TEST_F(RefTest, detachesItsReference)
     EXPECT_EQ(tObject->release(), 0u);
 }
 
-TEST_F(RefTest, queriesAnotherFace)
+TEST_F(RefTest, queriesAnotherInterface)
 {
     const auto tObject = retain(new Object("a"));
-    const Ref<IOther> tFace = tObject.query<IOther>();
-    ASSERT_TRUE(tFace);
-    EXPECT_EQ(tFace.get(), static_cast<IOther*>(tObject.get()));
+    const Ref<IOther> tInterface = tObject.query<IOther>();
+    ASSERT_TRUE(tInterface);
+    EXPECT_EQ(tInterface.get(), static_cast<IOther*>(tObject.get()));
     EXPECT_EQ(tObject->count(), 2u);
 
     Ref<IObjectFactory> tMissing = tObject.query<IObjectFactory>();
@@ -209,7 +209,7 @@ TEST_F(RefTest, queriesAnotherFace)
     EXPECT_EQ(tObject->count(), 2u);
 
     Ref<IBase> tBase;
-    EXPECT_EQ(tFace.query(tBase), 0u);
+    EXPECT_EQ(tInterface.query(tBase), 0u);
     EXPECT_EQ(tBase.get(), static_cast<IBase*>(tObject.get()));
     EXPECT_EQ(queryInterface(tObject.get(), tBase), 0u) << "what it held before is given back";
     EXPECT_EQ(tObject->count(), 3u);

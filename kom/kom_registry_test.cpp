@@ -329,11 +329,11 @@ TEST_F(RegistryTest, tellsRegistriesOfOneSizeAndTimeApart)
     for (const auto& tFile : {mPath, tOther})
         std::filesystem::last_write_time(tFile, tTime);
     for (int i = 0; i < 2; ++i) {
-        kom::IUnknown* tFace = nullptr;
+        kom::IUnknown* tInterface = nullptr;
         komSetClassRegistry(mPath.c_str());
-        EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), "IDL:x:1.0", &tFace), KPR_E_NOT_A_DSO);
+        EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), "IDL:x:1.0", &tInterface), KPR_E_NOT_A_DSO);
         komSetClassRegistry(tOther.c_str());
-        EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), "IDL:x:1.0", &tFace), KPR_E_NOT_FOUND);
+        EXPECT_EQ(komGetObjectFactory(classId(1).c_str(), "IDL:x:1.0", &tInterface), KPR_E_NOT_FOUND);
     }
 }
 

@@ -111,20 +111,20 @@ TEST_F(CloseHook, ReturnsItsIdentities)
 {
     const auto tHook = make(1);
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IAppCloseHook:1.0"}) {
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(tHook->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, tHook.get());
-        EXPECT_EQ(tFace->release(), 2u);
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(tHook->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, tHook.get());
+        EXPECT_EQ(tInterface->release(), 2u);
     }
     for (const char* tIid :
          {"IDL:vel/kos/fw/IAppCloseHook:1.1", "IDL:vel/kos/fw/iappclosehook:1.0", "", "IDL:x:1.0"}) {
-        kom::IUnknown* tFace = tHook.get();
-        EXPECT_EQ(tHook->queryInterface(tIid, &tFace), E_NOINTERFACE);
-        EXPECT_EQ(tFace, nullptr);
+        kom::IUnknown* tInterface = tHook.get();
+        EXPECT_EQ(tHook->queryInterface(tIid, &tInterface), E_NOINTERFACE);
+        EXPECT_EQ(tInterface, nullptr);
     }
-    kom::IUnknown* tFace = tHook.get();
-    EXPECT_EQ(tHook->queryInterface(nullptr, &tFace), E_NOINTERFACE);
-    EXPECT_EQ(tFace, nullptr);
+    kom::IUnknown* tInterface = tHook.get();
+    EXPECT_EQ(tHook->queryInterface(nullptr, &tInterface), E_NOINTERFACE);
+    EXPECT_EQ(tInterface, nullptr);
     EXPECT_STREQ(tHook->getInterfaceId(), "IDL:vel/kos/fw/IAppCloseHook:1.0");
 
     void* tCom = this;
@@ -185,9 +185,9 @@ public:
 
     uint32_t addCloseHook(fw::IAppCloseHook* pHook, int32_t) override
     {
-        kom::Ref<kom::IUnknown> tFace;
-        mAnswer = kom::queryInterface(pHook, tFace);
-        tFace.reset();
+        kom::Ref<kom::IUnknown> tInterface;
+        mAnswer = kom::queryInterface(pHook, tInterface);
+        tInterface.reset();
         return 0;
     }
     uint32_t removeCloseHook(fw::IAppCloseHook*) override { return 0; }

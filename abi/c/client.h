@@ -38,17 +38,17 @@ void demandSlots(const char* pInterface, size_t pTableSize);
 
 /// Calls the slots that every interface begins with. pIid leads to the interface itself, pOwnIid is what it
 /// calls itself. The calls count for the interface named.
-void checkUnknown(void* pFace, const char* pInterface, const char* pIid, const char* pOwnIid);
-#define UNKNOWN(pInterface, pFace) checkUnknown((pFace), #pInterface, IID_##pInterface, IID_##pInterface)
+void checkUnknown(void* pObject, const char* pInterface, const char* pIid, const char* pOwnIid);
+#define UNKNOWN(pInterface, pObject) checkUnknown((pObject), #pInterface, IID_##pInterface, IID_##pInterface)
 
 /// Begins a class, checks its factory, and makes an object. The caller owns the interface.
 void* makeObject(const char* pClass, const char* pClassId, const char* pIid, bool pSingleton);
 
 /// Another interface of an object, which has to have it; the caller owns it.
-void* face(void* pFace, const char* pIid);
+void* interfaceOf(void* pObject, const char* pIid);
 /// Takes, or gives back, a reference; returns the new count.
-uint32_t retain(void* pFace);
-uint32_t release(void* pFace);
+uint32_t retain(void* pObject);
+uint32_t release(void* pObject);
 
 /// The parts.
 void driveEventDispatcher(void);

@@ -5,14 +5,14 @@
 #include "client_host.h"
 
 typedef struct Event {
-    IEvent face;
+    IEvent base;
     uint32_t references;
     const char* type;
     bool consumed;
 } Event;
 
 typedef struct Consumer {
-    IEventConsumer face;
+    IEventConsumer base;
     uint32_t references;
     bool consumes;
     uint32_t handled;
@@ -101,31 +101,31 @@ void driveEventDispatcher(void)
     Consumer tAll = {{&CONSUMER}, 1, false, 0, 0, NULL}, tTyped = tAll;
     const uint32_t tHostBefore = (host(), hostReferences());
 
-    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.face), E_WRONG_STATE);
+    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.base), E_WRONG_STATE);
     CODE(DISPATCH(init)(tDispatcher, NULL), E_INVALIDARG);
     CODE(DISPATCH(init)(tDispatcher, host()), 0);
     CODE(DISPATCH(init)(tDispatcher, host()), E_WRONG_STATE);
     CHECK(hostReferences() == tHostBefore + 1);
 
     // At once: to the consumers of all types first, and only until the event is consumed.
-    CODE(DISPATCH(addConsumerForType)(tDispatcher, "greeting", &tTyped.face), 0);
-    CODE(DISPATCH(addConsumer)(tDispatcher, &tAll.face), 0);
+    CODE(DISPATCH(addConsumerForType)(tDispatcher, "greeting", &tTyped.base), 0);
+    CODE(DISPATCH(addConsumer)(tDispatcher, &tAll.base), 0);
     CHECK(tAll.references == 2 && tTyped.references == 2);
-    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.face), 0);
+    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.base), 0);
     CHECK(tAll.handled == 1 && tTyped.handled == 1 && tAll.order < tTyped.order);
-    CHECK(tAll.last == &tGreeting.face && tTyped.last == &tGreeting.face);
-    CODE(DISPATCH(sendEvent)(tDispatcher, &tOther.face), 0);
+    CHECK(tAll.last == &tGreeting.base && tTyped.last == &tGreeting.base);
+    CODE(DISPATCH(sendEvent)(tDispatcher, &tOther.base), 0);
     CHECK(tAll.handled == 2 && tTyped.handled == 1);
     tAll.consumes = true;
-    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.face), 0);
+    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.base), 0);
     CHECK(tAll.handled == 3 && tTyped.handled == 1);
-    CODE(DISPATCH(removeConsumer)(tDispatcher, &tAll.face), 0);
+    CODE(DISPATCH(removeConsumer)(tDispatcher, &tAll.base), 0);
     CHECK(tAll.references == 1);
 
     // When the application is idle: in one run of one callout.
     tGreeting.consumed = false;
-    CODE(DISPATCH(postEvent)(tDispatcher, &tGreeting.face), 0);
-    CODE(DISPATCH(postEvent)(tDispatcher, &tGreeting.face), 0);
+    CODE(DISPATCH(postEvent)(tDispatcher, &tGreeting.base), 0);
+    CODE(DISPATCH(postEvent)(tDispatcher, &tGreeting.base), 0);
     CHECK(tGreeting.references == 3 && tTyped.handled == 1);
     IIdleCallout* tCallout = takeCallout();
     if (!CHECK(tCallout != NULL)) return;
@@ -134,8 +134,8 @@ void driveEventDispatcher(void)
     CODE(SLOT(IIdleCallout, tCallout, onIdle)(tCallout, &tAgain), 0);
     CHECK(tAgain == 0 && tTyped.handled == 3 && tGreeting.references == 1);
 
-    CODE(DISPATCH(removeConsumerForType)(tDispatcher, "greeting", &tTyped.face), 0);
-    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.face), 0);
+    CODE(DISPATCH(removeConsumerForType)(tDispatcher, "greeting", &tTyped.base), 0);
+    CODE(DISPATCH(sendEvent)(tDispatcher, &tGreeting.base), 0);
     CHECK(tTyped.handled == 3 && tTyped.references == 1);
 
     CODE(DISPATCH(postEvent)(tDispatcher, NULL), E_INVALIDARG);

@@ -3,25 +3,25 @@
 
 #include "client.h"
 
-uint32_t retain(void* pFace) { return ((IUnknown*)pFace)->slots->addRef(pFace); }
+uint32_t retain(void* pObject) { return ((IUnknown*)pObject)->slots->addRef(pObject); }
 
-uint32_t release(void* pFace) { return ((IUnknown*)pFace)->slots->release(pFace); }
+uint32_t release(void* pObject) { return ((IUnknown*)pObject)->slots->release(pObject); }
 
-void* face(void* pFace, const char* pIid)
+void* interfaceOf(void* pObject, const char* pIid)
 {
-    IUnknown* tFace = NULL;
-    CODE(((IUnknown*)pFace)->slots->queryInterface(pFace, pIid, &tFace), 0);
-    CHECK(tFace != NULL);
-    return tFace;
+    IUnknown* tInterface = NULL;
+    CODE(((IUnknown*)pObject)->slots->queryInterface(pObject, pIid, &tInterface), 0);
+    CHECK(tInterface != NULL);
+    return tInterface;
 }
 
 /// A slot of IUnknown, called for the interface at hand.
 #define OF(pOperation)                                                                                       \
     (note(pInterface, offsetof(struct IUnknownSlots, pOperation)), tUnknown->slots->pOperation)
 
-void checkUnknown(void* pFace, const char* pInterface, const char* pIid, const char* pOwnIid)
+void checkUnknown(void* pObject, const char* pInterface, const char* pIid, const char* pOwnIid)
 {
-    IUnknown* tUnknown = pFace;
+    IUnknown* tUnknown = pObject;
     const uint32_t tCount = OF(addRef)(tUnknown);
     CHECK(OF(release)(tUnknown) == tCount - 1);
     CHECK(OF(AddRef)(tUnknown) == tCount);
@@ -31,18 +31,18 @@ void checkUnknown(void* pFace, const char* pInterface, const char* pIid, const c
     CODE(OF(QueryInterface)(tUnknown, "a COM identity", &tNothing), E_NOINTERFACE);
     CHECK(tNothing == NULL);
 
-    IUnknown* tFace = NULL;
-    CODE(OF(queryInterface)(tUnknown, pIid, &tFace), 0);
-    if (CHECK((void*)tFace == pFace)) CHECK(release(tFace) == tCount - 1);
+    IUnknown* tSame = NULL;
+    CODE(OF(queryInterface)(tUnknown, pIid, &tSame), 0);
+    if (CHECK((void*)tSame == pObject)) CHECK(release(tSame) == tCount - 1);
     IUnknown* tBase = NULL;
     CODE(OF(queryInterface)(tUnknown, IID_IUnknown, &tBase), 0);
     CODE(komSameObject(tBase, tUnknown), 0);
     if (CHECK(tBase != NULL)) CHECK(release(tBase) == tCount - 1);
     for (int i = 0; i < 2; ++i) {
-        tFace = tUnknown;
-        CODE(OF(queryInterface)(tUnknown, i ? "IDL:kom/IUnknown:1.1" : "idl:kom/iunknown:1.0", &tFace),
+        tSame = tUnknown;
+        CODE(OF(queryInterface)(tUnknown, i ? "IDL:kom/IUnknown:1.1" : "idl:kom/iunknown:1.0", &tSame),
              E_NOINTERFACE);
-        CHECK(tFace == NULL);
+        CHECK(tSame == NULL);
     }
     CHECK(strcmp(OF(getInterfaceId)(tUnknown), pOwnIid) == 0);
 }

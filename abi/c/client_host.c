@@ -8,7 +8,7 @@ enum { SLOTS = sizeof(struct IApplication5Slots) / sizeof(void*) };
 
 // The cache's cleaner thread logs, so counts are atomic.
 static struct {
-    IApplication5 face;
+    IApplication5 base;
     atomic_uint references;
     atomic_uint calls[SLOTS];
     IIdleCallout* callout;
@@ -18,13 +18,13 @@ static struct {
 
 #define CALLED(pOperation) ++sHost.calls[offsetof(struct IApplication5Slots, pOperation) / sizeof(void*)]
 
-uint32_t findInterface(void* pFace, const char* const* pIdentities, const char* pIid, IUnknown** pOut)
+uint32_t findInterface(void* pObject, const char* const* pIdentities, const char* pIid, IUnknown** pOut)
 {
     *pOut = NULL;
     for (; *pIdentities; ++pIdentities)
         if (komCompareIID(pIid, *pIdentities) == 0) {
-            *pOut = pFace;
-            retain(pFace);
+            *pOut = pObject;
+            retain(pObject);
             return 0;
         }
     return E_NOINTERFACE;
@@ -221,11 +221,11 @@ IApplication* host(void)
         isClosing,       wakeUp,          runIdleCallouts,  addIdleCallout,  getUserAppDir, getTempDir,
         addCloseHook,    removeCloseHook, getSettingsName,  getSettingsFile, getProperty,   isPropertyTrue,
         isPropertyFalse};
-    if (!sHost.face.slots) {
-        sHost.face.slots = &SLOTS_OF_HOST;
+    if (!sHost.base.slots) {
+        sHost.base.slots = &SLOTS_OF_HOST;
         sHost.references = 1;
     }
-    return (IApplication*)&sHost.face;
+    return (IApplication*)&sHost.base;
 }
 
 uint32_t hostReferences(void) { return sHost.references; }

@@ -20,4 +20,4 @@ IAppCloseHook* takeHook(int32_t* pOrder);
 void checkHost(void);
 
 /// The queryInterface of an object of the client's: one of the identities of a list that ends with null.
-uint32_t findInterface(void* pFace, const char* const* pIdentities, const char* pIid, IUnknown** pOut);
+uint32_t findInterface(void* pObject, const char* const* pIdentities, const char* pIid, IUnknown** pOut);

@@ -90,10 +90,10 @@ void driveUserData(void)
 {
     IUserData* tUser = makeObject("RegDbUserData", CLASS_USER_DATA, IID_IUserData, true);
     UNKNOWN(IUserData, tUser);
-    IRegDbUserData* tStore = face(tUser, IID_IRegDbUserData);
+    IRegDbUserData* tStore = interfaceOf(tUser, IID_IRegDbUserData);
     UNKNOWN(IRegDbUserData, tStore);
-    IAddressData2* tAddress = face(tUser, IID_IAddressData2);
-    IAddressData* tOldAddress = face(tUser, IID_IAddressData);
+    IAddressData2* tAddress = interfaceOf(tUser, IID_IAddressData2);
+    IAddressData* tOldAddress = interfaceOf(tUser, IID_IAddressData);
     CHECK((void*)tAddress == (void*)tOldAddress);
 
     uint32_t tAnswer = 9;
@@ -128,7 +128,7 @@ void driveSendMailConfig(void)
     ISendMailConfig* tMail =
         makeObject("RegDbSendMailConfig", CLASS_SEND_MAIL_CONFIG, IID_ISendMailConfig, true);
     UNKNOWN(ISendMailConfig, tMail);
-    IRegDbSendMailConfig* tStore = face(tMail, IID_IRegDbSendMailConfig);
+    IRegDbSendMailConfig* tStore = interfaceOf(tMail, IID_IRegDbSendMailConfig);
     UNKNOWN(IRegDbSendMailConfig, tStore);
     uint32_t tAnswer = 9;
     CODE(SLOT(IRegDbSendMailConfig, tStore, isInitialized)(tStore, &tAnswer), 0);

@@ -61,40 +61,40 @@ void checkCode(uint32_t pCode, uint32_t pExpected, const char* pText, int pLine)
 #define CODE(pExpression, pExpected) checkCode((pExpression), (pExpected), #pExpression, __LINE__)
 
 /// What every interface begins with.
-template <class TFace>
-void checkUnknown(TFace* pFace)
+template <class TInterface>
+void checkUnknown(TInterface* pInterface)
 {
-    const uint32_t tCount = pFace->addRef();
-    CHECK(pFace->AddRef() == tCount + 1);
-    CHECK(pFace->Release() == tCount);
-    CHECK(pFace->release() == tCount - 1);
+    const uint32_t tCount = pInterface->addRef();
+    CHECK(pInterface->AddRef() == tCount + 1);
+    CHECK(pInterface->Release() == tCount);
+    CHECK(pInterface->release() == tCount - 1);
     void* tNothing = &tNothing;
-    CODE(pFace->QueryInterface("a COM identity", &tNothing), E_NOINTERFACE);
+    CODE(pInterface->QueryInterface("a COM identity", &tNothing), E_NOINTERFACE);
     CHECK(!tNothing);
-    kom::Ref<kom::IUnknown> tFace;
-    CODE(pFace->queryInterface(TFace::IID, tFace.out()), 0);
-    CHECK(tFace.get() == pFace);
-    CODE(pFace->queryInterface("IDL:kom/IUnknown:1.1", tFace.out()), E_NOINTERFACE);
-    CHECK(!tFace);
-    CHECK(equal(pFace->getInterfaceId(), TFace::IID));
+    kom::Ref<kom::IUnknown> tInterface;
+    CODE(pInterface->queryInterface(TInterface::IID, tInterface.out()), 0);
+    CHECK(tInterface.get() == pInterface);
+    CODE(pInterface->queryInterface("IDL:kom/IUnknown:1.1", tInterface.out()), E_NOINTERFACE);
+    CHECK(!tInterface);
+    CHECK(equal(pInterface->getInterfaceId(), TInterface::IID));
 }
 
 /// Begins a class, checks its factory, and makes an object.
-template <class TFace>
-kom::Ref<TFace> make(const char* pClass, const char* pClassId)
+template <class TInterface>
+kom::Ref<TInterface> make(const char* pClass, const char* pClassId)
 {
     begin(pClass);
-    kom::IUnknown* tFace = nullptr;
-    CODE(komGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tFace), 0);
-    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
+    kom::IUnknown* tInterface = nullptr;
+    CODE(komGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tInterface), 0);
+    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tInterface));
     checkUnknown(tFactory.get());
     CODE(tFactory->lockServer(), 0);
-    CODE(tFactory->createInstance(tFace, TFace::IID, &tFace), KOM_E_NOAGGREGATION);
-    CHECK(!tFace);
-    CODE(tFactory->createInstance(nullptr, kom::IObjectFactory::IID, &tFace), E_NOINTERFACE);
-    CHECK(!tFace);
-    CODE(tFactory->createInstance(nullptr, TFace::IID, &tFace), 0);
-    auto tObject = kom::adopt(static_cast<TFace*>(tFace));
+    CODE(tFactory->createInstance(tInterface, TInterface::IID, &tInterface), KOM_E_NOAGGREGATION);
+    CHECK(!tInterface);
+    CODE(tFactory->createInstance(nullptr, kom::IObjectFactory::IID, &tInterface), E_NOINTERFACE);
+    CHECK(!tInterface);
+    CODE(tFactory->createInstance(nullptr, TInterface::IID, &tInterface), 0);
+    auto tObject = kom::adopt(static_cast<TInterface*>(tInterface));
     checkUnknown(tObject.get());
     return tObject;
 }

@@ -17,21 +17,22 @@ namespace client {
 using namespace vel::kos;
 
 /// Whether an identity names an interface or one that it extends.
-template <class TFace>
+template <class TInterface>
 bool matches(const char* pIid)
 {
-    if (komCompareIID(pIid, TFace::IID) == 0) return true;
-    if constexpr (requires { typename TFace::Parent; }) return matches<typename TFace::Parent>(pIid);
+    if (komCompareIID(pIid, TInterface::IID) == 0) return true;
+    if constexpr (requires { typename TInterface::Parent; })
+        return matches<typename TInterface::Parent>(pIid);
     return false;
 }
 
 /// Counts and identities of an object that nobody destroys by releasing it. The creator has one reference.
-template <class TFace>
-class Resident : public kom::Adapter<TFace> {
+template <class TInterface>
+class Resident : public kom::Adapter<TInterface> {
 public:
     uint32_t queryInterface(const char* pIid, kom::IUnknown** pOut) override
     {
-        *pOut = matches<TFace>(pIid) ? this : nullptr;
+        *pOut = matches<TInterface>(pIid) ? this : nullptr;
         if (!*pOut) return E_NOINTERFACE;
         addRef();
         return 0;

@@ -20,14 +20,14 @@ const char* const NEXT_VERSION_IID = "IDL:vel/kos/fw/IFileSystemCache:1.1";
 TEST_F(FSCacheTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IFileSystemCache:1.0"}) {
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(mCache->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, mCache->unknown());
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(mCache->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, mCache->unknown());
         EXPECT_EQ(mCache->release(), 1u);
     }
-    kom::IUnknown* tFace = mCache->unknown();
-    EXPECT_EQ(mCache->queryInterface(NEXT_VERSION_IID, &tFace), 0x80004002u);
-    EXPECT_EQ(tFace, nullptr);
+    kom::IUnknown* tInterface = mCache->unknown();
+    EXPECT_EQ(mCache->queryInterface(NEXT_VERSION_IID, &tInterface), 0x80004002u);
+    EXPECT_EQ(tInterface, nullptr);
     EXPECT_STREQ(mCache->getInterfaceId(), "IDL:vel/kos/fw/IFileSystemCache:1.0");
 }
 

@@ -14,16 +14,16 @@ namespace {
 TEST_F(EventDispatcherTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IEventDispatcher:1.0"}) {
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(mDispatcher->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, mDispatcher.get());
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(mDispatcher->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, mDispatcher.get());
         EXPECT_EQ(mDispatcher->release(), 1u);
     }
     for (const char* tIid : {"IDL:vel/kos/fw/IEventDispatcher:1.1", "IDL:vel/kos/fw/ieventdispatcher:1.0",
                              "IDL:vel/kos/fw/IIdleCallout:1.0", ""}) {
-        kom::IUnknown* tFace = mApp.get();
-        EXPECT_EQ(mDispatcher->queryInterface(tIid, &tFace), 0x80004002u);
-        EXPECT_EQ(tFace, nullptr);
+        kom::IUnknown* tInterface = mApp.get();
+        EXPECT_EQ(mDispatcher->queryInterface(tIid, &tInterface), 0x80004002u);
+        EXPECT_EQ(tInterface, nullptr);
     }
     EXPECT_STREQ(mDispatcher->getInterfaceId(), "IDL:vel/kos/fw/IEventDispatcher:1.0");
     void* tCom = this;
@@ -340,14 +340,14 @@ TEST_F(EventDispatcherTest, returnsTheCalloutsIdentities)
     const auto tDispatcher = kom::retain(new EventDispatcher);
     const auto tCallout = kom::retain(new EventDispatcher::IdleCallout(tDispatcher.get()));
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IIdleCallout:1.0"}) {
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(tCallout->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, tCallout.get());
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(tCallout->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, tCallout.get());
         EXPECT_EQ(tCallout->release(), 1u);
     }
-    kom::IUnknown* tFace = mApp.get();
-    EXPECT_EQ(tCallout->queryInterface("IDL:vel/kos/fw/IEventDispatcher:1.0", &tFace), E_NOINTERFACE);
-    EXPECT_EQ(tFace, nullptr);
+    kom::IUnknown* tInterface = mApp.get();
+    EXPECT_EQ(tCallout->queryInterface("IDL:vel/kos/fw/IEventDispatcher:1.0", &tInterface), E_NOINTERFACE);
+    EXPECT_EQ(tInterface, nullptr);
     EXPECT_STREQ(tCallout->getInterfaceId(), "IDL:vel/kos/fw/IIdleCallout:1.0");
 }
 

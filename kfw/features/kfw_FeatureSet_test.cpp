@@ -72,14 +72,14 @@ protected:
 TEST_F(FeatureSetTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IFeatureSet:1.0"}) {
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(mSet->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, mSet.get());
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(mSet->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, mSet.get());
         EXPECT_EQ(mSet->release(), 1u);
     }
-    kom::IUnknown* tFace = mApp.get();
-    EXPECT_EQ(mSet->queryInterface("IDL:vel/kos/fw/IFeatureSet:1.1", &tFace), 0x80004002u);
-    EXPECT_EQ(tFace, nullptr);
+    kom::IUnknown* tInterface = mApp.get();
+    EXPECT_EQ(mSet->queryInterface("IDL:vel/kos/fw/IFeatureSet:1.1", &tInterface), 0x80004002u);
+    EXPECT_EQ(tInterface, nullptr);
     EXPECT_STREQ(mSet->getInterfaceId(), "IDL:vel/kos/fw/IFeatureSet:1.0");
     EXPECT_NE(test::makeObject<IFeatureSet>(CLASS_FEATURE_SET), mSet);
 }

@@ -56,14 +56,14 @@ TYPED_TEST_SUITE(FactoryTest, Factories);
 TYPED_TEST(FactoryTest, returnsItsIdentities)
 {
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:kom/IObjectFactory:1.0"}) {
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(this->mFactory->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, this->mFactory->unknown());
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(this->mFactory->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, this->mFactory->unknown());
         EXPECT_EQ(this->mFactory->release(), 1u);
     }
-    auto* tFace = this->mFactory->unknown();
-    EXPECT_EQ(this->mFactory->queryInterface("IDL:vel/kos/fw/IIdleCallout:1.0", &tFace), E_NOINTERFACE);
-    EXPECT_EQ(tFace, nullptr);
+    auto* tInterface = this->mFactory->unknown();
+    EXPECT_EQ(this->mFactory->queryInterface("IDL:vel/kos/fw/IIdleCallout:1.0", &tInterface), E_NOINTERFACE);
+    EXPECT_EQ(tInterface, nullptr);
     EXPECT_STREQ(this->mFactory->getInterfaceId(), "IDL:kom/IObjectFactory:1.0");
     EXPECT_EQ(this->mFactory->lockServer(), 0u);
 }

@@ -40,7 +40,7 @@ protected:
     ReleaseDeathTest() { testing::FLAGS_gtest_death_test_style = "threadsafe"; }
 
     /// The object as a user has it.
-    kom::IUnknown* face() const
+    kom::IUnknown* object() const
     {
         if constexpr (requires { mObject->unknown(); })
             return mObject->unknown();
@@ -64,12 +64,12 @@ TYPED_TEST_SUITE(ReleaseDeathTest, Classes);
 
 TYPED_TEST(ReleaseDeathTest, stopsTheProcessAtAReleaseTooMany)
 {
-    EXPECT_EXIT(this->face()->release(), ABORTED, "");
+    EXPECT_EXIT(this->object()->release(), ABORTED, "");
 }
 
 TYPED_TEST(ReleaseDeathTest, stopsItThroughTheSlotOfTheOtherLayoutAsWell)
 {
-    EXPECT_EXIT(this->face()->Release(), ABORTED, "");
+    EXPECT_EXIT(this->object()->Release(), ABORTED, "");
 }
 
 } // namespace

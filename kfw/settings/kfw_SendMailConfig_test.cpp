@@ -65,18 +65,18 @@ protected:
         fresh();
         ASSERT_EQ(mConfig->init(mApp.get()), 0u);
     }
-    fw::ISendMailConfig* face() { return mConfig.get(); }
+    fw::ISendMailConfig* config() { return mConfig.get(); }
     std::string value(const TextAccessors& pField)
     {
         kom::HeapString tText;
-        EXPECT_EQ((face()->*pField.get)(tText.out()), 0u) << pField.field;
+        EXPECT_EQ((config()->*pField.get)(tText.out()), 0u) << pField.field;
         EXPECT_FALSE(tText.isNull());
         return tText.c_str();
     }
     uint32_t value(const BoolAccessors& pField)
     {
         uint32_t tValue = 7;
-        EXPECT_EQ((face()->*pField.get)(&tValue), 0u) << pField.field;
+        EXPECT_EQ((config()->*pField.get)(&tValue), 0u) << pField.field;
         return tValue;
     }
     bool isModifiable()
@@ -97,9 +97,9 @@ protected:
     {
         EXPECT_FALSE(isModifiable());
         for (const auto& tField : TEXTS)
-            EXPECT_EQ((face()->*tField.set)("x"), 0x80000100u) << tField.field;
+            EXPECT_EQ((config()->*tField.set)("x"), 0x80000100u) << tField.field;
         for (const auto& tField : BOOLS)
-            EXPECT_EQ((face()->*tField.set)(1), 0x80000100u) << tField.field;
+            EXPECT_EQ((config()->*tField.set)(1), 0x80000100u) << tField.field;
     }
 
     test::LeakCheck mLeaks;
@@ -112,24 +112,24 @@ TEST_F(SendMailConfigTest, returnsItsIdentities)
 {
     const struct {
         const char* asked;
-        const char* face;
-    } tFaces[] = {
+        const char* identity;
+    } tInterfaces[] = {
         {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/ISendMailConfig:1.0"},
         {"IDL:vel/kos/fw/ISendMailConfig:1.0", "IDL:vel/kos/fw/ISendMailConfig:1.0"},
         {"IDL:vel/kos/fw/IRegDbSendMailConfig:1.0", "IDL:vel/kos/fw/IRegDbSendMailConfig:1.0"},
     };
-    for (const auto& tFirst : tFaces) {
-        kom::Ref<kom::IUnknown> tFace;
-        ASSERT_EQ(mConfig->queryInterface(tFirst.asked, tFace.out()), 0u);
-        EXPECT_STREQ(tFace->getInterfaceId(), tFirst.face);
-        for (const auto& tSecond : tFaces) {
+    for (const auto& tFirst : tInterfaces) {
+        kom::Ref<kom::IUnknown> tInterface;
+        ASSERT_EQ(mConfig->queryInterface(tFirst.asked, tInterface.out()), 0u);
+        EXPECT_STREQ(tInterface->getInterfaceId(), tFirst.identity);
+        for (const auto& tSecond : tInterfaces) {
             kom::Ref<kom::IUnknown> tOther;
-            EXPECT_EQ(tFace->queryInterface(tSecond.asked, tOther.out()), 0u);
-            EXPECT_STREQ(tOther->getInterfaceId(), tSecond.face);
+            EXPECT_EQ(tInterface->queryInterface(tSecond.asked, tOther.out()), 0u);
+            EXPECT_STREQ(tOther->getInterfaceId(), tSecond.identity);
         }
         for (const char* tIid : {"IDL:vel/kos/fw/ISendMailConfig:1.1", "IDL:vel/kos/fw/IUserData:1.0"}) {
-            kom::IUnknown* tNone = tFace.get();
-            EXPECT_EQ(tFace->queryInterface(tIid, &tNone), E_NOINTERFACE);
+            kom::IUnknown* tNone = tInterface.get();
+            EXPECT_EQ(tInterface->queryInterface(tIid, &tNone), E_NOINTERFACE);
             EXPECT_EQ(tNone, nullptr);
         }
     }
@@ -140,12 +140,12 @@ TEST_F(SendMailConfigTest, returnsNothingBeforeInit)
     expectRefused();
     for (const auto& tField : TEXTS) {
         auto* tText = reinterpret_cast<char*>(this);
-        EXPECT_EQ((face()->*tField.get)(&tText), 0x80000100u);
+        EXPECT_EQ((config()->*tField.get)(&tText), 0x80000100u);
         EXPECT_EQ(tText, nullptr);
     }
     for (const auto& tField : BOOLS) {
         uint32_t tValue = 7;
-        EXPECT_EQ((face()->*tField.get)(&tValue), 0x80000100u);
+        EXPECT_EQ((config()->*tField.get)(&tValue), 0x80000100u);
         EXPECT_EQ(tValue, 0u) << tField.field;
     }
 }
@@ -170,9 +170,9 @@ TEST_F(SendMailConfigTest, refusesNullOutputs)
     EXPECT_EQ(mConfig->isModifiable(nullptr), E_INVALIDARG);
     EXPECT_EQ(mConfig->isInitialized(nullptr), E_INVALIDARG);
     for (const auto& tField : TEXTS)
-        EXPECT_EQ((face()->*tField.get)(nullptr), E_INVALIDARG);
+        EXPECT_EQ((config()->*tField.get)(nullptr), E_INVALIDARG);
     for (const auto& tField : BOOLS)
-        EXPECT_EQ((face()->*tField.get)(nullptr), E_INVALIDARG);
+        EXPECT_EQ((config()->*tField.get)(nullptr), E_INVALIDARG);
 }
 
 TEST_F(SendMailConfigTest, startsWithItsDefaultsAndWritesEveryValueWhenTheApplicationCloses)
@@ -193,9 +193,9 @@ TEST_F(SendMailConfigTest, keepsEveryValueUnderItsName)
 {
     start();
     for (const auto& tField : TEXTS)
-        EXPECT_EQ((face()->*tField.set)(tField.field), 0u);
+        EXPECT_EQ((config()->*tField.set)(tField.field), 0u);
     for (const auto& tField : BOOLS)
-        EXPECT_EQ((face()->*tField.set)(!tField.initially), 0u);
+        EXPECT_EQ((config()->*tField.set)(!tField.initially), 0u);
     mApp->close();
     EXPECT_EQ(mSettings.seenFromOutside("SendMailConfig"),
               (std::map<std::string, std::string>{{"MailSubject", "string:MailSubject"},
@@ -214,19 +214,19 @@ TEST_F(SendMailConfigTest, hasItsOperationsInTheirSlots)
 {
     start();
     uint32_t tValue = 7;
-    EXPECT_EQ(callSlot(face(), 1, &tValue), 0u);
+    EXPECT_EQ(callSlot(config(), 1, &tValue), 0u);
     EXPECT_EQ(tValue, 1u);
     for (const auto& tField : TEXTS)
-        EXPECT_EQ(callSlot(face(), tField.order, tField.field), 0u);
+        EXPECT_EQ(callSlot(config(), tField.order, tField.field), 0u);
     for (const auto& tField : BOOLS)
-        EXPECT_EQ(callSlot(face(), tField.order, 1u - tField.initially), 0u);
+        EXPECT_EQ(callSlot(config(), tField.order, 1u - tField.initially), 0u);
     for (const auto& tField : TEXTS) {
         kom::HeapString tText;
-        EXPECT_EQ(callSlot(face(), tField.order + 1, tText.out()), 0u);
+        EXPECT_EQ(callSlot(config(), tField.order + 1, tText.out()), 0u);
         EXPECT_STREQ(tText.c_str(), tField.field);
     }
     for (const auto& tField : BOOLS) {
-        EXPECT_EQ(callSlot(face(), tField.order + 1, &tValue), 0u);
+        EXPECT_EQ(callSlot(config(), tField.order + 1, &tValue), 0u);
         EXPECT_EQ(tValue, 1u - tField.initially);
     }
     kom::Ref<kom::IUnknown> tRegDb;
@@ -241,16 +241,16 @@ TEST_F(SendMailConfigTest, takesEveryNonZeroForTrueAndNullForEmpty)
     start();
     for (const auto& tField : BOOLS) {
         for (uint32_t tTrue : {2u, 1u, 0x100u, 0x80000000u}) {
-            EXPECT_EQ((face()->*tField.set)(0), 0u);
+            EXPECT_EQ((config()->*tField.set)(0), 0u);
             EXPECT_EQ(value(tField), 0u);
-            EXPECT_EQ((face()->*tField.set)(tTrue), 0u);
+            EXPECT_EQ((config()->*tField.set)(tTrue), 0u);
             EXPECT_EQ(value(tField), 1u) << tTrue;
         }
     }
     for (const auto& tField : TEXTS) {
-        EXPECT_EQ((face()->*tField.set)("\xFF text"), 0u);
+        EXPECT_EQ((config()->*tField.set)("\xFF text"), 0u);
         EXPECT_EQ(value(tField), "\xFF text");
-        EXPECT_EQ((face()->*tField.set)(nullptr), 0u);
+        EXPECT_EQ((config()->*tField.set)(nullptr), 0u);
         EXPECT_EQ(value(tField), "");
     }
 }

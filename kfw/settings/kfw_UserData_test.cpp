@@ -17,8 +17,8 @@ TEST_F(UserDataTest, returnsItsIdentities)
 {
     const struct {
         const char* asked;
-        const char* face;
-    } tFaces[] = {
+        const char* identity;
+    } tInterfaces[] = {
         {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/IUserData:1.0"},
         {"IDL:vel/kos/fw/IUserData:1.0", "IDL:vel/kos/fw/IUserData:1.0"},
         {"IDL:vel/kos/fw/IAddressData:1.0", "IDL:vel/kos/fw/IAddressData2:1.0"},
@@ -27,26 +27,26 @@ TEST_F(UserDataTest, returnsItsIdentities)
     };
     kom::Ref<kom::IUnknown> tUnknown;
     ASSERT_EQ(mAddress->queryInterface(kom::IUnknown::IID, tUnknown.out()), 0u);
-    for (const auto& tFirst : tFaces) {
-        kom::Ref<kom::IUnknown> tFace;
-        ASSERT_EQ(tUnknown->queryInterface(tFirst.asked, tFace.out()), 0u) << tFirst.asked;
-        EXPECT_STREQ(tFace->getInterfaceId(), tFirst.face);
-        EXPECT_EQ(tFace->addRef(), 5u);
-        EXPECT_EQ(tFace->release(), 4u) << "one reference for the caller";
-        EXPECT_EQ(komSameObject(tFace.get(), tUnknown.get()), 0u);
-        void* tCom = &tFace;
-        EXPECT_EQ(tFace->QueryInterface(tFirst.asked, &tCom), E_NOINTERFACE);
+    for (const auto& tFirst : tInterfaces) {
+        kom::Ref<kom::IUnknown> tInterface;
+        ASSERT_EQ(tUnknown->queryInterface(tFirst.asked, tInterface.out()), 0u) << tFirst.asked;
+        EXPECT_STREQ(tInterface->getInterfaceId(), tFirst.identity);
+        EXPECT_EQ(tInterface->addRef(), 5u);
+        EXPECT_EQ(tInterface->release(), 4u) << "one reference for the caller";
+        EXPECT_EQ(komSameObject(tInterface.get(), tUnknown.get()), 0u);
+        void* tCom = &tInterface;
+        EXPECT_EQ(tInterface->QueryInterface(tFirst.asked, &tCom), E_NOINTERFACE);
         EXPECT_EQ(tCom, nullptr);
-        for (const auto& tSecond : tFaces) {
+        for (const auto& tSecond : tInterfaces) {
             kom::Ref<kom::IUnknown> tOther;
-            EXPECT_EQ(tFace->queryInterface(tSecond.asked, tOther.out()), 0u)
-                << "from every face to every other";
-            EXPECT_STREQ(tOther->getInterfaceId(), tSecond.face);
+            EXPECT_EQ(tInterface->queryInterface(tSecond.asked, tOther.out()), 0u)
+                << "from every interface to every other";
+            EXPECT_STREQ(tOther->getInterfaceId(), tSecond.identity);
         }
         for (const char* tIid : {"IDL:vel/kos/fw/IUserData:1.1", "IDL:vel/kos/fw/iuserdata:1.0", "",
                                  static_cast<const char*>(nullptr)}) {
-            kom::IUnknown* tNone = tFace.get();
-            EXPECT_EQ(tFace->queryInterface(tIid, &tNone), E_NOINTERFACE);
+            kom::IUnknown* tNone = tInterface.get();
+            EXPECT_EQ(tInterface->queryInterface(tIid, &tNone), E_NOINTERFACE);
             EXPECT_EQ(tNone, nullptr);
         }
     }
@@ -146,17 +146,17 @@ TEST_F(UserDataTest, keepsEveryFieldUnderItsName)
 TEST_F(UserDataTest, hasItsOperationsInTheirSlots)
 {
     start();
-    kom::IUnknown* tFace = mAddress.get();
+    kom::IUnknown* tInterface = mAddress.get();
     uint32_t tModifiable = 7;
-    EXPECT_EQ(callSlot(tFace, 1, &tModifiable), 0u);
+    EXPECT_EQ(callSlot(tInterface, 1, &tModifiable), 0u);
     EXPECT_EQ(tModifiable, 1u);
-    EXPECT_EQ(callSlot(tFace, 2), 0x80000101u);
-    EXPECT_EQ(callSlot(tFace, 3), 0x80000101u);
+    EXPECT_EQ(callSlot(tInterface, 2), 0x80000101u);
+    EXPECT_EQ(callSlot(tInterface, 3), 0x80000101u);
     for (const UserField& tField : FIELDS)
-        EXPECT_EQ(callSlot(tFace, tField.order, tField.name), 0u);
+        EXPECT_EQ(callSlot(tInterface, tField.order, tField.name), 0u);
     for (const UserField& tField : FIELDS) {
         kom::HeapString tText;
-        EXPECT_EQ(callSlot(tFace, tField.order + 1, tText.out()), 0u);
+        EXPECT_EQ(callSlot(tInterface, tField.order + 1, tText.out()), 0u);
         EXPECT_STREQ(tText.c_str(), tField.name);
     }
     const struct {
@@ -167,10 +167,10 @@ TEST_F(UserDataTest, hasItsOperationsInTheirSlots)
                   {32, {"PrivatePhone", "BusinessPhone"}}};
     for (const auto& tPair : tPairs) {
         kom::HeapString tFirst, tSecond;
-        EXPECT_EQ(callSlot(tFace, tPair.order + 1, tFirst.out(), tSecond.out()), 0u);
+        EXPECT_EQ(callSlot(tInterface, tPair.order + 1, tFirst.out(), tSecond.out()), 0u);
         EXPECT_STREQ(tFirst.c_str(), tPair.fields[0]);
         EXPECT_STREQ(tSecond.c_str(), tPair.fields[1]);
-        EXPECT_EQ(callSlot(tFace, tPair.order, "one", "two"), 0u);
+        EXPECT_EQ(callSlot(tInterface, tPair.order, "one", "two"), 0u);
         for (const UserField& tField : FIELDS) {
             const std::string_view tName = tField.name;
             if (tName == tPair.fields[0] || tName == tPair.fields[1]) {

@@ -125,11 +125,12 @@ protected:
     static Registry make()
     {
         kom::Ref<kom::IObjectFactory> tFactory;
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(dsoGetObjectFactory(fw::CLASS_SQL_FACTORY_REGISTRY, kom::IObjectFactory::IID, &tFace), 0u);
-        tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
-        EXPECT_EQ(tFactory->createInstance(nullptr, sql::ISqlDatabaseFactoryRegistry::IID, &tFace), 0u);
-        return kom::adopt(static_cast<sql::ISqlDatabaseFactoryRegistry*>(tFace));
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(dsoGetObjectFactory(fw::CLASS_SQL_FACTORY_REGISTRY, kom::IObjectFactory::IID, &tInterface),
+                  0u);
+        tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tInterface));
+        EXPECT_EQ(tFactory->createInstance(nullptr, sql::ISqlDatabaseFactoryRegistry::IID, &tInterface), 0u);
+        return kom::adopt(static_cast<sql::ISqlDatabaseFactoryRegistry*>(tInterface));
     }
 
     kom::Ref<Factory> enter(std::string pType)

@@ -33,15 +33,15 @@ TEST_F(SystemInfoTest, returnsItsIdentities)
     start();
     EXPECT_STREQ(mInfo->getInterfaceId(), "IDL:vel/kos/fw/ISystemInfo:1.0");
     for (const char* tIid : {"IDL:kom/IUnknown:1.0", "IDL:vel/kos/fw/ISystemInfo:1.0"}) {
-        kom::IUnknown* tFace = nullptr;
-        EXPECT_EQ(mInfo->queryInterface(tIid, &tFace), 0u);
-        EXPECT_EQ(tFace, mInfo.get());
+        kom::IUnknown* tInterface = nullptr;
+        EXPECT_EQ(mInfo->queryInterface(tIid, &tInterface), 0u);
+        EXPECT_EQ(tInterface, mInfo.get());
         EXPECT_EQ(mInfo->release(), 1u);
     }
     for (const char* tIid : {"IDL:vel/kos/fw/ISystemInfo:1.1", "IDL:vel/kos/fw/isysteminfo:1.0", ""}) {
-        kom::IUnknown* tFace = mInfo.get();
-        EXPECT_EQ(mInfo->queryInterface(tIid, &tFace), 0x80004002u);
-        EXPECT_EQ(tFace, nullptr);
+        kom::IUnknown* tInterface = mInfo.get();
+        EXPECT_EQ(mInfo->queryInterface(tIid, &tInterface), 0x80004002u);
+        EXPECT_EQ(tInterface, nullptr);
     }
 }
 

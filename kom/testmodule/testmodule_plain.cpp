@@ -9,12 +9,12 @@ namespace {
 using kom::test::ITestThing;
 
 /// Factory and object in one; never destroyed.
-template <class TFace>
-class Eternal : public kom::Adapter<TFace> {
+template <class TInterface>
+class Eternal : public kom::Adapter<TInterface> {
 public:
     uint32_t queryInterface(const char* pIid, kom::IUnknown** pOut) override
     {
-        const bool tMatches = komCompareIID(pIid, TFace::IID) == 0;
+        const bool tMatches = komCompareIID(pIid, TInterface::IID) == 0;
         *pOut = tMatches ? this : nullptr;
         return tMatches ? 0 : E_NOINTERFACE;
     }

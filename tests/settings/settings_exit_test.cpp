@@ -45,12 +45,12 @@ std::string module()
     return (tFolder / (kprGetDSOPrefix() + std::string("kfw") + kprGetDSOSuffix())).string();
 }
 
-template <class TFace>
-kom::Ref<TFace> make(const char* pClassId)
+template <class TInterface>
+kom::Ref<TInterface> make(const char* pClassId)
 {
-    kom::Ref<kom::IUnknown> tFace;
-    if (KFAILED(komCreateInstance(pClassId, TFace::IID, tFace.out()))) std::_Exit(4);
-    return kom::adopt(static_cast<TFace*>(tFace.detach()));
+    kom::Ref<kom::IUnknown> tInterface;
+    if (KFAILED(komCreateInstance(pClassId, TInterface::IID, tInterface.out()))) std::_Exit(4);
+    return kom::adopt(static_cast<TInterface*>(tInterface.detach()));
 }
 
 void end(const TestSettings& pSettings, const std::string& pState)

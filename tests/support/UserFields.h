@@ -12,7 +12,7 @@ struct UserField {
     using Getter = uint32_t (fw::IAddressData2::*)(char**);
 
     const char* name;
-    uint32_t order; ///< of the setter among the operations of the address face; the getter follows it
+    uint32_t order; ///< of the setter among the operations of the address interface; the getter follows it
     Setter set;
     Getter get;
 };

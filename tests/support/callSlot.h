@@ -9,12 +9,12 @@ namespace vel::kos::test {
 
 /// Calls the operation with an order number, from 1, among those that an interface has beyond IUnknown's.
 template <class... TArgs>
-uint32_t callSlot(kom::IUnknown* pFace, uint32_t pOrder, TArgs... pArgs)
+uint32_t callSlot(kom::IUnknown* pInterface, uint32_t pOrder, TArgs... pArgs)
 {
     constexpr uint32_t UNKNOWN_SLOTS = 7;
     using Operation = uint32_t (*)(kom::IUnknown*, TArgs...);
-    void** tSlots = *reinterpret_cast<void***>(pFace);
-    return reinterpret_cast<Operation>(tSlots[UNKNOWN_SLOTS + pOrder - 1])(pFace, pArgs...);
+    void** tSlots = *reinterpret_cast<void***>(pInterface);
+    return reinterpret_cast<Operation>(tSlots[UNKNOWN_SLOTS + pOrder - 1])(pInterface, pArgs...);
 }
 
 } // namespace vel::kos::test

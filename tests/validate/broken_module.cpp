@@ -79,7 +79,7 @@ private:
     volatile int mCount = 0;
 };
 
-/// The class of both identities: an object with two faces.
+/// The class of both identities: an object with two interfaces.
 class Pair : public kom::Implements<Pair, ILeft, IRight> {
     friend Implements;
 

@@ -54,8 +54,8 @@ void checkInterfaces(Trial& pTrial)
         for (const GivenClass& tGiven : pTrial.settings().classes)
             if (tGiven.classId == tSpecimen.classId)
                 tAdvertised.insert(tAdvertised.end(), tGiven.identities.begin(), tGiven.identities.end());
-        const auto advertise = [&](IUnknown* pFace) {
-            const char* const tName = pFace->getInterfaceId();
+        const auto advertise = [&](IUnknown* pInterface) {
+            const char* const tName = pInterface->getInterfaceId();
             if (pTrial.expect(tName && isIdentity(tName), tWhere + "getInterfaceId returns \"" +
                                                               (tName ? tName : "") +
                                                               "\", which is no identity"))
@@ -87,7 +87,7 @@ void checkIdentity(Trial& pTrial)
                 const auto tReached = query(tFrom.pointer.get(), tTo.identity.c_str()).pointer;
                 pTrial.expect(tReached.get() == tTo.pointer.get(),
                               "class " + tSpecimen.classId + ": \"" + tTo.identity +
-                                  "\" asked of the face \"" + tFrom.identity +
+                                  "\" asked of the interface \"" + tFrom.identity +
                                   (tReached ? "\" is another pointer" : "\" is refused"));
             }
         }
@@ -162,33 +162,33 @@ void checkComSlots(Trial& pTrial)
 {
     // The identity of IUnknown in COM, 00000000-0000-0000-C000-000000000046.
     static constexpr uint8_t COM_UNKNOWN[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xC0, 0, 0, 0, 0, 0, 0, 0x46};
-    const auto checkFace = [&](IUnknown* pFace, const std::string& pWhere) {
+    const auto checkInterface = [&](IUnknown* pInterface, const std::string& pWhere) {
         const std::pair<const void*, const char*> tAsked[] = {
             {COM_UNKNOWN, "COM's IUnknown"}, {IUnknown::IID, "a text"}, {nullptr, "null"}};
         for (const auto& [tIdentity, tName] : tAsked) {
-            void* tOut = pFace;
-            const uint32_t tCode = pFace->QueryInterface(tIdentity, &tOut);
+            void* tOut = pInterface;
+            const uint32_t tCode = pInterface->QueryInterface(tIdentity, &tOut);
             pTrial.expect(tCode == E_NOINTERFACE && !tOut,
                           pWhere + "QueryInterface of " + tName + " returns " + codeText(tCode) +
                               (tOut ? " and does not set its out pointer to null" : ""));
         }
-        const uint32_t tCount = pFace->addRef();
-        const uint32_t tTaken = pFace->AddRef();
+        const uint32_t tCount = pInterface->addRef();
+        const uint32_t tTaken = pInterface->AddRef();
         const bool tTakes = pTrial.expect(tTaken == tCount + 1,
                                           pWhere + "AddRef returns " + std::to_string(tTaken) +
                                               " where addRef would return " + std::to_string(tCount + 1));
-        const uint32_t tLeft = pFace->Release();
+        const uint32_t tLeft = pInterface->Release();
         const bool tGives =
             pTrial.expect(tLeft == tCount, pWhere + "Release returns " + std::to_string(tLeft) +
                                                " where release would return " + std::to_string(tCount));
         // Where they do not count, the reference taken first may be gone.
-        if (tTakes && tGives) pFace->release();
+        if (tTakes && tGives) pInterface->release();
     };
     for (const Specimen& tSpecimen : pTrial.specimens()) {
-        checkFace(tSpecimen.factory.get(), "factory of class " + tSpecimen.classId + ": ");
+        checkInterface(tSpecimen.factory.get(), "factory of class " + tSpecimen.classId + ": ");
         for (const Interface& tInterface : pTrial.interfacesOf(tSpecimen.object.get()))
-            checkFace(tInterface.pointer.get(),
-                      "class " + tSpecimen.classId + ", interface \"" + tInterface.identity + "\": ");
+            checkInterface(tInterface.pointer.get(),
+                           "class " + tSpecimen.classId + ", interface \"" + tInterface.identity + "\": ");
     }
 }
 

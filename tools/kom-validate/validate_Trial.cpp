@@ -120,8 +120,8 @@ std::vector<Interface> Trial::interfacesOf(IUnknown* pObject) const
 {
     std::vector<Interface> tInterfaces;
     auto tIdentities = identities();
-    const auto addName = [&](IUnknown* pFace) {
-        if (const char* tName = pFace->getInterfaceId()) addNew(tIdentities, tName);
+    const auto addName = [&](IUnknown* pInterface) {
+        if (const char* tName = pInterface->getInterfaceId()) addNew(tIdentities, tName);
     };
     addName(pObject);
     for (size_t i = 0; i < tIdentities.size(); ++i) { // grows

@@ -11,11 +11,11 @@ namespace vel::kos::test {
 template <class J>
 kom::Ref<J> makeObject(const char* pClassId)
 {
-    kom::IUnknown* tFace = nullptr;
-    if (KFAILED(dsoGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tFace))) return {};
-    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tFace));
-    if (KFAILED(tFactory->createInstance(nullptr, J::IID, &tFace))) return {};
-    return kom::adopt(static_cast<J*>(tFace));
+    kom::IUnknown* tInterface = nullptr;
+    if (KFAILED(dsoGetObjectFactory(pClassId, kom::IObjectFactory::IID, &tInterface))) return {};
+    const auto tFactory = kom::adopt(static_cast<kom::IObjectFactory*>(tInterface));
+    if (KFAILED(tFactory->createInstance(nullptr, J::IID, &tInterface))) return {};
+    return kom::adopt(static_cast<J*>(tInterface));
 }
 
 } // namespace vel::kos::test

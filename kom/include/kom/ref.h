@@ -57,13 +57,13 @@ public:
     template <class J>
     Ref<J> query() const
     {
-        Ref<J> tFace;
-        if (mPointer) query(tFace);
-        return tFace;
+        Ref<J> tInterface;
+        if (mPointer) query(tInterface);
+        return tInterface;
     }
     /// The same with the result code of queryInterface; the Ref must not be empty.
     template <class J>
-    uint32_t query(Ref<J>& pFace) const;
+    uint32_t query(Ref<J>& pInterface) const;
 
 private:
     template <class U>
@@ -93,22 +93,22 @@ template <class T>
     return adopt(pPointer);
 }
 
-/// Asks pObject (not null) for the interface J; pFace gets the interface, or nothing. Returns
+/// Asks pObject (not null) for the interface J; pInterface gets the interface, or nothing. Returns
 /// queryInterface's code.
 template <class T, class J>
-uint32_t queryInterface(T* pObject, Ref<J>& pFace)
+uint32_t queryInterface(T* pObject, Ref<J>& pInterface)
 {
-    IUnknown* tFace = nullptr;
-    const uint32_t tRes = pObject->queryInterface(J::IID, &tFace);
-    pFace = adopt(static_cast<J*>(tFace));
+    IUnknown* tInterface = nullptr;
+    const uint32_t tRes = pObject->queryInterface(J::IID, &tInterface);
+    pInterface = adopt(static_cast<J*>(tInterface));
     return tRes;
 }
 
 template <class T>
 template <class J>
-uint32_t Ref<T>::query(Ref<J>& pFace) const
+uint32_t Ref<T>::query(Ref<J>& pInterface) const
 {
-    return queryInterface(mPointer, pFace);
+    return queryInterface(mPointer, pInterface);
 }
 
 /// Owns one kom heap string.

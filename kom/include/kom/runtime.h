@@ -91,9 +91,9 @@ namespace kom {
 template <class J>
 uint32_t createInstance(const char* pClassId, Ref<J>& pObject)
 {
-    IUnknown* tFace = nullptr;
-    const uint32_t tRes = komCreateInstance(pClassId, J::IID, &tFace);
-    pObject = adopt(static_cast<J*>(tFace));
+    IUnknown* tInterface = nullptr;
+    const uint32_t tRes = komCreateInstance(pClassId, J::IID, &tInterface);
+    pObject = adopt(static_cast<J*>(tInterface));
     return tRes;
 }
 

@@ -1,6 +1,15 @@
+# What volume a test runs on.
+if(WIN32)
+    add_library(kpr_volume_facts STATIC EXCLUDE_FROM_ALL testing/kpr_volume_facts_win.cpp)
+    target_include_directories(kpr_volume_facts PUBLIC include)
+    target_link_libraries(kpr_volume_facts PRIVATE kfw_flags)
+else()
+    add_library(kpr_volume_facts INTERFACE)
+endif()
+
 # Scratch folders and child processes for the tests of every layer.
 add_library(kpr_testing STATIC EXCLUDE_FROM_ALL testing/kpr_testing.cpp)
-target_link_libraries(kpr_testing PUBLIC kpr PRIVATE kfw_flags)
+target_link_libraries(kpr_testing PUBLIC kpr kpr_volume_facts PRIVATE kfw_flags)
 
 # Linked into a test program, makes its calls of kpr fail where the strictest Windows would.
 add_library(kpr_strict STATIC EXCLUDE_FROM_ALL testing/kpr_strict.cpp)
@@ -79,12 +88,16 @@ if(WIN32)
     target_include_directories(kpr_volume PUBLIC include)
     target_compile_definitions(kpr_volume PRIVATE KPR_BUILD)
     target_link_libraries(kpr_volume PUBLIC ${tLibraries} PRIVATE kfw_flags)
-    foreach(tCall CreateFileW ReadFile SetFileInformationByHandle GetFileAttributesExW GetFileInformationByHandle
+    foreach(tCall CreateFileW ReadFile WriteFile SetFileInformationByHandle GetFileAttributesExW GetFileInformationByHandle
             GetFileInformationByHandleEx FindFirstFileW FindFirstFileExW FindNextFileW SetFileTime LockFileEx
             GetFinalPathNameByHandleW GetVolumeInformationByHandleW GetSecurityInfo)
         target_link_options(kpr_volume INTERFACE -Wl,--wrap=__imp_${tCall})
     endforeach()
     k_test(kpr_volumes_test SOURCES kpr_volumes_win_test.cpp testing/kpr_testing.cpp LIBRARIES kpr_volume)
+    # What the bundle for a real Windows runs on a FAT32 image has to pass there.
+    k_test(kpr_on_fat_test SOURCES kpr_dir_test.cpp kpr_file_test.cpp kpr_lock_test.cpp kpr_lock_win_test.cpp
+            kpr_rename_test.cpp kpr_trust_win_test.cpp testing/kpr_on_fat_win.cpp testing/kpr_testing.cpp
+        LIBRARIES kpr_volume kpr_volume_facts advapi32)
     foreach(tTest kpr_modulelist_test kpr_faults_test kpr_names_test kpr_stream_test kpr_links_test)
         target_include_directories(${tTest} PRIVATE include)
         target_compile_definitions(${tTest} PRIVATE KPR_BUILD)

@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "kpr/dir.h"
+#include "kpr/testing/kpr_volume_facts.h"
 #include "kutil/log.h"
 
 namespace vel::kos::kfw {
@@ -255,6 +256,8 @@ TEST_F(CleanerTest, refreshesPinsAfterFifteenMinutesAndEveryFifteenAfter)
     EXPECT_EQ(modified(tLoose), START);
     KprFileInfo tInfo{};
     ASSERT_EQ(kprGetFileInfo(path(tPinned).c_str(), KPR_INFO_ALL, &tInfo), 0u);
+    if (const std::string tFat = kprtest::fatName(mDir.path()); !tFat.empty())
+        GTEST_SKIP() << tFat << " keeps the day of an access only";
     EXPECT_EQ(tInfo.accessed.seconds, tInfo.modified.seconds);
 }
 

@@ -14,24 +14,25 @@ unsigned gAskedForOwner = 0;
 
 std::vector<Volume> volumes()
 {
-    return {{},
-            {.name = "FAT32", .posixError = ERROR_INVALID_PARAMETER, .timeStep = 2, .rights = false},
-            {.name = "exFAT", .posixError = ERROR_INVALID_FUNCTION, .rights = false},
-            {.name = "Server", .posixError = ERROR_NOT_SUPPORTED, .clock = 7237},
-            {.name = "Loopback", .posixError = ERROR_NOT_SUPPORTED},
-            // A small server's, as a drive: no numbers, and no way back from a file to its path.
-            {.name = "MappedDrive",
-             .posixError = ERROR_INVALID_PARAMETER,
-             .timeStep = 1,
-             .clock = -3661,
-             .rights = false,
-             .ids = false,
-             .pathError = ERROR_INVALID_FUNCTION},
-            {.name = "WithoutLocks",
-             .posixError = ERROR_NOT_SUPPORTED,
-             .clock = 5,
-             .lockError = ERROR_NOT_SUPPORTED},
-            {.name = "OneDrive", .tag = CLOUD_TAG}};
+    return {
+        {},
+        {.name = "FAT32", .posixError = ERROR_INVALID_PARAMETER, .timeStep = 2, .fat = true, .rights = false},
+        {.name = "exFAT", .posixError = ERROR_INVALID_FUNCTION, .rights = false},
+        {.name = "Server", .posixError = ERROR_NOT_SUPPORTED, .clock = 7237},
+        {.name = "Loopback", .posixError = ERROR_NOT_SUPPORTED},
+        // A small server's, as a drive: no numbers, and no way back from a file to its path.
+        {.name = "MappedDrive",
+         .posixError = ERROR_INVALID_PARAMETER,
+         .timeStep = 1,
+         .clock = -3661,
+         .rights = false,
+         .ids = false,
+         .pathError = ERROR_INVALID_FUNCTION},
+        {.name = "WithoutLocks",
+         .posixError = ERROR_NOT_SUPPORTED,
+         .clock = 5,
+         .lockError = ERROR_NOT_SUPPORTED},
+        {.name = "OneDrive", .tag = CLOUD_TAG}};
 }
 
 } // namespace kprtest
@@ -41,6 +42,7 @@ using kprtest::gVolume;
 namespace {
 
 constexpr int64_t SECOND = 10'000'000; // in the steps of a FILETIME
+constexpr int64_t DAY = 86400 * SECOND, YEAR_1980 = 119'600'064'000'000'000;
 
 int64_t toSteps(const FILETIME& pTime)
 {
@@ -59,6 +61,11 @@ void show(FILETIME& pTime)
     pTime = toFileTime(tTime);
 }
 
+void showAccess(FILETIME& pTime)
+{
+    if (gVolume.fat) pTime = toFileTime(toSteps(pTime) / DAY * DAY);
+}
+
 void show(DWORD& pAttributes)
 {
     if (gVolume.tag) pAttributes |= FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_OFFLINE;
@@ -68,6 +75,7 @@ void show(WIN32_FIND_DATAW& pEntry)
 {
     show(pEntry.dwFileAttributes);
     show(pEntry.ftLastWriteTime);
+    showAccess(pEntry.ftLastAccessTime);
     if (gVolume.tag) pEntry.dwReserved0 = gVolume.tag;
 }
 
@@ -112,6 +120,12 @@ K_WRAPPED(ReadFile) = [](HANDLE pFile, LPVOID pBytes, DWORD pLength, LPDWORD pRe
     return __real___imp_ReadFile(pFile, pBytes, pLength, pRead, pWhere);
 };
 
+K_WRAPPED(WriteFile) = [](HANDLE pFile, LPCVOID pBytes, DWORD pLength, LPDWORD pWritten,
+                          LPOVERLAPPED pWhere) {
+    if (gVolume.fat && pWhere && pWhere->OffsetHigh) return fail(ERROR_DISK_FULL);
+    return __real___imp_WriteFile(pFile, pBytes, pLength, pWritten, pWhere);
+};
+
 K_WRAPPED(SetFileInformationByHandle) = [](HANDLE pFile, FILE_INFO_BY_HANDLE_CLASS pClass, LPVOID pInfo,
                                            DWORD pSize) {
     const auto tClass = static_cast<unsigned>(pClass);
@@ -131,6 +145,7 @@ K_WRAPPED(GetFileAttributesExW) = [](LPCWSTR pPath, GET_FILEEX_INFO_LEVELS pLeve
     auto* tInfo = static_cast<WIN32_FILE_ATTRIBUTE_DATA*>(pInfo);
     show(tInfo->dwFileAttributes);
     show(tInfo->ftLastWriteTime);
+    showAccess(tInfo->ftLastAccessTime);
     return tDone;
 };
 
@@ -139,6 +154,7 @@ K_WRAPPED(GetFileInformationByHandle) = [](HANDLE pFile, LPBY_HANDLE_FILE_INFORM
     if (!tDone) return tDone;
     show(pInfo->dwFileAttributes);
     show(pInfo->ftLastWriteTime);
+    showAccess(pInfo->ftLastAccessTime);
     if (!gVolume.ids) pInfo->nFileIndexHigh = pInfo->nFileIndexLow = 0;
     return tDone;
 };
@@ -177,6 +193,8 @@ K_WRAPPED(FindNextFileW) = [](HANDLE pFind, LPWIN32_FIND_DATAW pEntry) {
 K_WRAPPED(SetFileTime) = [](HANDLE pFile, const FILETIME* pCreated, const FILETIME* pAccessed,
                             const FILETIME* pModified) {
     FILETIME tModified{};
+    for (const FILETIME* tTime : {pAccessed, pModified})
+        if (gVolume.fat && tTime && toSteps(*tTime) < YEAR_1980) return fail(ERROR_INVALID_PARAMETER);
     if (pModified) tModified = toFileTime(toSteps(*pModified) - gVolume.clock * SECOND);
     return __real___imp_SetFileTime(pFile, pCreated, pAccessed, pModified ? &tModified : nullptr);
 };
@@ -200,6 +218,7 @@ K_WRAPPED(GetVolumeInformationByHandleW) = [](HANDLE pFile, LPWSTR pName, DWORD 
         return FALSE;
     constexpr DWORD RIGHTS = FILE_PERSISTENT_ACLS;
     if (pFlags) *pFlags = gVolume.rights ? *pFlags | RIGHTS : *pFlags & ~RIGHTS;
+    if (gVolume.fat && pSystem && pSystemSize > 5) lstrcpyW(pSystem, L"FAT32");
     return TRUE;
 };
 

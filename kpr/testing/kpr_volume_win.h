@@ -15,6 +15,7 @@ struct Volume {
     const char* name = "NTFS";
     uint32_t posixError = 0;   ///< what removing and replacing by POSIX rules fail with; 0: they work
     int64_t timeStep = 0;      ///< seconds, to whose multiples times of modification are rounded up
+    bool fat = false;          ///< a day as the step of access times, none before 1980, no file of 4 GiB
     int64_t clock = 0;         ///< seconds that its clock is ahead of this machine's
     bool rights = true;        ///< it knows owners and access rights
     bool ids = true;           ///< its files have numbers

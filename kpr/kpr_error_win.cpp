@@ -9,6 +9,13 @@ namespace {
 // Numbers that the tool chain's headers do not name.
 constexpr uint32_t DIRECTORY_NOT_SUPPORTED = 336;
 constexpr uint32_t DISK_QUOTA_EXCEEDED = 1295;
+constexpr uint32_t NO_SUCH_DEVICE = 433;
+constexpr uint32_t DEVICE_HARDWARE_ERROR = 483;
+// What scanners say of a file's content, and policies of a module.
+constexpr uint32_t VIRUS_INFECTED = 225;
+constexpr uint32_t VIRUS_DELETED = 226;
+constexpr uint32_t INVALID_IMAGE_HASH = 577;
+constexpr uint32_t INTEGRITY_POLICY_VIOLATION = 4551;
 // Of files whose content a provider (OneDrive and the like) keeps elsewhere.
 constexpr uint32_t CLOUD_PROVIDER_NOT_RUNNING = 362;
 constexpr uint32_t CLOUD_AUTHENTICATION_FAILED = 386;
@@ -55,6 +62,9 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     case ERROR_NETWORK_UNREACHABLE:
     case ERROR_HOST_UNREACHABLE:
     case ERROR_CONNECTION_ABORTED:
+    case ERROR_DEVICE_REMOVED:
+    case NO_SUCH_DEVICE:
+    case DEVICE_HARDWARE_ERROR:
     case CLOUD_PROVIDER_NOT_RUNNING:
     case CLOUD_NETWORK_UNAVAILABLE:
     case CLOUD_UNSUCCESSFUL:
@@ -67,6 +77,11 @@ uint32_t errorFromSystem(uint32_t pError) noexcept
     case ERROR_CANNOT_MAKE:
     case ERROR_LOGON_FAILURE:
     case ERROR_SESSION_CREDENTIAL_CONFLICT:
+    case ERROR_ACCESS_DISABLED_BY_POLICY:
+    case VIRUS_INFECTED:
+    case VIRUS_DELETED:
+    case INVALID_IMAGE_HASH:
+    case INTEGRITY_POLICY_VIOLATION:
     case CLOUD_AUTHENTICATION_FAILED:
     case CLOUD_ACCESS_DENIED:
         return KPR_E_ACCESS_DENIED;

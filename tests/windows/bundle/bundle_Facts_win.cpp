@@ -91,14 +91,16 @@ std::string defenderService()
 std::string antivirus(const std::string& pScratch)
 {
     const std::string tOutput = pScratch + "\\antivirus.txt";
-    const Ending tEnding = run({"powershell.exe", "-NoProfile", "-NonInteractive", "-Command",
-                                "Get-CimInstance -Namespace root/SecurityCenter2 -ClassName AntiVirusProduct "
-                                "| ForEach-Object { $_.displayName "
-                                "+ ' (state ' + $_.productState + ')' }; 'real-time protection: ' + "
-                                "(Get-MpComputerStatus).RealTimeProtectionEnabled"},
-                               pScratch, tOutput, 60);
+    const Ending tEnding =
+        run({"powershell.exe", "-NoProfile", "-NonInteractive", "-Command",
+             "Get-CimInstance -Namespace root/SecurityCenter2 -ClassName AntiVirusProduct "
+             "-ErrorAction SilentlyContinue | ForEach-Object { $_.displayName "
+             "+ ' (state ' + $_.productState + ')' }; 'real-time protection: ' + "
+             "(Get-MpComputerStatus -ErrorAction SilentlyContinue).RealTimeProtectionEnabled"},
+            pScratch, tOutput, 60);
     std::string tText = defenderService();
-    if (!tEnding.isGood()) return tText + "; PowerShell " + tEnding.text();
+    // It fails where Defender has been taken away, and has told of the others by then.
+    if (!tEnding.isGood()) tText += "; PowerShell " + tEnding.text();
     std::string tLine;
     for (const char tChar : readFile(tOutput) + "\n") {
         if (tChar != '\n' && tChar != '\r') {

@@ -412,7 +412,7 @@ TEST_F(Faults, ALockSaysWhyItCannotBeHad)
         fail("LockFileEx", tError, 2);
         EXPECT_EQ(kprLockFile(tFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0), tCode) << tError;
         const bool tHeld = tCode == KPR_E_LOCKED;
-        EXPECT_EQ(kprIsFileLocked(mPath.c_str(), &tLocked), tHeld ? 0u : tCode);
+        EXPECT_EQ(kprIsFileLocked(mPath.c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), tHeld ? 0u : tCode);
         EXPECT_EQ(tLocked, tHeld ? 1u : 0u);
         EXPECT_EQ(gCalls["LockFileEx"], 2);
     }

@@ -111,8 +111,8 @@ TEST_F(KprFileTest, RefusesNullPointers)
     EXPECT_EQ(kprReplaceFile(nullptr, mPath.c_str()), E_INVALIDARG);
     EXPECT_EQ(kprReplaceFile(mPath.c_str(), nullptr), E_INVALIDARG);
     EXPECT_EQ(kprRemoveFile(nullptr), E_INVALIDARG);
-    EXPECT_EQ(kprIsFileLocked(nullptr, &tLocked), E_INVALIDARG);
-    EXPECT_EQ(kprIsFileLocked(mPath.c_str(), nullptr), E_INVALIDARG);
+    EXPECT_EQ(kprIsFileLocked(nullptr, KPR_LOCK_EXCLUSIVE, &tLocked), E_INVALIDARG);
+    EXPECT_EQ(kprIsFileLocked(mPath.c_str(), KPR_LOCK_EXCLUSIVE, nullptr), E_INVALIDARG);
     EXPECT_EQ(kprGetTempFileName(nullptr, "", 0, &tByte, 1), E_INVALIDARG);
     EXPECT_EQ(kprGetTempFileName(".", "", 0, nullptr, 1), E_INVALIDARG);
 }

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "kpr/codes.h"
 #include "kpr/file.h"
@@ -48,10 +49,10 @@ private:
 
 class KprLockTest : public testing::Test {
 protected:
-    uint32_t isLocked()
+    uint32_t isLocked(uint32_t pMode = KPR_LOCK_EXCLUSIVE)
     {
         uint32_t tLocked = 9;
-        EXPECT_EQ(kprIsFileLocked(mPath.c_str(), &tLocked), 0u);
+        EXPECT_EQ(kprIsFileLocked(mPath.c_str(), pMode, &tLocked), 0u);
         return tLocked;
     }
 
@@ -177,20 +178,42 @@ TEST_F(KprLockTest, WaitsForTheLock)
 TEST_F(KprLockTest, TellsWhetherSomebodyHoldsALock)
 {
     uint32_t tLocked = 9;
-    EXPECT_EQ(kprIsFileLocked(mPath.c_str(), &tLocked), KPR_E_NOT_FOUND);
+    EXPECT_EQ(kprIsFileLocked(mPath.c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), KPR_E_NOT_FOUND);
     EXPECT_EQ(tLocked, 0u);
-    EXPECT_EQ(kprIsFileLocked(mDir.path().c_str(), &tLocked), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(kprIsFileLocked(mDir.path().c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), KPR_E_NOT_REGULAR);
     Handle tOne(mPath), tTwo(mPath);
     EXPECT_EQ(isLocked(), 0u);
     ASSERT_EQ(tOne.lock(TRY_EXCLUSIVE), 0u);
     EXPECT_EQ(isLocked(), 1u);
     EXPECT_EQ(isLocked(), 1u);
+    EXPECT_EQ(isLocked(KPR_LOCK_SHARED), 1u);
     EXPECT_EQ(tTwo.lock(TRY_SHARED), KPR_E_LOCKED); // asking took nothing away
     EXPECT_EQ(tOne.unlock(), 0u);
     EXPECT_EQ(isLocked(), 0u);
     ASSERT_EQ(tOne.lock(TRY_SHARED), 0u);
     EXPECT_EQ(isLocked(), 1u);
+    EXPECT_EQ(isLocked(KPR_LOCK_SHARED), 0u);
     EXPECT_EQ(tTwo.lock(TRY_SHARED), 0u);
+    for (const uint32_t tMode : {TRY_SHARED, TRY_EXCLUSIVE, 4u}) {
+        tLocked = 9;
+        EXPECT_EQ(kprIsFileLocked(mPath.c_str(), tMode, &tLocked), E_INVALIDARG) << tMode;
+        EXPECT_EQ(tLocked, 9u);
+    }
+}
+
+TEST_F(KprLockTest, ThoseWhoAskForASharedLockDoNotMeet)
+{
+    Handle tHandle(mPath);
+    std::atomic<uint32_t> tMet{0};
+    std::vector<std::thread> tThreads;
+    for (int i = 0; i < 6; ++i)
+        tThreads.emplace_back([&] {
+            for (int j = 0; j < 100; ++j)
+                tMet += isLocked(KPR_LOCK_SHARED);
+        });
+    for (std::thread& tThread : tThreads)
+        tThread.join();
+    EXPECT_EQ(tMet, 0u);
 }
 
 TEST_F(KprLockTest, ProcessesExcludeEachOther)

@@ -31,15 +31,18 @@ Range toRange(uint64_t pOffset, uint64_t pLength)
     return tRange;
 }
 
+bool isLockMode(uint32_t pMode)
+{
+    return !(pMode & ~static_cast<uint32_t>(KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT));
+}
+
 HANDLE toHandle(KprFile pFile) { return pFile == KPR_NO_FILE ? nullptr : reinterpret_cast<HANDLE>(pFile); }
 
 } // namespace
 
 uint32_t kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength)
 {
-    if ((pMode & ~static_cast<uint32_t>(KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT)) ||
-        !kpr::isValidRange(pOffset, pLength))
-        return E_INVALIDARG;
+    if (!isLockMode(pMode) || !kpr::isValidRange(pOffset, pLength)) return E_INVALIDARG;
     Range tRange = toRange(pOffset, pLength);
     DWORD tFlags = 0;
     if (pMode & KPR_LOCK_EXCLUSIVE) tFlags |= LOCKFILE_EXCLUSIVE_LOCK;
@@ -59,13 +62,13 @@ uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength)
                                                                         : kpr::errorFromSystem(tError);
 }
 
-uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked)
+uint32_t kprIsFileLocked(const char* pPath, uint32_t pMode, uint32_t* pLocked)
 {
-    if (!pPath || !pLocked) return E_INVALIDARG;
+    if (!pPath || !pLocked || !isLockMode(pMode) || (pMode & KPR_LOCK_NO_WAIT)) return E_INVALIDARG;
     *pLocked = 0;
     KprFile tFile;
     if (auto tRes = kprOpenFile(pPath, KPR_OPEN_READ, &tFile); KFAILED(tRes)) return tRes;
-    uint32_t tRes = kprLockFile(tFile, KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
+    uint32_t tRes = kprLockFile(tFile, pMode | KPR_LOCK_NO_WAIT, 0, 0);
     if (tRes == KPR_E_LOCKED) {
         *pLocked = 1;
         tRes = K_SUCCESS;

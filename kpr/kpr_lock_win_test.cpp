@@ -94,7 +94,7 @@ TEST_F(WholeFileLock, IsExcludedByWhoLocksTheWholeRange)
         ASSERT_TRUE(lockBytes(0, tLength, true)) << GetLastError();
         EXPECT_EQ(kprLockFile(mOurs, TRY_SHARED, 0, 0), KPR_E_LOCKED);
         EXPECT_EQ(kprLockFile(mOurs, TRY_EXCLUSIVE, 0, 0), KPR_E_LOCKED);
-        EXPECT_EQ(kprIsFileLocked(mPath.c_str(), &tLocked), 0u);
+        EXPECT_EQ(kprIsFileLocked(mPath.c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), 0u);
         EXPECT_EQ(tLocked, 1u);
         EXPECT_TRUE(unlockBytes(0, tLength));
 

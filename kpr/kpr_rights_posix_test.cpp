@@ -39,7 +39,7 @@ TEST_F(KprPosixTest, RegularOpensRefuseSpecialFilesWithoutBlocking)
     EXPECT_EQ(open("/dev/null", KPR_OPEN_READ | KPR_OPEN_FOLLOW), KPR_E_NOT_REGULAR);
     EXPECT_EQ(open("/dev/null", KPR_OPEN_READ | KPR_OPEN_ANY), 0u);
     uint32_t tLocked;
-    EXPECT_EQ(kprIsFileLocked(mFifo.c_str(), &tLocked), KPR_E_NOT_REGULAR);
+    EXPECT_EQ(kprIsFileLocked(mFifo.c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), KPR_E_NOT_REGULAR);
     close(tServer);
 }
 

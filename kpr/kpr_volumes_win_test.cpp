@@ -128,7 +128,7 @@ TEST_P(KprVolumes, LocksExcludeOrAreNotToBeHad)
     EXPECT_EQ(kprLockFile(tOne, EXCLUSIVE, 0, 0), tHas ? 0u : E_NOT_SUPPORTED);
     EXPECT_EQ(kprLockFile(tOther, EXCLUSIVE, 0, 0), tHas ? KPR_E_LOCKED : E_NOT_SUPPORTED);
     uint32_t tLocked = 7;
-    EXPECT_EQ(kprIsFileLocked(mFile.c_str(), &tLocked), tHas ? 0u : E_NOT_SUPPORTED);
+    EXPECT_EQ(kprIsFileLocked(mFile.c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), tHas ? 0u : E_NOT_SUPPORTED);
     EXPECT_EQ(tLocked, tHas ? 1u : 0u);
     EXPECT_EQ(kprUnlockFile(tOne, 0, 0), 0u);
     kprCloseFile(tOther);

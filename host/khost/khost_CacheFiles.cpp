@@ -10,11 +10,24 @@
 #include "kom/identity.h"
 #include "kpr/dir.h"
 #include "kpr/file.h"
+#include "kpr/text.h"
 
 namespace vel::kos::host {
 
+namespace {
+
+bool isMissing(const std::string& pPath)
+{
+    KprFileInfo tInfo;
+    return kprGetFileInfo(pPath.c_str(), KPR_INFO_KIND, &tInfo) == KPR_E_NOT_FOUND;
+}
+
+} // namespace
+
 CacheFiles::CacheFiles(const std::string& pUserAppDir)
-    : mDir(joinPath(pUserAppDir, kfw::CACHE_FOLDER)), mObjectsDir(joinPath(mDir, kfw::OBJECTS_FOLDER))
+    : mUserAppDir(pUserAppDir),
+      mDir(joinPath(pUserAppDir, kfw::CACHE_FOLDER)),
+      mObjectsDir(joinPath(mDir, kfw::OBJECTS_FOLDER))
 {
 }
 
@@ -22,9 +35,30 @@ std::string CacheFiles::objectPath(const std::string& pName) const { return join
 
 bool CacheFiles::hasCounters() const
 {
-    KprFileInfo tInfo;
-    const std::string tPath = joinPath(mDir, kfw::INSERTED_COUNTER);
-    return !KFAILED(kprGetFileInfo(tPath.c_str(), KPR_INFO_KIND, &tInfo));
+    return !isMissing(joinPath(mDir, kfw::INSERTED_COUNTER)) ||
+           !isMissing(joinPath(mDir, kfw::CLEANED_COUNTER));
+}
+
+uint32_t CacheFiles::checkWritable() const
+{
+    bool tLacksFile = isMissing(mObjectsDir);
+    for (const char* tName : {kfw::INSERTED_COUNTER, kfw::CLEANED_COUNTER}) {
+        kfw::OpenFile tFile;
+        const uint32_t tRes = tFile.open(joinPath(mDir, tName), KPR_OPEN_READ_WRITE);
+        tLacksFile |= tRes == KPR_E_NOT_FOUND;
+        if (isForbidden(tRes)) return tRes;
+    }
+    if (!tLacksFile) return 0;
+    std::string tMade;
+    const std::string& tFolder = isMissing(mDir) ? mUserAppDir : mDir;
+    const uint32_t tRes = kpr::readText(tMade, kprGetTempFileName, tFolder.c_str(), "khost.", 0u);
+    if (!KFAILED(tRes)) kprRemoveFile(tMade.c_str());
+    return tRes;
+}
+
+bool CacheFiles::isForbidden(uint32_t pCode) noexcept
+{
+    return pCode == KPR_E_ACCESS_DENIED || pCode == KPR_E_READ_ONLY_VOLUME;
 }
 
 uint32_t CacheFiles::hasObject(const std::string& pName, bool* pExists) const
@@ -33,6 +67,25 @@ uint32_t CacheFiles::hasObject(const std::string& pName, bool* pExists) const
     const uint32_t tRes = kprGetFileInfo(objectPath(pName).c_str(), KPR_INFO_KIND, &tInfo);
     *pExists = !KFAILED(tRes);
     return tRes == KPR_E_NOT_FOUND ? uint32_t{K_SUCCESS} : tRes;
+}
+
+bool CacheFiles::hasOther(const std::string& pName, const fw::CacheAttrList& pAttributes,
+                          const fw::CacheBytes& pData) const
+{
+    fw::CacheAttrList tAttributes;
+    fw::CacheBytes tData;
+    std::string tProblem;
+    if (auto tRes = read(pName, &tAttributes, &tData, &tProblem); KFAILED(tRes))
+        return tRes != KPR_E_NOT_FOUND;
+    const auto tText = [](const fw::CacheBytes& pBytes) {
+        return std::string_view(reinterpret_cast<const char*>(pBytes.mData), pBytes.mSize);
+    };
+    const auto tIsSame = [](const fw::KFSCacheAttr& pA, const fw::KFSCacheAttr& pB) {
+        return std::string_view(pA.mKey) == pB.mKey && std::string_view(pA.mValue) == pB.mValue;
+    };
+    return tText(tData) != tText(pData) ||
+           !std::equal(tAttributes.mAttrs, tAttributes.mAttrs + tAttributes.mCount, pAttributes.mAttrs,
+                       pAttributes.mAttrs + pAttributes.mCount, tIsSame);
 }
 
 uint32_t
@@ -69,13 +122,19 @@ uint32_t CacheFiles::list(std::vector<CacheFile>& pFiles, uint64_t* pOthers)
 {
     pFiles.clear();
     *pOthers = 0;
+    uint32_t tFailed = K_SUCCESS;
     const uint32_t tRes = visitEntries([&](const char* pName, uint32_t pFound, const KprFileInfo& pInfo) {
         if (!kfw::isObjectName(pName))
             ++*pOthers;
-        else if (pFound != KPR_E_NOT_FOUND) // what is cleaned while we look is no longer there to be listed
+        else if (!KFAILED(pFound))
             pFiles.push_back({pName, pInfo.size, pInfo.modified.seconds, pInfo.kind});
+        else if (pFound != KPR_E_NOT_FOUND) { // what is cleaned while we look is no longer there to be listed
+            tFailed = pFound;
+            mFailedPath = objectPath(pName);
+        }
     });
     if (KFAILED(tRes)) return tRes;
+    if (KFAILED(tFailed)) return tFailed;
     std::sort(pFiles.begin(), pFiles.end(), [](const auto& pA, const auto& pB) { return pA.name < pB.name; });
     // A listing may show an entry twice that changes meanwhile.
     pFiles.erase(std::unique(pFiles.begin(), pFiles.end(),
@@ -114,8 +173,10 @@ uint32_t CacheFiles::read(const std::string& pName, fw::CacheAttrList* pAttribut
     kfw::FileBytes tBytes(tFile.get(), tLog);
     kfw::ObjectReader tReader(tBytes, tPath, tLog);
     if (!KFAILED(tRes)) tRes = tReader.readObjectHeader();
-    if (!KFAILED(tRes)) tRes = tReader.readAttributes(pAttributes);
+    fw::CacheAttrList tAttributes;
+    if (!KFAILED(tRes)) tRes = tReader.readAttributes(&tAttributes);
     if (!KFAILED(tRes) && pData) tRes = tReader.readData(pData);
+    if (!KFAILED(tRes)) *pAttributes = std::move(tAttributes);
     *pProblem = tLog.text();
     return tRes;
 }
@@ -141,7 +202,9 @@ uint32_t CacheFiles::isCleanerAtWork(bool* pAtWork)
 {
     mFailedPath = joinPath(mDir, kfw::CLEANED_COUNTER);
     uint32_t tLocked = 0;
-    const uint32_t tRes = kprIsFileLocked(mFailedPath.c_str(), &tLocked);
+    // A shared lock is refused only while somebody has the exclusive one, as cleaners do: whoever else asks
+    // at the same time is not in the way.
+    const uint32_t tRes = kprIsFileLocked(mFailedPath.c_str(), KPR_LOCK_SHARED, &tLocked);
     *pAtWork = tLocked != 0;
     return tRes;
 }

@@ -51,12 +51,20 @@ public:
 
     /// The path of an object's file.
     std::string objectPath(const std::string& pName) const;
-    /// Whether the cache was ever set up.
+    /// Whether the cache was ever set up: one of its counters is there, or may be.
     bool hasCounters() const;
+    /// Whether a cache may be set up here: a failure, which isForbidden, when a counter may not be written,
+    /// or something is missing and cannot be made. Makes and removes a file where something is missing.
+    uint32_t checkWritable() const;
+    /// Whether a result code says that one may not write.
+    static bool isForbidden(uint32_t pCode) noexcept;
     /// Whether an object's file is there, whatever it holds.
     uint32_t hasObject(const std::string& pName, bool* pExists) const;
+    /// Whether an object's file is there and holds another object than this one, or none.
+    bool hasOther(const std::string& pName, const fw::CacheAttrList& pAttributes,
+                  const fw::CacheBytes& pData) const;
     /// The object files in the order of their names. Temporary files of unfinished writes and other
-    /// unrecognised files are counted apart.
+    /// unrecognised files are counted apart. Fails on a file that cannot be looked at.
     uint32_t list(std::vector<CacheFile>& pFiles, uint64_t* pOthers);
     /// What a cleaner would find to remove if it looked now. It passes over what cannot be asked for its
     /// time, as this does.
@@ -80,6 +88,7 @@ private:
     /// whose name is too long has the name "".
     uint32_t visitEntries(const std::function<void(const char*, uint32_t, const KprFileInfo&)>& pVisit);
 
+    std::string mUserAppDir;
     std::string mDir;
     std::string mObjectsDir;
     std::string mFailedPath;

@@ -4,11 +4,18 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kpr/codes.h"
 #include "kpr/file.h"
 #include "tests/support/TestDirectory.h"
 
 using namespace vel::kos::host;
+namespace fw = vel::kos::fw;
+namespace kfw = vel::kos::kfw;
 using vel::kos::test::TestDirectory;
 using vel::kos::test::writeFile;
 
@@ -48,6 +55,128 @@ TEST_F(CacheFilesTest, ReadsCountersThatOthersHaveLocked)
         kprCloseFile(tFile);
     EXPECT_EQ(tCache.isCleanerAtWork(&tAtWork), 0u);
     EXPECT_FALSE(tAtWork);
+}
+
+TEST_F(CacheFilesTest, ManyMayAskForTheCleanerAtOnce)
+{
+    constexpr int ASKERS = 6, TIMES = 60;
+    std::atomic<int> tSeen{0}, tFailed{0};
+    const auto tAsk = [&] {
+        CacheFiles tCache(mDir.text());
+        for (int i = 0; i < TIMES; ++i) {
+            bool tAtWork = false;
+            if (KFAILED(tCache.isCleanerAtWork(&tAtWork))) ++tFailed;
+            if (tAtWork) ++tSeen;
+        }
+    };
+    const auto tAskTogether = [&] {
+        tSeen = 0;
+        std::vector<std::thread> tThreads;
+        for (int i = 0; i < ASKERS; ++i)
+            tThreads.emplace_back(tAsk);
+        for (std::thread& tThread : tThreads)
+            tThread.join();
+    };
+    tAskTogether();
+    EXPECT_EQ(tSeen, 0) << "they take each other for the cleaner";
+    KprFile tFile;
+    ASSERT_EQ(kprOpenFile(path("cleaned").string().c_str(), KPR_OPEN_READ_WRITE, &tFile), 0u);
+    ASSERT_EQ(kprLockFile(tFile, KPR_LOCK_EXCLUSIVE, 0, 0), 0u);
+    tAskTogether();
+    EXPECT_EQ(tSeen, ASKERS * TIMES) << "and everyone sees the true one";
+    EXPECT_EQ(tFailed, 0);
+    kprCloseFile(tFile);
+}
+
+class ObjectFilesTest : public CacheFilesTest {
+protected:
+    ObjectFilesTest()
+    {
+        mAttributes.add("key", "value");
+        mData = bytes(LENGTH);
+        kfw::ObjectImage tImage;
+        EXPECT_EQ(kfw::composeObject(NAME, mAttributes, mData, &tImage), "");
+        write(std::string(reinterpret_cast<const char*>(tImage.bytes.get()), tImage.size));
+    }
+    static fw::CacheBytes bytes(uint32_t pLength)
+    {
+        fw::CacheBytes tBytes;
+        tBytes.mData = static_cast<uint8_t*>(komCalloc(pLength, 1));
+        tBytes.mSize = pLength;
+        return tBytes;
+    }
+    void write(const std::string& pBytes) const { writeFile(mCache.objectPath(NAME), pBytes); }
+
+    static constexpr char NAME[] = "00112233445566778899AABBCCDDEEFF";
+    static constexpr uint32_t LENGTH = 20000;
+    CacheFiles mCache{mDir.text()};
+    fw::CacheAttrList mAttributes;
+    fw::CacheBytes mData;
+};
+
+TEST_F(ObjectFilesTest, AFailureInTheDataLeavesTheAttributesToo)
+{
+    fw::CacheAttrList tAttributes;
+    tAttributes.add("before", "");
+    fw::CacheBytes tData = bytes(3);
+    std::string tProblem;
+    KprFile tFile;
+    ASSERT_EQ(kprOpenFile(mCache.objectPath(NAME).c_str(), KPR_OPEN_READ_WRITE, &tFile), 0u);
+    ASSERT_EQ(kprLockFile(tFile, KPR_LOCK_EXCLUSIVE, LENGTH / 2, 10), 0u);
+    EXPECT_EQ(mCache.read(NAME, &tAttributes, &tData, &tProblem), KPR_E_LOCKED);
+    EXPECT_NE(tProblem.find("error reading data"), std::string::npos) << tProblem;
+    ASSERT_EQ(tAttributes.mCount, 1u);
+    EXPECT_STREQ(tAttributes.mAttrs[0].mKey, "before");
+    EXPECT_EQ(tData.mSize, 3u);
+    kprCloseFile(tFile);
+    EXPECT_EQ(mCache.read(NAME, &tAttributes, &tData, &tProblem), 0u);
+    EXPECT_STREQ(tAttributes.mAttrs[0].mKey, "key");
+    EXPECT_EQ(tData.mSize, LENGTH);
+}
+
+TEST_F(ObjectFilesTest, AnotherObjectIsOneThatIsThereAndDiffers)
+{
+    EXPECT_FALSE(mCache.hasOther(NAME, mAttributes, mData));
+    EXPECT_TRUE(mCache.hasOther(NAME, mAttributes, bytes(LENGTH - 1)));
+    EXPECT_TRUE(mCache.hasOther(NAME, {}, mData));
+    fw::CacheAttrList tOther;
+    tOther.add("key", "other");
+    EXPECT_TRUE(mCache.hasOther(NAME, tOther, mData));
+    tOther.clear();
+    tOther.add("yek", "value");
+    EXPECT_TRUE(mCache.hasOther(NAME, tOther, mData));
+    write("no object");
+    EXPECT_TRUE(mCache.hasOther(NAME, mAttributes, mData));
+    std::filesystem::remove(mCache.objectPath(NAME));
+    EXPECT_FALSE(mCache.hasOther(NAME, mAttributes, mData)) << "a cleaner took it";
+}
+
+TEST_F(CacheFilesTest, ACacheWithoutEitherCounterIsACopy)
+{
+    CacheFiles tCache(mDir.text());
+    for (const char* tName : {"inserted", "cleaned"}) {
+        EXPECT_TRUE(tCache.hasCounters());
+        std::filesystem::remove(path(tName));
+    }
+    EXPECT_FALSE(tCache.hasCounters());
+}
+
+TEST_F(CacheFilesTest, TryingWhetherACacheMayBeWrittenLeavesNothing)
+{
+    const auto tCount = [&] {
+        const std::filesystem::recursive_directory_iterator tEntries(mDir.path());
+        return std::distance(begin(tEntries), end(tEntries));
+    };
+    CacheFiles tCache(mDir.text());
+    for (const char* tName : {"", "cleaned", "inserted", "objects"}) {
+        if (*tName) std::filesystem::remove(path(tName));
+        const auto tBefore = tCount();
+        EXPECT_EQ(tCache.checkWritable(), 0u) << tName;
+        EXPECT_EQ(tCount(), tBefore) << tName;
+    }
+    std::filesystem::remove(mDir.path() / "cache");
+    EXPECT_EQ(tCache.checkWritable(), 0u);
+    EXPECT_EQ(tCount(), 0);
 }
 
 TEST_F(CacheFilesTest, NamesWhatItFailedOn)

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <new>
 
+#include "host/khost/khost_CacheFiles.h"
 #include "host/khost/khost_Console.h"
 #include "host/khost/khost_Parser.h"
 #include "host/khost/khost_Words.h"
@@ -196,10 +197,16 @@ fw::IFileSystemCache* Session::cache(bool* pReadOnly)
     if (mCache) return mCache.get();
     Application* tApp = application();
     if (!tApp) return nullptr;
-    auto tCache = create<fw::IFileSystemCache>(fw::CLASS_FILE_SYSTEM_CACHE);
-    if (!tCache) return nullptr;
-    if (auto tRes = tCache->init(tApp); KFAILED(tRes)) {
-        if (pReadOnly && (tRes == KPR_E_ACCESS_DENIED || tRes == KPR_E_READ_ONLY_VOLUME)) {
+    kom::Ref<fw::IFileSystemCache> tCache;
+    // A cache that cannot be set up reports that as an error, which it is not for who only reads.
+    uint32_t tRes = pReadOnly ? CacheFiles(tApp->userAppDir()).checkWritable() : 0;
+    if (!CacheFiles::isForbidden(tRes)) {
+        tCache = create<fw::IFileSystemCache>(fw::CLASS_FILE_SYSTEM_CACHE);
+        if (!tCache) return nullptr;
+        tRes = tCache->init(tApp);
+    }
+    if (KFAILED(tRes)) {
+        if (pReadOnly && CacheFiles::isForbidden(tRes)) {
             *pReadOnly = true;
             note(std::string("the cache cannot be written (") + komStrError(tRes) +
                  "): it is read without taking part in it");

@@ -85,8 +85,8 @@ public:
     /// The user application directory in use; looks only.
     uint32_t userAppDir(std::string& pDir);
     /// The process's one cache, set up at first use; null as application(). Where it may not be written and
-    /// the command at hand only reads, *pReadOnly becomes true instead of a failure being reported, and the
-    /// result is null: its files are then read without it.
+    /// the command at hand can do with reading, *pReadOnly becomes true, which is said, instead of a failure
+    /// being reported, and the result is null: its files are then read without it.
     fw::IFileSystemCache* cache(bool* pReadOnly = nullptr);
     /// How often this process has pinned each object, by the object's name; none that is not pinned.
     std::map<std::string, uint32_t>& pins() noexcept { return mPins; }

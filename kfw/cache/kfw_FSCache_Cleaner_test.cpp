@@ -154,7 +154,7 @@ TEST_F(CleanerTest, leavesTheInsertLockToOthersForMostOfAPass)
     mOnRest = [&](uint32_t pMilliseconds) {
         tRests.push_back(pMilliseconds);
         uint32_t tIsLocked = 7;
-        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tIsLocked), 0u);
+        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), KPR_LOCK_EXCLUSIVE, &tIsLocked), 0u);
         tLocked += tIsLocked;
         FaultTable::advanceMonotonicClock(uint64_t(pMilliseconds) * 1000);
         return 0u;
@@ -197,8 +197,9 @@ TEST_F(CleanerTest, countsARemovalUnderTheInsertLock)
     makeFile("old", 100, HOUR);
     setCounter("inserted", 17408);
     uint32_t tLocked = 0;
-    FaultTable::before("kprSeekAndWrite",
-                       [&] { EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tLocked), 0u); });
+    FaultTable::before("kprSeekAndWrite", [&] {
+        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), 0u);
+    });
     clean();
     EXPECT_EQ(counter("cleaned"), 100u);
     EXPECT_EQ(tLocked, 1u);

@@ -72,7 +72,7 @@ TEST_F(CleanerMemoryTest, endsTheThreadAndNothingElse)
         if (!cleanWithout(tNth)) break;
         EXPECT_TRUE(isLockFree());
         uint32_t tLocked = 7;
-        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), &tLocked), 0u);
+        EXPECT_EQ(kprIsFileLocked(insertedPath().c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), 0u);
         EXPECT_EQ(tLocked, 0u);
         EXPECT_EQ(FaultTable::openHandles(), tOpen - 1)
             << "of the cleaner's files \"cleaned\" alone was open";

@@ -126,7 +126,7 @@ TEST_F(SinkTest, hearsOfADoubledLockWhenTheOuterOneIsGivenBack)
 {
     uint32_t tLocked = 7, tExists = 7;
     const std::string tInserted = (cacheDir() / "inserted").string();
-    gInLine = [&] { EXPECT_EQ(kprIsFileLocked(tInserted.c_str(), &tLocked), 0u); };
+    gInLine = [&] { EXPECT_EQ(kprIsFileLocked(tInserted.c_str(), KPR_LOCK_EXCLUSIVE, &tLocked), 0u); };
     FaultTable::before("kprOpenFile", [&] { EXPECT_EQ(mCache->hasObject(MISSING, &tExists), 0u); });
     EXPECT_EQ(get(), KPR_E_NOT_FOUND);
     expectAssertion("!pCache->mInserterLocked");

@@ -174,7 +174,7 @@ TEST_F(FSCacheFaultTest, assertsThatAThreadTakesTheLockOnce)
         tRes = mCache->hasObject(URI, &tExists);
         tLocks = FaultTable::calls("kprLockFile") - tLocksBefore;
         tUnlocks = FaultTable::calls("kprUnlockFile") - tUnlocksBefore;
-        EXPECT_EQ(kprIsFileLocked(inserted().c_str(), &tLockedAfter), 0u);
+        EXPECT_EQ(kprIsFileLocked(inserted().c_str(), KPR_LOCK_EXCLUSIVE, &tLockedAfter), 0u);
     });
     EXPECT_EQ(put(URI, {}, "data"), 0u);
     EXPECT_EQ(tRes, 0u) << "readers do not check the guard";
@@ -187,7 +187,7 @@ TEST_F(FSCacheFaultTest, assertsThatAThreadTakesTheLockOnce)
     mApp->clearRecords();
     std::thread([this] { EXPECT_EQ(get(), 0u); }).join();
     EXPECT_TRUE(mApp->assertions().empty()) << "the outer guard gave everything back";
-    EXPECT_EQ(kprIsFileLocked(inserted().c_str(), &tLockedAfter), 0u);
+    EXPECT_EQ(kprIsFileLocked(inserted().c_str(), KPR_LOCK_EXCLUSIVE, &tLockedAfter), 0u);
     EXPECT_EQ(tLockedAfter, 0u);
 }
 

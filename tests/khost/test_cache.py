@@ -3,6 +3,9 @@
 import hashlib
 import json
 import os
+import shlex
+import shutil
+import subprocess
 
 import host
 from host import native, quoted
@@ -212,6 +215,8 @@ class ReadOnly(host.HostTest):
         self.addCleanup(self.make_writable)
         self.before = self.tree()
 
+    SAID = "the cache cannot be written (permission denied): it is read without taking part in it"
+
     def make_writable(self):
         for folder, _, _ in os.walk(self.folder):
             os.chmod(folder, 0o755)
@@ -225,8 +230,7 @@ class ReadOnly(host.HostTest):
             with self.subTest(arguments=arguments):
                 result = self.ask("cache", *arguments)
                 self.assertEqual((result.status, result.out), (0, out), result.errors)
-                self.assertEqual(result.errors, f"khost: cache {arguments[0]}: the cache cannot be written (permission "
-                                                "denied): it is read without taking part in it\n")
+                self.assertEqual(result.errors, f"khost: cache {arguments[0]}: {self.SAID}\n")
         result = self.ask("cache", "has", URI + "/other")
         self.assertEqual((result.status, result.out), (1, b"no\n"))
         self.assertEqual(self.tree(), self.before)
@@ -258,3 +262,94 @@ class ReadOnly(host.HostTest):
         self.assertEqual(result.status, 1)
         self.assertIn("khost: cache put: 0x96230002 KPR_E_ACCESS_DENIED ", result.errors)
         self.assertEqual(self.tree(), self.before)
+
+    def remove(self, *names):
+        """From the cache, whose folders are written again afterwards."""
+        self.make_writable()
+        for name in names:
+            path = self.path("app", "cache", *name.split("/"))
+            os.remove(path) if os.path.isfile(path) else shutil.rmtree(path)
+        for folder, _, _ in os.walk(self.folder):
+            os.chmod(folder, 0o555)
+        self.before = self.tree()
+
+    def assert_read(self):
+        for arguments, out in ((("get", URI), b"some data"), (("attrs", URI), b"a=b\n"), (("has", URI), b"yes\n"),
+                               (("get-file", self.identity), self.whole)):
+            result = self.ask("cache", *arguments)
+            self.assertEqual((result.status, result.out, result.errors),
+                             (0, out, f"khost: cache {arguments[0]}: {self.SAID}\n"))
+
+    def test_an_empty_folder_holds_nothing(self):
+        for gone in ("objects", ""):
+            self.remove(gone)
+            result = self.ask("cache", "has", URI)
+            self.assertEqual((result.status, result.text, result.errors), (1, "no\n", f"khost: cache has: {self.SAID}\n"))
+            for arguments in (("get", URI), ("attrs", URI), ("get-file", self.identity)):
+                result = self.ask("cache", *arguments)
+                lines = result.errors.splitlines()
+                self.assertEqual((result.status, result.out, len(lines)), (1, b"", 2), result.errors)
+                self.assertEqual(lines[0], f"khost: cache {arguments[0]}: {self.SAID}")
+                self.assertIn("KPR_E_NOT_FOUND", lines[1])
+            self.assertEqual(self.tree(), self.before)
+
+    def test_a_copy_without_counters(self):
+        for gone in ("inserted", "cleaned"):
+            self.remove(gone)
+            self.assert_read()
+        self.assert_done(self.ask("cache", "verify"), "1 checked, 0 bad\n")
+        result = self.ask("cache", "stat", "--json")
+        facts = json.loads(result.text)
+        self.assertEqual((facts["objects"], facts["inserted_kb"], facts["cleaned_kb"], facts["growth_kb"],
+                          facts["cleaner"]), (1, None, None, None, "none"))
+        self.assertEqual((result.status, result.errors),
+                         (0, "khost: cache stat: the cache has no counters: it is a copy, or was never used\n"))
+        self.assertEqual(self.tree(), self.before)
+
+    def test_a_volume_that_is_read_only(self):
+        if os.getuid() != 0:
+            self.skipTest("only root may mount")
+        inner = shlex.join(self.command("cache", "get", URI))
+        script = f"mount --bind {self.app_dir} {self.app_dir} && mount -o remount,bind,ro {self.app_dir} && {inner}"
+        if subprocess.run(["unshare", "-m", "true"], stderr=subprocess.DEVNULL, check=False).returncode:
+            self.skipTest("no mounts of its own are allowed here")
+        for gone in ((), ("inserted", "cleaned")):
+            self.remove(*gone)
+            result = self.khost(command=["unshare", "-m", "sh", "-c", script])
+            self.assertEqual((result.status, result.out), (0, b"some data"), result.errors)
+            self.assertEqual(result.errors, "khost: cache get: the cache cannot be written (the volume is read-only): it "
+                                            "is read without taking part in it\n")
+
+    def test_a_shell_says_it_once_and_goes_on(self):
+        result = self.khost(command=host.other_user() + self.command("shell"), stdin=f"cache has {URI}\n".encode())
+        self.assertEqual((result.status, result.text), (0, "yes\n= 0\n"))
+        self.assertEqual(result.errors, f"khost: shell: {self.SAID}\nkhost: cache has: {self.SAID}\n")
+
+    def test_objects_of_another_owner(self):
+        """The counters may be written; what is there belongs to somebody else, and is old."""
+        self.make_writable()
+        path = self.path("app", "cache", "objects", self.identity)
+        os.utime(path, (1000000000, 1000000000))
+        for name in ("cache", "cache/objects"):
+            os.chmod(self.path("app", name), 0o777)
+        for name in ("inserted", "cleaned"):
+            os.chmod(self.path("app", "cache", name), 0o666)
+        result = self.ask("cache", "has", URI)
+        self.assertEqual((result.status, result.text), (0, "yes\n"), result.errors)
+        self.assertEqual(result.errors, "khost: cache has: the object cannot be kept young (permission denied): it is there "
+                                        f"all the same: {URI}\n")
+        self.assert_done(self.ask("cache", "get", URI), "some data")
+        self.assertEqual(os.stat(path).st_mtime, 1000000000)
+
+    def test_a_folder_of_objects_that_cannot_be_searched(self):
+        self.make_writable()
+        os.chmod(self.path("app", "cache", "objects"), 0o744)
+        path = self.path("app", "cache", "objects", self.identity)
+        for command in ("ls", "stat", "verify"):
+            self.assert_fails(self.ask("cache", command), f"cache {command}", "0x96230002", "KPR_E_ACCESS_DENIED", path)
+        for command in (("has", URI), ("get", URI), ("attrs", URI), ("get-file", self.identity)):
+            result = self.ask("cache", *command)
+            lines = result.errors.splitlines()
+            self.assertEqual((result.status, result.out, len(lines)), (1, b"", 2), result.errors)
+            self.assertEqual(lines[0], f"khost: cache {command[0]}: {self.SAID}")
+            self.assertTrue(lines[1].startswith(f"khost: cache {command[0]}: 0x96230002 KPR_E_ACCESS_DENIED "), lines[1])

@@ -80,6 +80,22 @@ class Files(host.HostTest):
         os.remove(self.path("app", "cache", "inserted"))
         self.assert_fails(shell.run("cache stat"), "cache stat", "0x96230003", "KPR_E_NOT_FOUND", "inserted")
 
+    def test_stat_of_a_copy_without_counters(self):
+        self.fill().close()
+        size = sum(os.path.getsize(self.path("app", "cache", "objects", name)) for name in self.objects())
+        for name in ("inserted", "cleaned"):
+            os.remove(self.path("app", "cache", name))
+        told = "khost: cache stat: the cache has no counters: it is a copy, or was never used\n"
+        result = self.khost("cache", "stat", "--json")
+        self.assertEqual((result.status, result.errors), (0, told))
+        self.assertEqual(json.loads(result.text), {"dir": native(self.path("app", "cache")), "objects": 3, "bytes": size,
+                                                   "inserted_kb": None, "cleaned_kb": None, "growth_kb": None,
+                                                   "threshold_kb": 17408, "cleaner": "none"})
+        text = dict(line.split(None, 1) for line in self.khost("cache", "stat").text.splitlines())
+        self.assertEqual([text[name] for name in ("objects", "inserted", "cleaned", "growth", "cleaner")],
+                         ["3", "-", "-", "-", "none"])
+        self.assertEqual(sorted(os.listdir(self.path("app", "cache"))), ["objects"])
+
     def test_ls(self):
         shell = self.closed_cache()
         name = self.objects()[0]

@@ -90,7 +90,8 @@ protected:
     bool isLocked(const char* pCounter) const
     {
         uint32_t tLocked = 7;
-        EXPECT_EQ(kprIsFileLocked((cacheDir() / pCounter).string().c_str(), &tLocked), 0u);
+        EXPECT_EQ(kprIsFileLocked((cacheDir() / pCounter).string().c_str(), KPR_LOCK_EXCLUSIVE, &tLocked),
+                  0u);
         return tLocked != 0;
     }
     /// What holds after any faults, and that the next cleaner cleans.

@@ -117,7 +117,8 @@ protected:
             EXPECT_LE(tLeftOpen, 1u);
         FaultTable::closeLeftOpen("objects");
         uint32_t tLocked = 7;
-        EXPECT_EQ(kprIsFileLocked((cacheDir() / "inserted").string().c_str(), &tLocked), 0u);
+        EXPECT_EQ(kprIsFileLocked((cacheDir() / "inserted").string().c_str(), KPR_LOCK_EXCLUSIVE, &tLocked),
+                  0u);
         EXPECT_EQ(tLocked, 0u);
         for (const auto& [tUri, tSize] : {std::pair(SMALL, 20), std::pair(LARGE, 20000)}) {
             Stored tObject;

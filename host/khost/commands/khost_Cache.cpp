@@ -63,6 +63,16 @@ int readObject(Session& pSession, const std::string& pUri, fw::CacheAttrList* pA
     return STATUS_DONE;
 }
 
+/// Whether an object is there, without the cache; a result code.
+uint32_t lookForObject(Session& pSession, const std::string& pUri, bool* pExists)
+{
+    fw::CacheId tId;
+    std::string tAppDir;
+    if (auto tRes = computeCacheId(pUri, &tId); KFAILED(tRes)) return tRes;
+    if (auto tRes = pSession.userAppDir(tAppDir); KFAILED(tRes)) return tRes;
+    return CacheFiles(tAppDir).hasObject(cacheIdText(tId), pExists);
+}
+
 /// Reads an object's file without the cache; otherwise as readObject.
 int readObjectFile(Session& pSession, const std::string& pName, std::string_view pAbout,
                    fw::CacheBytes* pFile)
@@ -139,22 +149,23 @@ int has(Session& pSession, const Arguments& pArguments)
     bool tReadOnly = false;
     fw::IFileSystemCache* tCache = pSession.cache(&tReadOnly);
     if (!tCache && !tReadOnly) return STATUS_FAILED;
-    uint32_t tExists = 0;
-    uint32_t tRes = 0;
+    bool tExists = false;
+    uint32_t tRes = K_SUCCESS;
     if (tCache) {
-        tRes = tCache->hasObject(tUri.c_str(), &tExists);
-    } else {
-        fw::CacheId tId;
-        std::string tAppDir;
-        tRes = computeCacheId(tUri, &tId);
-        if (!KFAILED(tRes)) tRes = pSession.userAppDir(tAppDir);
-        bool tIsThere = false;
-        if (!KFAILED(tRes)) tRes = CacheFiles(tAppDir).hasObject(cacheIdText(tId), &tIsThere);
-        tExists = tIsThere;
+        uint32_t tFound = 0;
+        tRes = tCache->hasObject(tUri.c_str(), &tFound);
+        tExists = tFound != 0;
+    }
+    if (!tCache || CacheFiles::isForbidden(tRes)) {
+        const uint32_t tAsked = tRes;
+        tRes = lookForObject(pSession, tUri, &tExists);
+        if (KFAILED(tAsked) && !KFAILED(tRes) && tExists)
+            pSession.note(std::string("the object cannot be kept young (") + komStrError(tAsked) +
+                          "): it is there all the same: " + tUri);
     }
     if (KFAILED(tRes)) return pSession.fail(tRes, tUri);
     if (pSession.json())
-        pSession.printJson(tExists != 0);
+        pSession.printJson(tExists);
     else
         pSession.print(tExists ? "yes\n" : "no\n");
     return tExists ? STATUS_DONE : STATUS_NO;

@@ -118,19 +118,23 @@ int stat(Session& pSession, CacheFiles& pCache, const Arguments&)
     CacheCounters tCounters;
     bool tCleaner = false;
     if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
-    if (auto tRes = pCache.readCounters(&tCounters); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
-    if (auto tRes = pCache.isCleanerAtWork(&tCleaner); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    const bool tCounted = pCache.hasCounters();
+    uint32_t tRes = tCounted ? pCache.readCounters(&tCounters) : 0;
+    if (!KFAILED(tRes) && tCounted) tRes = pCache.isCleanerAtWork(&tCleaner);
+    if (KFAILED(tRes)) return failLook(pSession, tRes, pCache);
+    if (!tCounted) pSession.note("the cache has no counters: it is a copy, or was never used");
     uint64_t tBytes = 0;
     for (const CacheFile& tFile : tFiles)
         tBytes += tFile.bytes;
     const char* tCleanerText = tCleaner ? "active" : "none";
     if (pSession.json()) {
+        const auto tCounter = [&](auto pValue) { return tCounted ? Json(pValue) : Json(); };
         pSession.printJson(Json::object({{"dir", pCache.dir()},
                                          {"objects", tFiles.size()},
                                          {"bytes", tBytes},
-                                         {"inserted_kb", tCounters.insertedKb},
-                                         {"cleaned_kb", tCounters.cleanedKb},
-                                         {"growth_kb", tCounters.growthKb()},
+                                         {"inserted_kb", tCounter(tCounters.insertedKb)},
+                                         {"cleaned_kb", tCounter(tCounters.cleanedKb)},
+                                         {"growth_kb", tCounter(tCounters.growthKb())},
                                          {"threshold_kb", CLEANING_THRESHOLD_KB},
                                          {"cleaner", tCleanerText}}));
         return STATUS_DONE;
@@ -142,9 +146,10 @@ int stat(Session& pSession, CacheFiles& pCache, const Arguments&)
     tLine("directory", pSession.shown(pCache.dir()));
     tLine("objects", std::to_string(tFiles.size()));
     tLine("bytes", std::to_string(tBytes) + " (" + readableSize(tBytes) + ")");
-    tLine("inserted", std::to_string(tCounters.insertedKb) + " KB");
-    tLine("cleaned", std::to_string(tCounters.cleanedKb) + " KB");
-    tLine("growth", std::to_string(tCounters.growthKb()) + " KB");
+    const auto tKilobytes = [&](auto pValue) { return tCounted ? std::to_string(pValue) + " KB" : "-"; };
+    tLine("inserted", tKilobytes(tCounters.insertedKb));
+    tLine("cleaned", tKilobytes(tCounters.cleanedKb));
+    tLine("growth", tKilobytes(tCounters.growthKb()));
     tLine("threshold", std::to_string(CLEANING_THRESHOLD_KB) + " KB");
     tLine("cleaner", tCleanerText);
     if (tOthers > 0) tLine("other files", std::to_string(tOthers));
@@ -228,16 +233,17 @@ void addCacheLookCommands(std::vector<Command>& pTable)
           .details =
               "Nothing is created or cleaned. On Linux no lock is taken; Windows can tell a lock only by "
               "trying it, for a moment, on a byte past all content.",
-          .json =
-              {.shape = "an object",
-               .fields = {{"dir", "string", "the cache directory"},
-                          {"objects", "number", "object files"},
-                          {"bytes", "number", "their size together"},
-                          {"inserted_kb", "number", "kilobytes ever inserted"},
-                          {"cleaned_kb", "number", "kilobytes ever removed by cleaners"},
-                          {"growth_kb", "number", "the difference; negative when more was cleaned"},
-                          {"threshold_kb", "number", "the growth from which on a cleaner removes something"},
-                          {"cleaner", "string", "active when a process has the cleaner's lock, else none"}}},
+          .json = {.shape = "an object",
+                   .fields =
+                       {{"dir", "string", "the cache directory"},
+                        {"objects", "number", "object files"},
+                        {"bytes", "number", "their size together"},
+                        {"inserted_kb", "number", "kilobytes ever inserted; null in a copy without counters"},
+                        {"cleaned_kb", "number", "kilobytes ever removed by cleaners; null as above"},
+                        {"growth_kb", "number",
+                         "the difference, negative when more was cleaned; null as above"},
+                        {"threshold_kb", "number", "the growth from which on a cleaner removes something"},
+                        {"cleaner", "string", "active when a process has the cleaner's lock, else none"}}},
           .effect = Command::LOOKS},
          {.name = "cache verify",
           .summary = "Check every object file: status 1 when one is bad.",

@@ -25,17 +25,11 @@ uint32_t storeObject(Session& pSession, fw::IFileSystemCache* pCache, const std:
 {
     if (auto tRes = pCache->computeCacheId(pUri.c_str(), pId); KFAILED(tRes)) return tRes;
     bool tWasThere = false;
-    CacheFiles(pSession.application()->userAppDir()).hasObject(cacheIdText(*pId), &tWasThere);
+    const CacheFiles tFiles(pSession.application()->userAppDir());
+    tFiles.hasObject(cacheIdText(*pId), &tWasThere);
     if (auto tRes = pCache->putObject(pUri.c_str(), &pAttributes, &pData); KFAILED(tRes)) return tRes;
-    if (!tWasThere) return 0;
-    fw::CacheAttrList tAttributes;
-    fw::CacheBytes tData;
-    bool tSame = !KFAILED(pCache->getObject(pUri.c_str(), &tAttributes, &tData)) &&
-                 tAttributes.mCount == pAttributes.mCount && view(tData) == view(pData);
-    for (uint32_t i = 0; tSame && i < tAttributes.mCount; ++i)
-        tSame = std::string_view(tAttributes.mAttrs[i].mKey) == pAttributes.mAttrs[i].mKey &&
-                std::string_view(tAttributes.mAttrs[i].mValue) == pAttributes.mAttrs[i].mValue;
-    if (!tSame) pSession.note("the cache has another object of that URI, which is kept: " + pUri);
+    if (tWasThere && tFiles.hasOther(cacheIdText(*pId), pAttributes, pData))
+        pSession.note("the cache has another object of that URI, which is kept: " + pUri);
     return 0;
 }
 

@@ -20,7 +20,9 @@ constexpr double MAX_SLEEP_SECONDS = 4000000;
 void startCleaner(Session& pSession)
 {
     std::string tUserAppDir;
-    if (!KFAILED(pSession.userAppDir(tUserAppDir)) && CacheFiles(tUserAppDir).hasCounters()) pSession.cache();
+    bool tReadOnly = false;
+    if (!KFAILED(pSession.userAppDir(tUserAppDir)) && CacheFiles(tUserAppDir).hasCounters())
+        pSession.cache(&tReadOnly);
 }
 
 int runShell(Session& pSession, const Arguments&)

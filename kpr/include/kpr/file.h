@@ -104,8 +104,8 @@ KPR_API uint32_t kprGetOpenFileInfo(KprFile pFile, uint32_t pMask, KprFileInfo* 
 KPR_API uint32_t kprSetFileTime(const char* pPath, const KprTime* pAccessed, const KprTime* pModified);
 
 /// Whether a file may be used without a thought of others: KPR_E_NOT_REGULAR when what stands there is a link
-/// or no regular file, KPR_E_NOT_TRUSTED when it belongs to another user than this one and the system's
-/// administrator. On Linux the file is not opened, so locks that the process has on it stay.
+/// or no regular file, KPR_E_NOT_TRUSTED when neither this user nor the system's administrator owns it or, on
+/// Linux, everybody may write it. There it is not opened, so locks that the process has on it stay.
 KPR_API uint32_t kprCheckFile(const char* pPath);
 
 /// Renames pFrom to pTo unless pTo exists: then KPR_E_EXISTS and nothing is changed. Of several callers with
@@ -154,9 +154,11 @@ enum KprLockMode : uint32_t {
 KPR_API uint32_t kprLockFile(KprFile pFile, uint32_t pMode, uint64_t pOffset, uint64_t pLength);
 /// Gives back the lock of exactly that range; where nothing is locked it does nothing. Closing does the same.
 KPR_API uint32_t kprUnlockFile(KprFile pFile, uint64_t pOffset, uint64_t pLength);
-/// Whether some handle, in any process, holds a lock that conflicts with an exclusive one of the whole file:
-/// *pLocked is 1 or 0. On Linux it only looks. Windows cannot tell without locking: there the file is locked
-/// for a moment, so that a NO_WAIT lock of somebody else may fail meanwhile.
-KPR_API uint32_t kprIsFileLocked(const char* pPath, uint32_t* pLocked);
+/// Whether some handle, in any process, holds a lock that conflicts with one of pMode (KPR_LOCK_SHARED or
+/// KPR_LOCK_EXCLUSIVE) of the whole file: *pLocked is 1 or 0. On Linux it only looks. Windows cannot tell
+/// without locking: there the file is locked in that mode for a moment, so that a NO_WAIT lock of somebody
+/// else may fail meanwhile, and whoever asks for EXCLUSIVE may meet another who asks. Those who ask for
+/// SHARED do not meet each other.
+KPR_API uint32_t kprIsFileLocked(const char* pPath, uint32_t pMode, uint32_t* pLocked);
 
 } // extern "C"

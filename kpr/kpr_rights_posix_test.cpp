@@ -90,6 +90,11 @@ TEST_F(KprPosixTest, FilesOfSomebodyElseAreToldFromOnesOwn)
     const std::string tFifo = mDir / "fifo";
     ASSERT_EQ(mkfifo(tFifo.c_str(), 0600), 0);
     EXPECT_EQ(kprCheckFile(tFifo.c_str()), KPR_E_NOT_REGULAR);
+    const std::pair<mode_t, uint32_t> tModes[] = {{0602, KPR_E_NOT_TRUSTED}, {0664, 0u}, {0644, 0u}};
+    for (const auto& [tMode, tCode] : tModes) {
+        ASSERT_EQ(chmod(mPath.c_str(), tMode), 0);
+        EXPECT_EQ(kprCheckFile(mPath.c_str()), tCode) << std::oct << tMode;
+    }
     // Closing any handle of the file would drop such a lock.
     const int tFile = ::open(mPath.c_str(), O_RDWR | O_CLOEXEC);
     struct flock tLock {};

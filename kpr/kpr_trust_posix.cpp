@@ -10,6 +10,12 @@ namespace {
 
 bool isTrustedOwner(const struct stat& pStat) { return pStat.st_uid == 0 || pStat.st_uid == geteuid(); }
 
+uint32_t trust(const struct stat& pStat)
+{
+    return isTrustedOwner(pStat) && !(pStat.st_mode & S_IWOTH) ? uint32_t{K_SUCCESS}
+                                                               : uint32_t{KPR_E_NOT_TRUSTED};
+}
+
 } // namespace
 
 uint32_t kprCheckLink(const char* pPath)
@@ -27,7 +33,7 @@ uint32_t kprCheckFile(const char* pPath)
     struct stat tStat;
     if (lstat(pPath, &tStat) != 0) return kpr::lastError();
     if (!S_ISREG(tStat.st_mode)) return KPR_E_NOT_REGULAR;
-    return isTrustedOwner(tStat) ? uint32_t{K_SUCCESS} : uint32_t{KPR_E_NOT_TRUSTED};
+    return trust(tStat);
 }
 
 uint32_t kprCheckDir(const char* pPath)
@@ -36,6 +42,5 @@ uint32_t kprCheckDir(const char* pPath)
     struct stat tStat;
     if (stat(pPath, &tStat) != 0) return kpr::lastError();
     if (!S_ISDIR(tStat.st_mode)) return KPR_E_NOT_DIRECTORY;
-    return isTrustedOwner(tStat) && !(tStat.st_mode & S_IWOTH) ? uint32_t{K_SUCCESS}
-                                                               : uint32_t{KPR_E_NOT_TRUSTED};
+    return trust(tStat);
 }

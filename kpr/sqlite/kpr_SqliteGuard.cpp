@@ -51,7 +51,7 @@ const char* problemOfJournal(const std::string& pName)
     if (tFound == KPR_E_NOT_REGULAR) return "the journal beside it is not a regular file";
     // Whoever opens a journal as the administrator, be it to look, gives it to the owner of the database.
     if (KFAILED(tFound) || KFAILED(kprCheckFile(databaseOf(pName, sizeof JOURNAL - 1).c_str())))
-        return "it, or the journal beside it, belongs to another user";
+        return "another user has a hand in it, or in the journal beside it";
     return nullptr;
 }
 

@@ -13,8 +13,9 @@ namespace kpr {
 /// into memory, and whoever cuts it short ends the process. So here
 ///
 /// - a database and what belongs to it are regular files;
-/// - a journal that is there is opened only if it and the database belong to the user or the administrator,
-///   for it is played back, and SQLite gives what the administrator opens to the database's owner;
+/// - a journal that is there is opened only if it and the database belong to the user or the administrator
+///   and, on Linux, not everybody may write them, for it is played back, and SQLite gives what the
+///   administrator opens to the database's owner;
 /// - the file that ties journals of one transaction together is one by its name, or it is neither read nor
 ///   removed;
 /// - a write-ahead log is used only where nobody else may have a hand in it, or not at all.
@@ -26,7 +27,8 @@ public:
     /// May a database have a write-ahead log?
     enum class WriteAheadLog {
         OF_USER, ///< if the database, its log and its index are the user's or the administrator's, and on
-                 ///< Linux, where a mapped file may be cut short, nobody else may change their folder
+                 ///< Linux, where a mapped file may be cut short, not everybody may write them or change
+                 ///< their folder
         NEVER
     };
 

@@ -167,7 +167,7 @@ class Beside(HostTest):
 
 class Journal(Beside):
     NAMED = "the journal beside it names a file that is none of SQLite's"
-    FOREIGN = "it, or the journal beside it, belongs to another user"
+    FOREIGN = "another user has a hand in it, or in the journal beside it"
 
     def test_that_names_a_file_removes_nothing(self):
         for victim in (self.victim, self.path("victim-journal"), self.path("victim-wal")):
@@ -246,6 +246,24 @@ class Journal(Beside):
         self.assert_done(self.query("insert into t values ('more')"), "")
 
 
+    @unittest.skipIf(host.WINDOWS, "what others may write is told by file modes here")
+    def test_that_others_may_write_is_not_played_back(self):
+        write_journal(self.database, self.page.replace(b"before", b"forged"))
+        for name in ("a.db-journal", "a.db"):
+            with self.subTest(name=name):
+                os.chmod(self.path(name), 0o646)
+                self.assert_refused(self.query(), self.FOREIGN)
+                self.assertEqual(self.read("a.db"), self.before)
+                os.chmod(self.path(name), 0o664)
+        os.remove(self.database + "-journal")
+        os.chmod(self.database, 0o666)
+        self.assert_done(self.query("insert into t values ('more')"), "")
+        write_journal(self.database, self.page)
+        os.chmod(self.database, 0o664)
+        self.assertEqual(self.query().status, 0)
+        self.assertFalse(os.path.exists(self.database + "-journal"))
+
+
 class WriteAheadLog(Beside):
     def setUp(self):
         super().setUp()
@@ -268,6 +286,18 @@ class WriteAheadLog(Beside):
                     self.assert_refused(self.query(more=more),
                                         "it has a write-ahead log in which another user has a hand")
                 os.chown(self.path(name), 0, 0)
+
+    @unittest.skipIf(host.WINDOWS, "what others may write is told by file modes here")
+    def test_that_others_may_write_is_refused(self):
+        for name in ("a.db", "a.db-wal", "a.db-shm"):
+            with self.subTest(name=name):
+                self.crash("insert into t values ('more')")
+                os.chmod(self.path(name), 0o646)
+                for more in ("", ";readonly=yes"):
+                    self.assert_refused(self.query(more=more),
+                                        "it has a write-ahead log in which another user has a hand")
+                os.chmod(self.path(name), 0o664)
+                self.assertEqual(self.query().status, 0)
 
     @unittest.skipIf(host.WINDOWS, "no file that is mapped is cut short there")
     def test_in_a_folder_of_others_is_refused(self):

@@ -124,8 +124,9 @@ TEST_P(ServerTest, aConnectionThatIsKilledIsLost)
     EXPECT_EQ(tVictim->cancel(), 0u);
     EXPECT_EQ(cell("select count(*) from driver_test"), Cell(0));
     // With rows open.
-    if (isOdbc()) return; // those of ODBC may have them all by then
-    tVictim = open();
+    if (database() == "mariadb") return;                            // its ODBC driver has them all by then
+    tVictim = open(isOdbc() ? ";usedeclarefetch=1;fetch=100" : ""); // so that PostgreSQL's has not
+    ASSERT_TRUE(tVictim);
     kom::Ref<sql::ISqlRows> tRows;
     ASSERT_EQ(tVictim->query("select pg_backend_pid(), repeat('x', 1000) from generate_series(1, 100000)",
                              nullptr, tRows.out()),

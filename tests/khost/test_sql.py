@@ -445,6 +445,30 @@ class Postgresql(ServerTest):
         self.assert_fails(result, "sql query", "0x80070057", "E_INVALIDARG", "is written in double quotes")
         self.assertNotIn("marker", result.errors)
 
+    def test_a_full_disk(self):
+        """A tablespace on a small volume of its own."""
+        volume = self.data + "/volume"
+        os.mkdir(volume)
+        mounted = subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4m,mode=777", "none", volume], check=False,
+                                 stderr=subprocess.PIPE, text=True)
+        if mounted.returncode != 0:
+            os.rmdir(volume)
+            self.skipTest("no small volume can be mounted: " + mounted.stderr.strip())
+        self.addCleanup(subprocess.run, ["umount", volume], check=True)
+        os.mkdir(volume + "/space")
+        if self.user:
+            shutil.chown(volume + "/space", "nobody", "nogroup")
+        self.assert_done(self.query(self.database, f"create tablespace small location '{volume}/space'"), "")
+        self.addCleanup(self.query, self.database, "drop tablespace small")
+        self.assert_done(self.query(self.database, "create table full_test (n int, t text) tablespace small"), "")
+        self.addCleanup(self.query, self.database, "drop table full_test")
+        self.assert_done(self.query(self.database, "insert into full_test values (0, 'before')"), "")
+        script = self.write("full.sql", b"insert into full_test values (1, 'x');\n"
+                            b"insert into full_test select n, repeat('x', 1000) from generate_series(2, 20000) n;\n")
+        self.assert_fails(self.khost("sql", "exec", self.database, "--script", native(script)), "sql exec", "0x96230004",
+                          "KPR_E_NO_SPACE", "[53100]")
+        self.assert_done(self.query(self.database, "select * from full_test"), "0\tbefore\n")
+
     def test_a_server_that_is_gone(self):
         shell = self.shell()
         line = "sql query " + quoted(self.database) + ' "select 1"'

@@ -1,7 +1,6 @@
 #include "drivers/odbc/sql_OdbcDatabase.h"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include "drivers/odbc/sql_OdbcCatalog.h"
@@ -122,14 +121,6 @@ bool comesBack(Odbc::Handle pHandle, bool pNarrow, bool pBytes)
     return odbc::succeeded(OdbcReader().read(tHandle.get(), 1, tType, tValue, tText)) && tText == TEXT;
 }
 
-Failure refused(std::string pText)
-{
-    Failure tFailure;
-    tFailure.code = E_INVALIDARG;
-    tFailure.text = std::move(pText);
-    return tFailure;
-}
-
 /// Why there is no connection, which drivers and the driver manager tell in many ways.
 Failure failedToConnect(Odbc::Handle pHandle, bool pTimeOver)
 {
@@ -176,11 +167,8 @@ OdbcDatabase::~OdbcDatabase()
 Failure OdbcDatabase::open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase)
 {
     uint64_t tSeconds = CONNECT_SECONDS;
-    const std::string tGiven = pDescription.value("connect_timeout");
-    if (!tGiven.empty())
-        if (const auto tParsed = std::from_chars(tGiven.data(), tGiven.data() + tGiven.size(), tSeconds);
-            tParsed.ec != std::errc() || tParsed.ptr != tGiven.data() + tGiven.size() || tSeconds > 1000000)
-            return refused("\"connect_timeout\" takes a number of seconds");
+    if (!pDescription.seconds("connect_timeout", tSeconds))
+        return refused("\"connect_timeout\" takes a number of seconds");
     std::string tProblem;
     std::u16string tString;
     const std::string tPlain = connectionString(pDescription, tProblem);

@@ -33,9 +33,9 @@ public:
 protected:
     Failure open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase) override
     {
-        if (!gOdbc.load()) return noLibrary("ODBC: " + gOdbc.library.problem());
         return OdbcDatabase::open(pDescription, pDatabase);
     }
+    std::string load() override { return gOdbc.load() ? "" : "ODBC: " + gOdbc.library.problem(); }
 };
 
 } // namespace

@@ -1,7 +1,6 @@
 #include "drivers/postgresql/sql_PostgresqlDatabase.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <utility>
 
@@ -35,14 +34,6 @@ Failure noConnection(std::string pText, bool pRetry = false)
 {
     Failure tFailure = failureOf("08001", std::move(pText));
     tFailure.retry = pRetry;
-    return tFailure;
-}
-
-Failure refused(std::string pText)
-{
-    Failure tFailure;
-    tFailure.code = E_INVALIDARG;
-    tFailure.text = std::move(pText);
     return tFailure;
 }
 
@@ -132,11 +123,8 @@ PostgresqlDatabase::~PostgresqlDatabase()
 Failure PostgresqlDatabase::open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase)
 {
     uint64_t tSeconds = CONNECT_SECONDS;
-    const std::string tGiven = pDescription.value("connect_timeout");
-    if (!tGiven.empty())
-        if (const auto tParsed = std::from_chars(tGiven.data(), tGiven.data() + tGiven.size(), tSeconds);
-            tParsed.ec != std::errc() || tParsed.ptr != tGiven.data() + tGiven.size() || tSeconds > 1000000)
-            return refused("\"connect_timeout\" takes a number of seconds");
+    if (!pDescription.seconds("connect_timeout", tSeconds))
+        return refused("\"connect_timeout\" takes a number of seconds");
     if (Failure tFailure = unknownKey(pDescription); tFailure.code) return tFailure;
     std::vector<const char*> tKeys, tValues;
     for (const auto& [tKey, tValue] : pDescription.values())
@@ -375,13 +363,6 @@ uint32_t PostgresqlDatabase::runBegin(uint32_t pMode, uint32_t pIsolation)
                                           " ISOLATION LEVEL SERIALIZABLE"};
     return run(std::string("BEGIN") + ISOLATIONS[pIsolation] +
                (pMode == sql::SQL_BEGIN_READ_ONLY ? " READ ONLY" : ""));
-}
-
-bool PostgresqlDatabase::isLostCommit(std::string_view pTag, const ParsedStatement& pText) const
-{
-    if (pTag != "ROLLBACK") return false;
-    const std::string tWord = firstWord(pText.text, dialect());
-    return tWord != "rollback" && tWord != "abort";
 }
 
 const char* PostgresqlDatabase::tablesText()

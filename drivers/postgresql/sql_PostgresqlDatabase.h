@@ -59,9 +59,6 @@ public:
     void forget(std::string pName) { mForgotten.push_back(std::move(pName)); }
     /// A failure, which is kept, when it is known that the connection is lost.
     uint32_t lostNow() { return checkLost(); }
-    /// Whether a command was meant to keep a transaction that the server has rolled back, which it calls a
-    /// success.
-    bool isLostCommit(std::string_view pTag, const ParsedStatement& pText) const;
 
 protected:
     const Dialect& dialect() const override;

@@ -34,9 +34,9 @@ public:
 protected:
     Failure open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase) override
     {
-        if (!gLibpq.load()) return noLibrary("PostgreSQL: " + gLibpq.library.problem());
         return PostgresqlDatabase::open(pDescription, pDatabase);
     }
+    std::string load() override { return gLibpq.load() ? "" : "PostgreSQL: " + gLibpq.library.problem(); }
 };
 
 } // namespace

@@ -123,7 +123,8 @@ uint32_t PostgresqlStatement::step()
         std::from_chars(tChanged.data(), tChanged.data() + tChanged.size(), mChanged);
     }
     uint32_t tRes = restOfResults();
-    if (!KFAILED(tRes) && mDatabase->isLostCommit(tTag, text())) {
+    // It was to keep a transaction; the server calls what it has done instead a success.
+    if (!KFAILED(tRes) && tTag == "ROLLBACK" && !text().rollsBack) {
         mDatabase->statementSucceeded(text(), true);
         tRes = mDatabase->fail(SQL_E_NOT_COMMITTED, "the server has rolled the transaction back");
     }

@@ -54,7 +54,6 @@ protected:
             if (const auto tParsed = std::from_chars(tTimeout.data(), tEnd, tMilliseconds);
                 tParsed.ec != std::errc() || tParsed.ptr != tEnd)
                 return refused("\"timeout\" takes a number of milliseconds");
-        if (!gSqlite.load()) return noLibrary("SQLite: " + gSqlite.library.problem());
 
         sqlite3* tHandle = nullptr;
         const int tFlags =
@@ -75,6 +74,7 @@ protected:
         pDatabase = kom::retain(new SqliteDatabase(std::move(tOwned), tMilliseconds));
         return {};
     }
+    std::string load() override { return gSqlite.load() ? "" : "SQLite: " + gSqlite.library.problem(); }
 };
 
 } // namespace

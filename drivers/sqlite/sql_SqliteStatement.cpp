@@ -69,8 +69,7 @@ uint32_t SqliteStatement::step()
 
 uint32_t SqliteStatement::read(sql::SqlValue* pRow)
 {
-    const int tCount = gSqlite.columnCount(mHandle);
-    mBytes.resize(static_cast<size_t>(tCount));
+    const auto tCount = static_cast<int>(mTextTypes.size());
     for (int i = 0; i < tCount; ++i) {
         switch (gSqlite.columnType(mHandle, i)) {
         case SQLITE_NULL:
@@ -122,6 +121,7 @@ uint32_t SqliteStatement::describe(std::shared_ptr<const Columns>& pColumns)
 {
     const auto tColumns = std::make_shared<Columns>(static_cast<size_t>(gSqlite.columnCount(mHandle)));
     mTextTypes.resize(tColumns->size());
+    mBytes.resize(tColumns->size());
     for (size_t i = 0; i < tColumns->size(); ++i) {
         const int tNumber = static_cast<int>(i);
         Column& tColumn = (*tColumns)[i];

@@ -156,8 +156,7 @@ void Connection::statementSucceeded(const ParsedStatement& pText, bool pLostComm
     const bool tWas = std::exchange(mBegun, tIs);
     if (!tWas || mControl) return;
     // A statement of the client's may end it, too.
-    const std::string tWord = firstWord(pText.text, dialect());
-    if (tWord == "rollback" || tWord == "abort" || pLostCommit) ++mEpoch;
+    if (pText.rollsBack || pLostCommit) ++mEpoch;
     if (!tIs) transactionEnded();
 }
 
@@ -280,18 +279,21 @@ uint32_t Connection::setTimeout(uint32_t pMilliseconds)
 
 void Connection::callBegins()
 {
-    if (mCalls == 0) {
+    const uint32_t tCalls = mCalls;
+    if (tCalls == 0) {
         mDeadline = mTimeout ? now() + uint64_t{mTimeout} * 1000 : 0;
-        mCancelled = false;
+        forgetCancel();
     }
-    ++mCalls; // from here on cancel is heard
+    mCalls.store(tCalls + 1, std::memory_order_release); // from here on cancel is heard
 }
 
 void Connection::callEnds()
 {
-    if (--mCalls > 0) return;
+    const uint32_t tCalls = mCalls - 1;
+    mCalls.store(tCalls, std::memory_order_release);
+    if (tCalls > 0) return;
     mDeadline = 0;
-    mCancelled = false;
+    forgetCancel();
 }
 
 Failure Connection::stopped(std::string pText) const

@@ -132,6 +132,10 @@ private:
     uint32_t make(std::string_view pText, bool pOnce, kom::Ref<Statement>& pStatement);
     uint32_t runSavepoint(const char* pVerb, const char* pName, bool pFailedToo);
     uint32_t transactionState();
+    void forgetCancel()
+    {
+        if (mCancelled) mCancelled = false;
+    }
     void takeBack(bool pOwn);
 
     kom::RefCount mRefCount;
@@ -144,8 +148,10 @@ private:
     uint32_t mOpenRuns = 0;
     uint32_t mEpoch = 0;
     uint32_t mTimeout = 0;
-    uint64_t mDeadline = 0;          ///< in microseconds; 0 without one
-    std::atomic<uint32_t> mCalls{0}; ///< calls under way, one within the other
+    uint64_t mDeadline = 0; ///< in microseconds; 0 without one
+    /// Calls under way, one within the other. Only the connection's own thread counts, so that each row costs
+    /// no locked operation.
+    std::atomic<uint32_t> mCalls{0};
     std::atomic<bool> mCancelled{false};
 };
 

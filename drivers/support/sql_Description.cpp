@@ -1,6 +1,7 @@
 #include "drivers/support/sql_Description.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace vel::kos::drivers {
 
@@ -100,6 +101,15 @@ std::string Description::value(const std::string& pKey) const
 {
     const auto tValue = mValues.find(pKey);
     return tValue == mValues.end() ? std::string() : tValue->second;
+}
+
+bool Description::seconds(const std::string& pKey, uint64_t& pSeconds) const
+{
+    const std::string tValue = value(pKey);
+    if (tValue.empty()) return true;
+    const char* const tEnd = tValue.data() + tValue.size();
+    const auto tParsed = std::from_chars(tValue.data(), tEnd, pSeconds);
+    return tParsed.ec == std::errc() && tParsed.ptr == tEnd && pSeconds <= 1000000;
 }
 
 bool Description::yes(const std::string& pKey, bool pDefault, bool& pAnswer) const

@@ -1,6 +1,7 @@
 // The descriptions that databases are opened by: `key=value` pairs separated by ";".
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -23,6 +24,9 @@ public:
     size_t place(const std::string& pKey) const { return mPlaces.at(pKey); }
     /// A key's value as yes or no; false when it is neither, or pDefault when the key is missing.
     bool yes(const std::string& pKey, bool pDefault, bool& pAnswer) const;
+    /// A key's value as a number of seconds up to a million; false when it is none. pSeconds stays as it is
+    /// when the key is missing or empty.
+    bool seconds(const std::string& pKey, uint64_t& pSeconds) const;
     /// The values that no text may hold: those of keys with "password", "passwd", "pwd" or "secret" in them.
     std::vector<std::string> secrets() const;
     /// The pairs, in the order of their keys.

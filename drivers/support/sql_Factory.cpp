@@ -61,7 +61,7 @@ uint32_t Factory::createDatabase(const char* pDescription, sql::ISqlDatabase** p
     if (!tDescription.parse(pDescription ? pDescription : ""))
         tFailure.text = tDescription.problem();
     else if (tDescription.value("type") == mType)
-        tFailure = open(tDescription, tDatabase);
+        tFailure = openLoaded(tDescription, tDatabase);
     for (const std::string& tSecret : tDescription.secrets())
         hideSecret(tFailure.text, tSecret);
     keep(tFailure);
@@ -82,19 +82,15 @@ uint32_t Factory::getCreateError(sql::SqlError* pError)
     return 0;
 }
 
-Failure Factory::refused(std::string pText)
+Failure Factory::openLoaded(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase)
 {
     Failure tFailure;
-    tFailure.code = E_INVALIDARG;
-    tFailure.text = std::move(pText);
-    return tFailure;
-}
-
-Failure Factory::noLibrary(std::string pText)
-{
-    Failure tFailure;
+    {
+        const kpr::Lock tLock(mLoading);
+        tFailure.text = load();
+    }
+    if (tFailure.text.empty()) return open(pDescription, pDatabase);
     tFailure.code = KPR_E_NOT_FOUND;
-    tFailure.text = std::move(pText);
     return tFailure;
 }
 

@@ -7,6 +7,7 @@
 #include "drivers/support/sql_Failure.h"
 #include "kfw/sql/ISqlDatabaseFactory.h"
 #include "kom/implements.h"
+#include "kpr/mutex.h"
 
 namespace vel::kos::drivers {
 
@@ -26,17 +27,18 @@ public:
     virtual ~Factory() = default;
 
 protected:
-    /// Opens the database; a failure, whose code is not 0, when it cannot. What the description calls a
-    /// password or a secret is taken out of its text.
+    /// Opens the database, whose client library is loaded; a failure, whose code is not 0, when it cannot.
+    /// What the description calls a password or a secret is taken out of its text.
     virtual Failure open(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase) = 0;
 
-    /// A description that says what the driver cannot take.
-    static Failure refused(std::string pText);
-    /// The client library is not there.
-    static Failure noLibrary(std::string pText);
+    /// Loads the client library, or finds it loaded: "", or what is missing. By one thread at a time.
+    virtual std::string load() = 0;
 
 private:
+    Failure openLoaded(const Description& pDescription, kom::Ref<sql::ISqlDatabase>& pDatabase);
+
     kom::RefCount mRefCount;
+    kpr::Mutex mLoading;
     const char* mType;
     const char* mHelp;
 };

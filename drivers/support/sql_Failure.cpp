@@ -104,6 +104,14 @@ Failure failureOf(std::string_view pSqlState, std::string pText, int32_t pNative
     return tFailure;
 }
 
+Failure refused(std::string pText)
+{
+    Failure tFailure;
+    tFailure.code = E_INVALIDARG;
+    tFailure.text = std::move(pText);
+    return tFailure;
+}
+
 void toRecord(const Failure& pFailure, sql::SqlError* pError)
 {
     *pError = {};

@@ -20,6 +20,8 @@ struct Failure {
 
 /// What an SQLSTATE stands for: code, constraint and whether a retry makes sense.
 Failure failureOf(std::string_view pSqlState, std::string pText, int32_t pNativeCode = 0);
+/// What a description says that a driver cannot take.
+Failure refused(std::string pText);
 /// Fills the record; the text is a kom heap string of the receiver's.
 void toRecord(const Failure& pFailure, sql::SqlError* pError);
 /// Puts "***" in the place of a secret (none when it is empty) wherever it stands in a text.

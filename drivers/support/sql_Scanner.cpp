@@ -279,7 +279,10 @@ size_t ParsedStatement::sourcePosition(size_t pPosition) const
 
 ParsedStatement parseStatement(std::string_view pSource, const Dialect& pDialect, Markers pMarkers)
 {
-    return Parser(pSource, pDialect, pMarkers).parse();
+    ParsedStatement tParsed = Parser(pSource, pDialect, pMarkers).parse();
+    const std::string tWord = firstWord(pSource, pDialect);
+    tParsed.rollsBack = tWord == "rollback" || tWord == "abort";
+    return tParsed;
 }
 
 size_t statementLength(std::string_view pText, const Dialect& pDialect)

@@ -36,6 +36,7 @@ struct ParsedStatement {
     std::string text;
     std::vector<std::string> names; ///< one for each parameter, "" for a "?"
     std::vector<uint32_t> places;   ///< the parameter of each place where one stands, in order
+    bool rollsBack = false;         ///< it begins with the word for that: for running it many times
     std::string problem;            ///< why it cannot be taken; "" when it can
     size_t problemAt = 0;
 

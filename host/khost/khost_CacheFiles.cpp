@@ -11,6 +11,7 @@
 #include "kpr/dir.h"
 #include "kpr/file.h"
 #include "kpr/text.h"
+#include "kpr/time.h"
 
 namespace vel::kos::host {
 
@@ -156,11 +157,47 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
     if (!KFAILED(tRes)) tRes = tReader.checkAttributes();
     if (KFAILED(tRes)) {
         tFacts.problem = tLog.text().empty() ? komStrError(tRes) : tLog.text();
+        // What the system refuses has a code of its own.
+        tFacts.isRefused = tRes == E_FAIL;
         return tFacts;
     }
     tFacts.attributes = tReader.header().attrCount;
     tFacts.dataBytes = tReader.header().dataSize;
     return tFacts;
+}
+
+uint32_t CacheFiles::removeRefused(const CacheFile& pFile, const std::function<void()>& pWaiting,
+                                   bool* pRemoved)
+{
+    constexpr uint32_t PAUSE_MS = 20, PATIENCE_MS = 2000;
+    *pRemoved = false;
+    mFailedPath = joinPath(mDir, kfw::INSERTED_COUNTER);
+    kfw::OpenFile tInserted;
+    if (auto tRes = tInserted.open(mFailedPath, KPR_OPEN_READ_WRITE); KFAILED(tRes)) return tRes;
+    uint32_t tWaited = 0;
+    for (;;) {
+        // Given back when the file is closed.
+        const uint32_t tRes = kprLockFile(tInserted.get(), KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
+        if (!KFAILED(tRes)) break;
+        if (tRes != KPR_E_LOCKED) return tRes;
+        kprSleep(PAUSE_MS);
+        if ((tWaited += PAUSE_MS) == PATIENCE_MS) pWaiting();
+    }
+    // Somebody may have removed it, and stored a good one.
+    KprFileInfo tInfo = {};
+    mFailedPath = objectPath(pFile.name);
+    const uint32_t tFound = kprGetFileInfo(mFailedPath.c_str(), KPR_INFO_KIND | KPR_INFO_SIZE, &tInfo);
+    if (tFound == KPR_E_NOT_FOUND) return 0;
+    if (KFAILED(tFound)) return tFound;
+    if (tInfo.kind != KPR_KIND_FILE || !examine(pFile).isRefused) return 0;
+    if (auto tRes = kprRemoveFile(mFailedPath.c_str()); KFAILED(tRes)) return tRes;
+    *pRemoved = true;
+    mFailedPath = joinPath(mDir, kfw::CLEANED_COUNTER);
+    kfw::OpenFile tCleaned;
+    if (auto tRes = tCleaned.open(mFailedPath, KPR_OPEN_READ_WRITE); KFAILED(tRes)) return tRes;
+    kfw::FirstProblem tLog; // the code says enough
+    kfw::FileBytes tBytes(tCleaned.get(), tLog);
+    return kfw::CounterFile("khost", mFailedPath, tLog).add(tBytes, kfw::kilobytes(tInfo.size));
 }
 
 uint32_t CacheFiles::read(const std::string& pName, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData,

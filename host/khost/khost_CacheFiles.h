@@ -1,5 +1,6 @@
 // A cache's files as they lie in the user application directory, read without taking part in the cache:
-// nothing is created, locked, touched or cleaned, and no lock of another process stands in the way.
+// nothing is created, locked, touched or cleaned, and no lock of another process stands in the way. Only the
+// removal of a bad file takes the insert lock, as a cleaner does.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +35,8 @@ struct CacheFile {
 
 /// An object file examined.
 struct CacheFileFacts {
-    std::string problem; ///< "" for a file that the cache would read, else its message about it
+    std::string problem;    ///< "" for a file that the cache would read, else its message about it
+    bool isRefused = false; ///< it could be read, and its bytes break the format's rules
     uint32_t attributes = 0;
     uint32_t dataBytes = 0;
 };
@@ -73,6 +75,11 @@ public:
     /// that its space lies in the file is all that can be told. However large the file, little memory is
     /// taken.
     CacheFileFacts examine(const CacheFile& pFile) const;
+    /// Removes an object file whose bytes break the format's rules, under the exclusive insert lock, and
+    /// counts it as cleaned. *pRemoved is false when it has gone or is a good one by the time the lock is
+    /// there. pWaiting is called once when somebody else has had the lock for two seconds. A removed file
+    /// that could not be counted is a failure.
+    uint32_t removeRefused(const CacheFile& pFile, const std::function<void()>& pWaiting, bool* pRemoved);
     /// Reads one object as the cache would; its data only where pData is given. A failure leaves the outputs
     /// as they were, and *pProblem is the cache's message about it.
     uint32_t read(const std::string& pName, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData,

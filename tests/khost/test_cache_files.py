@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import shutil
+import signal
 import struct
 import subprocess
 import tempfile
@@ -160,6 +161,63 @@ class Files(host.HostTest):
         self.assertEqual([row["id"] for row in rows if not row["valid"]], sorted(reasons))
         self.assertTrue(all(row["attributes"] is None and row["data_bytes"] is None for row in rows if not row["valid"]))
         self.assertIn("other files 3", " ".join(shell.run("cache stat").text.split()))
+
+    def test_repair_removes_what_the_cache_refuses_and_counts_it(self):
+        reasons, shell = self.damage()
+        folder = self.path("app", "cache", "objects")
+        files = sorted(name for name in reasons if os.path.isfile(os.path.join(folder, name)))
+        kilobytes = sum((os.path.getsize(os.path.join(folder, name)) + 1023) >> 10 for name in files)
+        before = json.loads(shell.run("cache stat --json").text)
+        result = shell.run("cache verify --repair --json")
+        found = json.loads(result.text)
+        self.assertEqual(result.status, 1)  # the directory stays
+        self.assertEqual((found["checked"], len(found["bad"]), found["removed"]),
+                         (3 + len(reasons), len(reasons), len(files)))
+        self.assertFalse([name for name in files if os.path.exists(os.path.join(folder, name))])
+        self.assertTrue(os.path.isdir(os.path.join(folder, "A6" * 16)))
+        after = json.loads(shell.run("cache stat --json").text)
+        self.assertEqual(after["cleaned_kb"], before["cleaned_kb"] + kilobytes)
+        self.assertEqual(after["inserted_kb"], before["inserted_kb"])
+        os.rmdir(os.path.join(folder, "A6" * 16))
+        self.assert_done(self.khost("cache", "verify", "--repair"), "3 checked, 0 bad, 0 removed\n")
+
+    def test_a_refused_object_can_be_stored_again_after_a_repair(self):
+        shell = self.closed_cache()
+        name = self.objects()[0]
+        uri = next(f"http://h/{n}" for n in range(3) if shell.run(f"cache id http://h/{n}").text.strip() == name)
+        self.write(f"app/cache/objects/{name}", b"torn")
+        source = self.write("again", b"again")
+        self.khost("cache", "put", uri, native(source))
+        self.assertEqual(self.khost("cache", "get", uri).status, 1)  # it was taken for stored
+        self.assert_done(self.khost("cache", "verify", "--repair"),
+                         f"{name}: FS cache: incomplete read of object header of "
+                         f"{native(self.path('app', 'cache', 'objects', name))} (got only 4 bytes).\n"
+                         "3 checked, 1 bad, 1 removed\n")
+        self.assertEqual(self.khost("cache", "put", uri, native(source)).status, 0)
+        self.assert_done(self.khost("cache", "get", uri), "again")
+
+    @host.posix_only("the lock is taken by Python's fcntl")
+    def test_a_repair_waits_for_the_insert_lock_and_says_so(self):
+        import fcntl
+        self.closed_cache()
+        bad = self.write("app/cache/objects/" + "B0" * 16, b"torn")
+        with open(self.path("app", "cache", "inserted"), "r+b") as inserted:
+            fcntl.lockf(inserted, fcntl.LOCK_EX)
+            for sign in (signal.SIGINT, signal.SIGTERM, None):
+                process = subprocess.Popen(self.command("cache", "verify", "--repair"), stdout=subprocess.PIPE,
+                                           stderr=subprocess.PIPE, env=self.environment(), text=True)
+                said = process.stderr.readline()
+                self.assertIn("waiting for the insert lock, which another process has had for two seconds", said)
+                self.assertTrue(os.path.exists(bad))
+                if sign is None:
+                    fcntl.lockf(inserted, fcntl.LOCK_UN)
+                else:
+                    process.send_signal(sign)
+                text, errors = process.communicate(timeout=30)
+                self.assertEqual((sign, errors), (sign, ""))
+                self.assertEqual(process.returncode == 0, sign is None)
+        self.assertTrue(text.endswith("4 checked, 1 bad, 1 removed\n"), text)
+        self.assertFalse(os.path.exists(bad))
 
     @host.posix_only("so many files are too much for Wine")
     def test_what_a_cleaner_takes_meanwhile_is_not_bad(self):

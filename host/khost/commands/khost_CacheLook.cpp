@@ -156,14 +156,28 @@ int stat(Session& pSession, CacheFiles& pCache, const Arguments&)
     return STATUS_DONE;
 }
 
-int verify(Session& pSession, CacheFiles& pCache, const Arguments&)
+/// Removes a bad file; whether it is gone. A failure is reported.
+bool repair(Session& pSession, CacheFiles& pCache, const CacheFile& pFile)
 {
+    const auto tWaiting = [&] {
+        pSession.note("waiting for the insert lock, which another process has had for two seconds: " +
+                      pCache.dir());
+    };
+    bool tRemoved = false;
+    const uint32_t tRes = pCache.removeRefused(pFile, tWaiting, &tRemoved);
+    if (KFAILED(tRes)) failLook(pSession, tRes, pCache);
+    return tRemoved;
+}
+
+int verify(Session& pSession, CacheFiles& pCache, const Arguments& pArguments)
+{
+    const bool tRepair = pArguments.has("--repair");
     std::vector<CacheFile> tFiles;
     uint64_t tOthers = 0;
     if (auto tRes = pCache.list(tFiles, &tOthers); KFAILED(tRes)) return failLook(pSession, tRes, pCache);
     auto tBad = Json::array();
     Progress tProgress("verify", tFiles.size());
-    uint64_t tDone = 0, tGone = 0;
+    uint64_t tDone = 0, tGone = 0, tRemoved = 0;
     for (const CacheFile& tFile : tFiles) {
         const CacheFileFacts tFacts = pCache.examine(tFile);
         if (!tFacts.problem.empty() && isGone(pCache, tFile)) {
@@ -175,16 +189,20 @@ int verify(Session& pSession, CacheFiles& pCache, const Arguments&)
                 pSession.print(tFile.name + ": " + pSession.shown(tFacts.problem) + "\n");
                 pSession.flush();
             }
+            if (tRepair && tFacts.isRefused && repair(pSession, pCache, tFile)) ++tRemoved;
         }
         tProgress.show(++tDone);
     }
     tProgress.wipe();
-    if (pSession.json())
-        pSession.printJson(Json::object({{"checked", tFiles.size() - tGone}, {"bad", tBad}}));
-    else
+    if (pSession.json()) {
+        auto tJson = Json::object({{"checked", tFiles.size() - tGone}, {"bad", tBad}});
+        if (tRepair) tJson.set("removed", tRemoved);
+        pSession.printJson(tJson);
+    } else {
         pSession.print(std::to_string(tFiles.size() - tGone) + " checked, " + std::to_string(tBad.size()) +
-                       " bad\n");
-    return tBad.size() == 0 ? STATUS_DONE : STATUS_FAILED;
+                       " bad" + (tRepair ? ", " + std::to_string(tRemoved) + " removed" : "") + "\n");
+    }
+    return tBad.size() == tRemoved ? STATUS_DONE : STATUS_FAILED;
 }
 
 /// Opens the cache's files for one of the functions above.
@@ -248,9 +266,15 @@ void addCacheLookCommands(std::vector<Command>& pTable)
          {.name = "cache verify",
           .summary = "Check every object file: status 1 when one is bad.",
           .run = look<verify>,
+          .options = {{.names = "--repair", .help = "Remove the files whose content the cache refuses"}},
+          .details =
+              "A file that is removed counts as cleaned, and its object can be stored anew. Files that "
+              "cannot be "
+              "opened or read stay, and so does what is no regular file. Status 1 when a bad one is left.",
           .json = {.shape = "an object",
                    .fields = {{"checked", "number", "object files examined"},
-                              {"bad", "array", "objects with the bad ones' file and reason, both strings"}}},
+                              {"bad", "array", "objects with the bad ones' file and reason, both strings"},
+                              {"removed", "number", "files removed; only with --repair"}}},
           .effect = Command::LOOKS}});
 }
 

@@ -10,11 +10,11 @@ namespace vel::kos::drivers {
 namespace {
 
 constexpr KprAttribute ATTRIBUTES[] = {
-    {"Product", "KOS"},
-    {"ProductName", "VEL KOS"},
+    {"Product", KFW_PRODUCT},
+    {"ProductName", KFW_PRODUCT_NAME},
     {"FileVersion", KFW_PROJECT_VERSION},
     {"ProductVersion", KFW_PROJECT_VERSION},
-    {"FileDescription", "KOS ODBC Driver"},
+    {"FileDescription", KFW_PRODUCT " ODBC Driver"},
     {"InternalName", "sqldrv_odbc"},
 };
 

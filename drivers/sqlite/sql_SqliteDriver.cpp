@@ -12,11 +12,11 @@ namespace vel::kos::drivers {
 namespace {
 
 constexpr KprAttribute ATTRIBUTES[] = {
-    {"Product", "KOS"},
-    {"ProductName", "VEL KOS"},
+    {"Product", KFW_PRODUCT},
+    {"ProductName", KFW_PRODUCT_NAME},
     {"FileVersion", KFW_PROJECT_VERSION},
     {"ProductVersion", KFW_PROJECT_VERSION},
-    {"FileDescription", "KOS SQLite Driver"},
+    {"FileDescription", KFW_PRODUCT " SQLite Driver"},
     {"InternalName", "sqldrv_sqlite"},
 };
 

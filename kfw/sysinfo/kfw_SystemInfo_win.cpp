@@ -21,7 +21,10 @@ static_assert(sizeof(MemoryRecordEx) == sizeof(MEMORYSTATUSEX));
 static_assert(sizeof(MemoryRecord) == sizeof(MEMORYSTATUS));
 
 const WindowsCalls WINDOWS_CALLS = {
-    .loadLibrary = [](const char* pName) -> SystemHandle { return LoadLibraryA(pName); },
+    // Of the system alone: one that somebody has put beside the program is not what is meant.
+    .loadLibrary = [](const char* pName) -> SystemHandle {
+        return LoadLibraryExA(pName, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+    },
     .freeLibrary = [](SystemHandle pModule) { FreeLibrary(static_cast<HMODULE>(pModule)); },
     .getModuleHandle = [](const char* pName) -> SystemHandle { return GetModuleHandleA(pName); },
     .getProcAddress =

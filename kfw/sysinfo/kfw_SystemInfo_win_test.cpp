@@ -3,6 +3,7 @@
 
 #include <powrprof.h>
 
+#include "kfw/sysinfo/kfw_SystemInfo_WindowsCalls.h"
 #include "kfw/sysinfo/testing/kfw_SystemInfo_TestFixture.h"
 #include "kutil/message.h"
 
@@ -110,6 +111,19 @@ TEST_F(ThisWindowsTest, agreesWithTheMemoryStatus)
     EXPECT_NEAR(std::stod(valueOf(tPairs, "hw.mem.availVirtual")),
                 static_cast<double>(tStatus.ullAvailPageFile), 0.2 * tTotal);
     EXPECT_NEAR(std::stod(valueOf(tPairs, "hw.mem.memoryLoad")), tStatus.dwMemoryLoad, 20);
+}
+
+TEST_F(ThisWindowsTest, loadsTheSystemsLibrariesOnly)
+{
+    const WindowsCalls& tCalls = windowsCalls();
+    SystemHandle tSystems = tCalls.loadLibrary("powrprof.dll");
+    EXPECT_TRUE(tSystems);
+    if (tSystems) tCalls.freeLibrary(tSystems);
+    // A library that lies beside the program and is not loaded.
+    ASSERT_FALSE(GetModuleHandleA("kfw.dll"));
+    SystemHandle tBeside = tCalls.loadLibrary("kfw.dll");
+    EXPECT_FALSE(tBeside);
+    if (tBeside) tCalls.freeLibrary(tBeside);
 }
 
 } // namespace

@@ -61,7 +61,9 @@ class Tree:
         self.root = root
         self.headers = []
         for folder in ("kom/include", "kfw/include"):
-            for path, _, names in os.walk(os.path.join(root, folder)):
+            for path, folders, names in os.walk(os.path.join(root, folder)):
+                if "client" in folders:
+                    folders.remove("client")  # compiled into the programs that use it: nothing of it crosses a library
                 self.headers += [os.path.relpath(os.path.join(path, name), os.path.join(root, folder))
                                  for name in names if name.endswith(".h")]
         self.headers.sort()

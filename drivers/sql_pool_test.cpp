@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "drivers/testing/sql_TestDriver.h"
-#include "kfw/sql/ConnectionPool.h"
+#include "kfw/client/ConnectionPool.h"
 #include "kfw/sql/Unsupported.h"
 
 namespace vel::kos::drivers {

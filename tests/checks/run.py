@@ -189,7 +189,7 @@ WAITS_OF_THEIR_OWN = {
     "host/host_Waker_win.cpp": "being woken, or a time",
     "host/khost/khost_LineReader.cpp": "standard input, on its own thread",
     "host/khost/khost_LineReader.h": "the thread of it",
-    "kfw/include/kfw/sql/ConnectionPool.h": "a connection that another thread gives back, or a time",
+    "kfw/include/kfw/client/ConnectionPool.h": "a connection that another thread gives back, or a time",
     "tools/kom-validate/validate_CountChecks.cpp": "threads of a host's own that share an object",
 }
 

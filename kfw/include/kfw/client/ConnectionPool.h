@@ -1,9 +1,10 @@
 // A pool of connections to one database, for programs whose threads share them. Header only: it belongs to
 // the program that uses it, and the connections are whatever a driver makes.
 //
-//     sql::ConnectionPool tPool(sql::ConnectionPool::opener(tRegistry, "type=sqlite;file=orders.db"), {.size
-//     = 4}); sql::PooledConnection tConnection; if (auto tRes = tPool.borrow(tConnection); KFAILED(tRes))
-//     return tRes; return tConnection->execute("delete from orders where done", nullptr, nullptr);
+//     sql::ConnectionPool tPool(sql::ConnectionPool::opener(tRegistry, "type=sqlite;file=orders.db"));
+//     sql::PooledConnection tConnection;
+//     if (auto tRes = tPool.borrow(tConnection); KFAILED(tRes)) return tRes;
+//     return tConnection->execute("delete from orders where done", nullptr, nullptr);
 #pragma once
 
 #include <algorithm>

@@ -67,9 +67,7 @@ std::wstring knownLocalAppData()
         if (SUCCEEDED(tGet(tLocalAppData, tDontVerify, nullptr, &tKnown))) tDir = tKnown;
         tFree(tKnown);
     }
-    for (const HMODULE tLibrary : {tShell, tOle})
-        if (tLibrary) FreeLibrary(tLibrary);
-    return tDir;
+    return tDir; // the two libraries stay, as the window system does
 }
 
 bool isAbsolute(const std::wstring& pPath)

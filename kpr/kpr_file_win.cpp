@@ -45,7 +45,7 @@ uint32_t openHandle(const std::wstring& pPath, uint32_t pMode, DWORD pFlags, HAN
         return false;
     });
     if (tError == 0) return K_SUCCESS;
-    if (tError == ERROR_ACCESS_DENIED && kpr::isDirectory(pPath))
+    if (tError == ERROR_ACCESS_DENIED && (kpr::attributesOf(pPath) & FILE_ATTRIBUTE_DIRECTORY))
         return pMode & KPR_OPEN_ANY ? KPR_E_IS_DIRECTORY : KPR_E_NOT_REGULAR;
     return kpr::errorFromSystem(tError);
 }

@@ -31,6 +31,8 @@ extern decltype(&GetFileInformationByHandleEx) __real___imp_GetFileInformationBy
 extern decltype(&GetFileInformationByHandle) __real___imp_GetFileInformationByHandle;
 extern decltype(&CreateFileW) __real___imp_CreateFileW;
 extern decltype(&GetSecurityInfo) __real___imp_GetSecurityInfo;
+extern decltype(&GetFileAttributesW) __real___imp_GetFileAttributesW;
+extern decltype(&FindFirstFileW) __real___imp_FindFirstFileW;
 
 decltype(&GetFileInformationByHandleEx) __wrap___imp_GetFileInformationByHandleEx =
     [](HANDLE pFile, FILE_INFO_BY_HANDLE_CLASS pClass, LPVOID pInfo, DWORD pSize) {
@@ -55,6 +57,21 @@ decltype(&CreateFileW) __wrap___imp_CreateFileW = [](LPCWSTR pName, DWORD pAcces
                                                      DWORD pFlags, HANDLE pTemplate) {
     gFlags = pFlags;
     return __real___imp_CreateFileW(pName, pAccess, pShare, pRights, pDisposition, pFlags, pTemplate);
+};
+
+decltype(&GetFileAttributesW) __wrap___imp_GetFileAttributesW = [](LPCWSTR pName) -> DWORD {
+    const DWORD tAttributes = __real___imp_GetFileAttributesW(pName);
+    return gTag && tAttributes != INVALID_FILE_ATTRIBUTES ? tAttributes | FILE_ATTRIBUTE_REPARSE_POINT
+                                                          : tAttributes;
+};
+
+decltype(&FindFirstFileW) __wrap___imp_FindFirstFileW = [](LPCWSTR pName, LPWIN32_FIND_DATAW pFound) {
+    const HANDLE tFind = __real___imp_FindFirstFileW(pName, pFound);
+    if (tFind != INVALID_HANDLE_VALUE && gTag) {
+        pFound->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+        pFound->dwReserved0 = gTag;
+    }
+    return tFind;
 };
 
 decltype(&GetSecurityInfo) __wrap___imp_GetSecurityInfo =
@@ -126,6 +143,27 @@ TEST_F(KprLinksWindows, FilesAreNotOpenedThroughThem)
     gTag = IO_REPARSE_TAG_DEDUP;
     EXPECT_EQ(open(mFile), 0u) << "read through its reparse point";
     EXPECT_FALSE(gFlags & FILE_FLAG_OPEN_REPARSE_POINT);
+}
+
+TEST_F(KprLinksWindows, ToFoldersAreNoFilesAndGoAsLinks)
+{
+    const std::string tFolder = mDir / "folder";
+    for (const DWORD tTag : {DWORD{0}, DWORD{IO_REPARSE_TAG_CLOUD}}) {
+        ASSERT_EQ(kprMakeDir(tFolder.c_str()), 0u);
+        gTag = tTag;
+        EXPECT_EQ(open(tFolder), KPR_E_NOT_REGULAR) << tTag;
+        EXPECT_EQ(kprRemoveFile(tFolder.c_str()), KPR_E_IS_DIRECTORY) << tTag;
+        gTag = 0;
+        ASSERT_EQ(kprRemoveDir(tFolder.c_str()), 0u) << "it is still there";
+    }
+    for (const DWORD tTag : {IO_REPARSE_TAG_MOUNT_POINT, IO_REPARSE_TAG_SYMLINK}) {
+        ASSERT_EQ(kprMakeDir(tFolder.c_str()), 0u);
+        gTag = tTag;
+        EXPECT_EQ(open(tFolder), KPR_E_NOT_REGULAR) << tTag;
+        EXPECT_EQ(kprRemoveFile(tFolder.c_str()), 0u) << tTag;
+        gTag = 0;
+        EXPECT_EQ(kprRemoveDir(tFolder.c_str()), KPR_E_NOT_FOUND) << tTag;
+    }
 }
 
 TEST_F(KprLinksWindows, FilesOfSomebodyElseAreKnown)

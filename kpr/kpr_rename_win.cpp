@@ -6,6 +6,7 @@
 
 #include "kpr/file.h"
 #include "kpr/kpr_error.h"
+#include "kpr/kpr_kind_win.h"
 #include "kpr/kpr_retry_win.h"
 #include "kpr/kpr_trust_win.h"
 #include "kpr/kpr_wide_win.h"
@@ -63,6 +64,15 @@ bool removeName(const std::wstring& pPath)
     return tDone || (tUnsupported && DeleteFileW(pPath.c_str()));
 }
 
+bool isLink(const std::wstring& pPath)
+{
+    WIN32_FIND_DATAW tFound;
+    const HANDLE tFind = FindFirstFileW(pPath.c_str(), &tFound);
+    if (tFind == INVALID_HANDLE_VALUE) return false;
+    FindClose(tFind);
+    return kpr::toKind(tFound.dwFileAttributes, tFound.dwReserved0) == KPR_KIND_LINK;
+}
+
 uint32_t toWidePaths(const char* pFrom, const char* pTo, std::wstring* pWideFrom, std::wstring* pWideTo)
 {
     if (!pFrom || !pTo) return E_INVALIDARG;
@@ -118,6 +128,10 @@ uint32_t kprRemoveFile(const char* pPath)
         kpr::waitIfMapped(tPath);
         return false;
     });
-    if (tError == ERROR_ACCESS_DENIED && kpr::isDirectory(tPath)) return KPR_E_IS_DIRECTORY;
+    if (tError == ERROR_ACCESS_DENIED && (kpr::attributesOf(tPath) & FILE_ATTRIBUTE_DIRECTORY)) {
+        // A link to a folder is one itself for the system, and goes as those do, without what it leads to.
+        if (!isLink(tPath)) return KPR_E_IS_DIRECTORY;
+        return RemoveDirectoryW(tPath.c_str()) ? uint32_t{K_SUCCESS} : kpr::lastError();
+    }
     return tError == 0 ? K_SUCCESS : kpr::errorFromSystem(tError);
 }

@@ -172,11 +172,16 @@ std::wstring withoutLongPrefix(std::wstring pPath)
     return pPath;
 }
 
-bool isDirectory(const std::wstring& pPath)
+DWORD attributesOf(const std::wstring& pPath)
 {
     const DWORD tAttributes = GetFileAttributesW(pPath.c_str());
-    return tAttributes != INVALID_FILE_ATTRIBUTES && (tAttributes & FILE_ATTRIBUTE_DIRECTORY) &&
-           !(tAttributes & FILE_ATTRIBUTE_REPARSE_POINT);
+    return tAttributes == INVALID_FILE_ATTRIBUTES ? 0 : tAttributes;
+}
+
+bool isDirectory(const std::wstring& pPath)
+{
+    return (attributesOf(pPath) & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) ==
+           FILE_ATTRIBUTE_DIRECTORY;
 }
 
 } // namespace kpr

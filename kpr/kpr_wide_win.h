@@ -28,6 +28,8 @@ std::wstring fullPath(const std::wstring& pPath);
 /// A native path without the "\\?\" that toWidePath adds again where it is needed.
 std::wstring withoutLongPrefix(std::wstring pPath);
 
+/// A file's attributes, 0 where there is no such file.
+DWORD attributesOf(const std::wstring& pPath);
 /// Whether the path names a directory (not a link to one).
 bool isDirectory(const std::wstring& pPath);
 

@@ -84,7 +84,8 @@ if(WIN32)
         LIBRARIES ${tLibraries})
     k_test(kpr_links_test SOURCES kpr_links_win_test.cpp testing/kpr_testing.cpp ${tSources}
         LIBRARIES ${tLibraries}
-        WRAP __imp_GetFileInformationByHandleEx __imp_GetFileInformationByHandle __imp_CreateFileW __imp_GetSecurityInfo)
+        WRAP __imp_GetFileInformationByHandleEx __imp_GetFileInformationByHandle __imp_CreateFileW __imp_GetSecurityInfo
+            __imp_GetFileAttributesW __imp_FindFirstFileW)
     # Linked into a test program, shows it the files of other volumes (testing/kpr_volume_win.h). It has kpr's own
     # sources in it, whose calls of the system are wrapped.
     add_library(kpr_volume OBJECT EXCLUDE_FROM_ALL testing/kpr_volume_win.cpp ${tSources})

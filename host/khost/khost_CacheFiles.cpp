@@ -171,6 +171,11 @@ uint32_t CacheFiles::removeRefused(const CacheFile& pFile, const std::function<v
 {
     constexpr uint32_t PAUSE_MS = 20, PATIENCE_MS = 2000;
     *pRemoved = false;
+    // A link of somebody else's leads to what is no cache's.
+    for (const std::string& tDir : {mDir, mObjectsDir}) {
+        mFailedPath = tDir;
+        if (auto tRes = kprCheckLink(tDir.c_str()); KFAILED(tRes)) return tRes;
+    }
     mFailedPath = joinPath(mDir, kfw::INSERTED_COUNTER);
     kfw::OpenFile tInserted;
     if (auto tRes = tInserted.open(mFailedPath, KPR_OPEN_READ_WRITE); KFAILED(tRes)) return tRes;
@@ -183,6 +188,10 @@ uint32_t CacheFiles::removeRefused(const CacheFile& pFile, const std::function<v
         kprSleep(PAUSE_MS);
         if ((tWaited += PAUSE_MS) == PATIENCE_MS) pWaiting();
     }
+    const std::string tCounterPath = joinPath(mDir, kfw::CLEANED_COUNTER);
+    mFailedPath = tCounterPath;
+    kfw::OpenFile tCleaned;
+    if (auto tRes = tCleaned.open(tCounterPath, KPR_OPEN_READ_WRITE); KFAILED(tRes)) return tRes;
     // Somebody may have removed it, and stored a good one.
     KprFileInfo tInfo = {};
     mFailedPath = objectPath(pFile.name);
@@ -192,9 +201,7 @@ uint32_t CacheFiles::removeRefused(const CacheFile& pFile, const std::function<v
     if (tInfo.kind != KPR_KIND_FILE || !examine(pFile).isRefused) return 0;
     if (auto tRes = kprRemoveFile(mFailedPath.c_str()); KFAILED(tRes)) return tRes;
     *pRemoved = true;
-    mFailedPath = joinPath(mDir, kfw::CLEANED_COUNTER);
-    kfw::OpenFile tCleaned;
-    if (auto tRes = tCleaned.open(mFailedPath, KPR_OPEN_READ_WRITE); KFAILED(tRes)) return tRes;
+    mFailedPath = tCounterPath;
     kfw::FirstProblem tLog; // the code says enough
     kfw::FileBytes tBytes(tCleaned.get(), tLog);
     return kfw::CounterFile("khost", mFailedPath, tLog).add(tBytes, kfw::kilobytes(tInfo.size));

@@ -77,8 +77,9 @@ public:
     CacheFileFacts examine(const CacheFile& pFile) const;
     /// Removes an object file whose bytes break the format's rules, under the exclusive insert lock, and
     /// counts it as cleaned. *pRemoved is false when it has gone or is a good one by the time the lock is
-    /// there. pWaiting is called once when somebody else has had the lock for two seconds. A removed file
-    /// that could not be counted is a failure.
+    /// there. pWaiting is called once when somebody else has had the lock for two seconds. KPR_E_NOT_TRUSTED
+    /// where somebody else's link leads to the folder. A removed file that could not be counted is a failure;
+    /// without a counter that can be opened nothing is removed.
     uint32_t removeRefused(const CacheFile& pFile, const std::function<void()>& pWaiting, bool* pRemoved);
     /// Reads one object as the cache would; its data only where pData is given. A failure leaves the outputs
     /// as they were, and *pProblem is the cache's message about it.

@@ -8,6 +8,10 @@
 #include <thread>
 #include <vector>
 
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
 #include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kpr/codes.h"
 #include "kpr/file.h"
@@ -150,6 +154,46 @@ TEST_F(ObjectFilesTest, AnotherObjectIsOneThatIsThereAndDiffers)
     std::filesystem::remove(mCache.objectPath(NAME));
     EXPECT_FALSE(mCache.hasOther(NAME, mAttributes, mData)) << "a cleaner took it";
 }
+
+TEST_F(ObjectFilesTest, NothingIsRemovedThatCannotBeCounted)
+{
+    write("no object");
+    std::filesystem::remove(path("cleaned"));
+    bool tRemoved = true;
+    EXPECT_EQ(mCache.removeRefused(
+                  {NAME}, [] {}, &tRemoved),
+              KPR_E_NOT_FOUND);
+    EXPECT_EQ(mCache.failedPath(), path("cleaned").string());
+    EXPECT_FALSE(tRemoved);
+    EXPECT_TRUE(std::filesystem::exists(mCache.objectPath(NAME)));
+}
+
+#if !defined(_WIN32)
+TEST_F(ObjectFilesTest, NothingIsRemovedThroughALinkOfSomebodyElse)
+{
+    if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+    write("no object");
+    for (const auto& tDir : {mDir.path() / "cache" / "objects", mDir.path() / "cache"}) {
+        std::filesystem::rename(tDir, mDir.path() / "elsewhere");
+        std::filesystem::create_directory_symlink(mDir.path() / "elsewhere", tDir);
+        ASSERT_EQ(lchown(tDir.c_str(), 65534, 65534), 0);
+        bool tRemoved = true;
+        EXPECT_EQ(mCache.removeRefused(
+                      {NAME}, [] {}, &tRemoved),
+                  KPR_E_NOT_TRUSTED);
+        EXPECT_EQ(mCache.failedPath(), tDir.string());
+        EXPECT_FALSE(tRemoved);
+        EXPECT_TRUE(std::filesystem::exists(mCache.objectPath(NAME)));
+        std::filesystem::remove(tDir);
+        std::filesystem::rename(mDir.path() / "elsewhere", tDir);
+    }
+    bool tRemoved = false;
+    EXPECT_EQ(mCache.removeRefused(
+                  {NAME}, [] {}, &tRemoved),
+              0u);
+    EXPECT_TRUE(tRemoved);
+}
+#endif
 
 TEST_F(CacheFilesTest, ACacheWithoutEitherCounterIsACopy)
 {

@@ -162,14 +162,15 @@ CacheFileFacts CacheFiles::examine(const CacheFile& pFile) const
         return tFacts;
     }
     tFacts.attributes = tReader.header().attrCount;
+    tFacts.attributeBytes = tReader.header().attrSize;
     tFacts.dataBytes = tReader.header().dataSize;
     return tFacts;
 }
 
-uint32_t CacheFiles::removeRefused(const CacheFile& pFile, const std::function<void()>& pWaiting,
+uint32_t CacheFiles::removeRefused(const CacheFile& pFile, const std::function<bool(uint32_t)>& pWaiting,
                                    bool* pRemoved)
 {
-    constexpr uint32_t PAUSE_MS = 20, PATIENCE_MS = 2000;
+    constexpr uint32_t PAUSE_MS = 20;
     *pRemoved = false;
     // A link of somebody else's leads to what is no cache's.
     for (const std::string& tDir : {mDir, mObjectsDir}) {
@@ -184,9 +185,9 @@ uint32_t CacheFiles::removeRefused(const CacheFile& pFile, const std::function<v
         // Given back when the file is closed.
         const uint32_t tRes = kprLockFile(tInserted.get(), KPR_LOCK_EXCLUSIVE | KPR_LOCK_NO_WAIT, 0, 0);
         if (!KFAILED(tRes)) break;
-        if (tRes != KPR_E_LOCKED) return tRes;
+        if (tRes != KPR_E_LOCKED || !pWaiting(tWaited)) return tRes;
         kprSleep(PAUSE_MS);
-        if ((tWaited += PAUSE_MS) == PATIENCE_MS) pWaiting();
+        tWaited += PAUSE_MS;
     }
     const std::string tCounterPath = joinPath(mDir, kfw::CLEANED_COUNTER);
     mFailedPath = tCounterPath;

@@ -38,6 +38,7 @@ struct CacheFileFacts {
     std::string problem;    ///< "" for a file that the cache would read, else its message about it
     bool isRefused = false; ///< it could be read, and its bytes break the format's rules
     uint32_t attributes = 0;
+    uint32_t attributeBytes = 0; ///< what they take in the file
     uint32_t dataBytes = 0;
 };
 
@@ -77,10 +78,12 @@ public:
     CacheFileFacts examine(const CacheFile& pFile) const;
     /// Removes an object file whose bytes break the format's rules, under the exclusive insert lock, and
     /// counts it as cleaned. *pRemoved is false when it has gone or is a good one by the time the lock is
-    /// there. pWaiting is called once when somebody else has had the lock for two seconds. KPR_E_NOT_TRUSTED
-    /// where somebody else's link leads to the folder. A removed file that could not be counted is a failure;
-    /// without a counter that can be opened nothing is removed.
-    uint32_t removeRefused(const CacheFile& pFile, const std::function<void()>& pWaiting, bool* pRemoved);
+    /// there. While somebody else has the lock, pWaiting is called again and again with the milliseconds that
+    /// this has waited; false ends it with KPR_E_LOCKED. KPR_E_NOT_TRUSTED where somebody else's link leads
+    /// to the folder. A removed file that could not be counted is a failure; without a counter that can be
+    /// opened nothing is removed.
+    uint32_t removeRefused(const CacheFile& pFile, const std::function<bool(uint32_t)>& pWaiting,
+                           bool* pRemoved);
     /// Reads one object as the cache would; its data only where pData is given. A failure leaves the outputs
     /// as they were, and *pProblem is the cache's message about it.
     uint32_t read(const std::string& pName, fw::CacheAttrList* pAttributes, fw::CacheBytes* pData,

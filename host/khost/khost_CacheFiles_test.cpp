@@ -2,6 +2,7 @@
 // here on every target.
 #include "host/khost/khost_CacheFiles.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -12,6 +13,7 @@
 #include <unistd.h>
 #endif
 
+#include "kfw/cache/format/kfw_ByteSource.h"
 #include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kpr/codes.h"
 #include "kpr/file.h"
@@ -109,6 +111,12 @@ protected:
         tBytes.mSize = pLength;
         return tBytes;
     }
+    /// Removes the object if it is refused, without waiting for anybody.
+    uint32_t remove(bool* pRemoved)
+    {
+        return mCache.removeRefused(
+            {NAME}, [](uint32_t) { return false; }, pRemoved);
+    }
     void write(const std::string& pBytes) const { writeFile(mCache.objectPath(NAME), pBytes); }
 
     static constexpr char NAME[] = "00112233445566778899AABBCCDDEEFF";
@@ -160,12 +168,30 @@ TEST_F(ObjectFilesTest, NothingIsRemovedThatCannotBeCounted)
     write("no object");
     std::filesystem::remove(path("cleaned"));
     bool tRemoved = true;
-    EXPECT_EQ(mCache.removeRefused(
-                  {NAME}, [] {}, &tRemoved),
-              KPR_E_NOT_FOUND);
+    EXPECT_EQ(remove(&tRemoved), KPR_E_NOT_FOUND);
     EXPECT_EQ(mCache.failedPath(), path("cleaned").string());
     EXPECT_FALSE(tRemoved);
     EXPECT_TRUE(std::filesystem::exists(mCache.objectPath(NAME)));
+}
+
+TEST_F(ObjectFilesTest, WhoWaitsForTheLockMayGiveUp)
+{
+    write("no object");
+    kfw::OpenFile tOther;
+    ASSERT_EQ(tOther.open(path("inserted").string(), KPR_OPEN_READ_WRITE), 0u);
+    ASSERT_EQ(kprLockFile(tOther.get(), KPR_LOCK_SHARED, 0, 0), 0u);
+    bool tRemoved = true;
+    std::vector<uint32_t> tWaited;
+    const auto tThreeTimes = [&tWaited](uint32_t pMilliseconds) {
+        tWaited.push_back(pMilliseconds);
+        return tWaited.size() < 3;
+    };
+    EXPECT_EQ(mCache.removeRefused({NAME}, tThreeTimes, &tRemoved), KPR_E_LOCKED);
+    EXPECT_THAT(tWaited, testing::ElementsAre(0u, 20u, 40u));
+    EXPECT_FALSE(tRemoved);
+    EXPECT_EQ(tOther.close(), 0u);
+    EXPECT_EQ(remove(&tRemoved), 0u);
+    EXPECT_TRUE(tRemoved);
 }
 
 #if !defined(_WIN32)
@@ -178,9 +204,7 @@ TEST_F(ObjectFilesTest, NothingIsRemovedThroughALinkOfSomebodyElse)
         std::filesystem::create_directory_symlink(mDir.path() / "elsewhere", tDir);
         ASSERT_EQ(lchown(tDir.c_str(), 65534, 65534), 0);
         bool tRemoved = true;
-        EXPECT_EQ(mCache.removeRefused(
-                      {NAME}, [] {}, &tRemoved),
-                  KPR_E_NOT_TRUSTED);
+        EXPECT_EQ(remove(&tRemoved), KPR_E_NOT_TRUSTED);
         EXPECT_EQ(mCache.failedPath(), tDir.string());
         EXPECT_FALSE(tRemoved);
         EXPECT_TRUE(std::filesystem::exists(mCache.objectPath(NAME)));
@@ -188,9 +212,7 @@ TEST_F(ObjectFilesTest, NothingIsRemovedThroughALinkOfSomebodyElse)
         std::filesystem::rename(mDir.path() / "elsewhere", tDir);
     }
     bool tRemoved = false;
-    EXPECT_EQ(mCache.removeRefused(
-                  {NAME}, [] {}, &tRemoved),
-              0u);
+    EXPECT_EQ(remove(&tRemoved), 0u);
     EXPECT_TRUE(tRemoved);
 }
 #endif

@@ -82,6 +82,8 @@ public:
     /// The application, set up at first use. Null after a failure, which has been reported: return
     /// STATUS_FAILED.
     Application* application();
+    /// Whether the application, where there is one, was asked to close: what takes long ends then.
+    bool isCloseRequested() const { return mApplication && mApplication->isCloseRequested(); }
     /// The user application directory in use; looks only.
     uint32_t userAppDir(std::string& pDir);
     /// The process's one cache, set up at first use; null as application(). Where it may not be written and

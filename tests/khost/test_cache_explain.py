@@ -2,6 +2,7 @@
 
 import json
 import os
+import struct
 import time
 
 import host
@@ -202,3 +203,21 @@ class Explained(host.HostTest):
         self.assertTrue(text[1].startswith(ids["large"]))
         self.assertEqual(text[2:4], ["    name=large", "    n=2"])
         self.assertTrue(text[-1].startswith(ids["small"]), "no attributes of a file that is refused")
+
+    def test_ls_shows_no_attributes_that_fill_the_memory(self):
+        shell = self.shell()
+        source = self.write("source", b"x")
+        self.assertEqual(shell.run(f"cache put http://h/a {quoted(native(source))}").status, 0)
+        self.assertEqual(shell.close(), 0)
+        identity = self.objects()[0]
+        for size, shown in ((1000000, True), (1100000, False)):
+            key, value = b"k\0\0\0", b"v" * size + b"\0"
+            value += b"\0" * (-len(value) % 4)
+            space = struct.pack(">I", 2) + key + struct.pack(">I", size + 1) + value
+            self.write(f"app/cache/objects/{identity}",
+                       struct.pack(">7I", 0x0E9A5B42, 1, 28, len(space), 1, 28 + len(space), 0) + space)
+            row = json.loads(self.khost("cache", "ls", "--json", "--attrs").text)[0]
+            self.assertEqual((row["valid"], row["attributes"]), (True, 1))
+            self.assertEqual(row["attribute_list"], [["k", "v" * size]] if shown else None)
+            lines = self.khost("cache", "ls", "--attrs").text.splitlines()
+            self.assertEqual(lines[2], "    k=" + "v" * size if shown else "    (1.0 MiB of attributes)")

@@ -219,6 +219,21 @@ class Files(host.HostTest):
         self.assertTrue(text.endswith("4 checked, 1 bad, 1 removed\n"), text)
         self.assertFalse(os.path.exists(bad))
 
+    @host.posix_only("the lock is taken by Python's fcntl")
+    def test_a_repair_in_a_shell_ends_with_it(self):
+        import fcntl
+        bad = self.write("app/cache/objects/" + "B0" * 16, b"torn") if self.fill().close() == 0 else None
+        with open(self.path("app", "cache", "inserted"), "r+b") as inserted:
+            fcntl.lockf(inserted, fcntl.LOCK_EX)
+            process = subprocess.Popen(self.command("shell"), stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE, env=self.environment(), text=True)
+            process.stdin.write("user get\ncache verify --repair\n")
+            process.stdin.flush()
+            self.assertIn("waiting for the insert lock", process.stderr.readline())
+            process.send_signal(signal.SIGTERM)
+            process.communicate(timeout=30)
+        self.assertTrue(os.path.exists(bad))
+
     @host.posix_only("so many files are too much for Wine")
     def test_what_a_cleaner_takes_meanwhile_is_not_bad(self):
         shell = self.closed_cache()

@@ -41,10 +41,17 @@ void sortFiles(std::vector<CacheFile>& pFiles, const std::string& pOrder)
     if (pOrder == "score") tSort([](const auto& pA, const auto& pB) { return scoreOf(pA) > scoreOf(pB); });
 }
 
-/// An object's attributes: pairs in JSON, lines for people. Nothing where they cannot be read.
-void addAttributes(Session& pSession, const CacheFiles& pCache, const CacheFile& pFile, Json* pJson,
-                   std::string* pLines)
+/// An object's attributes: pairs in JSON, lines for people. Nothing where they cannot be read, or where they
+/// would take so much memory that one object could hide all others.
+void addAttributes(Session& pSession, const CacheFiles& pCache, const CacheFile& pFile,
+                   const CacheFileFacts& pFacts, Json* pJson, std::string* pLines)
 {
+    constexpr uint32_t MOST_BYTES = 1u << 20;
+    if (!pFacts.problem.empty()) return;
+    if (pFacts.attributeBytes > MOST_BYTES) {
+        *pLines = "    (" + readableSize(pFacts.attributeBytes) + " of attributes)\n";
+        return;
+    }
     fw::CacheAttrList tList;
     std::string tProblem;
     if (KFAILED(pCache.read(pFile.name, &tList, nullptr, &tProblem))) return;
@@ -89,7 +96,7 @@ int ls(Session& pSession, CacheFiles& pCache, const Arguments& pArguments)
         const std::string tModified = utcTime(tFile.modified);
         Json tPairs;
         std::string tLines;
-        if (pArguments.has("--attrs")) addAttributes(pSession, pCache, tFile, &tPairs, &tLines);
+        if (pArguments.has("--attrs")) addAttributes(pSession, pCache, tFile, tFacts, &tPairs, &tLines);
         if (pSession.json()) {
             Json tObject = Json::object({{"id", tFile.name},
                                          {"bytes", tFile.bytes},
@@ -156,17 +163,22 @@ int stat(Session& pSession, CacheFiles& pCache, const Arguments&)
     return STATUS_DONE;
 }
 
-/// Removes a bad file; whether it is gone. A failure is reported.
-bool repair(Session& pSession, CacheFiles& pCache, const CacheFile& pFile)
+/// Removes a bad file; *pRemoved tells whether it is gone. False after a failure, which has been reported.
+bool repair(Session& pSession, CacheFiles& pCache, const CacheFile& pFile, bool* pRemoved)
 {
-    const auto tWaiting = [&] {
-        pSession.note("waiting for the insert lock, which another process has had for two seconds: " +
-                      pCache.dir());
+    constexpr uint32_t PATIENCE_MS = 2000;
+    bool tTold = false;
+    const auto tWaiting = [&](uint32_t pMilliseconds) {
+        if (pMilliseconds >= PATIENCE_MS && !tTold) {
+            tTold = true;
+            pSession.note("waiting for the insert lock, which another process has had for two seconds: " +
+                          pCache.dir());
+        }
+        return !pSession.isCloseRequested();
     };
-    bool tRemoved = false;
-    const uint32_t tRes = pCache.removeRefused(pFile, tWaiting, &tRemoved);
+    const uint32_t tRes = pCache.removeRefused(pFile, tWaiting, pRemoved);
     if (KFAILED(tRes)) failLook(pSession, tRes, pCache);
-    return tRemoved;
+    return !KFAILED(tRes);
 }
 
 int verify(Session& pSession, CacheFiles& pCache, const Arguments& pArguments)
@@ -178,6 +190,7 @@ int verify(Session& pSession, CacheFiles& pCache, const Arguments& pArguments)
     auto tBad = Json::array();
     Progress tProgress("verify", tFiles.size());
     uint64_t tDone = 0, tGone = 0, tRemoved = 0;
+    bool tFailed = false;
     for (const CacheFile& tFile : tFiles) {
         const CacheFileFacts tFacts = pCache.examine(tFile);
         if (!tFacts.problem.empty() && isGone(pCache, tFile)) {
@@ -189,7 +202,10 @@ int verify(Session& pSession, CacheFiles& pCache, const Arguments& pArguments)
                 pSession.print(tFile.name + ": " + pSession.shown(tFacts.problem) + "\n");
                 pSession.flush();
             }
-            if (tRepair && tFacts.isRefused && repair(pSession, pCache, tFile)) ++tRemoved;
+            bool tIsRemoved = false;
+            if (tRepair && tFacts.isRefused && !repair(pSession, pCache, tFile, &tIsRemoved)) tFailed = true;
+            if (tIsRemoved) ++tRemoved;
+            if (tFailed && pSession.isCloseRequested()) break;
         }
         tProgress.show(++tDone);
     }
@@ -202,7 +218,7 @@ int verify(Session& pSession, CacheFiles& pCache, const Arguments& pArguments)
         pSession.print(std::to_string(tFiles.size() - tGone) + " checked, " + std::to_string(tBad.size()) +
                        " bad" + (tRepair ? ", " + std::to_string(tRemoved) + " removed" : "") + "\n");
     }
-    return tBad.size() == tRemoved ? STATUS_DONE : STATUS_FAILED;
+    return tBad.size() == tRemoved && !tFailed ? STATUS_DONE : STATUS_FAILED;
 }
 
 /// Opens the cache's files for one of the functions above.
@@ -242,7 +258,8 @@ void addCacheLookCommands(std::vector<Command>& pTable)
                               {"valid", "boolean", "whether the cache would read it"},
                               {"score", "number", "the higher, the earlier it is removed"},
                               {"attribute_list", "array",
-                               "with --attrs: pairs (arrays of two strings); null when the file is bad"}}},
+                               "with --attrs: pairs (arrays of two strings); null when the file is bad, or "
+                               "they take more than 1 MB"}}},
           .examples = {{"khost cache ls --sort score --limit 20", "see what the next pass removes first"}},
           .effect = Command::LOOKS},
          {.name = "cache stat",

@@ -9,10 +9,6 @@
 #include <thread>
 #include <vector>
 
-#if !defined(_WIN32)
-#include <unistd.h>
-#endif
-
 #include "kfw/cache/format/kfw_ByteSource.h"
 #include "kfw/cache/format/kfw_ObjectFile.h"
 #include "kpr/codes.h"
@@ -193,29 +189,6 @@ TEST_F(ObjectFilesTest, WhoWaitsForTheLockMayGiveUp)
     EXPECT_EQ(remove(&tRemoved), 0u);
     EXPECT_TRUE(tRemoved);
 }
-
-#if !defined(_WIN32)
-TEST_F(ObjectFilesTest, NothingIsRemovedThroughALinkOfSomebodyElse)
-{
-    if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
-    write("no object");
-    for (const auto& tDir : {mDir.path() / "cache" / "objects", mDir.path() / "cache"}) {
-        std::filesystem::rename(tDir, mDir.path() / "elsewhere");
-        std::filesystem::create_directory_symlink(mDir.path() / "elsewhere", tDir);
-        ASSERT_EQ(lchown(tDir.c_str(), 65534, 65534), 0);
-        bool tRemoved = true;
-        EXPECT_EQ(remove(&tRemoved), KPR_E_NOT_TRUSTED);
-        EXPECT_EQ(mCache.failedPath(), tDir.string());
-        EXPECT_FALSE(tRemoved);
-        EXPECT_TRUE(std::filesystem::exists(mCache.objectPath(NAME)));
-        std::filesystem::remove(tDir);
-        std::filesystem::rename(mDir.path() / "elsewhere", tDir);
-    }
-    bool tRemoved = false;
-    EXPECT_EQ(remove(&tRemoved), 0u);
-    EXPECT_TRUE(tRemoved);
-}
-#endif
 
 TEST_F(CacheFilesTest, ACacheWithoutEitherCounterIsACopy)
 {

@@ -219,6 +219,27 @@ class Files(host.HostTest):
         self.assertTrue(text.endswith("4 checked, 1 bad, 1 removed\n"), text)
         self.assertFalse(os.path.exists(bad))
 
+    @host.posix_only("a link is given away")
+    def test_a_repair_follows_no_link_of_somebody_else(self):
+        if os.geteuid() != 0:
+            self.skipTest("only root can give a link away")
+        self.assertEqual(self.fill().close(), 0)
+        name = "B0" * 16
+        bad = self.write("app/cache/objects/" + name, b"torn")
+        for folder in (self.path("app", "cache", "objects"), self.path("app", "cache")):
+            os.rename(folder, self.path("elsewhere"))
+            os.symlink(self.path("elsewhere"), folder)
+            os.lchown(folder, 65534, 65534)
+            told = self.khost("cache", "verify", "--repair")
+            self.assertEqual(told.status, 1)
+            self.assertIn("KPR_E_NOT_TRUSTED", told.errors)
+            self.assertIn("1 bad, 0 removed", told.text)
+            self.assertTrue(os.path.exists(bad))
+            os.remove(folder)
+            os.rename(self.path("elsewhere"), folder)
+        self.assertIn("1 bad, 1 removed", self.khost("cache", "verify", "--repair").text)
+        self.assertFalse(os.path.exists(bad))
+
     @host.posix_only("the lock is taken by Python's fcntl")
     def test_a_repair_in_a_shell_ends_with_it(self):
         import fcntl

@@ -39,7 +39,7 @@ public:
     /// Waits while others hold it, but not for somebody who was halted: KPR_E_LOCKED.
     uint32_t takeExclusive(const std::string& pRegistry)
     {
-        constexpr uint32_t tPatience = 10000;
+        constexpr uint32_t tPatience = 20000; // many may be before us, on a busy disk
         uint32_t tRes = open(pRegistry, KPR_OPEN_READ_WRITE);
         // Who holds a lock may be replacing the registry: only where there is none yet it is opened without.
         if (tRes == KPR_E_NOT_FOUND) tRes = checkRegistry(pRegistry);

@@ -67,6 +67,9 @@ USER_DATA, MAIL, SQL_REGISTRY = (
     "71cc20fc-2fcd-11d8-9c22-00e029099a4b")
 SINGLE = "b0b0b0b0-0000-4000-8000-00000000000b"  # of the broken modules
 
+# What Wine now and then has for a process that is to be started on a busy machine.
+NOT_STARTED = "the process could not be started: unexpected error of the operating system"
+
 
 def native(path):
     """A path as the program under test takes it."""
@@ -96,8 +99,8 @@ def validate(*arguments, **variables):
             errors.seek(0)
             done.text = out.read().decode("utf-8")
             said = errors.read().decode("utf-8")
-        # Wine's server ended with its last program just as this one began, which has not run: once more.
-        if not (WINDOWS and said.startswith("wine client error")):
+        # Wine's server ended with its last program just as this one began, or could not start a process: once more.
+        if not (WINDOWS and (said.startswith("wine client error") or NOT_STARTED in done.text)):
             break
     # A Wine service that crashes while Wine starts says so on the errors of whatever program started it.
     done.errors = "".join(line + "\n" for line in said.splitlines() if not (WINDOWS and line.startswith("wine: ")))

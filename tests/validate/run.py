@@ -97,8 +97,8 @@ def validate(*arguments, **variables):
                                   timeout=TIMEOUT)
             out.seek(0)
             errors.seek(0)
-            done.text = out.read().decode("utf-8")
-            said = errors.read().decode("utf-8")
+            done.stdout, done.stderr = out.read(), errors.read()
+        done.text, said = done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
         # Wine's server ended with its last program just as this one began, or could not start a process: once more.
         if not (WINDOWS and (said.startswith("wine client error") or NOT_STARTED in done.text)):
             break

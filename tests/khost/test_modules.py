@@ -76,6 +76,7 @@ class Why(host.HostTest):
     def ask(self, name=CLASS):
         """What JSON tells; the lines for people hold the same."""
         told = self.khost("why", name, "--json")
+        self.assertTrue(told.text, (told.status, told.errors))
         facts = json.loads(told.text)
         self.assertEqual((told.status, told.errors), (1 if facts["problem"] else 0, ""))
         lines = dict(line.split(None, 1) for line in self.khost("why", name).text.splitlines())

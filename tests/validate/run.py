@@ -100,7 +100,7 @@ def validate(*arguments, **variables):
             done.stdout, done.stderr = out.read(), errors.read()
         done.text, said = done.stdout.decode("utf-8"), done.stderr.decode("utf-8")
         # Wine's server ended with its last program just as this one began, or could not start a process: once more.
-        if not (WINDOWS and (said.startswith("wine client error") or NOT_STARTED in done.text)):
+        if not (WINDOWS and ("wine client error" in said or NOT_STARTED in done.text)):
             break
     # A Wine service that crashes while Wine starts says so on the errors of whatever program started it.
     done.errors = "".join(line + "\n" for line in said.splitlines() if not (WINDOWS and line.startswith("wine: ")))
